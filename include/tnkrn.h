@@ -1,0 +1,753 @@
+/*
+ * tnkrn.h - public interface of the Tarnkit kernel library.
+ *
+ * On 32-bit Windows the library is Tnkrn15u.dll, elsewhere libtnkrn15u. The header compiles as C99 and as C++
+ * and includes no platform header.
+ *
+ * Conventions
+ *   Results    Functions return a signed 32-bit result: SUCCESS (1), a negative code from the table below, or,
+ *              where stated, a count, a handle (0 on failure) or a colour value. A callback that stops an
+ *              operation ends it with the callback's own value.
+ *   Records    Records carry their size in their first field and are checked against the exact size, which
+ *              is sizeof the record: 168 bytes for BitmapHandle where pointers have 32 bits.
+ *   Ownership  The caller owns every record; the library owns what it attaches to one and releases it in
+ *              T_FreeBitmap.
+ *   Rows       A stored row is BytesPerLine bytes, a multiple of 4. Pixels of 1 to 7 bits are packed, the first
+ *              pixel in the most significant bits. Row 0 is the first row in storage.
+ *   Colours    A colour value is 32 bits: red in the low byte, then green, then blue; the top byte is a tag
+ *              (COLOR_TAG_*).
+ *   Threads    Settings belong to the calling thread. A bitmap must not be changed by two threads at a time.
+ */
+#ifndef TNKRN_H
+#define TNKRN_H
+
+#include <stdint.h>
+
+#if defined(_WIN32) && (defined(__i386__) || defined(_M_IX86))
+#define TNK_CALL __stdcall
+#else
+#define TNK_CALL
+#endif
+
+#if defined(_WIN32)
+#define TNK_API
+#else
+#define TNK_API __attribute__((visibility("default")))
+#endif
+
+/* Wide characters have 16 bits on every target. */
+#if defined(_WIN32)
+#include <stddef.h>
+typedef wchar_t T_WCHAR;
+#elif defined(__cplusplus)
+typedef char16_t T_WCHAR;
+#else
+typedef uint16_t T_WCHAR;
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A file, section, palette, region or movable-block handle. 0 means none; a failed file handle is -1. */
+typedef intptr_t T_HANDLE;
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Result codes
+ *
+ * Every code has a name with the prefix T_. The short names without it are what the documentation uses; they
+ * are left out when <windows.h> came first or TNK_NO_SHORT_CODES is defined, because the platform gives other
+ * values to some of the same names.
+ */
+#define T_SUCCESS 1                          /* success */
+#define T_FAILURE (-1)                       /* memory, a section or a temporary file could not be had */
+#define T_ERROR_NOT_ALLOCATED (-2)           /* the bitmap, or a table it needs, has no storage */
+#define T_ERROR_SIZE_TOO_LARGE (-3)          /* pixel data would reach 0xFFFF0001 bytes */
+#define T_ERROR_FILE_SEEK (-4)               /* a seek did not reach the requested position */
+#define T_ERROR_FILE_WRITE (-5)              /* a write failed */
+#define T_ERROR_FILE_READ (-7)               /* a read failed */
+#define T_ERROR_INVALID_SIZE (-11)           /* no data, a position outside the bitmap, a negative extent */
+#define T_ERROR_INVALID_PARAMETER (-13)      /* null pointer, bad option, bad memory type, bad view perspective */
+#define T_ERROR_INVALID_DIB (-16)            /* a device-independent bitmap that cannot be converted */
+#define T_ERROR_BPP_NOT_SUPPORTED (-27)      /* bits per pixel not supported by the operation */
+#define T_ERROR_NOT_INITIALIZED (-30)        /* the dispatch table was never set */
+#define T_ERROR_ROWS_INCOMPLETE (-74)        /* a transfer ended before all rows were written */
+#define T_ERROR_DISK_FULL (-295)             /* no temporary file, or the platform reports a full disk */
+#define T_ERROR_CODEC_MISSING (-356)         /* a codec module for super-compression is not available */
+#define T_ERROR_STRUCT_SIZE (-789)           /* a record's size field, or the size argument, is wrong */
+#define T_ERROR_NULL_POINTER (-814)          /* a required output or table pointer is null */
+#define T_ERROR_OVERLAY_NOT_ALLOCATED (-815) /* no overlay set, or an empty overlay slot */
+#define T_ERROR_OVERLAY_INVALID (-816)       /* no bit-plane binding, or a plane outside the bitmap's bits */
+#define T_ERROR_SIGNED_DATA (-1360)          /* signed samples where the operation takes none */
+#define T_ERROR_LUT_LENGTH (-1486)           /* LUTLength does not match the bit window */
+
+#if !defined(_WINERROR_) && !defined(TNK_NO_SHORT_CODES)
+#define SUCCESS T_SUCCESS
+#define FAILURE T_FAILURE
+#define ERROR_NOT_ALLOCATED T_ERROR_NOT_ALLOCATED
+#define ERROR_SIZE_TOO_LARGE T_ERROR_SIZE_TOO_LARGE
+#define ERROR_FILE_SEEK T_ERROR_FILE_SEEK
+#define ERROR_FILE_WRITE T_ERROR_FILE_WRITE
+#define ERROR_FILE_READ T_ERROR_FILE_READ
+#define ERROR_INVALID_SIZE T_ERROR_INVALID_SIZE
+#define ERROR_INVALID_PARAMETER T_ERROR_INVALID_PARAMETER
+#define ERROR_INVALID_DIB T_ERROR_INVALID_DIB
+#define ERROR_BPP_NOT_SUPPORTED T_ERROR_BPP_NOT_SUPPORTED
+#define ERROR_NOT_INITIALIZED T_ERROR_NOT_INITIALIZED
+#define ERROR_ROWS_INCOMPLETE T_ERROR_ROWS_INCOMPLETE
+#define ERROR_DISK_FULL T_ERROR_DISK_FULL
+#define ERROR_CODEC_MISSING T_ERROR_CODEC_MISSING
+#define ERROR_STRUCT_SIZE T_ERROR_STRUCT_SIZE
+#define ERROR_NULL_POINTER T_ERROR_NULL_POINTER
+#define ERROR_OVERLAY_NOT_ALLOCATED T_ERROR_OVERLAY_NOT_ALLOCATED
+#define ERROR_OVERLAY_INVALID T_ERROR_OVERLAY_INVALID
+#define ERROR_SIGNED_DATA T_ERROR_SIGNED_DATA
+#define ERROR_LUT_LENGTH T_ERROR_LUT_LENGTH
+#endif
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Records and constants
+ */
+
+/* One palette entry. Colour comparisons look at blue, green and red; the reserved byte is carried along. */
+typedef struct PaletteEntry {
+    uint8_t Blue;
+    uint8_t Green;
+    uint8_t Red;
+    uint8_t Reserved;
+} PaletteEntry;
+
+/* BitmapHandle.Flags */
+#define BMF_ALLOCATED 0x1u          /* storage is attached */
+#define BMF_MEMORY 0x2u             /* data lies in memory (every kind but disk) */
+#define BMF_DISK 0x4u               /* data lies in a temporary file */
+#define BMF_LOCKED 0x10u            /* movable storage is accessed: pData is valid */
+#define BMF_PLAYBACK_A 0x40u        /* animation flag, copied by T_CopyPlaybackParms */
+#define BMF_PLAYBACK_B 0x80u        /* animation flag, copied by T_CopyPlaybackParms */
+#define BMF_COMPRESSED 0x100u       /* 1-bit rows held run-compressed */
+#define BMF_SIGNED 0x200u           /* samples with a sign; most operations refuse them unless BMF_WINDOW is set */
+#define BMF_USERDATA 0x400u         /* pData belongs to the caller */
+#define BMF_WINDOW 0x800u           /* LowBit..HighBit is in force instead of DataLowBit..DataHighBit */
+#define BMF_MOVABLE 0x1000u         /* storage is a movable block (T_OsAllocHandle), locked on access */
+#define BMF_BYTEMAP 0x2000u         /* the byte map is active */
+#define BMF_TILED 0x4000u           /* storage is split into tiles */
+#define BMF_SUPERCOMPRESSED 0x8000u /* storage is super-compressed */
+
+/* BitmapHandle.Order */
+#define ORDER_RGB 0u        /* red, green, blue by rising address; also every bitmap of 8 bits or fewer */
+#define ORDER_BGR 1u        /* blue, green, red by rising address */
+#define ORDER_GRAY 2u       /* gray samples: 12 (always), 16 and 32 bits */
+#define ORDER_MATRIX_RGB 5u /* BGR byte order, components in a second RGB space: 24 and 48 bits */
+
+/* Memory requests of T_AllocateBitmap, T_CreateBitmap and T_SetDefaultMemoryType. */
+#define MEM_CONVENTIONAL 1u       /* memory */
+#define MEM_USER 2u               /* none: the caller supplies the pixel memory (only alone) */
+#define MEM_DISK 4u               /* a temporary file; served from memory up to the tile size */
+#define MEM_NOTILES 8u            /* never split into tiles */
+#define MEM_NOCONVENTIONAL 128u   /* neither plain memory nor tiles: disk */
+#define MEM_TILED 256u            /* plain memory or tiles, never disk (only alone) */
+#define MEM_COMPRESSED 512u       /* run-compressed rows; 1 bit per pixel only, ignored elsewhere */
+#define MEM_SUPERCOMPRESSED 1024u /* super-compressed; 1, 8 and 24 bits only, ignored elsewhere */
+
+/* Kinds reported by T_GetBitmapMemoryInfo. */
+#define MEMKIND_MEMORY 1u
+#define MEMKIND_TILED 4u
+#define MEMKIND_DISK 128u
+#define MEMKIND_COMPRESSED 512u
+#define MEMKIND_SUPERCOMPRESSED 1024u
+
+/* Tags in the top byte of a colour value. */
+#define COLOR_TAG_PLAIN 0x00000000u /* red, green, blue */
+#define COLOR_TAG_INDEX 0x01000000u /* the low byte is a palette index */
+#define COLOR_TAG_RAW 0x02000000u   /* the low 16 bits are a raw gray sample */
+#define COLOR_TAG_GRAY 0x04000000u  /* the low 16 bits are a gray level; their high byte is the 8-bit level */
+
+/*
+ * A bitmap. The caller declares the record, T_InitBitmap fills it, T_AllocateBitmap attaches storage. The table
+ * gives, in brackets, what T_InitBitmap sets.
+ */
+typedef struct BitmapHandle {
+    uint32_t StructSize;      /* sizeof(BitmapHandle) */
+    T_HANDLE DataHandle;      /* section, temporary file or movable block; 0 for caller memory [0] */
+    uint8_t* pData;           /* pixel data of memory storage [null] */
+    int32_t Width;            /* pixels a row */
+    int32_t Height;           /* rows */
+    int32_t BitsPerPixel;     /* 1-8, 12, 16, 24, 32, 48 or 64 */
+    uint32_t BytesPerLine;    /* bytes of one stored row, a multiple of 4 */
+    uint32_t CurrentPos;      /* disk: byte position of CurrentRow, modulo 2^32 [0] */
+    uint32_t CurrentRow;      /* disk: last row sought [0] */
+    uint32_t Flags;           /* BMF_* [0] */
+    uint32_t ColorCount;      /* palette entries [2^bits for 8 bits or fewer, else 0] */
+    PaletteEntry* Palette;    /* ColorCount entries, freed with the bitmap [null] */
+    uint32_t ViewPerspective; /* orientation code 1-8 [4] */
+    uint32_t Order;           /* ORDER_* [0 up to 8 bits, ORDER_GRAY for 12, else ORDER_BGR] */
+    uint32_t Size;            /* bytes of pixel data */
+    void* pDitherState;       /* state of T_StartDithering [null] */
+    uint32_t DitherMethod;    /* method 0-8 used when this bitmap is reduced [the thread's default] */
+    T_HANDLE Region;          /* region, deleted with the bitmap [0] */
+    int32_t XResolution;      /* dots per inch [the thread's default, else 150] */
+    int32_t YResolution;      /* dots per inch [the thread's default, else 150] */
+    uint32_t PlaybackValue1;  /* animation values, copied by T_CopyPlaybackParms [0] */
+    uint32_t PlaybackValue2;
+    uint32_t PlaybackValue3;
+    uint32_t PlaybackColor1; /* colour values, translated when copied [0] */
+    uint32_t PlaybackColor2;
+    uint32_t PlaybackMode;
+    int32_t LowBit;         /* gray display window, in force with BMF_WINDOW [0] */
+    int32_t HighBit;        /* -1: all bits [as DataHighBit] */
+    PaletteEntry* pLUT;     /* gray lookup table of LUTLength entries [null] */
+    uint32_t LUTLength;     /* 2^(high - low + 1) when a table is present [0] */
+    uint32_t DataOffset;    /* bytes from the start of the mapped view to pData [0] */
+    int32_t MinVal;         /* smallest sample of a gray bitmap [0] */
+    int32_t MaxVal;         /* largest sample of a gray bitmap [0] */
+    int32_t DataLowBit;     /* low bit of the stored samples [0] */
+    int32_t DataHighBit;    /* [15 for 16, 48, 64 bits; 7 for 24; -1, all bits, for 32; else bits - 1] */
+    int32_t ByteMapParam1;  /* values kept with the byte map [100] */
+    int32_t ByteMapParam2;  /* [0] */
+    int32_t ByteMapParam3;  /* [0] */
+    uint8_t* pByteMap;      /* 256 bytes, the identity after allocation [null] */
+    void* pOverlays;        /* overlay set, released with the bitmap [null] */
+    uint32_t Reserved2;     /* copied by T_DupBitmapNewDim [0] */
+    uint32_t Reserved3;     /* [0] */
+} BitmapHandle;
+
+/* Filled by T_VersionInfo. */
+typedef struct VersionRecord {
+    uint32_t Size;        /* 108 */
+    char ProductName[60]; /* zero-terminated, in the platform's multibyte code page */
+    uint32_t Level;
+    uint32_t MajorVersion;
+    uint32_t MinorVersion;
+    char BuildDate[16]; /* zero-terminated, zero-filled */
+    char BuildTime[16];
+} VersionRecord;
+
+/* Takes a percentage 0-100; returns 1 to go on. Any other value ends the operation and becomes its result. */
+typedef int32_t(TNK_CALL* StatusCallback)(int32_t Percent, void* UserData);
+
+/* Kept for the caller only; its real signature is the caller's affair. */
+typedef void(TNK_CALL* SubstituteFontCallback)(void);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Bitmap handle and lifecycle
+ */
+
+/*
+ * Fills Bitmap for Width x Height pixels of BitsPerPixel, without storage. With all three 0 the record is zero
+ * but for its size.
+ * Codes: -13 null or negative dimensions, -789 StructSize is not sizeof(BitmapHandle), -27 depth, -3 the data
+ * would reach 0xFFFF0001 bytes (the record is then all zero).
+ */
+TNK_API int32_t TNK_CALL T_InitBitmap(BitmapHandle* Bitmap, uint32_t StructSize, int32_t Width, int32_t Height,
+                                      int32_t BitsPerPixel);
+
+/*
+ * Initialises, allocates, attaches a palette, sets order and perspective.
+ *   MemoryType       a MEM_* request
+ *   BitsPerPixel     0 makes an 8-bit bitmap with a gray palette
+ *   Order            ORDER_*, taken above 8 bits; ORDER_MATRIX_RGB for 24 and 48 bits only
+ *   Palette          2^BitsPerPixel entries, copied, for 8 bits or fewer; null takes the fixed palette
+ *   ViewPerspective  1-8; 0 means 1
+ *   Data, DataSize   caller memory for MEM_USER, see T_SetBitmapDataPointer; Data may be null
+ * Codes: those of T_InitBitmap, T_AllocateBitmap and T_SetBitmapDataPointer; -27 order 5 at another depth; -13
+ * ViewPerspective above 8, in which case the bitmap stays allocated and the caller frees it.
+ */
+TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSize, uint32_t MemoryType,
+                                        int32_t Width, int32_t Height, int32_t BitsPerPixel, uint32_t Order,
+                                        const PaletteEntry* Palette, uint32_t ViewPerspective, void* Data,
+                                        uint32_t DataSize);
+
+/*
+ * Attaches storage to an initialised record, choosing memory, tiles or a temporary file by MemoryType and the
+ * thread's memory thresholds. Storage that the record already had is not freed.
+ * Memory and disk storage start as zero.
+ * Codes: -13 null or bad request, -789, -11 Size is 0, -1 no memory or no temporary file, -5 the file could not
+ * be made long enough.
+ */
+TNK_API int32_t TNK_CALL T_AllocateBitmap(BitmapHandle* Bitmap, uint32_t MemoryType);
+
+/* Releases everything attached and clears BMF_ALLOCATED; the description stays and can be allocated again.
+ * Caller memory is not touched. A null record or a wrong size does nothing. */
+TNK_API void TNK_CALL T_FreeBitmap(BitmapHandle* Bitmap);
+
+/*
+ * Copies the record, so that both share storage; the caller frees only one of the two. Destination may be null
+ * (1). Codes: -13 null source, -789 the source's size field or StructSize.
+ */
+TNK_API int32_t TNK_CALL T_CopyBitmapHandle(BitmapHandle* Destination, const BitmapHandle* Source,
+                                            uint32_t StructSize);
+
+/*
+ * Grows or shrinks storage to NewHeight rows, keeping the rows that both have; new rows are zero.
+ * Codes: -2 null or not allocated, -789, -13 caller memory, accessed storage, or NewHeight below 1, -3 too
+ * large, -1 the storage could not be resized (the bitmap is as it was).
+ */
+TNK_API int32_t TNK_CALL T_ChangeBitmapHeight(BitmapHandle* Bitmap, int32_t NewHeight);
+
+/* Recomputes Size from the storage. Codes: -2 null or not allocated, -789. */
+TNK_API int32_t TNK_CALL T_UpdateBitmapSize(BitmapHandle* Bitmap);
+
+/*
+ * Hands caller memory of Size bytes to a bitmap; no copy, the caller keeps ownership. For an allocated
+ * MEM_USER bitmap DataSize is ignored, otherwise it must equal Size.
+ * Codes: -13 null record or DataSize, -789.
+ */
+TNK_API int32_t TNK_CALL T_SetBitmapDataPointer(BitmapHandle* Bitmap, void* Data, uint32_t DataSize);
+
+/* Makes pData valid while storage is movable (BMF_MOVABLE), and ends that. Other storage needs neither. There is
+ * no nesting count: nested users take T_LockBitmap. */
+TNK_API void TNK_CALL T_AccessBitmap(BitmapHandle* Bitmap);
+TNK_API void TNK_CALL T_ReleaseBitmap(BitmapHandle* Bitmap);
+
+/* Returns 1 when the bitmap was accessed already, else accesses it and returns 0 (0 for null). Hand the value
+ * to T_UnlockBitmap, which releases only for 0. */
+TNK_API int32_t TNK_CALL T_LockBitmap(BitmapHandle* Bitmap);
+TNK_API void TNK_CALL T_UnlockBitmap(BitmapHandle* Bitmap, uint32_t WasLocked);
+
+/*
+ * Tells the storage kind (MEMKIND_*). The other outputs, each optional, are written for tiles only: bytes of a
+ * tile, tiles, tiles in memory, and the two limits.
+ * Codes: -2 null or not allocated, -789, -13 MemoryKind null.
+ */
+TNK_API int32_t TNK_CALL T_GetBitmapMemoryInfo(const BitmapHandle* Bitmap, uint32_t* MemoryKind, uint32_t* TileBytes,
+                                               uint32_t* TileCount, uint32_t* TilesInMemory, uint32_t* Limit1,
+                                               uint32_t* Limit2);
+
+/* Flags of T_DupBitmapNewDim and T_FreeDuplicateBitmap. A bit that is clear shares the source's item. */
+#define DUP_ALLOCATE 1u /* allocate, in the source's kind of storage */
+#define DUP_PALETTE 2u  /* copy the palette */
+#define DUP_REGION 4u   /* copy the region (through the dispatch table) */
+#define DUP_OVERLAYS 8u /* copy the overlay set */
+
+/*
+ * Initialises Destination as a bitmap of the given size and depth that carries Source's attributes. The pixels are
+ * not copied.
+ * Codes: -2 null record or unallocated source, -789, those of T_InitBitmap and T_AllocateBitmap, -1 no memory for
+ * the gray table (Destination is undone), the region routine's result.
+ */
+TNK_API int32_t TNK_CALL T_DupBitmapNewDim(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize,
+                                           int32_t Width, int32_t Height, int32_t BitsPerPixel, uint32_t DupFlags);
+
+/* Undoes a duplication made with DupFlags: detaches what is shared with the source, then frees the rest.
+ * Codes: -13 null. */
+TNK_API int32_t TNK_CALL T_FreeDuplicateBitmap(BitmapHandle* Bitmap, uint32_t DupFlags);
+
+/* Copies the gray window, the value range and the lookup table of Source (into a table of its own).
+ * Codes: -13 null, -789, -1 no memory for the table (Destination then has none). */
+TNK_API int32_t TNK_CALL T_CopyGrayParams(BitmapHandle* Destination, const BitmapHandle* Source);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Rows
+ *
+ * Row is the stored row index. Row, column and byte count are the caller's responsibility: they are not checked
+ * against the bitmap. The four transfer functions return the bytes moved, or a code: -13 null, -789, -2 memory
+ * storage without a data pointer (movable and not accessed), -4 seek, -5 write, -7 read, -1 neither memory nor
+ * disk storage.
+ */
+TNK_API int32_t TNK_CALL T_GetBitmapRow(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Bytes);
+TNK_API int32_t TNK_CALL T_PutBitmapRow(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Bytes);
+
+/* As above, from the byte that holds the first bit of pixel column Col. */
+TNK_API int32_t TNK_CALL T_GetBitmapRowCol(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Col,
+                                           uint32_t Bytes);
+TNK_API int32_t TNK_CALL T_PutBitmapRowCol(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Col,
+                                           uint32_t Bytes);
+
+/*
+ * Writes runs of pixels. Buffer holds the span of the row from column Col on, pixel for pixel; Segments holds
+ * Count words, pairs (start, end) with end exclusive, in pixels from Col. KeepTopBits keeps the top bit of 16-bit
+ * colour pixels and the alpha of 32- and 64-bit ones.
+ * Returns 1 or a code as above.
+ */
+TNK_API int32_t TNK_CALL T_PutBitmapRowSegments(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row,
+                                                uint32_t Col, const uint32_t* Segments, uint32_t Count,
+                                                uint32_t KeepTopBits);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Settings of the calling thread, callbacks, version
+ */
+
+/* Dithering method 0-8 (DITHER_*) that T_InitBitmap gives to a bitmap. The setter: -13 above 8, else 1. */
+TNK_API int32_t TNK_CALL T_GetDefaultDithering(void);
+TNK_API int32_t TNK_CALL T_DefaultDithering(uint32_t Method);
+
+/* Dots per inch that T_InitBitmap gives to a bitmap; values of 0 or less mean 150 there. Setters store unchecked
+ * and return the previous value. */
+TNK_API int32_t TNK_CALL T_GetDefaultXResolution(void);
+TNK_API int32_t TNK_CALL T_GetDefaultYResolution(void);
+TNK_API int32_t TNK_CALL T_SetDefaultXResolution(int32_t Resolution);
+TNK_API int32_t TNK_CALL T_SetDefaultYResolution(int32_t Resolution);
+
+/* Default memory type: MEM_CONVENTIONAL or MEM_NOCONVENTIONAL. Codes: -13 null or any other type. */
+TNK_API int32_t TNK_CALL T_GetDefaultMemoryType(uint32_t* Type);
+TNK_API int32_t TNK_CALL T_SetDefaultMemoryType(uint32_t Type);
+
+/*
+ * Memory thresholds. Bytes, or percent when negative (down to -100).
+ *   Reserve     memory to leave free; percent of physical memory plus paging file [0]
+ *   MaxMemory   largest bitmap served from memory; percent of what is available [0x7FFFFFFF]
+ *   TileSize    bytes of a tile, 0 means 16,777,216 [0]
+ *   Threshold4, Threshold5  limits of tiled storage [-100, 1]
+ * The setter looks at the values that Which selects (bits 0-4 in the order above) and stops with -13 at the first
+ * one that is out of range; those before it stay stored.
+ */
+TNK_API int32_t TNK_CALL T_GetMemoryThresholds(int32_t* Reserve, int32_t* MaxMemory, int32_t* TileSize,
+                                               int32_t* Threshold4, int32_t* Threshold5);
+TNK_API int32_t TNK_CALL T_SetMemoryThresholds(int32_t Reserve, int32_t MaxMemory, int32_t TileSize,
+                                               int32_t Threshold4, int32_t Threshold5, uint32_t Which);
+
+/* Directory of temporary files; empty means the platform's. Length counts characters with the terminator; a longer
+ * path is cut. Codes: -13 null, or a path that is not an existing directory. */
+TNK_API int32_t TNK_CALL T_GetTempDirectory(T_WCHAR* Buffer, uint32_t Length);
+TNK_API int32_t TNK_CALL T_SetTempDirectory(const T_WCHAR* Path);
+
+/* Progress of long operations. The old values are written, where pointers are given, before the new are stored. */
+TNK_API void TNK_CALL T_SetStatusCallBack(StatusCallback Callback, void* UserData, StatusCallback* OldCallback,
+                                          void** OldUserData);
+TNK_API StatusCallback TNK_CALL T_GetStatusCallBack(void** UserData);
+
+/* The same for copying. */
+TNK_API void TNK_CALL T_SetCopyStatusCallBack(StatusCallback Callback, void* UserData, StatusCallback* OldCallback,
+                                              void** OldUserData);
+TNK_API StatusCallback TNK_CALL T_GetCopyStatusCallBack(void** UserData);
+
+/* Stores a callback for other modules. The getter: -13 when a pointer is null. */
+TNK_API int32_t TNK_CALL T_VecSetSubstituteFontCallback(SubstituteFontCallback Callback, void* UserData);
+TNK_API int32_t TNK_CALL T_VecGetSubstituteFontCallback(SubstituteFontCallback* Callback, void** UserData);
+
+/* Copies the animation flags and values; the two colours go through T_TranslateBitmapColor. Codes: -13 null. */
+TNK_API int32_t TNK_CALL T_CopyPlaybackParms(BitmapHandle* Destination, const BitmapHandle* Source);
+
+/* Codes: -13 null, -789 Size is not sizeof(VersionRecord). */
+TNK_API int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size);
+
+/* Hooks for leak tracking. This library tracks nothing: they do nothing and return 1. */
+TNK_API int32_t TNK_CALL T_ResourceAdd(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);
+TNK_API int32_t TNK_CALL T_ResourceRemove(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);
+TNK_API int32_t TNK_CALL T_ResourceLeakDetect(void);
+TNK_API int32_t TNK_CALL T_ResourceLeakReport(void);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Display dispatch table
+ *
+ * Twenty pointer-wide words, installed by a display module: optional routines that the kernel calls when a word is
+ * not 0. Word 1 copies a region: int32_t routine(BitmapHandle* Destination, BitmapHandle* Source, int32_t DX,
+ * int32_t DY), 1 on success. The table is shared by all threads.
+ */
+#define DISPATCH_WORDS 20
+#define DISPATCH_COPY_REGION 1
+
+TNK_API int32_t TNK_CALL T_SetDisDispatch(const uintptr_t* Table); /* -13 null, else 1 */
+TNK_API int32_t TNK_CALL T_GetDisDispatch(uintptr_t* Table);       /* -13 null, -30 word 0 is 0, else 1 */
+TNK_API int32_t TNK_CALL T_ResetDisDispatch(void);                 /* 1 */
+
+/* Deletes a region handle; 0 is accepted. Returns 1, or -1 when the platform refuses. */
+TNK_API int32_t TNK_CALL T_DeleteTarnRgn(T_HANDLE Region);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Files and their redirection
+ */
+
+/* OpenFlags: access in the low two bits (0 read, 1 write, 2 or 3 both), then how the file comes to be. */
+#define OPEN_READ 0x000u
+#define OPEN_WRITE 0x001u
+#define OPEN_READWRITE 0x002u
+#define OPEN_CREATE 0x100u   /* always create, truncating */
+#define OPEN_TRUNCATE 0x200u /* truncate an existing file */
+
+/* ShareFlags: both share reading and writing, SHARE_READ alone shares reading, anything else shares nothing. */
+#define SHARE_WRITE 0x80u
+#define SHARE_READ 0x100u
+
+/* Attributes of T_OsCreat. */
+#define CREATE_READONLY 1u
+#define CREATE_HIDDEN 2u
+#define CREATE_SYSTEM 4u
+#define CREATE_DELETE_ON_CLOSE 8u
+
+/* Routines that T_RedirectIO installs; each takes the user data of its slot last. Meaning as the T_Os functions. */
+typedef T_HANDLE(TNK_CALL* OpenRoutine)(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags, void* UserData);
+typedef int32_t(TNK_CALL* ReadRoutine)(T_HANDLE File, void* Buffer, uint32_t Count, void* UserData);
+typedef int32_t(TNK_CALL* WriteRoutine)(T_HANDLE File, const void* Buffer, uint32_t Count, void* UserData);
+typedef int32_t(TNK_CALL* SeekRoutine)(T_HANDLE File, int32_t Offset, int32_t Origin, void* UserData);
+typedef int32_t(TNK_CALL* CloseRoutine)(T_HANDLE File, void* UserData);
+
+/* The file layer. UserData is ignored. Files are 64-bit; 32-bit results carry the low 32 bits. */
+TNK_API T_HANDLE TNK_CALL T_OsOpen(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags,
+                                   void* UserData);                           /* -1 on failure */
+TNK_API T_HANDLE TNK_CALL T_OsCreat(const T_WCHAR* Name, uint32_t Attributes); /* -1 on failure */
+TNK_API int32_t TNK_CALL T_OsRead(T_HANDLE File, void* Buffer, uint32_t Count,
+                                  void* UserData); /* bytes read, or -1 */
+TNK_API int32_t TNK_CALL T_OsWrite(T_HANDLE File, const void* Buffer, uint32_t Count,
+                                   void* UserData); /* bytes written, or -1; Count 0 ends the file here: 0 */
+TNK_API int32_t TNK_CALL T_OsSeek(T_HANDLE File, int32_t Offset, int32_t Origin,
+                                  void* UserData); /* new position; 0 on failure. Origin 0 start, 1 here, else end */
+TNK_API uint64_t TNK_CALL T_OsSeekBig(T_HANDLE File, uint64_t Offset, uint32_t Origin, void* UserData);
+/* Move Count bytes in chunks of at most 0x7FFFFFF; a chunk that moves nothing ends the transfer. The count, or -1. */
+TNK_API int32_t TNK_CALL T_OsReadBig(T_HANDLE File, void* Buffer, uint32_t Count, void* UserData);
+TNK_API int32_t TNK_CALL T_OsWriteBig(T_HANDLE File, const void* Buffer, uint32_t Count, void* UserData);
+TNK_API int32_t TNK_CALL T_OsSetFileSize(T_HANDLE File, uint32_t Size); /* 0 or -1 */
+TNK_API int32_t TNK_CALL T_OsClose(T_HANDLE File);                      /* 0 or -1 */
+TNK_API int32_t TNK_CALL T_OsDelete(const T_WCHAR* Name);               /* 0 or -1 */
+/* Writes a unique name in the thread's temporary directory; Buffer holds 264 characters. 1, -1 or -13. */
+TNK_API int32_t TNK_CALL T_OsGetTempName(T_WCHAR* Buffer);
+/* -295 when the calling thread's last platform failure was a full disk, else Default. */
+TNK_API int32_t TNK_CALL T_OsGetLastError(int32_t Default);
+
+/* Installs five routines for the calling thread; null means the library's own. UserData goes to all five. */
+TNK_API void TNK_CALL T_RedirectIO(OpenRoutine Open, ReadRoutine Read, WriteRoutine Write, SeekRoutine Seek,
+                                   CloseRoutine Close, void* UserData);
+
+/* Exchanges, slot by slot, the installed values with the caller's. Each pointer is optional; a null routine stays
+ * out but the old one is returned. Calling it again with the returned values undoes it. */
+TNK_API void TNK_CALL T_FilterIO(OpenRoutine* Open, ReadRoutine* Read, WriteRoutine* Write, SeekRoutine* Seek,
+                                 CloseRoutine* Close, void** OpenData, void** ReadData, void** WriteData,
+                                 void** SeekData, void** CloseData);
+
+/* Writes the five user-data words through the pointers that are given; returns the thread's settings block. */
+TNK_API void* TNK_CALL T_GetFilterIOData(void** OpenData, void** ReadData, void** WriteData, void** SeekData,
+                                         void** CloseData);
+
+/* Call the installed routine with its user data and return its result unchanged. */
+TNK_API T_HANDLE TNK_CALL T_RedirectedOpen(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags);
+TNK_API int32_t TNK_CALL T_RedirectedRead(T_HANDLE File, void* Buffer, uint32_t Count);
+TNK_API int32_t TNK_CALL T_RedirectedWrite(T_HANDLE File, const void* Buffer, uint32_t Count);
+TNK_API int32_t TNK_CALL T_RedirectedSeek(T_HANDLE File, int32_t Offset, int32_t Origin);
+TNK_API int32_t TNK_CALL T_RedirectedClose(T_HANDLE File);
+TNK_API int32_t TNK_CALL T_RedirectedReadBig(T_HANDLE File, void* Buffer, uint32_t Count);
+TNK_API int32_t TNK_CALL T_RedirectedWriteBig(T_HANDLE File, const void* Buffer, uint32_t Count);
+
+/* Flags of T_StartRedirectToBuffer. */
+#define REDIRECT_GROW 0x01u   /* a write past Capacity grows the block, in steps of 32,768 bytes */
+#define REDIRECT_SHRINK 0x02u /* with REDIRECT_GROW: closing shrinks the block to its data */
+#define REDIRECT_SOURCE 0x04u /* the block holds Capacity bytes of data; it is never shrunk */
+#define REDIRECT_WRITE 0x08u  /* writes are allowed */
+
+/*
+ * Sends every redirected file access of the calling thread to a movable block (T_OsAllocHandle; 0 starts without
+ * one) until the matching stop. Starts and stops nest, last in first out. Handle, optional, receives the memory
+ * file's pseudo-handle. The stop hands the block and the length of its data back to the caller, who owns it.
+ * Codes: -13 null Context, -1 no memory.
+ */
+TNK_API int32_t TNK_CALL T_StartRedirectToBuffer(void** Context, T_HANDLE* Handle, uint32_t Flags, T_HANDLE hBuffer,
+                                                 uint32_t Capacity);
+TNK_API int32_t TNK_CALL T_StopRedirectToBuffer(void* Context, T_HANDLE* hBuffer, uint32_t* Length);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Memory blocks. Line and Module name the place of the call, for tracking; 0 and null are accepted.
+ */
+/* Movable blocks (HGLOBALs on Windows), zero-filled; growth is zero-filled too. 0 on failure; a failed
+ * re-allocation leaves the block as it was. */
+TNK_API T_HANDLE TNK_CALL T_OsAllocHandle(uint32_t Bytes, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_OsReAllocHandle(T_HANDLE Block, uint32_t Bytes, uint32_t Line, const char* Module);
+TNK_API void* TNK_CALL T_OsLockHandle(T_HANDLE Block);     /* null on failure */
+TNK_API int32_t TNK_CALL T_OsUnlockHandle(T_HANDLE Block); /* 1 */
+TNK_API uint32_t TNK_CALL T_OsSizeHandle(T_HANDLE Block);  /* bytes; the platform may round up */
+TNK_API int32_t TNK_CALL T_OsFreeHandle(T_HANDLE Block, uint32_t Line, const char* Module); /* 1; 0 is accepted */
+
+/* Frees a palette array that the library made (T_CreateFixedPalette and the like); null is accepted. Returns 1. */
+TNK_API int32_t TNK_CALL T_GlobalFree(void* Block, uint32_t Line, const char* Module);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Palettes
+ */
+
+/* Writes 2^Bits entries of the fixed palette; Bits 0 writes the 256-entry gray ramp. Codes: -13 null or above 8. */
+TNK_API int32_t TNK_CALL T_GetFixedPalette(PaletteEntry* Palette, uint32_t Bits);
+/* The library's own tables, 2^Bits entries (null outside 1-8) and 256 entries; read-only. */
+TNK_API const PaletteEntry* TNK_CALL T_IntGetFixedPalette(int32_t Bits);
+TNK_API const PaletteEntry* TNK_CALL T_IntGetNetscapePalette(void);
+
+/* New arrays, freed with T_GlobalFree; null on failure. Bits up to 1 gives 2 fixed entries, above 8 null; Bits 0
+ * means 8 for the gray ramp, which has no upper bound but memory. Count is 1 to 256. */
+TNK_API PaletteEntry* TNK_CALL T_CreateFixedPalette(uint32_t Bits);
+TNK_API PaletteEntry* TNK_CALL T_CreateGrayPalette(uint32_t Bits);
+TNK_API PaletteEntry* TNK_CALL T_CreateNewPalette(const PaletteEntry* Palette, uint32_t Count);
+
+/* Attach a fixed or gray palette to a bitmap that has none (an older one is not freed). Codes: -13 null, -1 no
+ * memory; fixed: 0 for a colour count that is not 2, 4, ..., 256; gray: -27 outside 1-8 bits. */
+TNK_API int32_t TNK_CALL T_CreateBitmapFixedPalette(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_CreateBitmapGrayPalette(BitmapHandle* Bitmap);
+
+/* Gray classification: 0 not gray, 1 ramp from black, 2 ramp from white, 3 gray but no full ramp.
+ * Codes: -13 null; for a bitmap also -789 and -1486. */
+#define GRAYSCALE_NO 0
+#define GRAYSCALE_NORMAL 1
+#define GRAYSCALE_INVERTED 2
+#define GRAYSCALE_OTHER 3
+TNK_API int32_t TNK_CALL T_IsGrayScalePalette(const PaletteEntry* Palette, uint32_t Count);
+TNK_API int32_t TNK_CALL T_IsGrayScaleBitmap(const BitmapHandle* Bitmap);
+
+/* Index of the nearest entry by squared distance; among equals the last one of the wanted colour's hue class wins,
+ * else the first. 0 for null, 0xFFFFFFFF for Count 0. */
+TNK_API uint32_t TNK_CALL T_FindPaletteIndex(const PaletteEntry* Palette, uint32_t Count, uint8_t Red, uint8_t Green,
+                                             uint8_t Blue);
+
+/* Read or write entries First .. First + Count - 1 of the bitmap's palette, all or nothing.
+ * Codes: -2 null (put: or not allocated), -789, -13 range, array or depth above 8. */
+TNK_API int32_t TNK_CALL T_GetBitmapColors(const BitmapHandle* Bitmap, int32_t First, int32_t Count,
+                                           PaletteEntry* Palette);
+TNK_API int32_t TNK_CALL T_PutBitmapColors(BitmapHandle* Bitmap, int32_t First, int32_t Count,
+                                           const PaletteEntry* Palette);
+/* Reads what there is; returns the number of entries. */
+TNK_API int32_t TNK_CALL T_GetBitmapPaletteEntries(const BitmapHandle* Bitmap, int32_t First, int32_t Count,
+                                                   PaletteEntry* Palette);
+/* Replaces the palette by a copy of Count entries: 1, or 0 when no copy could be made. A null array only frees. */
+TNK_API int32_t TNK_CALL T_SetBitmapNewPalette(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count);
+/* Codes: -13 null, -789, else as T_SetBitmapNewPalette (1 for a source without palette). */
+TNK_API int32_t TNK_CALL T_CopyBitmapPalette(BitmapHandle* Destination, const BitmapHandle* Source);
+/* 1 when the first Count entries that the bitmap has equal the array's in blue, green and red, else 0. */
+TNK_API int32_t TNK_CALL T_CompareBitmapToPalette(const BitmapHandle* Bitmap, const PaletteEntry* Palette,
+                                                  uint32_t Count);
+/* The colour value that stands in Destination for Color in Source. Either may be null. */
+TNK_API uint32_t TNK_CALL T_TranslateBitmapColor(const BitmapHandle* Destination, const BitmapHandle* Source,
+                                                 uint32_t Color);
+
+/* Logical palettes: GDI palettes on Windows, objects of the library's own elsewhere. Handles are 0 on failure,
+ * counts are entries moved. T_DeletePalette returns 1, or 0 when the handle is none. */
+TNK_API T_HANDLE TNK_CALL T_CreatePalette(const PaletteEntry* Palette, uint32_t Count);
+TNK_API T_HANDLE TNK_CALL T_CreateSystemPalette(void);
+TNK_API T_HANDLE TNK_CALL T_DupPalette(T_HANDLE Handle);
+TNK_API T_HANDLE TNK_CALL T_DupBitmapPalette(const BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_DeletePalette(T_HANDLE Handle);
+TNK_API uint32_t TNK_CALL T_GetPaletteSize(T_HANDLE Handle);
+TNK_API uint32_t TNK_CALL T_GetPaletteEntries(T_HANDLE Handle, uint32_t First, uint32_t Count, PaletteEntry* Palette);
+TNK_API uint32_t TNK_CALL T_SetPaletteEntries(T_HANDLE Handle, uint32_t First, uint32_t Count,
+                                              const PaletteEntry* Palette);
+/* Takes the bitmap's palette from a handle of 2 to 256 entries. Codes: -2 null, -789, -13 handle, -1 no memory. */
+TNK_API int32_t TNK_CALL T_SetBitmapPalette(BitmapHandle* Bitmap, T_HANDLE Handle);
+/* The platform's nearest entry of the bitmap's palette to a colour value; 0 when there is no palette. */
+TNK_API uint32_t TNK_CALL T_GetNearestPaletteIndex(const BitmapHandle* Bitmap, uint32_t Color);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Buffer conversion
+ */
+
+/* Flags of T_ConvertBufferExt. */
+#define CONVERT_SRC_GRAY 0x01u         /* derived from the orders; the caller's value is ignored */
+#define CONVERT_DST_GRAY 0x02u         /* likewise */
+#define CONVERT_SRC_BIT_RANGE 0x04u    /* only bits LowBit..HighBit of each source gray sample count */
+#define CONVERT_DST_BIT_RANGE 0x08u    /* the result goes to bits LowBit..HighBit of each gray sample */
+#define CONVERT_ALPHA_FROM_VALUE 0x10u /* a new alpha channel takes the engine's alpha value, which is opaque */
+#define CONVERT_ALPHA_OPAQUE 0x20u     /* a new alpha channel is opaque; without either flag it is 0 */
+
+/*
+ * Converts one row in place. Buffer holds Width pixels of BitsSrc in OrderSrc on entry, of BitsDst in OrderDst on
+ * return, and is as long as the larger row (T_CalcConvertSize).
+ *   Bits      0 (an 8-bit gray level), 1-8, 12, 16, 24, 32, 48, 64
+ *   Orders    not looked at for 0-8 bits; ORDER_GRAY for 12, 16 and 32; ORDER_MATRIX_RGB for 24 and 48, as a
+ *             destination only from 24 and 48; ORDER_RGB and ORDER_BGR above 12
+ *   Palettes  2^bits entries for 1-8 bits; null takes the fixed palette of the depth (as a source: of 8 bits).
+ *             For 12-, 16- and 32-bit gray sources PaletteSrc is a lookup table, one entry a sample value.
+ * Colours become palette indexes by T_FindPaletteIndex, gray levels by (2 red + 5 green + blue + 4) >> 3.
+ * Codes: -13 bad argument (the buffer is untouched).
+ */
+TNK_API int32_t TNK_CALL T_ConvertBuffer(uint8_t* Buffer, int32_t Width, int32_t BitsSrc, int32_t BitsDst,
+                                         uint32_t OrderSrc, uint32_t OrderDst, const PaletteEntry* PaletteSrc,
+                                         const PaletteEntry* PaletteDst);
+TNK_API int32_t TNK_CALL T_ConvertBufferExt(uint8_t* Buffer, int32_t Width, int32_t BitsSrc, int32_t BitsDst,
+                                            uint32_t OrderSrc, uint32_t OrderDst, const PaletteEntry* PaletteSrc,
+                                            const PaletteEntry* PaletteDst, uint32_t Flags, int32_t LowBit,
+                                            int32_t HighBit);
+
+/* Bytes that a buffer needs to convert Width pixels of Bits into NewWidth pixels of NewBits: the largest of the
+ * three row sizes met on the way; 0 when a size is negative or does not fit 32 bits. */
+TNK_API uint32_t TNK_CALL T_CalcConvertSize(int32_t Width, int32_t Bits, int32_t NewWidth, int32_t NewBits);
+
+/*
+ * The window of significant bits of gray samples: Bits = min(HighBit - LowBit + 1, MaxBits), Mask = 2^Bits - 1,
+ * Shift = HighBit - Bits + 1, with LowBit < 0 taken as 0 and HighBit < 0 as BitsPerPixel - 1. A sample s has the
+ * value (s >> Shift) & Mask. Bits is optional; nothing is written, and -13 returned, unless Mask and Shift are given.
+ */
+TNK_API int32_t TNK_CALL T_GetGrayParams(int32_t BitsPerPixel, int32_t MaxBits, int32_t LowBit, int32_t HighBit,
+                                         int32_t* Bits, uint32_t* Mask, int32_t* Shift);
+
+/* Smallest and largest stored sample of a gray bitmap (12, 16 or 32 bits; signed with BMF_SIGNED); 0 and 0 for other
+ * bitmaps. Codes: -2 null or not allocated, -789, -13 null output, -1 no memory, and row read codes. */
+TNK_API int32_t TNK_CALL T_IntGetMinMaxValGray(BitmapHandle* Bitmap, int32_t* MinVal, int32_t* MaxVal);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Dithering
+ */
+#define DITHER_NONE 0u            /* nearest colour */
+#define DITHER_FLOYD_STEINBERG 1u /* R. Floyd, L. Steinberg, 1976 */
+#define DITHER_STUCKI 2u          /* P. Stucki, 1981, with the weights of the second row folded into the first */
+#define DITHER_BURKES 3u          /* D. Burkes, 1988 */
+#define DITHER_SIERRA 4u          /* F. Sierra, 1989, three rows */
+#define DITHER_STEVENSON_ARCE 5u  /* R. Stevenson, G. Arce, 1985 */
+#define DITHER_JARVIS 6u          /* J. Jarvis, C. Judice, W. Ninke, 1976 */
+#define DITHER_ORDERED 7u         /* ordered, dispersed matrix (B. Bayer, 1973, with five raised thresholds) */
+#define DITHER_CLUSTERED 8u       /* ordered, clustered-dot matrix */
+
+/*
+ * Starts dithering of Bitmap's rows by its DitherMethod; the state hangs on pDitherState until T_StopDithering.
+ * T_StartDithering derives the output bits from Count (the smallest depth that holds it).
+ *   Palette     Count entries, 1-256; null takes the fixed palette of Count's band. Entries whose reserved byte has
+ *               bit 0 or 1 set are never chosen.
+ *   OutputBits  1-8
+ *   MatchTable  null, or a table of 32,768 words (T_CreateUserMatchTable) that maps 15-bit colours to entries; it is
+ *               completed while dithering and stays the caller's
+ * Codes: -13 null, depth, count, method above 8, or a palette without usable entries; -789; -1 no memory.
+ */
+TNK_API int32_t TNK_CALL T_StartDithering(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count);
+TNK_API int32_t TNK_CALL T_StartDitheringExt(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count,
+                                             uint32_t OutputBits, uint32_t* MatchTable);
+
+/* Dithers the next row, top to bottom: Width pixels of the bitmap's format from Input, Width indexes of the output
+ * bits to Output. Input rows of 24 and 48 bits in ORDER_MATRIX_RGB are changed.
+ * Codes: -13 null or not started, -789, -1360 signed samples. */
+TNK_API int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint8_t* Output);
+
+/* Ends dithering. Codes: -13 null; 1 also when nothing was started. */
+TNK_API int32_t TNK_CALL T_StopDithering(BitmapHandle* Bitmap);
+
+/* A match table of 32,768 words for a palette, or null; freed with T_FreeUserMatchTable (null is accepted, 1). */
+TNK_API uint32_t* TNK_CALL T_CreateUserMatchTable(const PaletteEntry* Palette, uint32_t Count);
+TNK_API int32_t TNK_CALL T_FreeUserMatchTable(uint32_t* Table);
+/* Makes Table the calling thread's current one and returns the one before. */
+TNK_API uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Colour resolution
+ */
+
+/* Palette choice, bits 0-9 of the flags, for destinations of 8 bits or fewer. */
+#define CRF_OPTIMIZEDPALETTE 0x0000u      /* optimized from the image */
+#define CRF_FIXEDPALETTE 0x0001u          /* the fixed palette of the depth */
+#define CRF_RESERVESYSTEMCOLORS 0x0008u   /* optimized, keeping the display's static colours */
+#define CRF_USERPALETTE 0x0010u           /* the caller's array or handle */
+#define CRF_USERMATCHTABLE 0x0020u        /* with CRF_USERPALETTE: the thread's current match table */
+#define CRF_WEBPALETTE 0x0040u            /* the web palette, 8 bits only; with CRF_FIXEDPALETTE: fixed elsewhere */
+#define CRF_NOMATCHTABLE 0x0200u          /* optimized without a match table */
+/* Order of deeper destinations (RGB without any). */
+#define CRF_BGR 0x0004u
+#define CRF_GRAY 0x0080u
+#define CRF_MATRIXRGB 0x0800u             /* 24 and 48 bits */
+#define CRF_OPAQUEALPHA 0x01000000u       /* a new alpha channel is opaque */
+#define CRF_DITHER_METHOD(method) ((uint32_t)(method) << 16) /* DITHER_*, bits 16-23 */
+
+/* Takes each finished row; any result other than 1 ends the run. Rows is 1. */
+typedef int32_t(TNK_CALL* ColorResRowCallback)(BitmapHandle* Bitmap, uint8_t* Row, uint32_t Rows, void* UserData);
+
+/*
+ * Converts Source to another depth into Destination, which is initialised and allocated here. Destination may be
+ * null (rows go to the callback only) or Source itself (in place). Destinations of 8 bits or fewer are dithered by
+ * the method in the flags, others converted row by row. Reports to the status callback.
+ *   BitsPerPixel   1-8, 12, 16, 24, 32, 48, 64
+ *   Palette        user palette of ColorCount entries, or null
+ *   PaletteHandle  a logical palette in its place, or 0
+ *   ColorCount     0 means 2^BitsPerPixel
+ *   RowCallback    or null
+ * Codes: -13 null or unallocated source, both palettes, depth, palette choice; -789; -1360; -27 an order the depth
+ * does not have; -1; a callback's value. After a failure an in-place source is as it was, and Destination is free.
+ */
+TNK_API int32_t TNK_CALL T_ColorResBitmap(BitmapHandle* Source, BitmapHandle* Destination, uint32_t StructSize,
+                                          int32_t BitsPerPixel, uint32_t Flags, const PaletteEntry* Palette,
+                                          T_HANDLE PaletteHandle, uint32_t ColorCount,
+                                          ColorResRowCallback RowCallback, void* UserData);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

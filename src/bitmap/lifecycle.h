@@ -1,0 +1,60 @@
+// The bitmap record and its lifecycle, for the other families.
+#pragma once
+
+#include <cstdint>
+
+#include "system/entry_rule.h"
+#include "system/result.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+Result initBitmap(BitmapHandle& bitmap, int32_t width, int32_t height, int32_t bits);
+Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType);
+void freeBitmap(BitmapHandle& bitmap);
+
+inline bool isGray(const BitmapHandle& bitmap) { return bitmap.Order == ORDER_GRAY; }
+// A lookup table stands for the gray samples.
+inline bool hasGrayTable(const BitmapHandle& bitmap) {
+    return bitmap.pLUT != nullptr && (bitmap.Flags & BMF_WINDOW) != 0;
+}
+
+// Copies window, value range and lookup table; see T_CopyGrayParams.
+Result copyGrayParams(BitmapHandle& destination, const BitmapHandle& source);
+
+// Keeps a bitmap accessed while it lives; nests.
+class Locked {
+  public:
+    explicit Locked(BitmapHandle& bitmap) : bitmap_(bitmap), wasLocked_(T_LockBitmap(&bitmap)) {}
+    ~Locked() { T_UnlockBitmap(&bitmap_, static_cast<uint32_t>(wasLocked_)); }
+    Locked(const Locked&) = delete;
+    Locked& operator=(const Locked&) = delete;
+
+  private:
+    BitmapHandle& bitmap_;
+    int32_t wasLocked_;
+};
+
+// A bitmap built aside: frees itself on every path but the one that hands it over.
+class TempBitmap {
+  public:
+    TempBitmap() = default;
+    ~TempBitmap() {
+        if (owned_) freeBitmap(record);
+    }
+    TempBitmap(const TempBitmap&) = delete;
+    TempBitmap& operator=(const TempBitmap&) = delete;
+
+    // Gives the record to `destination`, whose old contents the caller has dealt with.
+    void moveTo(BitmapHandle& destination) {
+        destination = record;
+        owned_ = false;
+    }
+
+    BitmapHandle record{};
+
+  private:
+    bool owned_ = true;
+};
+
+}  // namespace tnk

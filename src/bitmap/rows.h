@@ -1,0 +1,52 @@
+// Rows of a bitmap in any kind of storage.
+#pragma once
+
+#include <cstdint>
+
+#include "bitmap/lifecycle.h"
+#include "system/memory.h"
+#include "system/result.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+// Copying forms: bytes moved, or a code.
+int64_t getRow(BitmapHandle& bitmap, uint8_t* buffer, int32_t row, uint32_t bytes);
+int64_t putRow(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t bytes);
+
+// Lends whole stored rows: a pointer into memory storage, or into scratch that was filled from elsewhere. Lending
+// leaves the record (CurrentRow, CurrentPos, Size) as copying the same rows would. Movable storage must be accessed.
+class RowReader {
+  public:
+    explicit RowReader(BitmapHandle& bitmap) : bitmap_(bitmap) {}
+
+    // `window` rows can be lent at a time. With `copies` the rows are always scratch, which the caller may change.
+    Result prepare(int32_t window = 1, bool copies = false);
+    // Lends rows first .. first + count - 1, count at most the window; valid until the next call.
+    Result read(int32_t first, int32_t count, uint8_t** rows);
+
+  private:
+    BitmapHandle& bitmap_;
+    Scratch<uint8_t> scratch_;
+    bool direct_ = false;
+};
+
+// Lends rows to be written whole; put() stores them. What the caller leaves unwritten in a lent row is undefined for
+// scratch, so padding is cleared by it.
+class RowWriter {
+  public:
+    explicit RowWriter(BitmapHandle& bitmap) : bitmap_(bitmap) {}
+
+    Result prepare(int32_t window = 1);
+    Result lend(int32_t first, int32_t count, uint8_t** rows);
+    // Stores `count` of the rows last lent, from the first of them on.
+    Result put(int32_t count);
+
+  private:
+    BitmapHandle& bitmap_;
+    Scratch<uint8_t> scratch_;
+    int32_t first_ = 0;
+    bool direct_ = false;
+};
+
+}  // namespace tnk

@@ -1,0 +1,56 @@
+// Conversion of rows between pixel formats.
+#pragma once
+
+#include <cstdint>
+
+#include "system/result.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+// One conversion, in the terms of T_ConvertBufferExt.
+struct ConvertSpec {
+    int32_t bitsSrc;
+    int32_t bitsDst;
+    uint32_t orderSrc;
+    uint32_t orderDst;
+    const PaletteEntry* paletteSrc = nullptr;
+    const PaletteEntry* paletteDst = nullptr;
+    uint32_t flags = 0;
+    int32_t lowBit = -1;
+    int32_t highBit = -1;
+};
+
+// The window of significant bits of gray samples; see T_GetGrayParams.
+struct GrayParams {
+    int32_t bits = 0;
+    uint32_t mask = 0;
+    int32_t shift = 0;
+};
+GrayParams grayParams(int32_t bitsPerPixel, int32_t maxBits, int32_t lowBit, int32_t highBit);
+
+// Gray level of a colour.
+constexpr uint8_t grayLevel(uint32_t red, uint32_t green, uint32_t blue) {
+    return static_cast<uint8_t>((2 * red + 5 * green + blue + 4) >> 3);
+}
+
+// A conversion prepared once (checks, maps, kernels) and run on many rows.
+class RowConverter {
+  public:
+    RowConverter() = default;
+    ~RowConverter();
+    RowConverter(const RowConverter&) = delete;
+    RowConverter& operator=(const RowConverter&) = delete;
+
+    Result prepare(const ConvertSpec& spec);
+
+    // Converts `width` pixels (1 or more). `source` and `target` are the same address or do not overlap. In place,
+    // bits after the last pixel of a packed row stay; apart, they are written as zero up to the byte's end.
+    Result run(const uint8_t* source, uint8_t* target, int32_t width);
+
+  private:
+    struct State;
+    State* state_ = nullptr;
+};
+
+}  // namespace tnk

@@ -1,0 +1,113 @@
+// The seam to the operating system. Nothing outside src/platform names a platform; this header includes none of
+// its headers. Policy (thresholds, retries, result codes) stays above.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "tnkrn.h"
+
+namespace tnk {
+
+struct MemoryStatus {
+    uint64_t totalPhysical;
+    uint64_t availablePhysical;
+    uint64_t totalPageFile;
+    uint64_t availablePageFile;
+};
+
+// Page-backed memory of its own, zero-filled; aligned to a page at least.
+struct Section {
+    T_HANDLE handle = 0;
+    uint8_t* view = nullptr;
+};
+
+enum class FileCreation { openExisting, truncateExisting, createAlways };
+
+struct FileRequest {
+    const T_WCHAR* name = nullptr;
+    bool read = false;
+    bool write = false;
+    FileCreation creation = FileCreation::openExisting;
+    bool shareRead = false;
+    bool shareWrite = false;
+    bool readOnly = false;
+    bool hidden = false;
+    bool system = false;
+    bool deleteOnClose = false;  // the file vanishes with its last handle, also when the process dies
+};
+
+enum class SeekOrigin { start, current, end };
+
+constexpr T_HANDLE kNoFile = -1;
+constexpr uint32_t kPathChars = 264;  // capacity of a path with its terminator
+
+// One table of routines; every call of the library goes through `platform`. Tests put a table in its place that
+// fails the k-th call. A routine that fails returns null, 0, false or -1 as its type says and changes nothing.
+struct Platform {
+    // Scratch memory on the runtime heap.
+    void* (*allocateLocal)(size_t bytes, bool zero);
+    void (*freeLocal)(void* block);
+
+    // Fixed global blocks: palettes and what else a caller may come to own.
+    void* (*allocateGlobal)(size_t bytes, bool zero);
+    void (*freeGlobal)(void* block);
+
+    // Movable blocks, zero-filled; growth is zero-filled. A failed reallocation leaves the block alone.
+    T_HANDLE (*allocateMovable)(size_t bytes);
+    T_HANDLE (*reallocateMovable)(T_HANDLE block, size_t bytes);
+    void* (*lockMovable)(T_HANDLE block);
+    void (*unlockMovable)(T_HANDLE block);
+    size_t (*sizeOfMovable)(T_HANDLE block);
+    void (*freeMovable)(T_HANDLE block);
+
+    // Sections: the storage of memory bitmaps. Large ones ask the system for huge pages where it has them.
+    bool (*createSection)(uint64_t bytes, Section* section);
+    void (*closeSection)(const Section& section);
+
+    // Files. Positions are 64-bit. seekFile returns the new position or -1.
+    T_HANDLE (*openFile)(const FileRequest& request);
+    int64_t (*readFile)(T_HANDLE file, void* buffer, uint32_t count);
+    int64_t (*writeFile)(T_HANDLE file, const void* buffer, uint32_t count);
+    int64_t (*seekFile)(T_HANDLE file, int64_t offset, SeekOrigin origin);
+    bool (*endFileHere)(T_HANDLE file);  // truncates or extends the file to the current position
+    bool (*closeFile)(T_HANDLE file);
+    bool (*deleteFile)(const T_WCHAR* name);
+    bool (*isDirectory)(const T_WCHAR* path);
+    // Makes an empty file with a unique name in `directory` (null or empty: the platform's own) and writes its path.
+    bool (*makeTempName)(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]);
+    bool (*lastErrorIsDiskFull)();  // of the calling thread's last failed file call
+
+    // Budgets. false: cannot be read.
+    bool (*memoryStatus)(MemoryStatus* status);
+    bool (*handleCount)(uint32_t* count);
+
+    // One slot of thread-local storage; `release` gets a thread's value when the thread ends.
+    bool (*createThreadSlot)(void (*release)(void* value));
+    void* (*threadValue)();
+    bool (*setThreadValue)(void* value);
+    void (*deleteThreadSlot)();
+
+    // The library lock, not recursive. Locking needs no earlier call.
+    void (*lock)();
+    void (*unlock)();
+
+    // Logical palettes. Counts are entries moved; screenPalette returns 0 entries without a palette display.
+    T_HANDLE (*createPalette)(const PaletteEntry* entries, uint32_t count);
+    uint32_t (*paletteSize)(T_HANDLE palette);
+    uint32_t (*getPaletteEntries)(T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries);
+    uint32_t (*setPaletteEntries)(T_HANDLE palette, uint32_t first, uint32_t count, const PaletteEntry* entries);
+    uint32_t (*nearestPaletteIndex)(T_HANDLE palette, uint32_t color);  // plain squared distance, first wins
+    bool (*deletePalette)(T_HANDLE palette);
+    uint32_t (*screenPalette)(PaletteEntry (&entries)[256]);
+
+    bool (*deleteRegion)(T_HANDLE region);
+
+    // UTF-16 to the platform's multibyte code page, zero-terminated, cut to `capacity` bytes.
+    void (*toMultibyte)(const T_WCHAR* text, char* out, uint32_t capacity);
+};
+
+extern const Platform nativePlatform;
+extern const Platform* platform;
+
+}  // namespace tnk

@@ -1,0 +1,18 @@
+// The display dispatch table: optional routines of a display module. This is the one place through which the kernel
+// asks about regions and overlays.
+#pragma once
+
+#include "system/result.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+// Gives `destination` a copy of the source's region, moved by (dx, dy); without a routine or a region it gets none.
+// The source keeps its own region on every path.
+Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);
+
+// Gives `destination` its own copy of the source's overlay set; releases a set. Bitmaps carry none yet.
+Result copyOverlays(BitmapHandle& destination, const BitmapHandle& source);
+void releaseOverlays(BitmapHandle& bitmap);
+
+}  // namespace tnk

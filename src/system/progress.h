@@ -1,0 +1,41 @@
+// Progress of a row loop: a percentage advanced by an error sum, reported only when it moved.
+#pragma once
+
+#include "system/result.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+class Progress {
+  public:
+    Progress(StatusCallback callback, void* userData, int32_t rows)
+        : callback_(callback), userData_(userData), rows_(rows), step_(rows > 0 ? 100 / rows : 0),
+          remainder_(rows > 0 ? 100 % rows : 0) {}
+
+    bool active() const { return callback_ != nullptr; }
+    Result begin() { return report(0); }
+    // After each row. A value other than 1 is the callback's wish to stop.
+    Result step() {
+        const int32_t before = percent_;
+        percent_ += step_;
+        errorSum_ += remainder_;
+        if (errorSum_ >= rows_) {
+            errorSum_ -= rows_;
+            ++percent_;
+        }
+        return percent_ > before ? report(percent_) : Result(SUCCESS);
+    }
+
+  private:
+    Result report(int32_t percent) { return callback_ != nullptr ? callback_(percent, userData_) : SUCCESS; }
+
+    StatusCallback callback_;
+    void* userData_;
+    int32_t rows_;
+    int32_t step_;
+    int32_t remainder_;
+    int32_t percent_ = 0;
+    int32_t errorSum_ = 0;
+};
+
+}  // namespace tnk

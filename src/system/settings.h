@@ -1,0 +1,71 @@
+// Settings of the calling thread: one block a thread, made on first use, and a shared one when none can be made.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/platform.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+struct FileRoutines {
+    OpenRoutine open;
+    ReadRoutine read;
+    WriteRoutine write;
+    SeekRoutine seek;
+    CloseRoutine close;
+};
+
+struct FileRoutineData {
+    void* open;
+    void* read;
+    void* write;
+    void* seek;
+    void* close;
+};
+
+// The order of the fields is part of the interface: T_GetFilterIOData hands the block out.
+struct ThreadSettings {
+    uint32_t* userMatchTable;
+    FileRoutines routines;
+    FileRoutineData routineData;
+    uint32_t ditherMethod;
+    int32_t xResolution;
+    int32_t yResolution;
+    uint32_t memoryType;
+    int32_t maxMemory;    // threshold 2
+    int32_t reserve;      // threshold 1
+    int32_t tileSize;     // threshold 3; 0 or less: kDefaultTileSize
+    int32_t threshold4;
+    int32_t threshold5;
+    T_WCHAR tempDirectory[kPathChars];
+    StatusCallback statusCallback;
+    void* statusUserData;
+    StatusCallback copyStatusCallback;
+    void* copyStatusUserData;
+    uint8_t* scratch;     // kSettingsScratchBytes
+    SubstituteFontCallback substituteFont;
+    void* substituteFontUserData;
+};
+static_assert(sizeof(void*) != 4 || sizeof(ThreadSettings) == 159 * 4);
+
+constexpr uint32_t kDefaultTileSize = 16'777'216;
+constexpr uint32_t kSettingsScratchBytes = 4096;
+
+ThreadSettings& currentSettings();
+
+// Called when the library is loaded and unloaded. Unloading frees every thread's block.
+void attachProcess();
+void detachProcess();
+
+// Holds the library lock, which guards the row seek cache.
+class LibraryLock {
+  public:
+    LibraryLock() { platform->lock(); }
+    ~LibraryLock() { platform->unlock(); }
+    LibraryLock(const LibraryLock&) = delete;
+    LibraryLock& operator=(const LibraryLock&) = delete;
+};
+
+}  // namespace tnk
