@@ -1,0 +1,92 @@
+// Logical palettes: the platform's palette objects, in the library's entry format.
+#include <algorithm>
+
+#include "color/palette.h"
+#include "platform/platform.h"
+#include "system/entry_rule.h"
+#include "system/memory.h"
+
+namespace tnk {
+namespace {
+
+constexpr EntryRule kSetPaletteEntry = {ERROR_NOT_ALLOCATED, 0, ERROR_STRUCT_SIZE};
+
+// Entries from `first` on that the palette has, at most `count` and 256.
+uint32_t clipCount(T_HANDLE palette, uint32_t first, uint32_t count) {
+    const uint32_t size = T_GetPaletteSize(palette);
+    return first < size ? std::min({count, size - first, kMaxPaletteEntries}) : 0;
+}
+
+Result setBitmapPalette(BitmapHandle& bitmap, T_HANDLE handle) {
+    const uint32_t size = T_GetPaletteSize(handle);
+    if (size < 2 || size > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
+    (void)T_SetBitmapNewPalette(&bitmap, nullptr, 0);
+    auto* palette = static_cast<PaletteEntry*>(platform->allocateGlobal(size * sizeof(PaletteEntry), true));
+    if (palette == nullptr) return FAILURE;
+    platform->getPaletteEntries(handle, 0, size, palette);
+    bitmap.Palette = palette;
+    bitmap.ColorCount = size;
+    return SUCCESS;
+}
+
+}  // namespace
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" T_HANDLE TNK_CALL T_CreatePalette(const PaletteEntry* Palette, uint32_t Count) {
+    if (Palette == nullptr || Count > kMaxPaletteEntries) return 0;
+    return platform->createPalette(Palette, Count);
+}
+
+extern "C" T_HANDLE TNK_CALL T_CreateSystemPalette(void) {
+    PaletteEntry entries[kMaxPaletteEntries];
+    const uint32_t count = platform->screenPalette(entries);
+    return count != 0 ? T_CreatePalette(entries, count) : 0;
+}
+
+extern "C" T_HANDLE TNK_CALL T_DupPalette(T_HANDLE Handle) {
+    const uint32_t size = T_GetPaletteSize(Handle);
+    Scratch<PaletteEntry> entries;
+    if (size == 0 || !entries.allocate(size)) return 0;
+    return T_CreatePalette(entries.data(), platform->getPaletteEntries(Handle, 0, size, entries.data()));
+}
+
+extern "C" T_HANDLE TNK_CALL T_DupBitmapPalette(const BitmapHandle* Bitmap) {
+    if (Bitmap == nullptr || Bitmap->StructSize != sizeof(BitmapHandle)) return 0;
+    return T_CreatePalette(Bitmap->Palette, Bitmap->ColorCount);
+}
+
+extern "C" int32_t TNK_CALL T_DeletePalette(T_HANDLE Handle) {
+    return Handle != 0 && platform->deletePalette(Handle) ? SUCCESS : 0;
+}
+
+extern "C" uint32_t TNK_CALL T_GetPaletteSize(T_HANDLE Handle) {
+    return Handle != 0 ? platform->paletteSize(Handle) : 0;
+}
+
+extern "C" uint32_t TNK_CALL T_GetPaletteEntries(T_HANDLE Handle, uint32_t First, uint32_t Count,
+                                                 PaletteEntry* Palette) {
+    const uint32_t count = Palette != nullptr ? clipCount(Handle, First, Count) : 0;
+    return count != 0 ? platform->getPaletteEntries(Handle, First, count, Palette) : 0;
+}
+
+extern "C" uint32_t TNK_CALL T_SetPaletteEntries(T_HANDLE Handle, uint32_t First, uint32_t Count,
+                                                 const PaletteEntry* Palette) {
+    const uint32_t count = Palette != nullptr ? clipCount(Handle, First, Count) : 0;
+    return count != 0 ? platform->setPaletteEntries(Handle, First, count, Palette) : 0;
+}
+
+extern "C" int32_t TNK_CALL T_SetBitmapPalette(BitmapHandle* Bitmap, T_HANDLE Handle) {
+    if (const Result entry = checkEntry(kSetPaletteEntry, Bitmap); !entry.ok()) return entry.code;
+    return setBitmapPalette(*Bitmap, Handle).code;
+}
+
+extern "C" uint32_t TNK_CALL T_GetNearestPaletteIndex(const BitmapHandle* Bitmap, uint32_t Color) {
+    const T_HANDLE palette = T_DupBitmapPalette(Bitmap);
+    if (palette == 0) return 0;
+    // Platforms read meanings of their own into the top byte; without it they agree.
+    const uint32_t index = platform->nearestPaletteIndex(palette, Color & ~kColorTagMask);
+    T_DeletePalette(palette);
+    return index;
+}
