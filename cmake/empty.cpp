@@ -1,0 +1,1 @@
+// Keeps object libraries non-empty while their folder has no sources.

@@ -1,0 +1,55 @@
+# Flags of everything that is built here, set before any target exists. Library-only flags are in tnk_library_flags().
+
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # SSE2 arithmetic keeps floating results equal on all targets; callers align the stack to 4 bytes only.
+    add_compile_options(-msse2 -mfpmath=sse -mstackrealign)
+    if(NOT WIN32)
+        # Files and positions beyond 2 GB.
+        add_compile_definitions(_FILE_OFFSET_BITS=64)
+    endif()
+endif()
+add_compile_options(-ffp-contract=off)
+
+set(CMAKE_C_FLAGS_DEBUG "-O1 -g")
+set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
+# The library asks for -O3 itself; tests and tools gain nothing from it but compile time.
+set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
+
+if(TNK_SANITIZE)
+    add_compile_options(-fsanitize=${TNK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_link_options(-fsanitize=${TNK_SANITIZE})
+endif()
+if(TNK_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+if(WIN32)
+    # The compiler's runtime libraries are linked in: what is built imports system modules only.
+    add_link_options(-static -static-libgcc -static-libstdc++)
+endif()
+
+# Warnings for our own code; third-party sources that are built here do not get them.
+function(tnk_warnings target)
+    target_compile_options(${target} PRIVATE
+        -Wall -Wextra -Wshadow -Wundef -Wvla -Wimplicit-fallthrough -Werror)
+    if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+        # Vector types stay inside the library: how they would be passed between compilers does not matter.
+        target_compile_options(${target} PRIVATE -Wno-psabi)
+        if(TNK_SANITIZE)
+            # Instrumented code hides initialisations from the analysis behind this warning.
+            target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized)
+        endif()
+    endif()
+endfunction()
+
+function(tnk_library_flags target)
+    tnk_warnings(${target})
+    target_compile_options(${target} PRIVATE
+        $<$<CONFIG:RelWithDebInfo>:-O3>
+        $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti -fno-threadsafe-statics>)
+    set_target_properties(${target} PROPERTIES
+        POSITION_INDEPENDENT_CODE ON
+        C_VISIBILITY_PRESET hidden
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+endfunction()

@@ -1,0 +1,37 @@
+# fuzz/<name>.cpp defines LLVMFuzzerTestOneInput. The fuzz preset makes it a libFuzzer program and runs it for a few seconds
+# (TNK_FUZZ_SECONDS); every other preset links it with a main that replays fuzz/corpus/<name>/.
+
+file(GLOB fuzz_sources CONFIGURE_DEPENDS fuzz/*.cpp)
+set(TNK_FUZZ_SECONDS 5 CACHE STRING "Seconds that a fuzz target runs in ctest")
+
+foreach(source IN LISTS fuzz_sources)
+    get_filename_component(name ${source} NAME_WE)
+    if(name STREQUAL "replay_main" OR TNK_SANITIZE STREQUAL "thread")
+        continue()
+    endif()
+    set(corpus ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+    if(TNK_FUZZ)
+        set(program fuzz_${name})
+        add_executable(${program} ${source})
+        target_link_options(${program} PRIVATE -fsanitize=fuzzer)
+        # New inputs go to the first folder, which is the build's own.
+        file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/corpus/${name})
+        set(folders ${PROJECT_BINARY_DIR}/corpus/${name})
+        if(EXISTS ${corpus})
+            list(APPEND folders ${corpus})
+        endif()
+        add_test(NAME ${program} COMMAND ${program} -max_total_time=${TNK_FUZZ_SECONDS} -timeout=20 -rss_limit_mb=2048
+                 -artifact_prefix=${PROJECT_BINARY_DIR}/${name}- -print_final_stats=1 -verbosity=0 ${folders})
+        set_tests_properties(${program} PROPERTIES LABELS fuzz)
+    else()
+        set(program replay_${name})
+        add_executable(${program} ${source} fuzz/replay_main.cpp)
+        add_test(NAME ${program} COMMAND ${program} ${corpus})
+        if(WIN32)
+            set_tests_properties(${program} PROPERTIES FIXTURES_REQUIRED wine)
+        endif()
+    endif()
+    target_include_directories(${program} PRIVATE fuzz tests src)
+    target_link_libraries(${program} PRIVATE tnkrn_static)
+    tnk_warnings(${program})
+endforeach()

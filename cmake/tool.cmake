@@ -1,0 +1,29 @@
+# The command-line program. Its header-only libraries are copied from the host into the build folder: the host's include
+# folder itself must never be on the search path of a cross build.
+
+file(GLOB_RECURSE tool_sources CONFIGURE_DEPENDS tools/tnk/*.cpp)
+if(NOT tool_sources)
+    return()
+endif()
+
+find_path(TNK_CLI11 CLI/CLI.hpp PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+find_path(TNK_STB stb/stb_image.h PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+if(NOT TNK_CLI11 OR NOT TNK_STB)
+    message(FATAL_ERROR "CLI11 or stb is missing; scripts/setup installs them (or configure with -DTNK_TOOL=OFF)")
+endif()
+file(COPY ${TNK_CLI11}/CLI DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.hpp)
+file(COPY ${TNK_STB}/stb DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.h)
+
+add_executable(tnk ${tool_sources})
+target_include_directories(tnk PRIVATE tools/tnk)
+target_include_directories(tnk SYSTEM PRIVATE ${PROJECT_BINARY_DIR}/third_party)
+target_link_libraries(tnk PRIVATE tnkrn Threads::Threads)
+tnk_warnings(tnk)
+if(WIN32)
+    foreach(source IN LISTS tool_sources)
+        file(STRINGS ${source} wide_main REGEX "wmain *\\(")
+        if(wide_main)
+            target_link_options(tnk PRIVATE -municode)
+        endif()
+    endforeach()
+endif()
