@@ -1,5 +1,5 @@
 # Compares the exported T_ names of a built library with the committed list; scripts/update-exports rewrites the list.
-# In: LIBRARY, NM, OBJDUMP, BASELINE, SANITIZED. With UPDATE the list is written instead.
+# In: LIBRARY, NM, OBJDUMP, BASELINE, HEADER, SANITIZED. With UPDATE the list is written instead.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -27,6 +27,24 @@ endif()
 
 file(STRINGS ${BASELINE} expected)
 set(failed OFF)
+
+# A declaration without a definition would be found by the first caller only.
+file(READ ${HEADER} header)
+string(REGEX MATCHALL "TNK_CALL T_[A-Za-z0-9_]+\\(" declared "${header}")
+list(TRANSFORM declared REPLACE "TNK_CALL (.*)\\(" "\\1")
+foreach(name IN LISTS declared)
+    if(NOT name IN_LIST rows)
+        message("declared in the header, but not exported: ${name}")
+        set(failed ON)
+    endif()
+endforeach()
+foreach(name IN LISTS rows)
+    if(NOT name IN_LIST declared)
+        message("exported, but not declared in the header: ${name}")
+        set(failed ON)
+    endif()
+endforeach()
+
 foreach(name IN LISTS rows)
     if(NOT name IN_LIST expected)
         message("exported, but not in the baseline: ${name}")

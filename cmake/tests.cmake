@@ -95,7 +95,8 @@ endforeach()
 
 add_test(NAME exports
     COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:tnkrn> -DNM=${CMAKE_NM} -DOBJDUMP=${CMAKE_OBJDUMP}
-            -DBASELINE=${PROJECT_SOURCE_DIR}/tests/exports.baseline -DSANITIZED=${TNK_SANITIZE}
+            -DBASELINE=${PROJECT_SOURCE_DIR}/tests/exports.baseline
+            -DHEADER=${PROJECT_SOURCE_DIR}/include/tnkrn.h -DSANITIZED=${TNK_SANITIZE}
             -P ${PROJECT_SOURCE_DIR}/cmake/check_exports.cmake)
 if(WIN32)
     add_test(NAME imports

@@ -20,6 +20,8 @@ target_include_directories(tnk SYSTEM PRIVATE ${PROJECT_BINARY_DIR}/third_party)
 target_link_libraries(tnk PRIVATE tnkrn Threads::Threads)
 tnk_warnings(tnk)
 if(WIN32)
+    # Several large pictures at a time need more than the 2 GB that a 32-bit program gets otherwise.
+    target_link_options(tnk PRIVATE -Wl,--large-address-aware)
     foreach(source IN LISTS tool_sources)
         file(STRINGS ${source} wide_main REGEX "wmain *\\(")
         if(wide_main)
