@@ -1,0 +1,114 @@
+// The dithering engine: start and stop. Rows: dither_rows.cpp.
+#include "color/dither.h"
+
+#include <algorithm>
+#include <new>
+
+#include "bitmap/lifecycle.h"
+#include "color/dither_state.h"
+#include "format/pixel_format.h"
+#include "platform/platform.h"
+
+namespace tnk {
+namespace {
+
+constexpr EntryRule kStartRule{.onNull = ERROR_INVALID_PARAMETER, .onUnallocated = 0, .onSize = ERROR_STRUCT_SIZE};
+
+// By method.
+constexpr ErrorShape kErrorShapes[kMaxDitherMethod + 1] = {{0, 0}, {1, 1}, {2, 2}, {1, 2}, {2, 2},
+                                                           {3, 3}, {2, 2}, {0, 0}, {0, 0}};
+
+DitherStatePtr makeState() {
+    void* const block = platform->allocateLocal(sizeof(DitherState), false);
+    return DitherStatePtr(block != nullptr ? new (block) DitherState : nullptr);
+}
+
+bool isGrayPalette(const PaletteEntry (&palette)[kMaxPaletteEntries]) {
+    return std::all_of(std::begin(palette), std::end(palette), [](const PaletteEntry& entry) {
+        return entry.Red == entry.Green && entry.Red == entry.Blue;
+    });
+}
+
+// The window of gray samples, also for bitmaps that are not gray now: the order is read with each row.
+void prepareGray(DitherState& state, const BitmapHandle& bitmap) {
+    const int32_t maxBits = hasGrayTable(bitmap) ? bitmap.BitsPerPixel : 8;
+    state.gray = grayParams(bitmap.BitsPerPixel, maxBits, bitmap.LowBit, bitmap.HighBit);
+    for (uint32_t value = 0; value < 256; ++value) {
+        const bool scaled = state.gray.mask > 0 && state.gray.mask < 255;
+        state.grayScale[value] = static_cast<uint8_t>(scaled ? value * 255 / state.gray.mask : value);
+    }
+}
+
+void prepareSource(DitherState& state, const BitmapHandle& bitmap) {
+    if (bitmap.BitsPerPixel <= 8) {
+        readBitmapPalette(bitmap, state.sourcePalette);
+        state.sourcePaletteGray = isGrayPalette(state.sourcePalette);
+    } else {
+        prepareGray(state, bitmap);
+    }
+}
+
+}  // namespace
+
+ErrorShape errorShape(uint32_t method) { return kErrorShapes[method]; }
+
+void DitherStateDeleter::operator()(DitherState* state) const {
+    state->~DitherState();
+    platform->freeLocal(state);
+}
+
+Result startDithering(BitmapHandle& bitmap, const PaletteEntry* palette, uint32_t count, uint32_t outputBits,
+                      uint32_t* matchTable) {
+    DitherStatePtr state = makeState();
+    if (state == nullptr) return FAILURE;
+    if (findPixelFormat(bitmap.BitsPerPixel) == nullptr || bitmap.Width < 0) return ERROR_INVALID_PARAMETER;
+    if (count == 0 || count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
+    state->count = count;
+    state->sourceBits = bitmap.BitsPerPixel;
+    state->outputBits = outputBits;
+    state->method = bitmap.DitherMethod;
+    TRY(prepareMatching(*state, palette, matchTable));
+    if (state->method > kMaxDitherMethod) return ERROR_INVALID_PARAMETER;
+    state->shape = errorShape(state->method);
+    state->columns = bitmap.Width;
+    state->grayErrors = isGrayPalette(state->palette);
+    prepareSource(*state, bitmap);
+    if (state->isOrdered()) prepareOrdered(*state);
+    if (state->diffuses()) {
+        const uint64_t cells = uint64_t{state->cells()} * kChannels * static_cast<uint32_t>(state->shape.rows);
+        if (!state->errors.allocate(cells, true)) return FAILURE;
+    }
+    if (state->usesTable()) seedMatchTable(*state);
+    // KEEP: a state that is already there is not freed; a copy of the record may still use it.
+    bitmap.pDitherState = state.release();
+    return SUCCESS;
+}
+
+void stopDithering(BitmapHandle& bitmap) {
+    DitherStatePtr(static_cast<DitherState*>(bitmap.pDitherState));
+    bitmap.pDitherState = nullptr;
+}
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_StartDithering(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count) {
+    if (const Result entry = checkEntry(kStartRule, Bitmap); !entry.ok()) return entry.code;
+    if (Count == 0 || Count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
+    uint32_t bits = 1;
+    while ((1u << bits) < Count) ++bits;
+    return startDithering(*Bitmap, Palette, Count, bits, nullptr).code;
+}
+
+extern "C" int32_t TNK_CALL T_StartDitheringExt(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count,
+                                                uint32_t OutputBits, uint32_t* MatchTable) {
+    if (const Result entry = checkEntry(kStartRule, Bitmap); !entry.ok()) return entry.code;
+    return startDithering(*Bitmap, Palette, Count, OutputBits, MatchTable).code;
+}
+
+extern "C" int32_t TNK_CALL T_StopDithering(BitmapHandle* Bitmap) {
+    if (Bitmap == nullptr) return ERROR_INVALID_PARAMETER;
+    stopDithering(*Bitmap);
+    return SUCCESS;
+}

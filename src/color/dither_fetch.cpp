@@ -1,0 +1,117 @@
+#include "color/dither_fetch.h"
+
+#include "bitmap/lifecycle.h"
+#include "color/dither_pack.h"
+
+namespace tnk {
+namespace {
+
+uint32_t load16(const uint8_t* bytes) { return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8; }
+uint32_t load32(const uint8_t* bytes) { return load16(bytes) | load16(bytes + 2) << 16; }
+
+void putColor(DitherPlanes& planes, int32_t x, const PaletteEntry& color) {
+    planes.red[x] = color.Red;
+    planes.green[x] = color.Green;
+    planes.blue[x] = color.Blue;
+}
+
+void fetchIndexed(const DitherSource& source, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+    uint8_t indexes[kDitherBlock];
+    unpackIndexes(pixels, source.bits, count, indexes);
+    if (source.gray) {
+        for (int32_t x = 0; x < count; ++x) planes.red[x] = source.state.sourcePalette[indexes[x]].Red;
+        return;
+    }
+    for (int32_t x = 0; x < count; ++x) putColor(planes, x, source.state.sourcePalette[indexes[x]]);
+}
+
+template <int32_t Bits>
+uint32_t loadSample(const uint8_t* pixels, int32_t x) {
+    if constexpr (Bits == 12) {
+        const uint8_t* const pair = pixels + x / 2 * 3;
+        return x % 2 == 0 ? load16(pair) & 0xFFF : load16(pair + 1) >> 4;
+    } else if constexpr (Bits == 16) {
+        return load16(pixels + x * 2);
+    } else {
+        return load32(pixels + x * 4);
+    }
+}
+
+// The value inside the window. A window beyond the sample's bits is empty.
+uint32_t windowValue(const GrayParams& window, uint32_t sample) {
+    return window.shift >= 0 && window.shift < 32 ? (sample >> window.shift) & window.mask : 0;
+}
+
+template <int32_t Bits>
+void fetchGray(const DitherSource& source, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+    for (int32_t x = 0; x < count; ++x) {
+        const uint32_t value = windowValue(source.state.gray, loadSample<Bits>(pixels, x));
+        planes.red[x] = source.state.grayScale[value & 0xFF];
+    }
+}
+
+template <int32_t Bits>
+void fetchGrayTable(const DitherSource& source, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+    for (int32_t x = 0; x < count; ++x) {
+        const uint32_t value = windowValue(source.state.gray, loadSample<Bits>(pixels, x));
+        putColor(planes, x, value < source.tableLength ? source.table[value] : PaletteEntry{});
+    }
+}
+
+template <bool RedHigh>
+void fetch555(const DitherSource&, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+    const auto widen = [](uint32_t value) { return static_cast<uint8_t>((value & 31) << 3 | (value & 31) >> 2); };
+    for (int32_t x = 0; x < count; ++x) {
+        const uint32_t pixel = load16(pixels + x * 2);
+        planes.red[x] = widen(RedHigh ? pixel >> 10 : pixel);
+        planes.green[x] = widen(pixel >> 5);
+        planes.blue[x] = widen(RedHigh ? pixel : pixel >> 10);
+    }
+}
+
+// Whole channels: bytes a pixel, and the byte of each channel.
+template <int32_t Stride, int32_t Red, int32_t Green, int32_t Blue>
+void fetchChannels(const DitherSource&, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+    for (int32_t x = 0; x < count; ++x, pixels += Stride) {
+        planes.red[x] = pixels[Red];
+        planes.green[x] = pixels[Green];
+        planes.blue[x] = pixels[Blue];
+    }
+}
+
+void chooseGray(DitherSource& source, const BitmapHandle& bitmap) {
+    source.gray = !hasGrayTable(bitmap);
+    source.table = bitmap.pLUT;
+    source.tableLength = bitmap.LUTLength;
+    switch (source.bits) {
+        case 12: source.fetch = source.gray ? fetchGray<12> : fetchGrayTable<12>; break;
+        case 16: source.fetch = source.gray ? fetchGray<16> : fetchGrayTable<16>; break;
+        default: source.fetch = source.gray ? fetchGray<32> : fetchGrayTable<32>; break;
+    }
+}
+
+}  // namespace
+
+DitherSource chooseDitherSource(const DitherState& state, const BitmapHandle& bitmap, int32_t bits, uint32_t order) {
+    DitherSource source{.state = state, .bits = bits};
+    const bool bgr = order == ORDER_BGR;
+    if (bits <= 8) {
+        source.gray = state.sourcePaletteGray;
+        source.fetch = fetchIndexed;
+    } else if (bits == 12 || ((bits == 16 || bits == 32) && order == ORDER_GRAY)) {
+        chooseGray(source, bitmap);
+    } else if (bits == 16) {
+        source.fetch = order == ORDER_RGB ? fetch555<false> : fetch555<true>;
+    } else if (bits == 24) {
+        source.fetch = bgr ? fetchChannels<3, 2, 1, 0> : fetchChannels<3, 0, 1, 2>;
+    } else if (bits == 32) {
+        source.fetch = bgr ? fetchChannels<4, 2, 1, 0> : fetchChannels<4, 0, 1, 2>;
+    } else if (bits == 48) {
+        source.fetch = bgr ? fetchChannels<6, 5, 3, 1> : fetchChannels<6, 1, 3, 5>;
+    } else {
+        source.fetch = bgr ? fetchChannels<8, 5, 3, 1> : fetchChannels<8, 1, 3, 5>;
+    }
+    return source;
+}
+
+}  // namespace tnk

@@ -1,0 +1,78 @@
+// The dithering engine: rows.
+#include <algorithm>
+
+#include "color/dither.h"
+#include "color/dither_cores.h"
+#include "color/dither_fetch.h"
+#include "color/dither_pack.h"
+#include "color/dither_state.h"
+#include "format/convert.h"
+
+namespace tnk {
+namespace {
+
+bool inPlainOrder(const BitmapHandle& bitmap) { return bitmap.Order == ORDER_RGB || bitmap.Order == ORDER_BGR; }
+
+// From here on the channels' errors may differ.
+void separateErrors(DitherState& state) {
+    if (!state.grayErrors) return;
+    state.grayErrors = false;
+    for (int32_t row = 0; row < state.shape.rows; ++row) {
+        const auto r = static_cast<uint32_t>(row);
+        std::copy_n(state.errorRow(r, 0), state.cells(), state.errorRow(r, 1));
+        std::copy_n(state.errorRow(r, 0), state.cells(), state.errorRow(r, 2));
+    }
+}
+
+void ditherRow(DitherState& state, const DitherSource& source, int32_t width, const uint8_t* input, uint8_t* output) {
+    const DitherCore core = chooseDitherCore(state, source.gray && state.grayErrors);
+    DitherRow row{.state = state};
+    beginDitherRow(state, row);
+    DitherPlanes planes;
+    uint8_t indexes[kDitherBlock];
+    for (int32_t x = 0; x < width; x += kDitherBlock) {
+        const int32_t count = std::min(kDitherBlock, width - x);
+        source.fetch(source, input + source.offsetOf(x), count, planes);
+        core(row, source.planesOf(planes), count, indexes);
+        packIndexes(indexes, state.outputBits, count, output + static_cast<size_t>(x) / 8 * state.outputBits);
+    }
+}
+
+}  // namespace
+
+bool ditherChangesInput(const BitmapHandle& bitmap) {
+    return (bitmap.BitsPerPixel == 24 || bitmap.BitsPerPixel == 48) && !inPlainOrder(bitmap);
+}
+
+Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output, int32_t count) {
+    if (bitmap.pDitherState == nullptr) return ERROR_INVALID_PARAMETER;
+    if (bitmap.StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
+    if ((bitmap.Flags & BMF_SIGNED) != 0) return ERROR_SIGNED_DATA;
+    DitherState& state = *static_cast<DitherState*>(bitmap.pDitherState);
+    // Error rows have the width that the run was started with.
+    if (state.diffuses() && bitmap.Width > state.columns) return ERROR_INVALID_PARAMETER;
+
+    int32_t bits = state.sourceBits;
+    uint32_t order = bitmap.Order;
+    const bool converts = (bits == 24 || bits == 48) && !inPlainOrder(bitmap);
+    if (converts) {
+        for (int32_t i = 0; i < count && bitmap.Width > 0; ++i) {
+            TRY(T_ConvertBuffer(input[i], bitmap.Width, bits, 24, order, ORDER_BGR, nullptr, nullptr));
+        }
+        bits = 24;
+        order = ORDER_BGR;
+    }
+    const DitherSource source = chooseDitherSource(state, bitmap, bits, order);
+    if (!source.gray) separateErrors(state);
+    for (int32_t i = 0; i < count; ++i) ditherRow(state, source, bitmap.Width, input[i], output[i]);
+    return SUCCESS;
+}
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint8_t* Output) {
+    if (Bitmap == nullptr || Input == nullptr || Output == nullptr) return ERROR_INVALID_PARAMETER;
+    return ditherRows(*Bitmap, &Input, &Output, 1).code;
+}
