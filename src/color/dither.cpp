@@ -24,9 +24,8 @@ DitherStatePtr makeState() {
 }
 
 bool isGrayPalette(const PaletteEntry (&palette)[kMaxPaletteEntries]) {
-    return std::all_of(std::begin(palette), std::end(palette), [](const PaletteEntry& entry) {
-        return entry.Red == entry.Green && entry.Red == entry.Blue;
-    });
+    return std::all_of(std::begin(palette), std::end(palette),
+                       [](const PaletteEntry& entry) { return entry.Red == entry.Green && entry.Red == entry.Blue; });
 }
 
 // The window of gray samples, also for bitmaps that are not gray now: the order is read with each row.

@@ -67,9 +67,9 @@ void ditherOffset(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint
     const Quantiser quantise{row.state};
     for (int32_t x = 0; x < count; ++x) {
         const int32_t offset = row.ordered[x & 7];
-        indexes[x] = static_cast<uint8_t>(quantise(clampLevel(pixels.red[x] + offset),
-                                                   clampLevel(pixels.green[x] + offset),
-                                                   clampLevel(pixels.blue[x] + offset)));
+        indexes[x] =
+            static_cast<uint8_t>(quantise(clampLevel(pixels.red[x] + offset), clampLevel(pixels.green[x] + offset),
+                                          clampLevel(pixels.blue[x] + offset)));
     }
 }
 
@@ -84,8 +84,8 @@ void ditherThresholdGray(DitherRow& row, const PixelPlanes& pixels, int32_t coun
 void ditherThresholdDisplay16(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
     for (int32_t x = 0; x < count; ++x) {
         const int32_t t = row.ordered[x & 7];
-        indexes[x] = static_cast<uint8_t>(
-            Display16Rule::fromBits(pixels.red[x] > t, pixels.green[x] > t, pixels.blue[x] > t));
+        indexes[x] =
+            static_cast<uint8_t>(Display16Rule::fromBits(pixels.red[x] > t, pixels.green[x] > t, pixels.blue[x] > t));
     }
 }
 
@@ -125,26 +125,38 @@ DitherCore chooseDitherCore(const DitherState& state, bool gray) {
     if (gray && state.diffuses()) {
         switch (state.mode) {
             case Mode::ownTable:
-            case Mode::userTable: return grayCoreFor<TableQuantiser>(state);
-            case Mode::black1White1: return grayCoreFor<CalculatingQuantiser<Black1White1Rule>>(state);
-            case Mode::gray2: return grayCoreFor<CalculatingQuantiser<Gray2Rule>>(state);
-            default: break;  // coloured palettes
+            case Mode::userTable:
+                return grayCoreFor<TableQuantiser>(state);
+            case Mode::black1White1:
+                return grayCoreFor<CalculatingQuantiser<Black1White1Rule>>(state);
+            case Mode::gray2:
+                return grayCoreFor<CalculatingQuantiser<Gray2Rule>>(state);
+            default:
+                break;  // coloured palettes
         }
     }
     switch (state.mode) {
         case Mode::ownTable:
-        case Mode::userTable: return coreFor<TableQuantiser>(state);
+        case Mode::userTable:
+            return coreFor<TableQuantiser>(state);
         case Mode::black1White1:
             return state.isOrdered() ? ditherThresholdGray : coreFor<CalculatingQuantiser<Black1White1Rule>>(state);
-        case Mode::gray2: return coreFor<CalculatingQuantiser<Gray2Rule>>(state);
-        case Mode::rgb111: return coreFor<CalculatingQuantiser<Rgb111Rule>>(state);
+        case Mode::gray2:
+            return coreFor<CalculatingQuantiser<Gray2Rule>>(state);
+        case Mode::rgb111:
+            return coreFor<CalculatingQuantiser<Rgb111Rule>>(state);
         case Mode::display16:
             return state.isOrdered() ? ditherThresholdDisplay16 : coreFor<CalculatingQuantiser<Display16Rule>>(state);
-        case Mode::rgb221: return coreFor<CalculatingQuantiser<Rgb221Rule>>(state);
-        case Mode::rgb222: return coreFor<CalculatingQuantiser<Rgb222Rule>>(state);
-        case Mode::rgb232: return coreFor<CalculatingQuantiser<Rgb232Rule>>(state);
-        case Mode::rgb332: return coreFor<CalculatingQuantiser<Rgb332Rule>>(state);
-        case Mode::web: break;
+        case Mode::rgb221:
+            return coreFor<CalculatingQuantiser<Rgb221Rule>>(state);
+        case Mode::rgb222:
+            return coreFor<CalculatingQuantiser<Rgb222Rule>>(state);
+        case Mode::rgb232:
+            return coreFor<CalculatingQuantiser<Rgb232Rule>>(state);
+        case Mode::rgb332:
+            return coreFor<CalculatingQuantiser<Rgb332Rule>>(state);
+        case Mode::web:
+            break;
     }
     return coreFor<CalculatingQuantiser<WebRule>>(state);
 }

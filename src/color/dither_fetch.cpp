@@ -84,9 +84,15 @@ void chooseGray(DitherSource& source, const BitmapHandle& bitmap) {
     source.table = bitmap.pLUT;
     source.tableLength = bitmap.LUTLength;
     switch (source.bits) {
-        case 12: source.fetch = source.gray ? fetchGray<12> : fetchGrayTable<12>; break;
-        case 16: source.fetch = source.gray ? fetchGray<16> : fetchGrayTable<16>; break;
-        default: source.fetch = source.gray ? fetchGray<32> : fetchGrayTable<32>; break;
+        case 12:
+            source.fetch = source.gray ? fetchGray<12> : fetchGrayTable<12>;
+            break;
+        case 16:
+            source.fetch = source.gray ? fetchGray<16> : fetchGrayTable<16>;
+            break;
+        default:
+            source.fetch = source.gray ? fetchGray<32> : fetchGrayTable<32>;
+            break;
     }
 }
 

@@ -9,13 +9,13 @@ using Matrix = uint8_t[8][8];
 // Dispersed dots. KEEP: 236, 244, 232, 248 and 240 in the rows 3, 5 and 7 are not what the construction of the matrix
 // gives; pictures are compared with those made by these values.
 constexpr Matrix kDispersed = {
-    {0, 128, 32, 160, 8, 136, 40, 168},     //
-    {192, 64, 224, 96, 200, 72, 232, 104},  //
-    {48, 176, 16, 144, 56, 184, 24, 152},   //
-    {236, 112, 208, 80, 244, 120, 216, 88}, //
-    {12, 140, 44, 172, 4, 132, 36, 164},    //
-    {204, 76, 232, 108, 196, 68, 228, 100}, //
-    {60, 188, 28, 156, 52, 180, 20, 148},   //
+    {0, 128, 32, 160, 8, 136, 40, 168},      //
+    {192, 64, 224, 96, 200, 72, 232, 104},   //
+    {48, 176, 16, 144, 56, 184, 24, 152},    //
+    {236, 112, 208, 80, 244, 120, 216, 88},  //
+    {12, 140, 44, 172, 4, 132, 36, 164},     //
+    {204, 76, 232, 108, 196, 68, 228, 100},  //
+    {60, 188, 28, 156, 52, 180, 20, 148},    //
     {248, 124, 220, 92, 240, 116, 212, 84},
 };
 
@@ -44,16 +44,25 @@ OffsetRule offsetRule(const DitherState& state) {
     constexpr OffsetRule kThreshold{1, 0};
     switch (state.mode) {
         case MatchMode::ownTable:
-        case MatchMode::userTable: return kOffsetByBits[state.outputBits <= 8 ? state.outputBits : 0];
+        case MatchMode::userTable:
+            return kOffsetByBits[state.outputBits <= 8 ? state.outputBits : 0];
         case MatchMode::black1White1:
-        case MatchMode::display16: return kThreshold;
-        case MatchMode::gray2: return kOffsetByBits[2];
-        case MatchMode::rgb111: return kOffsetByBits[3];
-        case MatchMode::rgb221: return kOffsetByBits[5];
-        case MatchMode::rgb222: return kOffsetByBits[6];
-        case MatchMode::rgb232: return kOffsetByBits[7];
-        case MatchMode::rgb332: return kOffsetByBits[8];
-        case MatchMode::web: return kOffsetByBits[6];
+        case MatchMode::display16:
+            return kThreshold;
+        case MatchMode::gray2:
+            return kOffsetByBits[2];
+        case MatchMode::rgb111:
+            return kOffsetByBits[3];
+        case MatchMode::rgb221:
+            return kOffsetByBits[5];
+        case MatchMode::rgb222:
+            return kOffsetByBits[6];
+        case MatchMode::rgb232:
+            return kOffsetByBits[7];
+        case MatchMode::rgb332:
+            return kOffsetByBits[8];
+        case MatchMode::web:
+            return kOffsetByBits[6];
     }
     return kThreshold;
 }

@@ -52,28 +52,46 @@ void pack(const uint8_t* indexes, int32_t count, uint8_t* row) {
 
 void unpackIndexes(const uint8_t* row, int32_t bits, int32_t count, uint8_t* indexes) {
     switch (bits) {
-        case 1: return unpack<1>(row, count, indexes);
-        case 2: return unpack<2>(row, count, indexes);
-        case 3: return unpack<3>(row, count, indexes);
-        case 4: return unpack<4>(row, count, indexes);
-        case 5: return unpack<5>(row, count, indexes);
-        case 6: return unpack<6>(row, count, indexes);
-        case 7: return unpack<7>(row, count, indexes);
-        default: std::memcpy(indexes, row, static_cast<size_t>(count));
+        case 1:
+            return unpack<1>(row, count, indexes);
+        case 2:
+            return unpack<2>(row, count, indexes);
+        case 3:
+            return unpack<3>(row, count, indexes);
+        case 4:
+            return unpack<4>(row, count, indexes);
+        case 5:
+            return unpack<5>(row, count, indexes);
+        case 6:
+            return unpack<6>(row, count, indexes);
+        case 7:
+            return unpack<7>(row, count, indexes);
+        default:
+            std::memcpy(indexes, row, static_cast<size_t>(count));
     }
 }
 
 void packIndexes(const uint8_t* indexes, uint32_t bits, int32_t count, uint8_t* row) {
     switch (bits) {
-        case 1: return pack<1>(indexes, count, row);
-        case 2: return pack<2>(indexes, count, row);
-        case 3: return pack<3>(indexes, count, row);
-        case 4: return pack<4>(indexes, count, row);
-        case 5: return pack<5>(indexes, count, row);
-        case 6: return pack<6>(indexes, count, row);
-        case 7: return pack<7>(indexes, count, row);
-        case 8: std::memcpy(row, indexes, static_cast<size_t>(count)); return;
-        default: return;
+        case 1:
+            return pack<1>(indexes, count, row);
+        case 2:
+            return pack<2>(indexes, count, row);
+        case 3:
+            return pack<3>(indexes, count, row);
+        case 4:
+            return pack<4>(indexes, count, row);
+        case 5:
+            return pack<5>(indexes, count, row);
+        case 6:
+            return pack<6>(indexes, count, row);
+        case 7:
+            return pack<7>(indexes, count, row);
+        case 8:
+            std::memcpy(row, indexes, static_cast<size_t>(count));
+            return;
+        default:
+            return;
     }
 }
 

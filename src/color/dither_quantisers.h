@@ -10,7 +10,8 @@ namespace tnk {
 struct TableQuantiser {
     const DitherState& state;
     uint32_t operator()(int32_t red, int32_t green, int32_t blue) const {
-        const auto key = matchKey(static_cast<uint32_t>(red), static_cast<uint32_t>(green), static_cast<uint32_t>(blue));
+        const auto key =
+            matchKey(static_cast<uint32_t>(red), static_cast<uint32_t>(green), static_cast<uint32_t>(blue));
         return lookUpChoice(state, key).Reserved;
     }
 };

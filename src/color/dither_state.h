@@ -19,12 +19,12 @@ enum class MatchMode : uint32_t {
     black1White1,  // 1 bit: the gray level's half
     gray2,         // 2 bits: the gray level's quarter
     rgb111,
-    display16,     // the 16 display colours, of which it uses seven bright ones, black and no dark ones but by index
-    rgb221,        // bits of red, green and blue; red in the high bits
+    display16,  // the 16 display colours, of which it uses seven bright ones, black and no dark ones but by index
+    rgb221,     // bits of red, green and blue; red in the high bits
     rgb222,
     rgb232,
     rgb332,
-    web,           // 6 levels a channel
+    web,  // 6 levels a channel
 };
 constexpr uint32_t kMatchModes = 11;
 
