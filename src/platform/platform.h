@@ -53,7 +53,8 @@ struct Platform {
     void* (*allocateGlobal)(size_t bytes, bool zero);
     void (*freeGlobal)(void* block);
 
-    // Movable blocks, zero-filled; growth is zero-filled. A failed reallocation leaves the block alone.
+    // Movable blocks, zero-filled; growth is zero-filled. A failed reallocation leaves the block alone; a locked block
+    // is never reallocated, since its address is in use.
     T_HANDLE (*allocateMovable)(size_t bytes);
     T_HANDLE (*reallocateMovable)(T_HANDLE block, size_t bytes);
     void* (*lockMovable)(T_HANDLE block);
@@ -82,7 +83,9 @@ struct Platform {
     bool (*memoryStatus)(MemoryStatus* status);
     bool (*handleCount)(uint32_t* count);
 
-    // One slot of thread-local storage; `release` gets a thread's value when the thread ends.
+    // One slot of thread-local storage; `release` gets a thread's value when the thread ends, but not when the slot is
+    // deleted. Creating it again changes nothing. Without the slot the value is null. Reading the value leaves the
+    // last error as it was.
     bool (*createThreadSlot)(void (*release)(void* value));
     void* (*threadValue)();
     bool (*setThreadValue)(void* value);

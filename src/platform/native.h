@@ -1,0 +1,58 @@
+// The routines of the operating system that this library is built for. Each folder beside this file implements all of
+// them; platform.cpp puts them into the table, where their contracts stand.
+#pragma once
+
+#include "platform/platform.h"
+
+namespace tnk::native {
+
+void* allocateLocal(size_t bytes, bool zero);
+void freeLocal(void* block);
+void* allocateGlobal(size_t bytes, bool zero);
+void freeGlobal(void* block);
+
+T_HANDLE allocateMovable(size_t bytes);
+T_HANDLE reallocateMovable(T_HANDLE block, size_t bytes);
+void* lockMovable(T_HANDLE block);
+void unlockMovable(T_HANDLE block);
+size_t sizeOfMovable(T_HANDLE block);
+void freeMovable(T_HANDLE block);
+
+bool createSection(uint64_t bytes, Section* section);
+void closeSection(const Section& section);
+
+T_HANDLE openFile(const FileRequest& request);
+int64_t readFile(T_HANDLE file, void* buffer, uint32_t count);
+int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count);
+int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin);
+bool endFileHere(T_HANDLE file);
+bool closeFile(T_HANDLE file);
+bool deleteFile(const T_WCHAR* name);
+bool isDirectory(const T_WCHAR* path);
+bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]);
+bool lastErrorIsDiskFull();
+
+bool memoryStatus(MemoryStatus* status);
+bool handleCount(uint32_t* count);
+
+bool createThreadSlot(void (*release)(void* value));
+void* threadValue();
+bool setThreadValue(void* value);
+void deleteThreadSlot();
+
+void lock();
+void unlock();
+
+T_HANDLE createPalette(const PaletteEntry* entries, uint32_t count);
+uint32_t paletteSize(T_HANDLE palette);
+uint32_t getPaletteEntries(T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries);
+uint32_t setPaletteEntries(T_HANDLE palette, uint32_t first, uint32_t count, const PaletteEntry* entries);
+uint32_t nearestPaletteIndex(T_HANDLE palette, uint32_t color);
+bool deletePalette(T_HANDLE palette);
+uint32_t screenPalette(PaletteEntry (&entries)[256]);
+
+bool deleteRegion(T_HANDLE region);
+
+void toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity);
+
+}  // namespace tnk::native

@@ -1,0 +1,154 @@
+// Files. Share flags, the hidden and the system attribute have no counterpart here and are not looked at: any number of
+// openers share a file.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/native.h"
+#include "platform/posix/text.h"
+
+namespace tnk::native {
+
+static_assert(sizeof(off_t) == 8, "files are larger than 2 GB");
+
+namespace {
+
+constexpr size_t kPathBytes = 4096;
+
+int descriptorOf(T_HANDLE file) { return file >= 0 && file <= INT32_MAX ? static_cast<int>(file) : -1; }
+
+// A program that closed its standard streams must not find its output in a bitmap's file.
+int aboveStandardStreams(int descriptor) {
+    if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+    const int moved = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    close(descriptor);
+    errno = error;
+    return moved;
+}
+
+int openFlags(const FileRequest& request) {
+    int flags = O_CLOEXEC | O_NOCTTY;
+    flags |= request.read && request.write ? O_RDWR : request.write ? O_WRONLY : O_RDONLY;
+    if (request.creation == FileCreation::createAlways) flags |= O_CREAT | O_TRUNC;
+    if (request.creation == FileCreation::truncateExisting) flags |= O_TRUNC;
+    return flags;
+}
+
+bool opensDirectory(int descriptor) {
+    struct stat status;
+    return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// Moves `count` bytes by as many calls as the system wants; stops at the end of the file or at a failure. What was moved
+// before a failure counts, and errno keeps the failure's reason.
+template <typename Byte, typename Transfer>
+int64_t transferAll(Byte* bytes, uint32_t count, Transfer transfer) {
+    uint32_t done = 0;
+    while (done < count) {
+        const ssize_t moved = transfer(bytes + done, count - done);
+        if (moved == 0) break;
+        if (moved > 0) {
+            done += static_cast<uint32_t>(moved);
+        } else if (errno != EINTR) {
+            return done != 0 ? static_cast<int64_t>(done) : -1;
+        }
+    }
+    return done;
+}
+
+}  // namespace
+
+T_HANDLE openFile(const FileRequest& request) {
+    char name[kPathBytes];
+    if (!toUtf8(request.name, name, sizeof name)) {
+        errno = ENOENT;
+        return kNoFile;
+    }
+    if (request.creation == FileCreation::truncateExisting && !request.write) {
+        // The system would truncate without the right to write.
+        errno = EACCES;
+        return kNoFile;
+    }
+    const mode_t mode = request.readOnly ? 0444 : 0666;
+    const int descriptor = aboveStandardStreams(open(name, openFlags(request), mode));
+    if (descriptor < 0) return kNoFile;
+    if (opensDirectory(descriptor)) {
+        close(descriptor);
+        errno = EACCES;
+        return kNoFile;
+    }
+    // The name goes at once: nothing is left behind however the process ends.
+    if (request.deleteOnClose) unlink(name);
+    return descriptor;
+}
+
+int64_t readFile(T_HANDLE file, void* buffer, uint32_t count) {
+    const int descriptor = descriptorOf(file);
+    return transferAll(static_cast<uint8_t*>(buffer), count,
+                       [descriptor](uint8_t* to, size_t bytes) { return read(descriptor, to, bytes); });
+}
+
+int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
+    const int descriptor = descriptorOf(file);
+    return transferAll(static_cast<const uint8_t*>(buffer), count,
+                       [descriptor](const uint8_t* from, size_t bytes) { return write(descriptor, from, bytes); });
+}
+
+int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin) {
+    const int whence = origin == SeekOrigin::start ? SEEK_SET : origin == SeekOrigin::current ? SEEK_CUR : SEEK_END;
+    return lseek(descriptorOf(file), offset, whence);
+}
+
+bool endFileHere(T_HANDLE file) {
+    const int descriptor = descriptorOf(file);
+    const off_t position = lseek(descriptor, 0, SEEK_CUR);
+    return position >= 0 && ftruncate(descriptor, position) == 0;
+}
+
+bool closeFile(T_HANDLE file) {
+    // EINTR has closed the file all the same; a second close could hit another thread's file.
+    return close(descriptorOf(file)) == 0 || errno == EINTR;
+}
+
+bool deleteFile(const T_WCHAR* name) {
+    char path[kPathBytes];
+    return toUtf8(name, path, sizeof path) && unlink(path) == 0;
+}
+
+bool isDirectory(const T_WCHAR* name) {
+    char path[kPathBytes];
+    struct stat status;
+    return toUtf8(name, path, sizeof path) && stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) {
+    char start[16];
+    char folder[kPathBytes];
+    if (!toUtf8(prefix, start, sizeof start)) return false;
+    if (directory != nullptr && directory[0] != 0) {
+        if (!toUtf8(directory, folder, sizeof folder)) return false;
+    } else {
+        const char* chosen = std::getenv("TMPDIR");
+        if (chosen == nullptr || chosen[0] == 0) chosen = "/tmp";
+        if (std::strlen(chosen) >= sizeof folder) return false;
+        std::strcpy(folder, chosen);
+    }
+    char name[kPathBytes + 32];
+    std::snprintf(name, sizeof name, "%s/%sXXXXXX", folder, start);
+    const int descriptor = mkostemp(name, O_CLOEXEC);
+    if (descriptor < 0) return false;
+    close(descriptor);
+    if (toUtf16(name, path, kPathChars)) return true;
+    unlink(name);
+    return false;
+}
+
+bool lastErrorIsDiskFull() { return errno == ENOSPC || errno == EDQUOT; }
+
+}  // namespace tnk::native

@@ -1,0 +1,120 @@
+// Heap blocks, movable blocks and sections.
+#include <sys/mman.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/native.h"
+#include "platform/posix/object.h"
+
+namespace tnk::native {
+
+namespace {
+
+struct MovableBlock {
+    static constexpr uint32_t kMagic = 0x4B4C424D;
+    uint32_t magic;
+    uint32_t locks;
+    size_t bytes;
+    void* data;
+};
+
+// Releasing a mapping needs its length, which the interface does not hand back.
+struct SectionObject {
+    static constexpr uint32_t kMagic = 0x54434553;
+    uint32_t magic;
+    size_t bytes;
+};
+
+// Below this, a huge page would mostly hold nothing.
+constexpr uint64_t kHugePageThreshold = 8u << 20;
+
+// A block of no bytes still needs an address of its own.
+size_t atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
+
+}  // namespace
+
+void* allocateLocal(size_t bytes, bool zero) {
+    return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
+}
+
+void freeLocal(void* block) { std::free(block); }
+
+void* allocateGlobal(size_t bytes, bool zero) { return allocateLocal(bytes, zero); }
+
+void freeGlobal(void* block) { std::free(block); }
+
+T_HANDLE allocateMovable(size_t bytes) {
+    auto* block = makeObject<MovableBlock>();
+    if (block == nullptr) return 0;
+    block->data = std::calloc(1, atLeastOne(bytes));
+    if (block->data == nullptr) {
+        destroyObject(block);
+        return 0;
+    }
+    block->bytes = bytes;
+    return handleOf(block);
+}
+
+T_HANDLE reallocateMovable(T_HANDLE handle, size_t bytes) {
+    auto* block = objectOf<MovableBlock>(handle);
+    if (block == nullptr || block->locks != 0) return 0;
+    void* data = std::realloc(block->data, atLeastOne(bytes));
+    if (data == nullptr) return 0;
+    if (bytes > block->bytes) std::memset(static_cast<char*>(data) + block->bytes, 0, bytes - block->bytes);
+    block->data = data;
+    block->bytes = bytes;
+    return handle;
+}
+
+void* lockMovable(T_HANDLE handle) {
+    auto* block = objectOf<MovableBlock>(handle);
+    if (block == nullptr) return nullptr;
+    ++block->locks;
+    return block->data;
+}
+
+void unlockMovable(T_HANDLE handle) {
+    auto* block = objectOf<MovableBlock>(handle);
+    if (block != nullptr && block->locks != 0) --block->locks;
+}
+
+size_t sizeOfMovable(T_HANDLE handle) {
+    const auto* block = objectOf<MovableBlock>(handle);
+    return block != nullptr ? block->bytes : 0;
+}
+
+void freeMovable(T_HANDLE handle) {
+    auto* block = objectOf<MovableBlock>(handle);
+    if (block == nullptr) return;
+    std::free(block->data);
+    destroyObject(block);
+}
+
+bool createSection(uint64_t bytes, Section* section) {
+    if (bytes == 0 || bytes > SIZE_MAX / 2) return false;
+    auto* object = makeObject<SectionObject>();
+    if (object == nullptr) return false;
+    object->bytes = static_cast<size_t>(bytes);
+    void* view = mmap(nullptr, object->bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (view == MAP_FAILED) {
+        destroyObject(object);
+        return false;
+    }
+#ifdef MADV_HUGEPAGE
+    // A wish only: systems without huge pages refuse it, and nothing is lost.
+    if (bytes >= kHugePageThreshold) madvise(view, object->bytes, MADV_HUGEPAGE);
+#endif
+    section->handle = handleOf(object);
+    section->view = static_cast<uint8_t*>(view);
+    return true;
+}
+
+void closeSection(const Section& section) {
+    auto* object = objectOf<SectionObject>(section.handle);
+    if (object == nullptr) return;
+    munmap(section.view, object->bytes);
+    destroyObject(object);
+}
+
+}  // namespace tnk::native

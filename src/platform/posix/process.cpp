@@ -1,0 +1,84 @@
+// Budgets of the process, thread slot, library lock.
+#include <dirent.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/native.h"
+
+namespace tnk::native {
+
+namespace {
+
+pthread_mutex_t libraryMutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_mutex_t slotMutex = PTHREAD_MUTEX_INITIALIZER;
+pthread_key_t slotKey;
+std::atomic<bool> slotExists = false;
+
+bool readField(const char* text, const char* name, uint64_t* bytes) {
+    const char* found = std::strstr(text, name);
+    if (found == nullptr) return false;
+    *bytes = std::strtoull(found + std::strlen(name), nullptr, 10) * 1024;
+    return true;
+}
+
+}  // namespace
+
+bool memoryStatus(MemoryStatus* status) {
+    const int descriptor = open("/proc/meminfo", O_RDONLY | O_CLOEXEC);
+    if (descriptor < 0) return false;
+    char text[4096];
+    const ssize_t bytes = read(descriptor, text, sizeof text - 1);
+    close(descriptor);
+    if (bytes <= 0) return false;
+    text[bytes] = 0;
+    // MemAvailable, not MemFree: the page cache gives way to a bitmap.
+    return readField(text, "MemTotal:", &status->totalPhysical) &&
+           readField(text, "MemAvailable:", &status->availablePhysical) &&
+           readField(text, "SwapTotal:", &status->totalPageFile) &&
+           readField(text, "SwapFree:", &status->availablePageFile);
+}
+
+bool handleCount(uint32_t* count) {
+    DIR* folder = opendir("/proc/self/fd");
+    if (folder == nullptr) return false;
+    uint32_t found = 0;
+    while (const dirent* entry = readdir(folder)) {
+        if (entry->d_name[0] != '.') ++found;
+    }
+    closedir(folder);
+    *count = found - 1;  // without the one that reads the list
+    return true;
+}
+
+bool createThreadSlot(void (*release)(void* value)) {
+    pthread_mutex_lock(&slotMutex);
+    if (!slotExists.load(std::memory_order_relaxed) && pthread_key_create(&slotKey, release) == 0) {
+        slotExists.store(true, std::memory_order_release);
+    }
+    const bool exists = slotExists.load(std::memory_order_relaxed);
+    pthread_mutex_unlock(&slotMutex);
+    return exists;
+}
+
+void* threadValue() { return slotExists.load(std::memory_order_acquire) ? pthread_getspecific(slotKey) : nullptr; }
+
+bool setThreadValue(void* value) {
+    return slotExists.load(std::memory_order_acquire) && pthread_setspecific(slotKey, value) == 0;
+}
+
+void deleteThreadSlot() {
+    pthread_mutex_lock(&slotMutex);
+    if (slotExists.exchange(false)) pthread_key_delete(slotKey);
+    pthread_mutex_unlock(&slotMutex);
+}
+
+void lock() { pthread_mutex_lock(&libraryMutex); }
+
+void unlock() { pthread_mutex_unlock(&libraryMutex); }
+
+}  // namespace tnk::native
