@@ -34,9 +34,9 @@ struct ThreadSettings {
     int32_t xResolution;
     int32_t yResolution;
     uint32_t memoryType;
-    int32_t maxMemory;    // threshold 2
-    int32_t reserve;      // threshold 1
-    int32_t tileSize;     // threshold 3; 0 or less: kDefaultTileSize
+    int32_t maxMemory;  // threshold 2
+    int32_t reserve;    // threshold 1
+    int32_t tileSize;   // threshold 3; 0 or less: kDefaultTileSize
     int32_t threshold4;
     int32_t threshold5;
     T_WCHAR tempDirectory[kPathChars];
@@ -44,7 +44,7 @@ struct ThreadSettings {
     void* statusUserData;
     StatusCallback copyStatusCallback;
     void* copyStatusUserData;
-    uint8_t* scratch;     // kSettingsScratchBytes
+    uint8_t* scratch;  // kSettingsScratchBytes
     SubstituteFontCallback substituteFont;
     void* substituteFontUserData;
 };
@@ -53,11 +53,15 @@ static_assert(sizeof(void*) != 4 || sizeof(ThreadSettings) == 159 * 4);
 constexpr uint32_t kDefaultTileSize = 16'777'216;
 constexpr uint32_t kSettingsScratchBytes = 4096;
 
+// The calling thread's block. Its first call in a thread takes the library lock, so it must not be made under it.
 ThreadSettings& currentSettings();
 
 // Called when the library is loaded and unloaded. Unloading frees every thread's block.
 void attachProcess();
 void detachProcess();
+
+// Frees the calling thread's block, for systems that tell of a thread's end but do not release its slot.
+void detachThread();
 
 // Holds the library lock, which guards the row seek cache.
 class LibraryLock {

@@ -1,0 +1,67 @@
+#include "system/dispatch.h"
+
+#include <atomic>
+
+#include "platform/platform.h"
+
+namespace tnk {
+
+namespace {
+
+using CopyRegionRoutine = int32_t(TNK_CALL*)(BitmapHandle* destination, BitmapHandle* source, int32_t dx, int32_t dy);
+
+// Words are read one at a time while other threads may install a table: each is whole, the set need not be.
+std::atomic<uintptr_t> words[DISPATCH_WORDS];
+
+template <typename Routine>
+Routine routine(int word) {
+    return reinterpret_cast<Routine>(words[word].load(std::memory_order_acquire));
+}
+
+}  // namespace
+
+Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy) {
+    destination.Region = 0;
+    const auto copy = routine<CopyRegionRoutine>(DISPATCH_COPY_REGION);
+    if (copy == nullptr) return SUCCESS;
+    // The routine sees the source twice, since the destination need not have the source's size; the copy that it attaches
+    // is then moved over.
+    const T_HANDLE own = source.Region;
+    const Result result = copy(&source, &source, dx, dy);
+    if (result.ok()) destination.Region = source.Region;
+    source.Region = own;
+    return result;
+}
+
+Result copyOverlays(BitmapHandle& destination, const BitmapHandle&) {
+    destination.pOverlays = nullptr;
+    return SUCCESS;
+}
+
+void releaseOverlays(BitmapHandle& bitmap) { bitmap.pOverlays = nullptr; }
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_SetDisDispatch(const uintptr_t* Table) {
+    if (Table == nullptr) return ERROR_INVALID_PARAMETER;
+    for (int i = 0; i < DISPATCH_WORDS; ++i) words[i].store(Table[i], std::memory_order_release);
+    return SUCCESS;
+}
+
+extern "C" int32_t TNK_CALL T_GetDisDispatch(uintptr_t* Table) {
+    if (Table == nullptr) return ERROR_INVALID_PARAMETER;
+    if (words[0].load(std::memory_order_acquire) == 0) return ERROR_NOT_INITIALIZED;
+    for (int i = 0; i < DISPATCH_WORDS; ++i) Table[i] = words[i].load(std::memory_order_acquire);
+    return SUCCESS;
+}
+
+extern "C" int32_t TNK_CALL T_ResetDisDispatch(void) {
+    for (auto& word : words) word.store(0, std::memory_order_release);
+    return SUCCESS;
+}
+
+extern "C" int32_t TNK_CALL T_DeleteTarnRgn(T_HANDLE Region) {
+    return Region == 0 || platform->deleteRegion(Region) ? SUCCESS : FAILURE;
+}

@@ -1,0 +1,144 @@
+#include "system/file.h"
+
+namespace tnk {
+
+namespace {
+
+constexpr T_WCHAR kTempPrefix[] = {'T', 'D', 0};
+
+SeekOrigin seekOrigin(uint32_t origin) {
+    return origin == 0 ? SeekOrigin::start : origin == 1 ? SeekOrigin::current : SeekOrigin::end;
+}
+
+FileCreation creationOf(uint32_t openFlags) {
+    if ((openFlags & OPEN_CREATE) != 0) return FileCreation::createAlways;
+    return (openFlags & OPEN_TRUNCATE) != 0 ? FileCreation::truncateExisting : FileCreation::openExisting;
+}
+
+bool makeTempName(T_WCHAR (&path)[kPathChars]) {
+    return platform->makeTempName(currentSettings().tempDirectory, kTempPrefix, path);
+}
+
+}  // namespace
+
+int32_t TNK_CALL closeIgnoringData(T_HANDLE file, void*) { return T_OsClose(file); }
+
+T_HANDLE createTemporaryFile() {
+    T_WCHAR name[kPathChars];
+    if (!makeTempName(name)) return kNoFile;
+    FileRequest request;
+    request.name = name;
+    request.read = true;
+    request.write = true;
+    request.creation = FileCreation::createAlways;
+    request.deleteOnClose = true;
+    const T_HANDLE file = platform->openFile(request);
+    if (file == kNoFile) platform->deleteFile(name);
+    return file;
+}
+
+int64_t seekBig(T_HANDLE file, int64_t offset, SeekOrigin origin) { return platform->seekFile(file, offset, origin); }
+
+int64_t readBig(T_HANDLE file, void* buffer, uint64_t bytes) {
+    auto* to = static_cast<uint8_t*>(buffer);
+    return moveInChunks(bytes,
+                        [&](uint64_t offset, uint32_t count) { return platform->readFile(file, to + offset, count); });
+}
+
+int64_t writeBig(T_HANDLE file, const void* buffer, uint64_t bytes) {
+    const auto* from = static_cast<const uint8_t*>(buffer);
+    return moveInChunks(
+        bytes, [&](uint64_t offset, uint32_t count) { return platform->writeFile(file, from + offset, count); });
+}
+
+bool setFileSize(T_HANDLE file, uint64_t bytes) {
+    if (bytes > INT64_MAX) return false;
+    const auto position = static_cast<int64_t>(bytes);
+    return seekBig(file, position, SeekOrigin::start) == position && platform->endFileHere(file);
+}
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" T_HANDLE TNK_CALL T_OsOpen(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags, void*) {
+    if (Name == nullptr) return kNoFile;
+    const uint32_t access = OpenFlags & 3;
+    FileRequest request;
+    request.name = Name;
+    request.read = access != OPEN_WRITE;
+    request.write = access != OPEN_READ;
+    request.creation = creationOf(OpenFlags);
+    request.shareRead = (ShareFlags & SHARE_READ) != 0;
+    // KEEP: SHARE_WRITE alone shares nothing; giving it the other writers would be the tempting repair.
+    request.shareWrite = request.shareRead && (ShareFlags & SHARE_WRITE) != 0;
+    request.readOnly = access == OPEN_READ;
+    return platform->openFile(request);
+}
+
+extern "C" T_HANDLE TNK_CALL T_OsCreat(const T_WCHAR* Name, uint32_t Attributes) {
+    if (Name == nullptr) return kNoFile;
+    FileRequest request;
+    request.name = Name;
+    request.read = true;
+    request.write = (Attributes & CREATE_READONLY) == 0;
+    request.creation = FileCreation::createAlways;
+    request.shareRead = true;
+    request.shareWrite = true;
+    request.readOnly = (Attributes & CREATE_READONLY) != 0;
+    request.hidden = (Attributes & CREATE_HIDDEN) != 0;
+    request.system = (Attributes & CREATE_SYSTEM) != 0;
+    request.deleteOnClose = (Attributes & CREATE_DELETE_ON_CLOSE) != 0;
+    return platform->openFile(request);
+}
+
+extern "C" int32_t TNK_CALL T_OsRead(T_HANDLE File, void* Buffer, uint32_t Count, void*) {
+    return Buffer != nullptr ? static_cast<int32_t>(platform->readFile(File, Buffer, Count)) : -1;
+}
+
+extern "C" int32_t TNK_CALL T_OsWrite(T_HANDLE File, const void* Buffer, uint32_t Count, void*) {
+    if (Buffer == nullptr) return -1;
+    if (Count == 0) return platform->endFileHere(File) ? 0 : -1;
+    return static_cast<int32_t>(platform->writeFile(File, Buffer, Count));
+}
+
+extern "C" int32_t TNK_CALL T_OsSeek(T_HANDLE File, int32_t Offset, int32_t Origin, void*) {
+    const int64_t position = platform->seekFile(File, Offset, seekOrigin(static_cast<uint32_t>(Origin)));
+    return position >= 0 ? static_cast<int32_t>(position) : 0;
+}
+
+extern "C" uint64_t TNK_CALL T_OsSeekBig(T_HANDLE File, uint64_t Offset, uint32_t Origin, void*) {
+    const int64_t position = seekBig(File, static_cast<int64_t>(Offset), seekOrigin(Origin));
+    return position >= 0 ? static_cast<uint64_t>(position) : 0;
+}
+
+extern "C" int32_t TNK_CALL T_OsReadBig(T_HANDLE File, void* Buffer, uint32_t Count, void*) {
+    return Buffer != nullptr ? static_cast<int32_t>(readBig(File, Buffer, Count)) : -1;
+}
+
+extern "C" int32_t TNK_CALL T_OsWriteBig(T_HANDLE File, const void* Buffer, uint32_t Count, void*) {
+    return Buffer != nullptr ? static_cast<int32_t>(writeBig(File, Buffer, Count)) : -1;
+}
+
+extern "C" int32_t TNK_CALL T_OsSetFileSize(T_HANDLE File, uint32_t Size) { return setFileSize(File, Size) ? 0 : -1; }
+
+extern "C" int32_t TNK_CALL T_OsClose(T_HANDLE File) { return platform->closeFile(File) ? 0 : -1; }
+
+extern "C" int32_t TNK_CALL T_OsDelete(const T_WCHAR* Name) {
+    return Name != nullptr && platform->deleteFile(Name) ? 0 : -1;
+}
+
+extern "C" int32_t TNK_CALL T_OsGetTempName(T_WCHAR* Buffer) {
+    if (Buffer == nullptr) return ERROR_INVALID_PARAMETER;
+    T_WCHAR name[kPathChars];
+    if (!makeTempName(name)) return FAILURE;
+    for (uint32_t i = 0; i < kPathChars; ++i) {
+        Buffer[i] = name[i];
+        if (name[i] == 0) break;
+    }
+    return SUCCESS;
+}
+
+extern "C" int32_t TNK_CALL T_OsGetLastError(int32_t Default) {
+    return platform->lastErrorIsDiskFull() ? ERROR_DISK_FULL : Default;
+}
