@@ -1,0 +1,59 @@
+#include "support/files.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iterator>
+#include <random>
+
+#include "system/settings.h"
+
+namespace tnk::test {
+
+namespace {
+
+WideString wideName(const std::filesystem::path& path) {
+#ifdef _WIN32
+    return path.native();
+#else
+    return path.u16string();
+#endif
+}
+
+}  // namespace
+
+WideString wide(std::string_view text) { return WideString(text.begin(), text.end()); }
+
+TempFolder::TempFolder() {
+    std::random_device random;
+    do {
+        path_ = std::filesystem::temp_directory_path() / ("tnk_test_" + std::to_string(random()));
+    } while (!std::filesystem::create_directory(path_));
+}
+
+TempFolder::~TempFolder() {
+    std::error_code error;
+    std::filesystem::remove_all(path_, error);
+    EXPECT_FALSE(error) << path_ << ": " << error.message();
+}
+
+WideString TempFolder::name() const { return wideName(path_); }
+
+WideString TempFolder::name(std::string_view file) const { return wideName(path_ / file); }
+
+int TempFolder::entries() const {
+    return static_cast<int>(std::distance(std::filesystem::directory_iterator(path_), {}));
+}
+
+// Straight into the settings: the setter refuses the empty directory, which is the default.
+TempDirectorySetting::TempDirectorySetting() : previous_(currentSettings().tempDirectory) {
+    EXPECT_EQ(T_SetTempDirectory(folder_.name().c_str()), SUCCESS);
+}
+
+TempDirectorySetting::~TempDirectorySetting() {
+    T_WCHAR(&directory)[kPathChars] = currentSettings().tempDirectory;
+    std::fill(std::begin(directory), std::end(directory), T_WCHAR{0});
+    std::copy(previous_.begin(), previous_.end(), directory);
+}
+
+}  // namespace tnk::test
