@@ -118,10 +118,6 @@ void detachProcess() {
 
 using namespace tnk;
 
-extern "C" uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table) {
-    return std::exchange(currentSettings().userMatchTable, Table);
-}
-
 extern "C" int32_t TNK_CALL T_GetDefaultDithering(void) { return static_cast<int32_t>(currentSettings().ditherMethod); }
 
 extern "C" int32_t TNK_CALL T_DefaultDithering(uint32_t Method) {
