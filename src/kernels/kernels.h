@@ -1,7 +1,13 @@
-// The kernel table: row kernels chosen once, when the library is loaded, by what the processor has. Scalar code fills
-// it first and is the rule; a variant for an instruction set must equal it to the bit. TNK_KERNELS=scalar in the
-// environment keeps the scalar code (sse2 and avx2 cap the choice likewise).
+// The kernel table: row kernels chosen once by what the processor has. Scalar code fills it first and is the rule; a
+// variant for an instruction set must equal it to the bit. TNK_KERNELS=scalar in the environment keeps the scalar code
+// (sse2, ssse3 and avx2 cap the choice likewise).
+//
+// Every kernel reads exactly its `count` source pixels and writes exactly its target pixels. When a target pixel is
+// not larger than a source pixel the target may be the source itself.
 #pragma once
+
+#include <cstddef>
+#include <cstdint>
 
 namespace tnk {
 
@@ -9,5 +15,70 @@ enum class InstructionSet { scalar, sse2, ssse3, avx2 };
 
 // The best set that the processor has and the environment allows; read once.
 InstructionSet instructionSet();
+
+// Rearranges the bytes of pixels. The tables serve 16-byte vectors that hold as many whole pixels as fit on both
+// sides; their first targetBytes entries describe one pixel.
+struct PixelShuffle {
+    uint8_t from[16];     // source byte of each target byte; kFill: none
+    uint8_t fill[16];     // value of the bytes that come from nowhere, else 0
+    uint8_t sourceBytes;  // of one pixel
+    uint8_t targetBytes;
+    uint8_t pixels;  // in a vector
+
+    static constexpr uint8_t kFill = 0x80;
+};
+
+// Pixel values of 1, 2, 3, 4, 6 or 8 bytes by 8-bit index, as they lie in memory. Up to 4 bytes the entries are `four`,
+// above `eight`; 1-byte pixels use `one`.
+struct PixelTable {
+    union alignas(32) {
+        uint8_t one[256];
+        uint32_t four[256];
+        uint64_t eight[256];
+    };
+    uint32_t pixelBytes;
+};
+
+// 5-5-5 pixels against pixels of 3 or 4 bytes. The low field is byte 0 unless `swap`, then byte 2.
+struct Fields555 {
+    uint32_t pixelBytes;
+    bool swap;
+    bool alphaBit;  // to 5-5-5: bit 15 is the top bit of byte 3
+    uint8_t alpha;  // from 5-5-5: byte 3
+};
+
+// Colours of 3 or 4 bytes a pixel to gray levels.
+struct GrayWeights {
+    uint32_t pixelBytes;
+    bool rgb;  // byte 0 is red
+};
+
+// Which of two palette entries is nearer: with L = sum of weight[i] * byte[i] - limit, entry 1 where L > 0, entry 0 where
+// L < 0. Where L = 0 entry 1 wins for pixels of its own hue class.
+struct PairMatch {
+    int32_t weight[3];
+    int32_t limit;
+    uint32_t pixelBytes;  // 3 or 4
+    uint8_t hueClass;     // of entry 1
+    bool rgb;             // byte 0 is red
+};
+
+struct Kernels {
+    void (*shuffle)(const uint8_t* source, uint8_t* target, size_t count, const PixelShuffle& shuffle);
+    void (*expand)(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table);
+    // Pixels of 1 bit, most significant first, to entries 0 and 1 of the table.
+    void (*spread)(const uint8_t* bits, uint8_t* target, size_t count, const PixelTable& table);
+    void (*to555)(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields);
+    void (*from555)(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields);
+    void (*gray)(const uint8_t* source, uint8_t* levels, size_t count, const GrayWeights& weights);
+    // Writes 1-bit pixels; the bits after the last one are zero.
+    void (*matchPair)(const uint8_t* source, uint8_t* bits, size_t count, const PairMatch& match);
+};
+
+extern const Kernels kScalarKernels;
+
+// The table for an instruction set, which the processor must have; and the one in use.
+const Kernels& kernelsFor(InstructionSet set);
+const Kernels& kernels();
 
 }  // namespace tnk

@@ -1,0 +1,125 @@
+// The rule of every kernel, in plain code.
+#include <cstring>
+
+#include "kernels/hue_class.h"
+#include "kernels/kernels.h"
+
+namespace tnk {
+namespace {
+
+void shufflePixels(const uint8_t* source, uint8_t* target, size_t count, const PixelShuffle& shuffle) {
+    uint8_t pixel[8] = {};
+    for (; count != 0; --count, source += shuffle.sourceBytes, target += shuffle.targetBytes) {
+        std::memcpy(pixel, source, shuffle.sourceBytes);
+        for (uint32_t i = 0; i < shuffle.targetBytes; ++i) {
+            const uint8_t from = shuffle.from[i];
+            target[i] = from == PixelShuffle::kFill ? shuffle.fill[i] : pixel[from];
+        }
+    }
+}
+
+template <uint32_t kBytes>
+void copyEntry(uint8_t* target, const PixelTable& table, uint8_t index) {
+    if constexpr (kBytes == 1)
+        *target = table.one[index];
+    else if constexpr (kBytes <= 4)
+        std::memcpy(target, &table.four[index], kBytes);
+    else
+        std::memcpy(target, &table.eight[index], kBytes);
+}
+
+template <uint32_t kBytes>
+void expandTo(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table) {
+    for (size_t i = 0; i < count; ++i) copyEntry<kBytes>(target + i * kBytes, table, indexes[i]);
+}
+
+void expand(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table) {
+    switch (table.pixelBytes) {
+        case 1:
+            return expandTo<1>(indexes, target, count, table);
+        case 2:
+            return expandTo<2>(indexes, target, count, table);
+        case 3:
+            return expandTo<3>(indexes, target, count, table);
+        case 4:
+            return expandTo<4>(indexes, target, count, table);
+        case 6:
+            return expandTo<6>(indexes, target, count, table);
+        default:
+            return expandTo<8>(indexes, target, count, table);
+    }
+}
+
+template <uint32_t kBytes>
+void spreadTo(const uint8_t* bits, uint8_t* target, size_t count, const PixelTable& table) {
+    for (size_t i = 0; i < count; ++i) copyEntry<kBytes>(target + i * kBytes, table, bits[i / 8] >> (7 - i % 8) & 1);
+}
+
+void spread(const uint8_t* bits, uint8_t* target, size_t count, const PixelTable& table) {
+    switch (table.pixelBytes) {
+        case 1:
+            return spreadTo<1>(bits, target, count, table);
+        case 2:
+            return spreadTo<2>(bits, target, count, table);
+        case 3:
+            return spreadTo<3>(bits, target, count, table);
+        case 4:
+            return spreadTo<4>(bits, target, count, table);
+        case 6:
+            return spreadTo<6>(bits, target, count, table);
+        default:
+            return spreadTo<8>(bits, target, count, table);
+    }
+}
+
+void to555(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields) {
+    const uint32_t low = fields.swap ? 2 : 0;
+    for (; count != 0; --count, source += fields.pixelBytes, target += 2) {
+        uint32_t word = source[low] >> 3u | source[1] >> 3u << 5 | source[2 - low] >> 3u << 10;
+        if (fields.alphaBit) word |= source[3] >> 7u << 15;
+        target[0] = static_cast<uint8_t>(word);
+        target[1] = static_cast<uint8_t>(word >> 8);
+    }
+}
+
+uint8_t widen5(uint32_t field) { return static_cast<uint8_t>(field << 3 | field >> 2); }
+
+void from555(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields) {
+    const uint32_t low = fields.swap ? 2 : 0;
+    for (; count != 0; --count, source += 2, target += fields.pixelBytes) {
+        const uint32_t word = source[0] | source[1] << 8u;
+        target[low] = widen5(word & 31);
+        target[1] = widen5(word >> 5 & 31);
+        target[2 - low] = widen5(word >> 10 & 31);
+        if (fields.pixelBytes == 4) target[3] = fields.alpha;
+    }
+}
+
+void gray(const uint8_t* source, uint8_t* levels, size_t count, const GrayWeights& weights) {
+    const uint32_t red = weights.rgb ? 0 : 2;
+    for (size_t i = 0; i < count; ++i, source += weights.pixelBytes)
+        levels[i] = static_cast<uint8_t>((2 * source[red] + 5 * source[1] + source[2 - red] + 4) >> 3);
+}
+
+uint32_t isSecond(const uint8_t* pixel, const PairMatch& match) {
+    const int32_t side =
+        match.weight[0] * pixel[0] + match.weight[1] * pixel[1] + match.weight[2] * pixel[2] - match.limit;
+    if (side != 0) return side > 0;
+    const uint32_t red = match.rgb ? 0 : 2;
+    return hueClass(pixel[red], pixel[1], pixel[2 - red]) == match.hueClass;
+}
+
+void matchPair(const uint8_t* source, uint8_t* bits, size_t count, const PairMatch& match) {
+    for (; count != 0; ++bits) {
+        uint32_t byte = 0;
+        for (uint32_t place = 8; place-- != 0 && count != 0; --count, source += match.pixelBytes)
+            byte |= isSecond(source, match) << place;
+        *bits = static_cast<uint8_t>(byte);
+    }
+}
+
+}  // namespace
+
+constinit const Kernels kScalarKernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair};
+
+}  // namespace tnk
