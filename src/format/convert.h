@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "format/convert_plan.h"
 #include "system/result.h"
 #include "tnkrn.h"
 
@@ -34,23 +35,25 @@ constexpr uint8_t grayLevel(uint32_t red, uint32_t green, uint32_t blue) {
     return static_cast<uint8_t>((2 * red + 5 * green + blue + 4) >> 3);
 }
 
-// A conversion prepared once (checks, maps, kernels) and run on many rows.
+// A conversion prepared once (checks, maps, kernels) and run on many rows. The palettes of the specification must
+// live as long as it.
 class RowConverter {
   public:
     RowConverter() = default;
-    ~RowConverter();
     RowConverter(const RowConverter&) = delete;
     RowConverter& operator=(const RowConverter&) = delete;
 
+    // -13 for what T_ConvertBufferExt refuses; nothing must be run then.
     Result prepare(const ConvertSpec& spec);
 
-    // Converts `width` pixels (1 or more). `source` and `target` are the same address or do not overlap. In place,
-    // bits after the last pixel of a packed row stay; apart, they are written as zero up to the byte's end.
+    // Converts `width` pixels (1 or more, else -13). `source` and `target` are the same address or do not overlap. In
+    // place, bits after the last pixel of a packed row stay; apart, they are written as zero up to the byte's end.
     Result run(const uint8_t* source, uint8_t* target, int32_t width);
 
   private:
-    struct State;
-    State* state_ = nullptr;
+    void runBlocks(const uint8_t* source, uint8_t* target, size_t width);
+
+    ConvertPlan plan_;
 };
 
 }  // namespace tnk
