@@ -75,21 +75,45 @@ if(TNK_SANITIZE STREQUAL "thread")
     return()
 endif()
 
-# --- C programs: the header is C99, and the shared library is all they need ---
+# --- programs that know the public header and the shared library only ---
 
-file(GLOB c_programs CONFIGURE_DEPENDS tests/c/*.c)
-foreach(source IN LISTS c_programs)
-    get_filename_component(name ${source} NAME_WE)
-    set(program c_${name})
+function(tnk_outside_program program source)
     add_executable(${program} ${source})
     target_link_libraries(${program} PRIVATE tnkrn)
-    target_compile_options(${program} PRIVATE -pedantic -Wall -Wextra -Werror)
-    set_target_properties(${program} PROPERTIES C_EXTENSIONS OFF)
-    add_test(NAME ${program} COMMAND ${program})
+    add_test(NAME ${program} COMMAND ${program} ${ARGN})
     if(WIN32)
         set_tests_properties(${program} PROPERTIES FIXTURES_REQUIRED wine)
     endif()
+endfunction()
+
+# The header must do for strict C99.
+file(GLOB c_programs CONFIGURE_DEPENDS tests/c/*.c examples/*.c)
+foreach(source IN LISTS c_programs)
+    get_filename_component(name ${source} NAME_WE)
+    if(source MATCHES "/examples/")
+        set(program example_${name})
+    else()
+        set(program c_${name})
+    endif()
+    tnk_outside_program(${program} ${source})
+    target_compile_options(${program} PRIVATE -pedantic -Wall -Wextra -Werror)
+    set_target_properties(${program} PROPERTIES C_EXTENSIONS OFF)
 endforeach()
+
+# One random walk with one hash for all targets. After a change that is meant to alter results:
+#   build/linux-x64/walk >tests/walk/walk.hash
+if(EXISTS ${PROJECT_SOURCE_DIR}/tests/walk/walk.cpp)
+    set(hash_file ${PROJECT_SOURCE_DIR}/tests/walk/walk.hash)
+    set(hash)
+    if(EXISTS ${hash_file})
+        file(STRINGS ${hash_file} hash LIMIT_COUNT 1)
+        set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${hash_file})
+    else()
+        message(WARNING "tests/walk/walk.hash is missing: the walk is compared with nothing")
+    endif()
+    tnk_outside_program(walk ${PROJECT_SOURCE_DIR}/tests/walk/walk.cpp ${hash})
+    tnk_warnings(walk)
+endif()
 
 # --- what the shared library exports and imports ---
 
