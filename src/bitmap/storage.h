@@ -1,0 +1,67 @@
+// The kinds of storage behind a bitmap, and the one interface through which the library reaches pixel data.
+#pragma once
+
+#include <cstdint>
+
+#include "system/result.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+// Rows are addressed by their stored index. Neither rows, columns nor byte counts are checked against the bitmap.
+struct StorageKind {
+    uint32_t reportedKind;  // MEMKIND_*
+
+    // Attaches storage of bitmap.Size bytes, zero, and sets the flags of the kind. A failure attaches nothing.
+    Result (*allocate)(BitmapHandle& bitmap);
+
+    // Lets go of the storage and of the fields that name it; the flags are the caller's affair.
+    void (*release)(BitmapHandle& bitmap);
+
+    // Moves `bytes` bytes from the byte of `column` on; bytes moved, or a code.
+    int64_t (*read)(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes);
+    int64_t (*write)(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes);
+
+    // Gives the address of `count` rows from `first` on, BytesPerLine apart; null, with success, when rows of this kind
+    // have to be copied. Notes no row.
+    Result (*lend)(BitmapHandle& bitmap, int32_t first, int32_t count, uint8_t** rows);
+
+    // Gives the storage room for `bytes` bytes (kept in 32 bits by the caller), zero beyond the old ones.
+    Result (*resize)(BitmapHandle& bitmap, uint32_t bytes);
+
+    // Bytes of pixel data that the storage holds.
+    Result (*measure)(const BitmapHandle& bitmap, uint32_t* bytes);
+};
+
+extern const StorageKind kSectionStorage;          // a memory section
+extern const StorageKind kMovableStorage;          // a movable block, accessed by locking it
+extern const StorageKind kUserStorage;             // memory of the caller
+extern const StorageKind kDiskStorage;             // a temporary file
+extern const StorageKind kTiledStorage;            // tiles: cannot be had
+extern const StorageKind kCompressedStorage;       // run-compressed rows: cannot be had
+extern const StorageKind kSuperCompressedStorage;  // chunks compressed by a codec module: cannot be had
+extern const StorageKind kNoStorage;               // what an unallocated bitmap has
+
+// The flags that say which storage a bitmap has.
+constexpr uint32_t kStorageFlags = BMF_ALLOCATED | BMF_MEMORY | BMF_DISK | BMF_LOCKED | BMF_COMPRESSED | BMF_USERDATA |
+                                   BMF_MOVABLE | BMF_TILED | BMF_SUPERCOMPRESSED;
+
+const StorageKind& storageOf(const BitmapHandle& bitmap);
+
+// Notes `row` as the last row sought and gives its byte position.
+int64_t seekRow(BitmapHandle& bitmap, int32_t row);
+
+// Bytes of `height` rows, at most kSizeLimit - 1; false beyond.
+bool dataBytes(const BitmapHandle& bitmap, int32_t height, uint32_t* bytes);
+
+// The parts that the kinds in memory share.
+int64_t readMemory(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes);
+int64_t writeMemory(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes);
+Result lendMemory(BitmapHandle& bitmap, int32_t first, int32_t count, uint8_t** rows);
+Result measureRows(const BitmapHandle& bitmap, uint32_t* bytes);
+
+// Locks and unlocks movable storage; nothing for other kinds.
+void accessBitmap(BitmapHandle& bitmap);
+void releaseBitmap(BitmapHandle& bitmap);
+
+}  // namespace tnk

@@ -1,0 +1,81 @@
+// Bitmaps in a temporary file that vanishes when it is closed. The file is one byte longer than the pixel data.
+#include "bitmap/storage.h"
+#include "format/pixel_format.h"
+#include "platform/platform.h"
+#include "system/file.h"
+
+namespace tnk {
+namespace {
+
+bool writeZeroAt(T_HANDLE file, uint32_t position) {
+    const uint8_t zero = 0;
+    return seekBig(file, position, SeekOrigin::start) == position && writeBig(file, &zero, 1) == 1;
+}
+
+// Makes the file `size` + 1 bytes long and goes back to its start. Bytes never written read as zero.
+Result fillFile(T_HANDLE file, uint32_t size) {
+    if (!writeZeroAt(file, size - 1)) return T_OsGetLastError(FAILURE);
+    if (seekBig(file, size, SeekOrigin::start) != size) return FAILURE;
+    const uint8_t zero = 0;
+    if (writeBig(file, &zero, 1) != 1) return T_OsGetLastError(ERROR_FILE_WRITE);
+    return seekBig(file, 0, SeekOrigin::start) == 0 ? SUCCESS : FAILURE;
+}
+
+Result allocateDisk(BitmapHandle& bitmap) {
+    const T_HANDLE file = createTemporaryFile();
+    if (file == kNoFile) return T_OsGetLastError(FAILURE);
+    const Result filled = fillFile(file, bitmap.Size);
+    if (!filled.ok()) {
+        platform->closeFile(file);
+        return filled;
+    }
+    bitmap.DataHandle = file;
+    bitmap.DataOffset = 0;
+    bitmap.pData = nullptr;
+    bitmap.CurrentPos = 0;
+    bitmap.CurrentRow = 0;
+    bitmap.Flags |= BMF_ALLOCATED | BMF_DISK;
+    return SUCCESS;
+}
+
+void releaseDisk(BitmapHandle& bitmap) {
+    if (bitmap.DataHandle != 0) platform->closeFile(bitmap.DataHandle);
+    bitmap.DataHandle = 0;
+    bitmap.pData = nullptr;
+}
+
+Result seekColumn(BitmapHandle& bitmap, int32_t row, uint32_t column) {
+    const int64_t position =
+        seekRow(bitmap, row) + static_cast<int64_t>(columnOffset(column, static_cast<uint32_t>(bitmap.BitsPerPixel)));
+    // Handle 0 is a record that was marked as disk storage but has no file.
+    if (bitmap.DataHandle == 0 || position < 0) return ERROR_FILE_SEEK;
+    return seekBig(bitmap.DataHandle, position, SeekOrigin::start) == position ? SUCCESS : ERROR_FILE_SEEK;
+}
+
+int64_t readDisk(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes) {
+    const Result sought = seekColumn(bitmap, row, column);
+    if (!sought.ok()) return sought.code;
+    return readBig(bitmap.DataHandle, buffer, bytes) == bytes ? int64_t{bytes} : ERROR_FILE_READ;
+}
+
+int64_t writeDisk(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes) {
+    const Result sought = seekColumn(bitmap, row, column);
+    if (!sought.ok()) return sought.code;
+    return writeBig(bitmap.DataHandle, buffer, bytes) == bytes ? int64_t{bytes} : ERROR_FILE_WRITE;
+}
+
+Result lendDisk(BitmapHandle&, int32_t, int32_t, uint8_t** rows) {
+    *rows = nullptr;
+    return SUCCESS;
+}
+
+Result resizeDisk(BitmapHandle& bitmap, uint32_t bytes) {
+    return bitmap.DataHandle != 0 && setFileSize(bitmap.DataHandle, bytes) ? SUCCESS : FAILURE;
+}
+
+}  // namespace
+
+const StorageKind kDiskStorage = {MEMKIND_DISK, allocateDisk, releaseDisk, readDisk,
+                                  writeDisk,    lendDisk,     resizeDisk,  measureRows};
+
+}  // namespace tnk
