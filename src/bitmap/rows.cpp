@@ -1,0 +1,149 @@
+// Rows in and out of a bitmap, whatever its storage.
+#include "bitmap/rows.h"
+
+#include <cstring>
+
+#include "bitmap/storage.h"
+#include "format/pixel_format.h"
+
+namespace tnk {
+namespace {
+
+constexpr EntryRule kRowEntry = {ERROR_INVALID_PARAMETER, 0, ERROR_STRUCT_SIZE};
+
+Result checkRowEntry(const BitmapHandle* bitmap, const void* buffer) {
+    if (buffer == nullptr) return ERROR_INVALID_PARAMETER;
+    return checkEntry(kRowEntry, bitmap);
+}
+
+// KEEP: a failed write to tiles is no bytes for a whole row and -1 from a column on; one answer for both would be the
+// tempting repair.
+int64_t writeResult(const BitmapHandle& bitmap, int64_t result, int64_t tileFailure) {
+    return result < 0 && &storageOf(bitmap) == &kTiledStorage ? tileFailure : result;
+}
+
+// Rows move in one transfer while its byte count stays well inside 32 bits.
+constexpr uint64_t kTransferLimit = 1u << 30;
+
+template <typename Byte, typename Move>
+Result moveRows(const BitmapHandle& bitmap, int32_t first, int32_t count, Byte* buffer, Move move) {
+    const uint32_t rowSize = bitmap.BytesPerLine;
+    const int32_t step = uint64_t{rowSize} * static_cast<uint32_t>(count) <= kTransferLimit ? count : 1;
+    for (int32_t done = 0; done < count; done += step) {
+        const uint32_t bytes = rowSize * static_cast<uint32_t>(step);
+        const int64_t moved = move(first + done, buffer + size_t{rowSize} * static_cast<uint32_t>(done), bytes);
+        if (moved < 0) return static_cast<int32_t>(moved);
+        if (moved != bytes) return FAILURE;
+    }
+    return SUCCESS;
+}
+
+// Lending notes no row, so this is a pure question.
+Result canLend(BitmapHandle& bitmap, bool* direct) {
+    uint8_t* rows = nullptr;
+    TRY(storageOf(bitmap).lend(bitmap, 0, 1, &rows));
+    *direct = rows != nullptr;
+    return SUCCESS;
+}
+
+// Leaves the row cache as copying rows one by one up to `row` would.
+void noteRow(BitmapHandle& bitmap, int32_t row) {
+    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED)) == 0) seekRow(bitmap, row);
+}
+
+bool allocateRows(const BitmapHandle& bitmap, int32_t count, Scratch<uint8_t>& rows) {
+    return rows.allocate(uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(count), true);
+}
+
+void clearPadding(const BitmapHandle& bitmap, uint8_t* rows, int32_t count) {
+    const uint64_t used = pixelBytes(static_cast<uint32_t>(bitmap.Width), static_cast<uint32_t>(bitmap.BitsPerPixel));
+    if (used >= bitmap.BytesPerLine) return;
+    const auto padding = static_cast<size_t>(bitmap.BytesPerLine - used);
+    for (int32_t i = 0; i < count; ++i) {
+        std::memset(rows + static_cast<size_t>(used), 0, padding);
+        rows += bitmap.BytesPerLine;
+    }
+}
+
+}  // namespace
+
+int64_t getRow(BitmapHandle& bitmap, uint8_t* buffer, int32_t row, uint32_t bytes) {
+    return storageOf(bitmap).read(bitmap, row, 0, buffer, bytes);
+}
+
+int64_t putRow(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t bytes) {
+    return storageOf(bitmap).write(bitmap, row, 0, buffer, bytes);
+}
+
+Result RowReader::prepare(int32_t window, bool copies) {
+    direct_ = false;
+    if (!copies) TRY(canLend(bitmap_, &direct_));
+    return direct_ || allocateRows(bitmap_, window, scratch_) ? SUCCESS : FAILURE;
+}
+
+Result RowReader::read(int32_t first, int32_t count, uint8_t** rows) {
+    const StorageKind& storage = storageOf(bitmap_);
+    *rows = scratch_.data();
+    if (direct_) {
+        TRY(storage.lend(bitmap_, first, count, rows));
+    } else {
+        TRY(moveRows(bitmap_, first, count, scratch_.data(), [&](int32_t row, uint8_t* buffer, uint32_t bytes) {
+            return storage.read(bitmap_, row, 0, buffer, bytes);
+        }));
+    }
+    noteRow(bitmap_, first + count - 1);
+    return SUCCESS;
+}
+
+Result RowWriter::prepare(int32_t window) {
+    TRY(canLend(bitmap_, &direct_));
+    return direct_ || allocateRows(bitmap_, window, scratch_) ? SUCCESS : FAILURE;
+}
+
+Result RowWriter::lend(int32_t first, int32_t count, uint8_t** rows) {
+    first_ = first;
+    *rows = scratch_.data();
+    if (direct_) TRY(storageOf(bitmap_).lend(bitmap_, first, count, rows));
+    clearPadding(bitmap_, *rows, count);
+    return SUCCESS;
+}
+
+Result RowWriter::put(int32_t count) {
+    if (!direct_) {
+        const StorageKind& storage = storageOf(bitmap_);
+        TRY(moveRows(bitmap_, first_, count, scratch_.data(), [&](int32_t row, const uint8_t* buffer, uint32_t bytes) {
+            return storage.write(bitmap_, row, 0, buffer, bytes);
+        }));
+    }
+    noteRow(bitmap_, first_ + count - 1);
+    return SUCCESS;
+}
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_GetBitmapRow(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Bytes) {
+    return T_GetBitmapRowCol(Bitmap, Buffer, Row, 0, Bytes);
+}
+
+extern "C" int32_t TNK_CALL T_PutBitmapRow(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Bytes) {
+    const Result entry = checkRowEntry(Bitmap, Buffer);
+    if (!entry.ok()) return entry.code;
+    return static_cast<int32_t>(writeResult(*Bitmap, putRow(*Bitmap, Buffer, Row, Bytes), 0));
+}
+
+extern "C" int32_t TNK_CALL T_GetBitmapRowCol(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Col,
+                                              uint32_t Bytes) {
+    const Result entry = checkRowEntry(Bitmap, Buffer);
+    if (!entry.ok()) return entry.code;
+    return static_cast<int32_t>(storageOf(*Bitmap).read(*Bitmap, Row, Col, Buffer, Bytes));
+}
+
+extern "C" int32_t TNK_CALL T_PutBitmapRowCol(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Col,
+                                              uint32_t Bytes) {
+    const Result entry = checkRowEntry(Bitmap, Buffer);
+    if (!entry.ok()) return entry.code;
+    const int64_t result = storageOf(*Bitmap).write(*Bitmap, Row, Col, Buffer, Bytes);
+    return static_cast<int32_t>(writeResult(*Bitmap, result, FAILURE));
+}
