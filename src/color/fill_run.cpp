@@ -51,9 +51,8 @@ uint32_t graySample(const BitmapHandle& bitmap, uint32_t color) {
         const std::span<const PaletteEntry> table{bitmap.pLUT, bitmap.LUTLength};
         return findNearest(table, colorRed(color), colorGreen(color), colorBlue(color)) << shift & full;
     }
-    const uint32_t level = tag == COLOR_TAG_RAW
-                               ? color & 0xFFFF
-                               : grayLevel(colorRed(color), colorGreen(color), colorBlue(color)) * 257u;
+    const uint32_t level =
+        tag == COLOR_TAG_RAW ? color & 0xFFFF : grayLevel(colorRed(color), colorGreen(color), colorBlue(color)) * 257u;
     return level >> (16 - params.bits) << shift & full;
 }
 

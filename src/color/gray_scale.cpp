@@ -41,8 +41,7 @@ int32_t classifyPaletteBitmap(const BitmapHandle& bitmap) {
 
 int32_t classifyGrayBitmap(const BitmapHandle& bitmap) {
     if (bitmap.pLUT == nullptr) return GRAYSCALE_NORMAL;
-    const int32_t bits =
-        grayParams(bitmap.BitsPerPixel, bitmap.BitsPerPixel, bitmap.LowBit, bitmap.HighBit).bits;
+    const int32_t bits = grayParams(bitmap.BitsPerPixel, bitmap.BitsPerPixel, bitmap.LowBit, bitmap.HighBit).bits;
     if (bits < 1 || bits > 32 || bitmap.LUTLength != uint64_t{1} << bits) return ERROR_LUT_LENGTH;
     if ((bitmap.Flags & BMF_WINDOW) == 0) return GRAYSCALE_NORMAL;
     if (!std::all_of(bitmap.pLUT, bitmap.pLUT + bitmap.LUTLength, isGrayEntry)) return GRAYSCALE_NO;

@@ -1,80 +1,147 @@
+// The nearest entry of a palette to one colour.
 #include "color/nearest.h"
 
 #include <algorithm>
 
 #include "color/palette.h"
-#include "platform/platform.h"
+#include "kernels/hue_class.h"
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+
+#include <bit>
+#endif
 
 namespace tnk {
 namespace {
 
-// Eight kinds of hue, by how the channels stand to each other.
-uint32_t hueClass(uint32_t red, uint32_t green, uint32_t blue) {
-    return (red < blue ? 4u : 0u) | (green < std::min(red, blue) ? 2u : 0u) | (green > std::max(red, blue) ? 1u : 0u);
-}
+constexpr uint32_t kChunk = 256;  // entries whose distances are held at a time
 
 bool isColor(const PaletteEntry& entry, uint8_t level) {
     return entry.Red == level && entry.Green == level && entry.Blue == level;
 }
 
-uint32_t square(int32_t value) { return static_cast<uint32_t>(value * value); }
+#if defined(__SSE2__)
+
+// The four bytes of an entry with the reserved one cleared.
+__m128i colorBytes(__m128i entries) { return _mm_and_si128(entries, _mm_set1_epi32(0xFFFFFF)); }
+
+// The squared distances of four entries to a colour, which is given as bytes four times.
+__m128i fourDistances(__m128i entries, __m128i wanted) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i apart = _mm_or_si128(_mm_subs_epu8(entries, wanted), _mm_subs_epu8(wanted, entries));
+    const __m128i low = _mm_unpacklo_epi8(apart, zero);
+    const __m128i high = _mm_unpackhi_epi8(apart, zero);
+    // Two sums an entry: blue and green, red.
+    const __m128 lowSums = _mm_castsi128_ps(_mm_madd_epi16(low, low));
+    const __m128 highSums = _mm_castsi128_ps(_mm_madd_epi16(high, high));
+    return _mm_add_epi32(_mm_castps_si128(_mm_shuffle_ps(lowSums, highSums, _MM_SHUFFLE(2, 0, 2, 0))),
+                         _mm_castps_si128(_mm_shuffle_ps(lowSums, highSums, _MM_SHUFFLE(3, 1, 3, 1))));
+}
+
+__m128i lesser(__m128i a, __m128i b) {
+    const __m128i takeB = _mm_cmpgt_epi32(a, b);
+    return _mm_or_si128(_mm_and_si128(takeB, b), _mm_andnot_si128(takeB, a));
+}
+
+// The first position from `from` on that holds `value`; `count` when there is none.
+uint32_t findValue(const uint32_t* values, uint32_t from, uint32_t count, uint32_t value) {
+    const __m128i wanted = _mm_set1_epi32(static_cast<int32_t>(value));
+    for (; from + 4 <= count; from += 4) {
+        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&values[from]));
+        const auto equal = static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpeq_epi32(four, wanted))));
+        if (equal != 0) return from + static_cast<uint32_t>(std::countr_zero(equal));
+    }
+    while (from < count && values[from] != value) ++from;
+    return from;
+}
+
+#else
+
+uint32_t findValue(const uint32_t* values, uint32_t from, uint32_t count, uint32_t value) {
+    while (from < count && values[from] != value) ++from;
+    return from;
+}
+
+#endif
 
 }  // namespace
 
-uint32_t findNearest(std::span<const PaletteEntry> palette, uint8_t red, uint8_t green, uint8_t blue) {
+#if defined(__SSE2__)
+
+// Writes the squared distance of each entry and returns the least.
+uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry& color, uint32_t* distances) {
+    const __m128i wanted = _mm_set1_epi32(color.Blue | color.Green << 8 | color.Red << 16);
+    const size_t whole = entries.size() & ~size_t{3};
+    __m128i least = _mm_set1_epi32(INT32_MAX);
+    for (size_t i = 0; i < whole; i += 4) {
+        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&entries[i]));
+        const __m128i distance = fourDistances(colorBytes(four), wanted);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(&distances[i]), distance);
+        least = lesser(least, distance);
+    }
+    uint32_t lanes[4];
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), least);
+    uint32_t result = std::min(std::min(lanes[0], lanes[1]), std::min(lanes[2], lanes[3]));
+    for (size_t i = whole; i < entries.size(); ++i)
+        result = std::min(result, distances[i] = squaredDistance(entries[i], color.Red, color.Green, color.Blue));
+    return result;
+}
+
+#else
+
+uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry& color, uint32_t* distances) {
+    uint32_t least = UINT32_MAX;
+    for (const PaletteEntry& entry : entries)
+        least = std::min(least, *distances++ = squaredDistance(entry, color.Red, color.Green, color.Blue));
+    return least;
+}
+
+#endif
+
+// The search of findNearest without its shortcuts: the least distance, among equals the last entry of the wanted
+// colour's hue class, else the first. At distance 0 the first, since the search ends there.
+uint32_t searchPalette(std::span<const PaletteEntry> palette, const PaletteEntry& color) {
+    const uint32_t wantedClass = hueClass(color.Red, color.Green, color.Blue);
     const auto count = static_cast<uint32_t>(palette.size());
-    if (count == 0) return 0xFFFFFFFF;
-    if ((red | green | blue) == 0) {
-        if (isColor(palette.front(), 0)) return 0;
-        if (isColor(palette.back(), 0)) return count - 1;
-    }
-    if ((red & green & blue) == 255) {
-        if (isColor(palette.back(), 255)) return count - 1;
-        if (isColor(palette.front(), 255)) return 0;
-    }
-    const uint32_t wantedClass = hueClass(red, green, blue);
-    uint32_t best = 0xFFFFFFFF;
-    uint32_t bestDistance = 0xFFFFFFFF;
-    for (uint32_t i = 0; i < count && bestDistance != 0; ++i) {
-        const PaletteEntry& entry = palette[i];
-        const uint32_t distance = square(entry.Red - red) + square(entry.Green - green) + square(entry.Blue - blue);
-        if (distance > bestDistance) continue;
-        if (distance == bestDistance && hueClass(entry.Red, entry.Green, entry.Blue) != wantedClass) continue;
-        bestDistance = distance;
-        best = i;
+    uint32_t distances[kChunk];
+    uint32_t best = UINT32_MAX;
+    uint32_t bestDistance = UINT32_MAX;
+    for (uint32_t first = 0; first < count && bestDistance != 0; first += kChunk) {
+        const uint32_t held = std::min(kChunk, count - first);
+        const uint32_t least = findDistances(palette.subspan(first, held), color, distances);
+        if (least > bestDistance) continue;
+        uint32_t i = findValue(distances, 0, held, least);
+        if (least < bestDistance) {
+            bestDistance = least;
+            best = first + i++;
+        }
+        if (least == 0) break;
+        for (; (i = findValue(distances, i, held, least)) < held; ++i) {
+            const PaletteEntry& entry = palette[first + i];
+            if (hueClass(entry.Red, entry.Green, entry.Blue) == wantedClass) best = first + i;
+        }
     }
     return best;
 }
 
-struct NearestMatcher::Grid {
-    uint32_t count;
-    PaletteEntry palette[kMaxPaletteEntries];
-};
-
-NearestMatcher::~NearestMatcher() {
-    if (grid_ != nullptr) platform->freeLocal(grid_);
-}
-
-bool NearestMatcher::prepare(std::span<const PaletteEntry> palette) {
-    if (grid_ == nullptr) grid_ = static_cast<Grid*>(platform->allocateLocal(sizeof(Grid), false));
-    if (grid_ == nullptr) return false;
-    grid_->count = static_cast<uint32_t>(palette.size());
-    std::copy(palette.begin(), palette.end(), grid_->palette);
-    return true;
-}
-
-uint8_t NearestMatcher::find(uint8_t red, uint8_t green, uint8_t blue) {
-    return static_cast<uint8_t>(findNearest({grid_->palette, grid_->count}, red, green, blue));
-}
-
-void NearestMatcher::findRow(const uint8_t* pixels, uint32_t stride, uint32_t red, uint32_t green, uint32_t blue,
-                             uint8_t* indexes, int32_t width) {
-    for (int32_t i = 0; i < width; ++i, pixels += stride) indexes[i] = find(pixels[red], pixels[green], pixels[blue]);
+uint32_t findNearest(std::span<const PaletteEntry> palette, uint8_t red, uint8_t green, uint8_t blue) {
+    if (palette.empty()) return UINT32_MAX;
+    const auto last = static_cast<uint32_t>(palette.size()) - 1;
+    if ((red | green | blue) == 0) {
+        if (isColor(palette.front(), 0)) return 0;
+        if (isColor(palette.back(), 0)) return last;
+    }
+    if ((red & green & blue) == 255) {
+        if (isColor(palette.back(), 255)) return last;
+        if (isColor(palette.front(), 255)) return 0;
+    }
+    return searchPalette(palette, {blue, green, red, 0});
 }
 
 }  // namespace tnk
 
-extern "C" uint32_t TNK_CALL T_FindPaletteIndex(const PaletteEntry* Palette, uint32_t Count, uint8_t Red,
-                                                uint8_t Green, uint8_t Blue) {
+extern "C" uint32_t TNK_CALL T_FindPaletteIndex(const PaletteEntry* Palette, uint32_t Count, uint8_t Red, uint8_t Green,
+                                                uint8_t Blue) {
     return Palette != nullptr ? tnk::findNearest({Palette, Count}, Red, Green, Blue) : 0;
 }

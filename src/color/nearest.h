@@ -1,5 +1,4 @@
-// Exact nearest-entry search for whole rows: equal to findNearest for every colour, ties included. A grid of cells
-// over colour space holds, for each cell touched so far, the entries that can win inside it.
+// Exact nearest-entry search for whole rows: equal to findNearest for every colour, ties included.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +7,18 @@
 #include "tnkrn.h"
 
 namespace tnk {
+
+constexpr uint32_t squaredDistance(const PaletteEntry& entry, int32_t red, int32_t green, int32_t blue) {
+    const int32_t redApart = entry.Red - red;
+    const int32_t greenApart = entry.Green - green;
+    const int32_t blueApart = entry.Blue - blue;
+    return static_cast<uint32_t>(redApart * redApart + greenApart * greenApart + blueApart * blueApart);
+}
+
+// The parts of findNearest, for palettes that stand for a greater one. The search without the shortcuts for black and
+// white; the squared distance of each entry, at most 256, with the least as the result.
+uint32_t searchPalette(std::span<const PaletteEntry> palette, const PaletteEntry& color);
+uint32_t findDistances(std::span<const PaletteEntry> palette, const PaletteEntry& color, uint32_t* distances);
 
 class NearestMatcher {
   public:
@@ -21,7 +32,7 @@ class NearestMatcher {
 
     uint8_t find(uint8_t red, uint8_t green, uint8_t blue);
 
-    // `stride` bytes a pixel (3, 4, 6 or 8); the offsets name the byte of each channel.
+    // `stride` bytes a pixel (3, 4, 6 or 8); the offsets name the byte of each channel. `indexes` may be `pixels`.
     void findRow(const uint8_t* pixels, uint32_t stride, uint32_t red, uint32_t green, uint32_t blue, uint8_t* indexes,
                  int32_t width);
 

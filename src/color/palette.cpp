@@ -98,8 +98,8 @@ bool buildPaletteMap(const PaletteEntry* source, uint32_t sourceCount, const Pal
         else if (destination == nullptr)
             map[i] = grayLevel(color.Red, color.Green, color.Blue);
         else
-            map[i] = static_cast<uint8_t>(
-                findNearest({destination, destinationCount}, color.Red, color.Green, color.Blue));
+            map[i] =
+                static_cast<uint8_t>(findNearest({destination, destinationCount}, color.Red, color.Green, color.Blue));
         identity &= map[i] == i;
     }
     return identity;
