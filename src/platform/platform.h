@@ -22,7 +22,7 @@ struct Section {
     uint8_t* view = nullptr;
 };
 
-enum class FileCreation { openExisting, truncateExisting, createAlways };
+enum class FileCreation { openExisting, truncateExisting, createAlways };  // truncating an existing one needs write
 
 struct FileRequest {
     const T_WCHAR* name = nullptr;

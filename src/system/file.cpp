@@ -73,6 +73,8 @@ extern "C" T_HANDLE TNK_CALL T_OsOpen(const T_WCHAR* Name, uint32_t OpenFlags, u
     // KEEP: SHARE_WRITE alone shares nothing; giving it the other writers would be the tempting repair.
     request.shareWrite = request.shareRead && (ShareFlags & SHARE_WRITE) != 0;
     request.readOnly = access == OPEN_READ;
+    // Systems differ on truncating without the right to write.
+    if (request.creation == FileCreation::truncateExisting && !request.write) return kNoFile;
     return platform->openFile(request);
 }
 
@@ -122,7 +124,10 @@ extern "C" int32_t TNK_CALL T_OsWriteBig(T_HANDLE File, const void* Buffer, uint
 
 extern "C" int32_t TNK_CALL T_OsSetFileSize(T_HANDLE File, uint32_t Size) { return setFileSize(File, Size) ? 0 : -1; }
 
-extern "C" int32_t TNK_CALL T_OsClose(T_HANDLE File) { return platform->closeFile(File) ? 0 : -1; }
+extern "C" int32_t TNK_CALL T_OsClose(T_HANDLE File) {
+    // A system may take the failed handle for something that can be closed.
+    return File != kNoFile && platform->closeFile(File) ? 0 : -1;
+}
 
 extern "C" int32_t TNK_CALL T_OsDelete(const T_WCHAR* Name) {
     return Name != nullptr && platform->deleteFile(Name) ? 0 : -1;

@@ -70,11 +70,6 @@ T_HANDLE openFile(const FileRequest& request) {
         errno = ENOENT;
         return kNoFile;
     }
-    if (request.creation == FileCreation::truncateExisting && !request.write) {
-        // The system would truncate without the right to write.
-        errno = EACCES;
-        return kNoFile;
-    }
     const mode_t mode = request.readOnly ? 0444 : 0666;
     const int descriptor = aboveStandardStreams(open(name, openFlags(request), mode));
     if (descriptor < 0) return kNoFile;

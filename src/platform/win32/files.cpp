@@ -1,0 +1,103 @@
+#include <algorithm>
+
+#include "platform/win32/windows_api.h"
+
+namespace tnk::native {
+
+namespace {
+
+DWORD creationOf(FileCreation creation) {
+    switch (creation) {
+        case FileCreation::createAlways:
+            return CREATE_ALWAYS;
+        case FileCreation::truncateExisting:
+            return TRUNCATE_EXISTING;
+        case FileCreation::openExisting:
+            break;
+    }
+    return OPEN_EXISTING;
+}
+
+DWORD attributesOf(const FileRequest& request) {
+    DWORD attributes = 0;
+    if (request.readOnly) attributes |= FILE_ATTRIBUTE_READONLY;
+    if (request.hidden) attributes |= FILE_ATTRIBUTE_HIDDEN;
+    if (request.system) attributes |= FILE_ATTRIBUTE_SYSTEM;
+    // Temporary: kept out of the disk's way as long as memory lasts.
+    if (request.deleteOnClose) attributes |= FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE;
+    return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+}
+
+}  // namespace
+
+T_HANDLE openFile(const FileRequest& request) {
+    const DWORD access = (request.read ? GENERIC_READ : 0) | (request.write ? GENERIC_WRITE : 0);
+    const DWORD share = (request.shareRead ? FILE_SHARE_READ : 0) | (request.shareWrite ? FILE_SHARE_WRITE : 0);
+    return handleOf(CreateFileW(request.name, access, share, nullptr, creationOf(request.creation),
+                                attributesOf(request), nullptr));
+}
+
+int64_t readFile(T_HANDLE file, void* buffer, uint32_t count) {
+    DWORD moved = 0;
+    return ReadFile(systemHandle(file), buffer, count, &moved, nullptr) ? static_cast<int64_t>(moved) : -1;
+}
+
+int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
+    DWORD moved = 0;
+    return WriteFile(systemHandle(file), buffer, count, &moved, nullptr) ? static_cast<int64_t>(moved) : -1;
+}
+
+int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin) {
+    const DWORD method = origin == SeekOrigin::start     ? FILE_BEGIN
+                         : origin == SeekOrigin::current ? FILE_CURRENT
+                                                         : FILE_END;
+    LARGE_INTEGER distance;
+    LARGE_INTEGER position;
+    distance.QuadPart = offset;
+    return SetFilePointerEx(systemHandle(file), distance, &position, method) ? position.QuadPart : -1;
+}
+
+bool endFileHere(T_HANDLE file) { return SetEndOfFile(systemHandle(file)) != 0; }
+
+bool closeFile(T_HANDLE file) { return CloseHandle(systemHandle(file)) != 0; }
+
+bool deleteFile(const T_WCHAR* name) { return DeleteFileW(name) != 0; }
+
+bool isDirectory(const T_WCHAR* path) {
+    const DWORD attributes = GetFileAttributesW(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) {
+    static_assert(kPathChars >= MAX_PATH);
+    T_WCHAR standard[MAX_PATH + 1];
+    if (directory == nullptr || directory[0] == 0) {
+        const DWORD length = GetTempPathW(MAX_PATH + 1, standard);
+        if (length == 0 || length > MAX_PATH) return false;
+        directory = standard;
+    }
+    return GetTempFileNameW(directory, prefix, 0, path) != 0;
+}
+
+bool lastErrorIsDiskFull() {
+    const DWORD error = GetLastError();
+    return error == ERROR_HANDLE_DISK_FULL || error == ERROR_DISK_FULL;
+}
+
+void toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity) {
+    if (capacity == 0) return;
+    uint32_t used = 0;
+    // Character by character, since the system's conversion of a text that does not fit gives nothing at all.
+    while (*text != 0) {
+        const int units = IS_SURROGATE_PAIR(text[0], text[1]) ? 2 : 1;
+        char bytes[16];
+        const int count = WideCharToMultiByte(CP_ACP, 0, text, units, bytes, sizeof bytes, nullptr, nullptr);
+        if (count <= 0 || used + static_cast<uint32_t>(count) >= capacity) break;
+        std::copy_n(bytes, count, out + used);
+        used += static_cast<uint32_t>(count);
+        text += units;
+    }
+    out[used] = 0;
+}
+
+}  // namespace tnk::native

@@ -1,0 +1,67 @@
+// Heap blocks, global blocks, movable blocks and sections.
+#include <cstdlib>
+
+#include "platform/win32/windows_api.h"
+
+namespace tnk::native {
+
+namespace {
+
+// A block of no bytes still needs an address: a movable one would count as discarded.
+SIZE_T atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
+
+}  // namespace
+
+void* allocateLocal(size_t bytes, bool zero) {
+    return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
+}
+
+void freeLocal(void* block) { std::free(block); }
+
+void* allocateGlobal(size_t bytes, bool zero) { return GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)); }
+
+void freeGlobal(void* block) { GlobalFree(block); }
+
+T_HANDLE allocateMovable(size_t bytes) { return handleOf(GlobalAlloc(GHND, atLeastOne(bytes))); }
+
+T_HANDLE reallocateMovable(T_HANDLE block, size_t bytes) {
+    const HGLOBAL handle = systemHandle(block);
+    if ((GlobalFlags(handle) & GMEM_LOCKCOUNT) != 0) return 0;
+    const HGLOBAL moved = GlobalReAlloc(handle, atLeastOne(bytes), GHND);
+    if (moved != nullptr && bytes == 0) {
+        // The one byte that stays must not come back when the block grows again.
+        *static_cast<char*>(GlobalLock(moved)) = 0;
+        GlobalUnlock(moved);
+    }
+    return handleOf(moved);
+}
+
+void* lockMovable(T_HANDLE block) { return GlobalLock(systemHandle(block)); }
+
+void unlockMovable(T_HANDLE block) { GlobalUnlock(systemHandle(block)); }
+
+size_t sizeOfMovable(T_HANDLE block) { return GlobalSize(systemHandle(block)); }
+
+void freeMovable(T_HANDLE block) { GlobalFree(systemHandle(block)); }
+
+bool createSection(uint64_t bytes, Section* section) {
+    if (bytes == 0 || bytes > SIZE_MAX / 2) return false;
+    const HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
+                                              static_cast<DWORD>(bytes >> 32), static_cast<DWORD>(bytes), nullptr);
+    if (mapping == nullptr) return false;
+    void* view = MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, static_cast<SIZE_T>(bytes));
+    if (view == nullptr) {
+        CloseHandle(mapping);
+        return false;
+    }
+    section->handle = handleOf(mapping);
+    section->view = static_cast<uint8_t*>(view);
+    return true;
+}
+
+void closeSection(const Section& section) {
+    UnmapViewOfFile(section.view);
+    CloseHandle(systemHandle(section.handle));
+}
+
+}  // namespace tnk::native

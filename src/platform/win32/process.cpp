@@ -1,0 +1,71 @@
+// Budgets of the process, thread slot, library lock.
+#include <atomic>
+
+#include "platform/win32/windows_api.h"
+
+namespace tnk::native {
+
+namespace {
+
+SRWLOCK libraryLock = SRWLOCK_INIT;
+SRWLOCK slotLock = SRWLOCK_INIT;
+std::atomic<DWORD> slot = TLS_OUT_OF_INDEXES;
+
+}  // namespace
+
+bool memoryStatus(MemoryStatus* status) {
+    // The older call without "Ex" cuts amounts above 2 or 4 GB.
+    MEMORYSTATUSEX memory;
+    memory.dwLength = sizeof memory;
+    if (!GlobalMemoryStatusEx(&memory)) return false;
+    *status = {memory.ullTotalPhys, memory.ullAvailPhys, memory.ullTotalPageFile, memory.ullAvailPageFile};
+    return true;
+}
+
+bool handleCount(uint32_t* count) {
+    // Looked up by name: systems without it load the library all the same.
+    using Routine = BOOL(WINAPI*)(HANDLE, DWORD*);
+    const FARPROC found = GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "GetProcessHandleCount");
+    if (found == nullptr) return false;
+    DWORD handles = 0;
+    if (!reinterpret_cast<Routine>(reinterpret_cast<void*>(found))(GetCurrentProcess(), &handles)) return false;
+    *count = handles;
+    return true;
+}
+
+// `release` is not called from here: the library's entry point is told of the end of threads.
+bool createThreadSlot(void (*)(void* value)) {
+    AcquireSRWLockExclusive(&slotLock);
+    if (slot.load() == TLS_OUT_OF_INDEXES) slot.store(TlsAlloc());
+    const bool exists = slot.load() != TLS_OUT_OF_INDEXES;
+    ReleaseSRWLockExclusive(&slotLock);
+    return exists;
+}
+
+void* threadValue() {
+    const DWORD index = slot.load(std::memory_order_acquire);
+    if (index == TLS_OUT_OF_INDEXES) return nullptr;
+    // TlsGetValue clears the last error, which a caller may still want to ask for.
+    const DWORD error = GetLastError();
+    void* value = TlsGetValue(index);
+    SetLastError(error);
+    return value;
+}
+
+bool setThreadValue(void* value) {
+    const DWORD index = slot.load(std::memory_order_acquire);
+    return index != TLS_OUT_OF_INDEXES && TlsSetValue(index, value) != 0;
+}
+
+void deleteThreadSlot() {
+    AcquireSRWLockExclusive(&slotLock);
+    const DWORD index = slot.exchange(TLS_OUT_OF_INDEXES);
+    if (index != TLS_OUT_OF_INDEXES) TlsFree(index);
+    ReleaseSRWLockExclusive(&slotLock);
+}
+
+void lock() { AcquireSRWLockExclusive(&libraryLock); }
+
+void unlock() { ReleaseSRWLockExclusive(&libraryLock); }
+
+}  // namespace tnk::native
