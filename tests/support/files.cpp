@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <iterator>
 #include <random>
 
@@ -33,6 +34,11 @@ TempFolder::TempFolder() {
 
 TempFolder::~TempFolder() {
     std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(path_, error)) {
+        // Some systems keep files that are read-only.
+        std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_write,
+                                     std::filesystem::perm_options::add, error);
+    }
     std::filesystem::remove_all(path_, error);
     EXPECT_FALSE(error) << path_ << ": " << error.message();
 }
@@ -40,6 +46,16 @@ TempFolder::~TempFolder() {
 WideString TempFolder::name() const { return wideName(path_); }
 
 WideString TempFolder::name(std::string_view file) const { return wideName(path_ / file); }
+
+std::string TempFolder::contents(std::string_view file) const {
+    std::ifstream stream(path_ / file, std::ios::binary);
+    if (!stream) return "(missing)";
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+void TempFolder::put(std::string_view file, std::string_view contents) const {
+    std::ofstream(path_ / file, std::ios::binary) << contents;
+}
 
 int TempFolder::entries() const {
     return static_cast<int>(std::distance(std::filesystem::directory_iterator(path_), {}));

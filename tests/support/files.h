@@ -26,6 +26,8 @@ class TempFolder {
     WideString name() const;                       // of the folder
     WideString name(std::string_view file) const;  // of a file in it
     int entries() const;                           // files that lie in it
+    std::string contents(std::string_view file) const;
+    void put(std::string_view file, std::string_view contents) const;
 
   private:
     std::filesystem::path path_;
