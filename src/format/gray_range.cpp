@@ -1,0 +1,99 @@
+// Smallest and largest sample of gray bitmaps.
+#include <algorithm>
+#include <cstring>
+
+#include "bitmap/lifecycle.h"
+#include "bitmap/rows.h"
+#include "tnkrn.h"
+
+namespace tnk {
+namespace {
+
+constexpr EntryRule kMinMaxRule{
+    .onNull = ERROR_NOT_ALLOCATED, .onUnallocated = ERROR_NOT_ALLOCATED, .onSize = ERROR_STRUCT_SIZE};
+
+template <typename T>
+T loadAs(const uint8_t* bytes) {
+    T value;
+    std::memcpy(&value, bytes, sizeof value);
+    return value;
+}
+
+// Two 12-bit samples share three bytes: the low and the high 12 bits of the words at byte 0 and 1.
+int32_t sample12(const uint8_t* row, int32_t x) {
+    const uint32_t word = loadAs<uint16_t>(row + x + (x >> 1));
+    return static_cast<int32_t>((x & 1) != 0 ? word >> 4 : word & 0xFFF);
+}
+
+template <typename T>
+struct Range {
+    T low;
+    T high;
+    void include(T value) {
+        low = std::min(low, value);
+        high = std::max(high, value);
+    }
+};
+
+template <typename T, typename Load>
+Result scan(BitmapHandle& bitmap, Load load, int32_t& minimum, int32_t& maximum) {
+    const Locked lock(bitmap);
+    RowReader reader(bitmap);
+    TRY(reader.prepare());
+    Range<T> range{};
+    for (int32_t y = 0; y < bitmap.Height; ++y) {
+        uint8_t* row;
+        TRY(reader.read(y, 1, &row));
+        if (y == 0 && bitmap.Width > 0) range = {load(row, 0), load(row, 0)};
+        for (int32_t x = 0; x < bitmap.Width; ++x) range.include(load(row, x));
+    }
+    minimum = static_cast<int32_t>(range.low);
+    maximum = static_cast<int32_t>(range.high);
+    return SUCCESS;
+}
+
+template <typename T>
+Result scanWhole(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
+    return scan<T>(
+        bitmap, [](const uint8_t* row, int32_t x) { return loadAs<T>(row + sizeof(T) * static_cast<size_t>(x)); },
+        minimum, maximum);
+}
+
+Result scanRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
+    minimum = maximum = 0;
+    if (!isGray(bitmap)) return SUCCESS;
+    const bool isSigned = (bitmap.Flags & BMF_SIGNED) != 0;
+    switch (bitmap.BitsPerPixel) {
+        case 12:
+            if (isSigned) {
+                return scan<int32_t>(
+                    bitmap, [](const uint8_t* row, int32_t x) { return (sample12(row, x) ^ 0x800) - 0x800; }, minimum,
+                    maximum);
+            }
+            return scan<int32_t>(bitmap, sample12, minimum, maximum);
+        case 16:
+            return isSigned ? scanWhole<int16_t>(bitmap, minimum, maximum)
+                            : scanWhole<uint16_t>(bitmap, minimum, maximum);
+        case 32:
+            return isSigned ? scanWhole<int32_t>(bitmap, minimum, maximum)
+                            : scanWhole<uint32_t>(bitmap, minimum, maximum);
+        default:
+            return SUCCESS;
+    }
+}
+
+}  // namespace
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_IntGetMinMaxValGray(BitmapHandle* Bitmap, int32_t* MinVal, int32_t* MaxVal) {
+    if (const Result entry = checkEntry(kMinMaxRule, Bitmap); !entry.ok()) return entry.code;
+    if (MinVal == nullptr || MaxVal == nullptr) return ERROR_INVALID_PARAMETER;
+    int32_t minimum = 0;
+    int32_t maximum = 0;
+    if (const Result scanned = scanRange(*Bitmap, minimum, maximum); !scanned.ok()) return scanned.code;
+    *MinVal = minimum;
+    *MaxVal = maximum;
+    return SUCCESS;
+}
