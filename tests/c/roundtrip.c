@@ -1,0 +1,76 @@
+/* The interface as a C program meets it: the header in C99, a bitmap there and back, files, a palette, settings. */
+#include <stdio.h>
+#include <string.h>
+
+#include "tnkrn.h"
+
+static int failures = 0;
+
+#define CHECK(condition)                                                        \
+    do {                                                                        \
+        if (!(condition)) {                                                     \
+            printf("%s:%d: %s is false\n", __FILE__, __LINE__, #condition);     \
+            ++failures;                                                         \
+        }                                                                       \
+    } while (0)
+
+static int32_t TNK_CALL countReports(int32_t percent, void* user) {
+    (void)percent;
+    ++*(int*)user;
+    return 1;
+}
+
+static void roundTrip(uint32_t memoryType) {
+    BitmapHandle gray, colour, back;
+    uint8_t row[300], again[300];
+    int reports = 0;
+    CHECK(T_CreateBitmap(&gray, sizeof gray, memoryType, 299, 100, 0, ORDER_RGB, NULL, 0, NULL, 0) == SUCCESS);
+    for (int y = 0; y < 100; ++y) {
+        for (int x = 0; x < 299; ++x) row[x] = (uint8_t)(x * 7 + y * 13);
+        CHECK(T_PutBitmapRow(&gray, row, y, 299) == 299);
+    }
+    T_SetStatusCallBack(countReports, &reports, NULL, NULL);
+    CHECK(T_ColorResBitmap(&gray, &colour, sizeof gray, 24, CRF_BGR, NULL, 0, 0, NULL, NULL) == SUCCESS);
+    T_SetStatusCallBack(NULL, NULL, NULL, NULL);
+    CHECK(reports == 101);
+
+    PaletteEntry ramp[256];
+    CHECK(T_GetFixedPalette(ramp, 0) == SUCCESS);
+    CHECK(T_ColorResBitmap(&colour, &back, sizeof gray, 8, CRF_USERPALETTE, ramp, 0, 256, NULL, NULL) == SUCCESS);
+    for (int y = 0; y < 100; ++y) {
+        CHECK(T_GetBitmapRow(&gray, row, y, 299) == 299);
+        CHECK(T_GetBitmapRow(&back, again, y, 299) == 299);
+        /* The match table keeps five bits a channel, so a level comes back within its cell of eight. */
+        for (int x = 0; x < 299; ++x) CHECK((row[x] >> 3) == (again[x] >> 3));
+    }
+    T_FreeBitmap(&gray);
+    T_FreeBitmap(&colour);
+    T_FreeBitmap(&back);
+    CHECK(back.pData == NULL && back.Palette == NULL && back.DataHandle == 0);
+}
+
+static void redirectToMemory(void) {
+    void* context = NULL;
+    T_HANDLE file = 0, block = 0;
+    uint32_t length = 0;
+    char text[6] = "";
+    CHECK(T_StartRedirectToBuffer(&context, &file, REDIRECT_GROW | REDIRECT_WRITE, 0, 0) == SUCCESS);
+    CHECK(T_RedirectedWrite(file, "hello", 5) == 5);
+    CHECK(T_RedirectedSeek(file, 0, 0) == 0);
+    CHECK(T_RedirectedRead(file, text, 99) == 5 && strcmp(text, "hello") == 0);
+    CHECK(T_RedirectedClose(file) == 0);
+    CHECK(T_StopRedirectToBuffer(context, &block, &length) == SUCCESS && length == 5);
+    CHECK(T_OsFreeHandle(block, __LINE__, __FILE__) == SUCCESS);
+}
+
+int main(void) {
+    VersionRecord version;
+    CHECK(sizeof(PaletteEntry) == 4 && sizeof(VersionRecord) == 108);
+    CHECK(sizeof(void*) != 4 || sizeof(BitmapHandle) == 168);
+    CHECK(T_VersionInfo(&version, sizeof version) == SUCCESS && version.MajorVersion == 15);
+    roundTrip(MEM_CONVENTIONAL);
+    roundTrip(MEM_NOCONVENTIONAL);
+    redirectToMemory();
+    printf("%d failures\n", failures);
+    return failures != 0;
+}
