@@ -193,22 +193,22 @@ typedef struct BitmapHandle {
     uint32_t PlaybackColor1; /* colour values, translated when copied [0] */
     uint32_t PlaybackColor2;
     uint32_t PlaybackMode;
-    int32_t LowBit;         /* gray display window, in force with BMF_WINDOW [0] */
-    int32_t HighBit;        /* -1: all bits [as DataHighBit] */
-    PaletteEntry* pLUT;     /* gray lookup table of LUTLength entries [null] */
-    uint32_t LUTLength;     /* 2^(high - low + 1) when a table is present [0] */
-    uint32_t DataOffset;    /* bytes from the start of the mapped view to pData [0] */
-    int32_t MinVal;         /* smallest sample of a gray bitmap [0] */
-    int32_t MaxVal;         /* largest sample of a gray bitmap [0] */
-    int32_t DataLowBit;     /* low bit of the stored samples [0] */
-    int32_t DataHighBit;    /* [15 for 16, 48, 64 bits; 7 for 24; -1, all bits, for 32; else bits - 1] */
-    int32_t ByteMapParam1;  /* values kept with the byte map [100] */
-    int32_t ByteMapParam2;  /* [0] */
-    int32_t ByteMapParam3;  /* [0] */
-    uint8_t* pByteMap;      /* 256 bytes, the identity after allocation [null] */
-    void* pOverlays;        /* overlay set, released with the bitmap [null] */
-    uint32_t Reserved2;     /* copied by T_DupBitmapNewDim [0] */
-    uint32_t Reserved3;     /* [0] */
+    int32_t LowBit;        /* gray display window, in force with BMF_WINDOW [0] */
+    int32_t HighBit;       /* -1: all bits [as DataHighBit] */
+    PaletteEntry* pLUT;    /* gray lookup table of LUTLength entries [null] */
+    uint32_t LUTLength;    /* 2^(high - low + 1) when a table is present [0] */
+    uint32_t DataOffset;   /* bytes from the start of the mapped view to pData [0] */
+    int32_t MinVal;        /* smallest sample of a gray bitmap [0] */
+    int32_t MaxVal;        /* largest sample of a gray bitmap [0] */
+    int32_t DataLowBit;    /* low bit of the stored samples [0] */
+    int32_t DataHighBit;   /* [15 for 16, 48, 64 bits; 7 for 24; -1, all bits, for 32; else bits - 1] */
+    int32_t ByteMapParam1; /* values kept with the byte map [100] */
+    int32_t ByteMapParam2; /* [0] */
+    int32_t ByteMapParam3; /* [0] */
+    uint8_t* pByteMap;     /* 256 bytes, the identity after allocation [null] */
+    void* pOverlays;       /* overlay set, released with the bitmap [null] */
+    uint32_t Reserved2;    /* copied by T_DupBitmapNewDim [0] */
+    uint32_t Reserved3;    /* [0] */
 } BitmapHandle;
 
 /* Filled by T_VersionInfo. */
@@ -252,8 +252,8 @@ TNK_API int32_t TNK_CALL T_InitBitmap(BitmapHandle* Bitmap, uint32_t StructSize,
  * Codes: those of T_InitBitmap, T_AllocateBitmap and T_SetBitmapDataPointer; -27 order 5 at another depth; -13
  * ViewPerspective above 8, in which case the bitmap stays allocated and the caller frees it.
  */
-TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSize, uint32_t MemoryType,
-                                        int32_t Width, int32_t Height, int32_t BitsPerPixel, uint32_t Order,
+TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSize, uint32_t MemoryType, int32_t Width,
+                                        int32_t Height, int32_t BitsPerPixel, uint32_t Order,
                                         const PaletteEntry* Palette, uint32_t ViewPerspective, void* Data,
                                         uint32_t DataSize);
 
@@ -274,8 +274,7 @@ TNK_API void TNK_CALL T_FreeBitmap(BitmapHandle* Bitmap);
  * Copies the record, so that both share storage; the caller frees only one of the two. Destination may be null
  * (1). Codes: -13 null source, -789 the source's size field or StructSize.
  */
-TNK_API int32_t TNK_CALL T_CopyBitmapHandle(BitmapHandle* Destination, const BitmapHandle* Source,
-                                            uint32_t StructSize);
+TNK_API int32_t TNK_CALL T_CopyBitmapHandle(BitmapHandle* Destination, const BitmapHandle* Source, uint32_t StructSize);
 
 /*
  * Grows or shrinks storage to NewHeight rows, keeping the rows that both have; new rows are zero.
@@ -359,9 +358,8 @@ TNK_API int32_t TNK_CALL T_PutBitmapRowCol(BitmapHandle* Bitmap, const uint8_t* 
  * colour pixels and the alpha of 32- and 64-bit ones.
  * Returns 1 or a code as above.
  */
-TNK_API int32_t TNK_CALL T_PutBitmapRowSegments(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row,
-                                                uint32_t Col, const uint32_t* Segments, uint32_t Count,
-                                                uint32_t KeepTopBits);
+TNK_API int32_t TNK_CALL T_PutBitmapRowSegments(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Col,
+                                                const uint32_t* Segments, uint32_t Count, uint32_t KeepTopBits);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Settings of the calling thread, callbacks, version
@@ -393,8 +391,8 @@ TNK_API int32_t TNK_CALL T_SetDefaultMemoryType(uint32_t Type);
  */
 TNK_API int32_t TNK_CALL T_GetMemoryThresholds(int32_t* Reserve, int32_t* MaxMemory, int32_t* TileSize,
                                                int32_t* Threshold4, int32_t* Threshold5);
-TNK_API int32_t TNK_CALL T_SetMemoryThresholds(int32_t Reserve, int32_t MaxMemory, int32_t TileSize,
-                                               int32_t Threshold4, int32_t Threshold5, uint32_t Which);
+TNK_API int32_t TNK_CALL T_SetMemoryThresholds(int32_t Reserve, int32_t MaxMemory, int32_t TileSize, int32_t Threshold4,
+                                               int32_t Threshold5, uint32_t Which);
 
 /* Directory of temporary files; empty means the platform's. Length counts characters with the terminator; a longer
  * path is cut. Codes: -13 null, or a path that is not an existing directory. */
@@ -474,10 +472,9 @@ typedef int32_t(TNK_CALL* CloseRoutine)(T_HANDLE File, void* UserData);
 
 /* The file layer. UserData is ignored. Files are 64-bit; 32-bit results carry the low 32 bits. */
 TNK_API T_HANDLE TNK_CALL T_OsOpen(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags,
-                                   void* UserData);                           /* -1 on failure */
-TNK_API T_HANDLE TNK_CALL T_OsCreat(const T_WCHAR* Name, uint32_t Attributes); /* -1 on failure */
-TNK_API int32_t TNK_CALL T_OsRead(T_HANDLE File, void* Buffer, uint32_t Count,
-                                  void* UserData); /* bytes read, or -1 */
+                                   void* UserData);                                             /* -1 on failure */
+TNK_API T_HANDLE TNK_CALL T_OsCreat(const T_WCHAR* Name, uint32_t Attributes);                  /* -1 on failure */
+TNK_API int32_t TNK_CALL T_OsRead(T_HANDLE File, void* Buffer, uint32_t Count, void* UserData); /* bytes read, or -1 */
 TNK_API int32_t TNK_CALL T_OsWrite(T_HANDLE File, const void* Buffer, uint32_t Count,
                                    void* UserData); /* bytes written, or -1; Count 0 ends the file here: 0 */
 TNK_API int32_t TNK_CALL T_OsSeek(T_HANDLE File, int32_t Offset, int32_t Origin,
@@ -712,18 +709,18 @@ TNK_API uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table);
  */
 
 /* Palette choice, bits 0-9 of the flags, for destinations of 8 bits or fewer. */
-#define CRF_OPTIMIZEDPALETTE 0x0000u      /* optimized from the image */
-#define CRF_FIXEDPALETTE 0x0001u          /* the fixed palette of the depth */
-#define CRF_RESERVESYSTEMCOLORS 0x0008u   /* optimized, keeping the display's static colours */
-#define CRF_USERPALETTE 0x0010u           /* the caller's array or handle */
-#define CRF_USERMATCHTABLE 0x0020u        /* with CRF_USERPALETTE: the thread's current match table */
-#define CRF_WEBPALETTE 0x0040u            /* the web palette, 8 bits only; with CRF_FIXEDPALETTE: fixed elsewhere */
-#define CRF_NOMATCHTABLE 0x0200u          /* optimized without a match table */
+#define CRF_OPTIMIZEDPALETTE 0x0000u    /* optimized from the image */
+#define CRF_FIXEDPALETTE 0x0001u        /* the fixed palette of the depth */
+#define CRF_RESERVESYSTEMCOLORS 0x0008u /* optimized, keeping the display's static colours */
+#define CRF_USERPALETTE 0x0010u         /* the caller's array or handle */
+#define CRF_USERMATCHTABLE 0x0020u      /* with CRF_USERPALETTE: the thread's current match table */
+#define CRF_WEBPALETTE 0x0040u          /* the web palette, 8 bits only; with CRF_FIXEDPALETTE: fixed elsewhere */
+#define CRF_NOMATCHTABLE 0x0200u        /* optimized without a match table */
 /* Order of deeper destinations (RGB without any). */
 #define CRF_BGR 0x0004u
 #define CRF_GRAY 0x0080u
-#define CRF_MATRIXRGB 0x0800u             /* 24 and 48 bits */
-#define CRF_OPAQUEALPHA 0x01000000u       /* a new alpha channel is opaque */
+#define CRF_MATRIXRGB 0x0800u                                /* 24 and 48 bits */
+#define CRF_OPAQUEALPHA 0x01000000u                          /* a new alpha channel is opaque */
 #define CRF_DITHER_METHOD(method) ((uint32_t)(method) << 16) /* DITHER_*, bits 16-23 */
 
 /* Takes each finished row; any result other than 1 ends the run. Rows is 1. */
@@ -743,8 +740,8 @@ typedef int32_t(TNK_CALL* ColorResRowCallback)(BitmapHandle* Bitmap, uint8_t* Ro
  */
 TNK_API int32_t TNK_CALL T_ColorResBitmap(BitmapHandle* Source, BitmapHandle* Destination, uint32_t StructSize,
                                           int32_t BitsPerPixel, uint32_t Flags, const PaletteEntry* Palette,
-                                          T_HANDLE PaletteHandle, uint32_t ColorCount,
-                                          ColorResRowCallback RowCallback, void* UserData);
+                                          T_HANDLE PaletteHandle, uint32_t ColorCount, ColorResRowCallback RowCallback,
+                                          void* UserData);
 
 #ifdef __cplusplus
 }

@@ -7,6 +7,7 @@
 #include "color/dither.h"
 #include "color/palette.h"
 #include "format/convert.h"
+#include "format/pixel_format.h"
 #include "system/dispatch.h"
 #include "system/memory.h"
 #include "system/progress.h"
@@ -40,20 +41,14 @@ struct ColorResJob {
 };
 
 Result settleDepth(ColorResJob& job) {
-    switch (job.bits) {
-        case 1: case 2: case 3: case 4: case 5: case 6: case 7: case 8: {
-            const uint32_t most = 1u << job.bits;
-            job.colorCount = job.colorCount == 0 ? most : std::min(job.colorCount, most);
-            return SUCCESS;
-        }
-        case 12:
-            job.flags = (job.flags & CRF_BGR) | CRF_GRAY;  // KEEP: 12 bits are gray whatever else is asked for
-            return SUCCESS;
-        case 16: case 24: case 32: case 48: case 64:
-            return SUCCESS;
-        default:
-            return ERROR_INVALID_PARAMETER;
+    if (findPixelFormat(job.bits) == nullptr) return ERROR_INVALID_PARAMETER;
+    if (job.reducesToPalette()) {
+        const uint32_t most = 1u << job.bits;
+        job.colorCount = job.colorCount == 0 ? most : std::min(job.colorCount, most);
     }
+    // KEEP: 12 bits are gray whatever else is asked for; every other flag is dropped, not refused.
+    if (job.bits == 12) job.flags = (job.flags & CRF_BGR) | CRF_GRAY;
+    return SUCCESS;
 }
 
 // The order of a destination of more than 8 bits.
@@ -244,8 +239,7 @@ Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandl
         return FAILURE;
     }
     if (job.wanted) {
-        TRY(allocateBitmap(destination,
-                           (source.Flags & BMF_DISK) != 0 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL));
+        TRY(allocateBitmap(destination, (source.Flags & BMF_DISK) != 0 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL));
     }
     T_CopyPlaybackParms(&destination, &source);
 

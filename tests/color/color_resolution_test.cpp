@@ -28,8 +28,9 @@ class ColorResolution : public testing::Test {
         T_FreeBitmap(&source);
         std::vector<PaletteEntry> palette(256);
         for (PaletteEntry& entry : palette) entry = {byte(), byte(), byte(), 0};
-        ASSERT_EQ(T_CreateBitmap(&source, sizeof source, memory, width, height, bits, order, palette.data(), 1, nullptr, 0),
-                  SUCCESS);
+        ASSERT_EQ(
+            T_CreateBitmap(&source, sizeof source, memory, width, height, bits, order, palette.data(), 1, nullptr, 0),
+            SUCCESS);
         Row row(source.BytesPerLine);
         for (int32_t y = 0; y < height; ++y) {
             for (size_t i = 0; i < row.size(); ++i) {
@@ -58,8 +59,9 @@ class ColorResolution : public testing::Test {
     std::vector<Row> ditheredRows(const PaletteEntry* palette, uint32_t count, uint32_t method) {
         std::vector<Row> rows = rowsOf(source);
         source.DitherMethod = method;
-        EXPECT_EQ(T_StartDitheringExt(&source, palette, count, static_cast<uint32_t>(destination.BitsPerPixel), nullptr),
-                  SUCCESS);
+        EXPECT_EQ(
+            T_StartDitheringExt(&source, palette, count, static_cast<uint32_t>(destination.BitsPerPixel), nullptr),
+            SUCCESS);
         for (Row& row : rows) {
             Row out(destination.BytesPerLine);
             EXPECT_EQ(T_DitherLine(&source, row.data(), out.data()), SUCCESS);
@@ -80,8 +82,8 @@ class ColorResolution : public testing::Test {
             row.resize(T_CalcConvertSize(source.Width, from, source.Width, to));
             EXPECT_EQ(T_ConvertBufferExt(row.data(), source.Width, from, to, source.Order, destination.Order,
                                          from <= 8 ? palette.data() : nullptr, nullptr,
-                                         source.Order == ORDER_GRAY ? flags | CONVERT_SRC_BIT_RANGE : flags, source.LowBit,
-                                         source.HighBit),
+                                         source.Order == ORDER_GRAY ? flags | CONVERT_SRC_BIT_RANGE : flags,
+                                         source.LowBit, source.HighBit),
                       SUCCESS);
             row.resize(destination.BytesPerLine);
             if (to == 12 && source.Width % 2 != 0) row[used - 1] &= 0x0F;
@@ -129,12 +131,19 @@ TEST_F(ColorResolution, DeeperEqualsConversionRowByRow) {
         uint32_t flags;
         uint32_t order;
     };
-    constexpr Target kTargets[] = {
-        {12, 0, ORDER_GRAY},       {12, CRF_MATRIXRGB, ORDER_GRAY},       {16, 0, ORDER_RGB},
-        {16, CRF_BGR, ORDER_BGR},  {16, CRF_GRAY, ORDER_GRAY},            {16, CRF_GRAY | CRF_BGR, ORDER_GRAY},
-        {24, 0, ORDER_RGB},        {24, CRF_GRAY | CRF_BGR, ORDER_BGR},   {32, CRF_BGR, ORDER_BGR},
-        {32, CRF_GRAY, ORDER_GRAY}, {32, CRF_OPAQUEALPHA, ORDER_RGB},     {48, CRF_BGR, ORDER_BGR},
-        {64, CRF_BGR | CRF_OPAQUEALPHA, ORDER_BGR}};
+    constexpr Target kTargets[] = {{12, 0, ORDER_GRAY},
+                                   {12, CRF_MATRIXRGB, ORDER_GRAY},
+                                   {16, 0, ORDER_RGB},
+                                   {16, CRF_BGR, ORDER_BGR},
+                                   {16, CRF_GRAY, ORDER_GRAY},
+                                   {16, CRF_GRAY | CRF_BGR, ORDER_GRAY},
+                                   {24, 0, ORDER_RGB},
+                                   {24, CRF_GRAY | CRF_BGR, ORDER_BGR},
+                                   {32, CRF_BGR, ORDER_BGR},
+                                   {32, CRF_GRAY, ORDER_GRAY},
+                                   {32, CRF_OPAQUEALPHA, ORDER_RGB},
+                                   {48, CRF_BGR, ORDER_BGR},
+                                   {64, CRF_BGR | CRF_OPAQUEALPHA, ORDER_BGR}};
     for (const int32_t from : kDepths) {
         makeSource(from, usualOrder(from));
         for (const Target& target : kTargets) {
@@ -172,10 +181,12 @@ TEST_F(ColorResolution, EveryWayToWriteGivesTheSameRows) {
             T_FreeBitmap(&destination);
 
             seen.clear();
-            ASSERT_EQ(T_ColorResBitmap(&source, nullptr, sizeof source, to, flags, nullptr, 0, 0, collect, &seen), SUCCESS);
+            ASSERT_EQ(T_ColorResBitmap(&source, nullptr, sizeof source, to, flags, nullptr, 0, 0, collect, &seen),
+                      SUCCESS);
             EXPECT_EQ(seen, expected);
 
-            ASSERT_EQ(T_ColorResBitmap(&source, &source, sizeof source, to, flags, nullptr, 0, 0, nullptr, nullptr), SUCCESS);
+            ASSERT_EQ(T_ColorResBitmap(&source, &source, sizeof source, to, flags, nullptr, 0, 0, nullptr, nullptr),
+                      SUCCESS);
             EXPECT_EQ(source.BitsPerPixel, to);
             EXPECT_EQ(rowsOf(source), expected);
         }
@@ -199,9 +210,8 @@ TEST_F(ColorResolution, CallbackChangesAreStoredAndItsValueStops) {
     T_FreeBitmap(&destination);
 
     int calls = 0;
-    const auto stopAtThird = [](BitmapHandle*, uint8_t*, uint32_t, void* user) TNK_CALL -> int32_t {
-        return ++*static_cast<int*>(user) < 3 ? 1 : 0;
-    };
+    const auto stopAtThird = [](BitmapHandle*, uint8_t*, uint32_t, void* user)
+                                 TNK_CALL -> int32_t { return ++*static_cast<int*>(user) < 3 ? 1 : 0; };
     EXPECT_EQ(reduce(8, CRF_FIXEDPALETTE, nullptr, 0, stopAtThird, &calls), 0);
     EXPECT_EQ(calls, 3);
     EXPECT_EQ(destination.Flags & BMF_ALLOCATED, 0u);
@@ -237,8 +247,8 @@ TEST_F(ColorResolution, ProgressAdvancesAndStops) {
             const BitmapHandle record = source;
             for (const int32_t stopAt : {0, 40, 100}) {
                 reports = {{}, stopAt};
-                EXPECT_EQ(T_ColorResBitmap(&source, &source, sizeof source, bits, CRF_FIXEDPALETTE * (bits == 4), nullptr,
-                                           0, 0, nullptr, nullptr),
+                EXPECT_EQ(T_ColorResBitmap(&source, &source, sizeof source, bits, CRF_FIXEDPALETTE * (bits == 4),
+                                           nullptr, 0, 0, nullptr, nullptr),
                           -74);
                 EXPECT_EQ(std::memcmp(&record, &source, sizeof record), 0);
                 EXPECT_EQ(rowsOf(source), before);
@@ -281,11 +291,12 @@ TEST_F(ColorResolution, RefusesWithTheStatedCodeAndTouchesNothing) {
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::Message() << c.bits << " bits, flags " << c.flags);
         const BitmapHandle record = source;
-        EXPECT_EQ(T_ColorResBitmap(&source, &source, sizeof source, c.bits, c.flags, c.palette, c.handle, 0, nullptr, nullptr),
+        EXPECT_EQ(T_ColorResBitmap(&source, &source, sizeof source, c.bits, c.flags, c.palette, c.handle, 0, nullptr,
+                                   nullptr),
                   c.code);
         EXPECT_EQ(std::memcmp(&record, &source, sizeof record), 0);
-        EXPECT_EQ(T_ColorResBitmap(&source, &destination, sizeof source, c.bits, c.flags, c.palette, c.handle, 0, nullptr,
-                                   nullptr),
+        EXPECT_EQ(T_ColorResBitmap(&source, &destination, sizeof source, c.bits, c.flags, c.palette, c.handle, 0,
+                                   nullptr, nullptr),
                   c.code);
         EXPECT_EQ(destination.Flags & BMF_ALLOCATED, 0u);
     }
@@ -388,7 +399,8 @@ TEST_F(ColorResolution, LookupTableMustFitItsWindow) {
     const std::vector<Row> colors = rowsOf(destination);
     for (size_t y = 0; y < 10; ++y) {
         for (size_t x = 0; x < 20; ++x) {
-            const PaletteEntry& want = lut[static_cast<size_t>((samples[y][2 * x] | samples[y][2 * x + 1] << 8) >> 2) & 1023];
+            const PaletteEntry& want =
+                lut[static_cast<size_t>((samples[y][2 * x] | samples[y][2 * x + 1] << 8) >> 2) & 1023];
             const uint8_t* got = &colors[y][3 * x];
             ASSERT_TRUE(got[0] == want.Blue && got[1] == want.Green && got[2] == want.Red);
         }

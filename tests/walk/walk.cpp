@@ -145,10 +145,10 @@ bool makeBitmap(Bitmap& bitmap) {
 }
 
 void foldBitmap(BitmapHandle& record) {
-    const int64_t fields[] = {record.Width,       record.Height,      record.BitsPerPixel, record.BytesPerLine,
-                              record.Flags,       record.ColorCount,  record.ViewPerspective, record.Order,
-                              record.Size,        record.XResolution, record.LowBit,       record.HighBit,
-                              record.MinVal,      record.MaxVal};
+    const int64_t fields[] = {record.Width,  record.Height,      record.BitsPerPixel,    record.BytesPerLine,
+                              record.Flags,  record.ColorCount,  record.ViewPerspective, record.Order,
+                              record.Size,   record.XResolution, record.LowBit,          record.HighBit,
+                              record.MinVal, record.MaxVal};
     for (const int64_t field : fields) hash.fold(field);
     if (record.Palette != nullptr) hash.fold(record.Palette, record.ColorCount * sizeof(PaletteEntry));
     std::vector<uint8_t> row(record.BytesPerLine);
@@ -190,10 +190,9 @@ void changeColorResolution() {
     BitmapHandle* target = mode == 0 ? nullptr : mode == 1 ? &source.record : &destination.record;
     const bool inPlace = mode == 1 && source.memory.empty();
     if (mode == 1 && !inPlace) target = &destination.record;
-    const int32_t result =
-        T_ColorResBitmap(&source.record, target, sizeof(BitmapHandle), bits, flags,
-                         (flags & CRF_USERPALETTE) != 0 ? palette.data() : nullptr, 0, colors,
-                         mode == 0 || rng.oneIn(4) ? foldRow : nullptr, nullptr);
+    const int32_t result = T_ColorResBitmap(&source.record, target, sizeof(BitmapHandle), bits, flags,
+                                            (flags & CRF_USERPALETTE) != 0 ? palette.data() : nullptr, 0, colors,
+                                            mode == 0 || rng.oneIn(4) ? foldRow : nullptr, nullptr);
     T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
     T_SetUserMatchTable(previous);
     T_FreeUserMatchTable(table);
@@ -253,9 +252,15 @@ int main(int argc, char** argv) {
     for (int step = 0; step < steps; ++step) {
         switch (rng.below(6)) {
             case 0:
-            case 1: convertBuffer(); break;
-            case 2: writeSegments(); break;
-            default: changeColorResolution(); break;
+            case 1:
+                convertBuffer();
+                break;
+            case 2:
+                writeSegments();
+                break;
+            default:
+                changeColorResolution();
+                break;
         }
     }
     char text[17];
