@@ -24,6 +24,8 @@ Child startPillow() {
         dup2(down[0], 0);
         dup2(up[1], 1);
         for (const int fd : {down[0], down[1], up[0], up[1]}) close(fd);
+        // The system's Python first: Pillow is its package, and another one may come earlier in the path.
+        execl("/usr/bin/python3", "python3", TNK_BENCH_SOURCE_DIR "/pillow_peer.py", nullptr);
         execlp("python3", "python3", TNK_BENCH_SOURCE_DIR "/pillow_peer.py", nullptr);
         _exit(127);
     }
