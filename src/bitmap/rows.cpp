@@ -65,6 +65,10 @@ void clearPadding(const BitmapHandle& bitmap, uint8_t* rows, int32_t count) {
     }
 }
 
+void spreadRows(const BitmapHandle& bitmap, uint8_t* start, int32_t count, uint8_t** rows) {
+    for (int32_t i = 0; i < count; ++i, start += bitmap.BytesPerLine) rows[i] = start;
+}
+
 }  // namespace
 
 int64_t getRow(BitmapHandle& bitmap, uint8_t* buffer, int32_t row, uint32_t bytes) {
@@ -83,14 +87,15 @@ Result RowReader::prepare(int32_t window, bool copies) {
 
 Result RowReader::read(int32_t first, int32_t count, uint8_t** rows) {
     const StorageKind& storage = storageOf(bitmap_);
-    *rows = scratch_.data();
+    uint8_t* start = scratch_.data();
     if (direct_) {
-        TRY(storage.lend(bitmap_, first, count, rows));
+        TRY(storage.lend(bitmap_, first, count, &start));
     } else {
         TRY(moveRows(bitmap_, first, count, scratch_.data(), [&](int32_t row, uint8_t* buffer, uint32_t bytes) {
             return storage.read(bitmap_, row, 0, buffer, bytes);
         }));
     }
+    spreadRows(bitmap_, start, count, rows);
     noteRow(bitmap_, first + count - 1);
     return SUCCESS;
 }
@@ -101,21 +106,24 @@ Result RowWriter::prepare(int32_t window) {
 }
 
 Result RowWriter::lend(int32_t first, int32_t count, uint8_t** rows) {
-    first_ = first;
-    *rows = scratch_.data();
-    if (direct_) TRY(storageOf(bitmap_).lend(bitmap_, first, count, rows));
-    clearPadding(bitmap_, *rows, count);
+    next_ = first;
+    start_ = scratch_.data();
+    if (direct_) TRY(storageOf(bitmap_).lend(bitmap_, first, count, &start_));
+    clearPadding(bitmap_, start_, count);
+    spreadRows(bitmap_, start_, count, rows);
     return SUCCESS;
 }
 
 Result RowWriter::put(int32_t count) {
     if (!direct_) {
         const StorageKind& storage = storageOf(bitmap_);
-        TRY(moveRows(bitmap_, first_, count, scratch_.data(), [&](int32_t row, const uint8_t* buffer, uint32_t bytes) {
+        TRY(moveRows(bitmap_, next_, count, start_, [&](int32_t row, const uint8_t* buffer, uint32_t bytes) {
             return storage.write(bitmap_, row, 0, buffer, bytes);
         }));
     }
-    noteRow(bitmap_, first_ + count - 1);
+    next_ += count;
+    start_ += size_t{bitmap_.BytesPerLine} * static_cast<uint32_t>(count);
+    noteRow(bitmap_, next_ - 1);
     return SUCCESS;
 }
 

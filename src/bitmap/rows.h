@@ -22,7 +22,7 @@ class RowReader {
 
     // `window` rows can be lent at a time. With `copies` the rows are always scratch, which the caller may change.
     Result prepare(int32_t window = 1, bool copies = false);
-    // Lends rows first .. first + count - 1, count at most the window; valid until the next call.
+    // Lends rows first .. first + count - 1, one pointer a row, count at most the window; valid until the next call.
     Result read(int32_t first, int32_t count, uint8_t** rows);
 
   private:
@@ -39,13 +39,14 @@ class RowWriter {
 
     Result prepare(int32_t window = 1);
     Result lend(int32_t first, int32_t count, uint8_t** rows);
-    // Stores `count` of the rows last lent, from the first of them on.
+    // Stores the next `count` of the rows last lent.
     Result put(int32_t count);
 
   private:
     BitmapHandle& bitmap_;
     Scratch<uint8_t> scratch_;
-    int32_t first_ = 0;
+    uint8_t* start_ = nullptr;  // of the lent rows, the next that put() stores
+    int32_t next_ = 0;
     bool direct_ = false;
 };
 
