@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "kernels/variants.h"
+
 namespace tnk {
 namespace {
 
@@ -52,7 +54,13 @@ InstructionSet instructionSet() {
     return static_cast<InstructionSet>(set);
 }
 
-const Kernels& kernelsFor(InstructionSet) { return kScalarKernels; }
+const Kernels& kernelsFor(InstructionSet set) {
+#if defined(__x86_64__) || defined(__i386__)
+    if (set == InstructionSet::avx2) return kAvx2Kernels;
+    if (set == InstructionSet::ssse3) return kSsse3Kernels;
+#endif
+    return kScalarKernels;
+}
 
 const Kernels& kernels() {
     const Kernels* table = chosenKernels.load(std::memory_order_relaxed);
