@@ -333,6 +333,14 @@ void encode(uint8_t* row, int32_t x, const Pixel& p, const Job& job, const std::
     }
 }
 
+// A range without bits, on gray samples that would be read or written through it.
+bool windowIsEmpty(const Job& job) {
+    const bool read = job.srcRange && job.src.isGray();
+    const bool written = job.dstRange && job.dst.isGray();
+    const int32_t depth = read ? job.src.bits : job.src.isWide() ? 16 : job.dst.bits;
+    return (read || written) && referenceGrayParams(depth, 32, job.lowBit, job.highBit).bits == 0;
+}
+
 bool rangeCoversAll(int32_t depth, int32_t lowBit, int32_t highBit) {
     return lowBit <= 0 && (highBit == depth - 1 || highBit < 0);
 }
@@ -417,6 +425,7 @@ int32_t referenceConvert(uint8_t* buffer, int32_t width, int32_t srcBits, int32_
     job.alphaFill = (flags & (kConvertAlphaFromValue | kConvertAlphaOpaque)) != 0 ? 0xFFFF : 0;
     job.lowBit = lowBit;
     job.highBit = highBit;
+    if (windowIsEmpty(job)) return kReferenceInvalidParameter;
 
     std::vector<Pixel> pixels;
     for (int32_t x = 0; x < width; ++x) pixels.push_back(decode(buffer, x, job));
