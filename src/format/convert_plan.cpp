@@ -202,8 +202,7 @@ void Planner::addIndexStore() {
 Result Planner::setTargetWindow() {
     levelBits_ = spec_.bitsDst;
     if (dstRange_) {
-        const bool byPalette =
-            spec_.paletteSrc != nullptr && spec_.bitsSrc > 8 && spec_.bitsSrc <= 32 && spec_.bitsSrc != 24;
+        const bool byPalette = spec_.paletteSrc != nullptr && (spec_.bitsSrc == 16 || spec_.bitsSrc == 32);
         const GrayParams window = grayParams(spec_.bitsSrc >= 48 ? 16 : spec_.bitsDst, byPalette ? 8 : spec_.bitsDst,
                                              spec_.lowBit, spec_.highBit);
         if (window.bits < 1) return ERROR_INVALID_PARAMETER;
