@@ -9,13 +9,13 @@ namespace {
 uint32_t load16(const uint8_t* bytes) { return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8; }
 uint32_t load32(const uint8_t* bytes) { return load16(bytes) | load16(bytes + 2) << 16; }
 
-void putColor(DitherPlanes& planes, int32_t x, const PaletteEntry& color) {
+void putColor(const DitherPlanes& planes, int32_t x, const PaletteEntry& color) {
     planes.red[x] = color.Red;
     planes.green[x] = color.Green;
     planes.blue[x] = color.Blue;
 }
 
-void fetchIndexed(const DitherSource& source, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+void fetchIndexed(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
     uint8_t indexes[kDitherBlock];
     unpackIndexes(pixels, source.bits, count, indexes);
     if (source.gray) {
@@ -43,7 +43,7 @@ uint32_t windowValue(const GrayParams& window, uint32_t sample) {
 }
 
 template <int32_t Bits>
-void fetchGray(const DitherSource& source, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+void fetchGray(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
     for (int32_t x = 0; x < count; ++x) {
         const uint32_t value = windowValue(source.state.gray, loadSample<Bits>(pixels, x));
         planes.red[x] = source.state.grayScale[value & 0xFF];
@@ -51,7 +51,7 @@ void fetchGray(const DitherSource& source, const uint8_t* pixels, int32_t count,
 }
 
 template <int32_t Bits>
-void fetchGrayTable(const DitherSource& source, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+void fetchGrayTable(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
     for (int32_t x = 0; x < count; ++x) {
         const uint32_t value = windowValue(source.state.gray, loadSample<Bits>(pixels, x));
         putColor(planes, x, value < source.tableLength ? source.table[value] : PaletteEntry{});
@@ -59,7 +59,7 @@ void fetchGrayTable(const DitherSource& source, const uint8_t* pixels, int32_t c
 }
 
 template <bool RedHigh>
-void fetch555(const DitherSource&, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+void fetch555(const DitherSource&, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
     const auto widen = [](uint32_t value) { return static_cast<uint8_t>((value & 31) << 3 | (value & 31) >> 2); };
     for (int32_t x = 0; x < count; ++x) {
         const uint32_t pixel = load16(pixels + x * 2);
@@ -71,7 +71,7 @@ void fetch555(const DitherSource&, const uint8_t* pixels, int32_t count, DitherP
 
 // Whole channels: bytes a pixel, and the byte of each channel.
 template <int32_t Stride, int32_t Red, int32_t Green, int32_t Blue>
-void fetchChannels(const DitherSource&, const uint8_t* pixels, int32_t count, DitherPlanes& planes) {
+void fetchChannels(const DitherSource&, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
     for (int32_t x = 0; x < count; ++x, pixels += Stride) {
         planes.red[x] = pixels[Red];
         planes.green[x] = pixels[Green];

@@ -9,10 +9,11 @@
 
 namespace tnk {
 
+// Where the channels of a block go.
 struct DitherPlanes {
-    alignas(32) uint8_t red[kDitherBlock];
-    alignas(32) uint8_t green[kDitherBlock];
-    alignas(32) uint8_t blue[kDitherBlock];
+    uint8_t* red;
+    uint8_t* green;
+    uint8_t* blue;
 };
 
 // How the rows of a bitmap are fetched, chosen once a call.
@@ -23,7 +24,8 @@ struct DitherSource {
     int32_t bits = 0;
     bool gray = false;  // pixels have one plane for all channels
     // Writes `count` pixels, at most kDitherBlock, to the planes; gray ones to the red plane only.
-    void (*fetch)(const DitherSource& source, const uint8_t* pixels, int32_t count, DitherPlanes& planes) = nullptr;
+    void (*fetch)(const DitherSource& source, const uint8_t* pixels, int32_t count,
+                  const DitherPlanes& planes) = nullptr;
 
     // Byte offset of a column that is a multiple of 8.
     size_t offsetOf(int32_t column) const { return static_cast<size_t>(column) / 8 * static_cast<size_t>(bits); }

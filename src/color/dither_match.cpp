@@ -4,6 +4,7 @@
 
 #include "color/dither_state.h"
 #include "color/palette.h"
+#include "kernels/dither_kernels.h"
 #include "system/settings.h"
 #include "tnkrn.h"
 
@@ -45,8 +46,10 @@ const PaletteEntry& lookUpChoice(const DitherState& state, uint32_t key) {
                             static_cast<uint8_t>(key >> 5 << 3), static_cast<uint8_t>(key << 3)) +
                 1;
     }
-    return state.choices[std::min(place, kMaxPaletteEntries + 1)];
+    return state.choices[std::min(place, kOtherChoice)];
 }
+
+void completeMatchTable(const DitherState& state, uint32_t key) { lookUpChoice(state, key); }
 
 Result prepareMatching(DitherState& state, const PaletteEntry* palette, uint32_t* userTable) {
     const int32_t bits = bandBits(state.count);

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "color/dither.h"
+#include "color/dither_band.h"
 #include "color/dither_cores.h"
 #include "color/dither_fetch.h"
 #include "color/dither_pack.h"
@@ -28,7 +29,8 @@ void ditherRow(DitherState& state, const DitherSource& source, int32_t width, co
     const DitherCore core = chooseDitherCore(state, source.gray && state.grayErrors);
     DitherRow row{.state = state};
     beginDitherRow(state, row);
-    DitherPlanes planes;
+    uint8_t channels[kChannels][kDitherBlock];
+    const DitherPlanes planes{channels[0], channels[1], channels[2]};
     uint8_t indexes[kDitherBlock];
     for (int32_t x = 0; x < width; x += kDitherBlock) {
         const int32_t count = std::min(kDitherBlock, width - x);
@@ -64,7 +66,13 @@ Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* o
     }
     const DitherSource source = chooseDitherSource(state, bitmap, bits, order);
     if (!source.gray) separateErrors(state);
-    for (int32_t i = 0; i < count; ++i) ditherRow(state, source, bitmap.Width, input[i], output[i]);
+    const int32_t bandRows = ditherBandRows(state);
+    int32_t done = 0;
+    while (bandRows > 0 && count - done >= bandRows &&
+           ditherBand(state, source, bitmap.Width, input + done, output + done)) {
+        done += bandRows;
+    }
+    for (; done < count; ++done) ditherRow(state, source, bitmap.Width, input[done], output[done]);
     return SUCCESS;
 }
 

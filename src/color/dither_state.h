@@ -7,6 +7,7 @@
 
 #include "color/palette.h"
 #include "format/convert.h"
+#include "kernels/dither_kernels.h"
 #include "system/memory.h"
 #include "tnkrn.h"
 
@@ -61,7 +62,7 @@ struct DitherState {
     // be chosen; a caller's table may hold any other number, and those stand for index 0.
     uint32_t* matchTable = nullptr;
     Scratch<uint32_t> ownTable;
-    PaletteEntry choices[kMaxPaletteEntries + 2] = {};
+    PaletteEntry choices[kOtherChoice + 1] = {};
     uint32_t choiceCount = 0;
 
     // Thresholds of the ordered methods, or offsets to add to the channels, by line and column modulo 8.
@@ -73,6 +74,8 @@ struct DitherState {
     ErrorShape shape{};
     // Red, green and blue errors have been equal so far: only the red rows are kept.
     bool grayErrors = false;
+
+    Scratch<uint8_t> band;  // a DitherBand, made on first use
 
     size_t cells() const { return static_cast<size_t>(columns) + 2 * static_cast<size_t>(shape.pad); }
     int32_t* errorRow(uint32_t row, uint32_t channel) const {
