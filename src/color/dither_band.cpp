@@ -6,23 +6,9 @@
 
 #include "color/dither_pack.h"
 #include "kernels/dither_kernels.h"
-#include "kernels/kernels.h"
 
 namespace tnk {
 namespace {
-
-const DitherKernels* ditherKernels() {
-    switch (instructionSet()) {
-        case InstructionSet::avx2:
-            return &kDitherKernelsAvx2;
-        case InstructionSet::ssse3:
-        case InstructionSet::sse2:
-            return &kDitherKernelsSse2;
-        case InstructionSet::scalar:
-            break;
-    }
-    return nullptr;
-}
 
 struct ModeLevels {
     BandQuantiser quantiser;
@@ -134,7 +120,8 @@ class BandRun {
     }
 
     void takeSums(int32_t first) {
-        const int32_t later = first - core_.reach;  // the sums for the rows after meet those that the first row completes
+        const int32_t later =
+            first - core_.reach;  // the sums for the rows after meet those that the first row completes
         for (uint32_t c = 0; c < channels_; ++c) {
             BandSums& in = band_.incoming[c];
             const int32_t* const next = sums(0, c);
@@ -161,9 +148,8 @@ class BandRun {
             const BandSums& out = band_.outgoing[c];
             int32_t* const next = sums(0, c);
             const bool twoParts = core_.rows == 3;
-            forColumns(column, [&](int32_t at, int32_t x) {
-                next[x] = out.first[at] + (twoParts ? out.firstRest[at] : 0);
-            });
+            forColumns(column,
+                       [&](int32_t at, int32_t x) { next[x] = out.first[at] + (twoParts ? out.firstRest[at] : 0); });
             const int16_t* const others[] = {out.second, out.third};
             for (int32_t row = 1; row < core_.rows; ++row) {
                 int32_t* const to = sums(row, c);
@@ -195,16 +181,24 @@ class BandRun {
 
 }  // namespace
 
-int32_t ditherBandRows(const DitherState& state) {
-    const DitherKernels* const kernels = ditherKernels();
-    return kernels != nullptr && state.diffuses() ? kernels->bandRows : 0;
+const DitherKernels* ditherKernelsFor(InstructionSet set) {
+    switch (set) {
+        case InstructionSet::avx2:
+            return &kDitherKernelsAvx2;
+        case InstructionSet::ssse3:
+        case InstructionSet::sse2:
+            return &kDitherKernelsSse2;
+        case InstructionSet::scalar:
+            break;
+    }
+    return nullptr;
 }
 
-bool ditherBand(DitherState& state, const DitherSource& source, int32_t width, uint8_t* const* input,
-                uint8_t* const* output) {
+bool ditherBand(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
+                uint8_t* const* input, uint8_t* const* output) {
     DitherBand* const band = bandOf(state);
     if (band == nullptr) return false;
-    BandRun(state, *band, source, *ditherKernels(), width).run(input, output);
+    BandRun(state, *band, source, kernels, width).run(input, output);
     return true;
 }
 

@@ -5,14 +5,21 @@
 
 #include "color/dither_fetch.h"
 #include "color/dither_state.h"
+#include "kernels/kernels.h"
+#include "system/result.h"
 
 namespace tnk {
 
-// Rows that a band takes on this machine; 0 when the run's rows go one by one.
-int32_t ditherBandRows(const DitherState& state);
+// The kernels of an instruction set; null for scalar: rows go one by one.
+const DitherKernels* ditherKernelsFor(InstructionSet set);
 
-// Dithers the next ditherBandRows rows, `width` pixels each. False, with nothing done, when memory ran out.
-bool ditherBand(DitherState& state, const DitherSource& source, int32_t width, uint8_t* const* input,
-                uint8_t* const* output);
+// ditherRows with kernels of the caller's choice.
+Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output,
+                    int32_t count);
+
+// Dithers the next kernels.bandRows rows, `width` pixels each, of a run that diffuses errors. False, with nothing done,
+// when memory ran out.
+bool ditherBand(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
+                uint8_t* const* input, uint8_t* const* output);
 
 }  // namespace tnk

@@ -1,7 +1,7 @@
 #include "color/dither_fetch.h"
 
 #include "bitmap/lifecycle.h"
-#include "color/dither_pack.h"
+#include "format/packed_pixels.h"
 
 namespace tnk {
 namespace {
@@ -16,8 +16,12 @@ void putColor(const DitherPlanes& planes, int32_t x, const PaletteEntry& color) 
 }
 
 void fetchIndexed(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
-    uint8_t indexes[kDitherBlock];
-    unpackIndexes(pixels, source.bits, count, indexes);
+    uint8_t unpacked[kDitherBlock];
+    const uint8_t* indexes = pixels;
+    if (source.bits < 8) {
+        unpackPixels(static_cast<uint32_t>(source.bits), pixels, unpacked, static_cast<size_t>(count));
+        indexes = unpacked;
+    }
     if (source.gray) {
         for (int32_t x = 0; x < count; ++x) planes.red[x] = source.state.sourcePalette[indexes[x]].Red;
         return;
@@ -107,7 +111,7 @@ DitherSource chooseDitherSource(const DitherState& state, const BitmapHandle& bi
     } else if (bits == 12 || ((bits == 16 || bits == 32) && order == ORDER_GRAY)) {
         chooseGray(source, bitmap);
     } else if (bits == 16) {
-        source.fetch = order == ORDER_RGB ? fetch555<false> : fetch555<true>;
+        source.fetch = bgr ? fetch555<true> : fetch555<false>;
     } else if (bits == 24) {
         source.fetch = bgr ? fetchChannels<3, 2, 1, 0> : fetchChannels<3, 0, 1, 2>;
     } else if (bits == 32) {

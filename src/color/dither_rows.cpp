@@ -47,6 +47,11 @@ bool ditherChangesInput(const BitmapHandle& bitmap) {
 }
 
 Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output, int32_t count) {
+    return ditherRowsBy(ditherKernelsFor(instructionSet()), bitmap, input, output, count);
+}
+
+Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output,
+                    int32_t count) {
     if (bitmap.pDitherState == nullptr) return ERROR_INVALID_PARAMETER;
     if (bitmap.StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
     if ((bitmap.Flags & BMF_SIGNED) != 0) return ERROR_SIGNED_DATA;
@@ -66,11 +71,12 @@ Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* o
     }
     const DitherSource source = chooseDitherSource(state, bitmap, bits, order);
     if (!source.gray) separateErrors(state);
-    const int32_t bandRows = ditherBandRows(state);
     int32_t done = 0;
-    while (bandRows > 0 && count - done >= bandRows &&
-           ditherBand(state, source, bitmap.Width, input + done, output + done)) {
-        done += bandRows;
+    if (kernels != nullptr && state.diffuses()) {
+        while (count - done >= kernels->bandRows &&
+               ditherBand(*kernels, state, source, bitmap.Width, input + done, output + done)) {
+            done += kernels->bandRows;
+        }
     }
     for (; done < count; ++done) ditherRow(state, source, bitmap.Width, input[done], output[done]);
     return SUCCESS;

@@ -61,8 +61,9 @@ struct Avx2 {
     // A bit for each lane of the mask whose entry is 0.
     static uint32_t unknownLanes(const Entries& entries, V mask) {
         const __m256i zero = _mm256_setzero_si256();
-        const __m256i unknown = _mm256_and_si256(bits(mask), _mm256_packs_epi32(_mm256_cmpeq_epi32(entries.low, zero),
-                                                                                _mm256_cmpeq_epi32(entries.high, zero)));
+        const __m256i unknown = _mm256_and_si256(
+            bits(mask),
+            _mm256_packs_epi32(_mm256_cmpeq_epi32(entries.low, zero), _mm256_cmpeq_epi32(entries.high, zero)));
         if (_mm256_testz_si256(unknown, unknown) != 0) return 0;
         const __m128i lanes = _mm_packs_epi16(_mm256_castsi256_si128(unknown), _mm256_extracti128_si256(unknown, 1));
         return static_cast<uint32_t>(_mm_movemask_epi8(lanes));

@@ -226,7 +226,8 @@ struct Transposer {
     static_assert(kBandTile == 16);
 
     // From lines, of which each begins `lag` bytes before the one above, to a vector of rows for each step.
-    static void toSteps(const DitherBand::Lines& lines, int32_t column, int32_t lag, uint8_t (&steps)[kBandTile * kRows]) {
+    static void toSteps(const DitherBand::Lines& lines, int32_t column, int32_t lag,
+                        uint8_t (&steps)[kBandTile * kRows]) {
         Bytes vectors[kRows];
         for (int32_t i = 0; i < kRows; ++i) {
             const int32_t row = kRows - 1 - i;
@@ -236,7 +237,8 @@ struct Transposer {
         for (int32_t i = 0; i < kRows; ++i) vectors[i].store(steps + 16 * i);
     }
 
-    static void toLines(const uint8_t (&steps)[kBandTile * kRows], DitherBand::Lines& lines, int32_t column, int32_t lag) {
+    static void toLines(const uint8_t (&steps)[kBandTile * kRows], DitherBand::Lines& lines, int32_t column,
+                        int32_t lag) {
         Bytes vectors[kRows];
         for (int32_t i = 0; i < kRows; ++i) vectors[i] = Bytes::load(steps + 16 * i);
         interleave<kRows, 4>(vectors);
@@ -389,22 +391,32 @@ class BandCore {
 template <typename Lanes, typename Quantiser, int32_t Channels>
 BandCoreChoice bandCoreOf(uint32_t method) {
     switch (method) {
-        case DITHER_FLOYD_STEINBERG: return BandCore<Lanes, FloydSteinberg, Quantiser, Channels>::choice();
-        case DITHER_STUCKI: return BandCore<Lanes, Stucki, Quantiser, Channels>::choice();
-        case DITHER_BURKES: return BandCore<Lanes, Burkes, Quantiser, Channels>::choice();
-        case DITHER_SIERRA: return BandCore<Lanes, Sierra, Quantiser, Channels>::choice();
-        case DITHER_STEVENSON_ARCE: return BandCore<Lanes, StevensonArce, Quantiser, Channels>::choice();
-        case DITHER_JARVIS: return BandCore<Lanes, Jarvis, Quantiser, Channels>::choice();
-        default: return {};
+        case DITHER_FLOYD_STEINBERG:
+            return BandCore<Lanes, FloydSteinberg, Quantiser, Channels>::choice();
+        case DITHER_STUCKI:
+            return BandCore<Lanes, Stucki, Quantiser, Channels>::choice();
+        case DITHER_BURKES:
+            return BandCore<Lanes, Burkes, Quantiser, Channels>::choice();
+        case DITHER_SIERRA:
+            return BandCore<Lanes, Sierra, Quantiser, Channels>::choice();
+        case DITHER_STEVENSON_ARCE:
+            return BandCore<Lanes, StevensonArce, Quantiser, Channels>::choice();
+        case DITHER_JARVIS:
+            return BandCore<Lanes, Jarvis, Quantiser, Channels>::choice();
+        default:
+            return {};
     }
 }
 
 template <typename Lanes, int32_t Channels>
 BandCoreChoice bandCoreOf(uint32_t method, BandQuantiser quantiser) {
     switch (quantiser) {
-        case BandQuantiser::table: return bandCoreOf<Lanes, TableQuantiser<Lanes, Channels>, Channels>(method);
-        case BandQuantiser::gray: return bandCoreOf<Lanes, GrayQuantiser<Lanes, Channels>, Channels>(method);
-        case BandQuantiser::levels: break;
+        case BandQuantiser::table:
+            return bandCoreOf<Lanes, TableQuantiser<Lanes, Channels>, Channels>(method);
+        case BandQuantiser::gray:
+            return bandCoreOf<Lanes, GrayQuantiser<Lanes, Channels>, Channels>(method);
+        case BandQuantiser::levels:
+            break;
     }
     if constexpr (Channels == 1) return {};  // coloured palettes
     return bandCoreOf<Lanes, LevelQuantiser<Lanes, 3>, 3>(method);
