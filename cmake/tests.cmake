@@ -123,8 +123,12 @@ add_test(NAME exports
             -DHEADER=${PROJECT_SOURCE_DIR}/include/tnkrn.h -DSANITIZED=${TNK_SANITIZE}
             -P ${PROJECT_SOURCE_DIR}/cmake/check_exports.cmake)
 if(WIN32)
+    set(shipped $<TARGET_FILE:tnkrn>)
+    if(TARGET tnk)
+        list(APPEND shipped $<TARGET_FILE:tnk>)
+    endif()
     add_test(NAME imports
-        COMMAND ${CMAKE_COMMAND} "-DFILES=$<TARGET_FILE:tnkrn>;$<$<TARGET_EXISTS:tnk>:$<TARGET_FILE:tnk>>"
+        COMMAND ${CMAKE_COMMAND} "-DFILES=${shipped}"
                 -DOBJDUMP=${CMAKE_OBJDUMP} -P ${PROJECT_SOURCE_DIR}/cmake/check_imports.cmake)
 
     # A program by the compiler and linker of the MSVC ABI, without a C runtime, through Tnkrn15u.lib.
