@@ -12,8 +12,8 @@ int main(void) {
     uint8_t* row = malloc(photo.BytesPerLine);
     for (int32_t y = 0; row != NULL && y < photo.Height; ++y) {
         for (int32_t x = 0; x < photo.Width; ++x) {
-            row[3 * x] = (uint8_t)(x * 255 / 639);           /* blue */
-            row[3 * x + 1] = (uint8_t)(y * 255 / 479);       /* green */
+            row[3 * x] = (uint8_t)(x * 255 / 639);             /* blue */
+            row[3 * x + 1] = (uint8_t)(y * 255 / 479);         /* green */
             row[3 * x + 2] = (uint8_t)((639 - x) * 255 / 639); /* red */
         }
         T_PutBitmapRow(&photo, row, y, (uint32_t)photo.Width * 3);

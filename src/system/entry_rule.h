@@ -9,9 +9,9 @@ namespace tnk {
 
 struct EntryRule {
     int32_t onNull;
-    int32_t onUnallocated;  // 0: storage is not asked for
-    int32_t onSize;         // 0: the size is not checked
-    bool sizeFirst = false; // the size is checked before the storage
+    int32_t onUnallocated;   // 0: storage is not asked for
+    int32_t onSize;          // 0: the size is not checked
+    bool sizeFirst = false;  // the size is checked before the storage
 };
 
 inline bool isAllocated(const BitmapHandle& bitmap) { return (bitmap.Flags & BMF_ALLOCATED) != 0; }

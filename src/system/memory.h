@@ -18,7 +18,8 @@ class Scratch {
 
   public:
     Scratch() = default;
-    Scratch(Scratch&& other) noexcept : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
+    Scratch(Scratch&& other) noexcept
+        : data_(std::exchange(other.data_, nullptr)), size_(std::exchange(other.size_, 0)) {}
     Scratch& operator=(Scratch&& other) noexcept {
         std::swap(data_, other.data_);
         std::swap(size_, other.size_);

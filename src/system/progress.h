@@ -9,7 +9,10 @@ namespace tnk {
 class Progress {
   public:
     Progress(StatusCallback callback, void* userData, int32_t rows)
-        : callback_(callback), userData_(userData), rows_(rows), step_(rows > 0 ? 100 / rows : 0),
+        : callback_(callback),
+          userData_(userData),
+          rows_(rows),
+          step_(rows > 0 ? 100 / rows : 0),
           remainder_(rows > 0 ? 100 % rows : 0) {}
 
     bool active() const { return callback_ != nullptr; }

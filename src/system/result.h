@@ -15,8 +15,8 @@ struct [[nodiscard]] Result {
 };
 
 // Leaves the function with the result of `expression` unless it is 1.
-#define TRY(expression)                                      \
-    do {                                                     \
+#define TRY(expression)                                                                         \
+    do {                                                                                        \
         if (const ::tnk::Result tryResult_ = (expression); !tryResult_.ok()) return tryResult_; \
     } while (false)
 

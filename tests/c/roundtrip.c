@@ -6,12 +6,12 @@
 
 static int failures = 0;
 
-#define CHECK(condition)                                                        \
-    do {                                                                        \
-        if (!(condition)) {                                                     \
-            printf("%s:%d: %s is false\n", __FILE__, __LINE__, #condition);     \
-            ++failures;                                                         \
-        }                                                                       \
+#define CHECK(condition)                                                    \
+    do {                                                                    \
+        if (!(condition)) {                                                 \
+            printf("%s:%d: %s is false\n", __FILE__, __LINE__, #condition); \
+            ++failures;                                                     \
+        }                                                                   \
     } while (0)
 
 static int32_t TNK_CALL countReports(int32_t percent, void* user) {
