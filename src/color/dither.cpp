@@ -42,6 +42,10 @@ void prepareSource(DitherState& state, const BitmapHandle& bitmap) {
     if (bitmap.BitsPerPixel <= 8) {
         readBitmapPalette(bitmap, state.sourcePalette);
         state.sourcePaletteGray = isGrayPalette(state.sourcePalette);
+        state.sourcePaletteLevels = state.sourcePaletteGray;
+        for (uint32_t i = 0; i < kMaxPaletteEntries; ++i) {
+            if (state.sourcePalette[i].Red != i) state.sourcePaletteLevels = false;
+        }
     } else {
         prepareGray(state, bitmap);
     }

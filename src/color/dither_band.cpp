@@ -4,48 +4,12 @@
 #include <cstring>
 #include <memory>
 
+#include "color/dither_modes.h"
 #include "color/dither_pack.h"
 #include "kernels/dither_kernels.h"
 
 namespace tnk {
 namespace {
-
-struct ModeLevels {
-    BandQuantiser quantiser;
-    uint32_t colors;  // that the mode can give
-    DitherLevels levels;
-};
-
-// A channel's number of levels as scale and step.
-constexpr uint16_t kTwo[] = {512, 4080};
-constexpr uint16_t kFour[] = {1024, 1360};
-constexpr uint16_t kSix[] = {1286, 816};
-constexpr uint16_t kEight[] = {2048, 583};
-
-constexpr ModeLevels modeLevels(BandQuantiser quantiser, uint32_t colors, const uint16_t (&red)[2],
-                                const uint16_t (&green)[2], const uint16_t (&blue)[2], uint16_t redWeight,
-                                uint16_t greenWeight, uint16_t blueWeight, uint16_t bright = 0) {
-    return {quantiser,
-            colors,
-            {{red[0], green[0], blue[0]}, {red[1], green[1], blue[1]}, {redWeight, greenWeight, blueWeight}, bright}};
-}
-
-// By match mode.
-constexpr ModeLevels kModeLevels[kMatchModes] = {
-    {BandQuantiser::table, 0, {}},
-    {BandQuantiser::table, 0, {}},
-    modeLevels(BandQuantiser::gray, 2, kTwo, kTwo, kTwo, 1, 0, 0),
-    modeLevels(BandQuantiser::gray, 4, kFour, kFour, kFour, 1, 0, 0),
-    modeLevels(BandQuantiser::levels, 8, kTwo, kTwo, kTwo, 4, 2, 1),
-    modeLevels(BandQuantiser::levels, 16, kTwo, kTwo, kTwo, 1, 2, 4, 8),
-    modeLevels(BandQuantiser::levels, 32, kFour, kFour, kTwo, 8, 2, 1),
-    modeLevels(BandQuantiser::levels, 64, kFour, kFour, kFour, 16, 4, 1),
-    modeLevels(BandQuantiser::levels, 128, kFour, kEight, kFour, 32, 4, 1),
-    modeLevels(BandQuantiser::levels, 256, kEight, kEight, kFour, 32, 4, 1),
-    modeLevels(BandQuantiser::levels, 216, kSix, kSix, kSix, 36, 6, 1),
-};
-
-const ModeLevels& modeLevelsOf(const DitherState& state) { return kModeLevels[static_cast<uint32_t>(state.mode)]; }
 
 // The run's band, made on first use.
 DitherBand* bandOf(DitherState& state) {
@@ -63,16 +27,13 @@ class BandRun {
         : state_(state),
           band_(band),
           source_(source),
+          kernels_(kernels),
           rows_(kernels.bandRows),
           channels_(source.gray && state.grayErrors ? 1 : kChannels),
           width_(width),
-          core_(kernels.bandCore(state.method, modeLevelsOf(state).quantiser, channels_ == 1)) {
-        const ModeLevels& mode = modeLevelsOf(state);
-        band_.state = &state;
-        band_.matchTable = state.matchTable;
-        band_.choices = state.choices;
-        band_.levels = mode.levels;
-        band_.limit = static_cast<int32_t>(state.count < mode.colors ? state.count : kMaxPaletteEntries);
+          core_(kernels.bandCore(state.method, quantisingOf(state), channels_ == 1)) {
+        band_.match = ditherMatchOf(state);
+        band_.limit = static_cast<int32_t>(state.count < colorsOf(state) ? state.count : kMaxPaletteEntries);
         band_.width = width;
         for (uint32_t c = 0; c < kChannels; ++c) band_.channel[c] = &band_.pixels[source.gray ? 0 : c];
         std::memset(band_.past, 0, sizeof(band_.past));
@@ -166,13 +127,15 @@ class BandRun {
         if (first >= end) return;
         const size_t offset = static_cast<size_t>(first) / 8 * state_.outputBits;
         for (int32_t row = 0; row < rows_; ++row) {
-            packIndexes(band_.indexes[row] + (first - begin), state_.outputBits, end - first, output[row] + offset);
+            packIndexes(&kernels_, band_.indexes[row] + (first - begin), state_.outputBits, end - first,
+                        output[row] + offset);
         }
     }
 
     DitherState& state_;
     DitherBand& band_;
     const DitherSource& source_;
+    const DitherKernels& kernels_;
     const int32_t rows_;
     const uint32_t channels_;
     const int32_t width_;
@@ -180,19 +143,6 @@ class BandRun {
 };
 
 }  // namespace
-
-const DitherKernels* ditherKernelsFor(InstructionSet set) {
-    switch (set) {
-        case InstructionSet::avx2:
-            return &kDitherKernelsAvx2;
-        case InstructionSet::ssse3:
-        case InstructionSet::sse2:
-            return &kDitherKernelsSse2;
-        case InstructionSet::scalar:
-            break;
-    }
-    return nullptr;
-}
 
 bool ditherBand(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
                 uint8_t* const* input, uint8_t* const* output) {

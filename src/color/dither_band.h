@@ -5,15 +5,12 @@
 
 #include "color/dither_fetch.h"
 #include "color/dither_state.h"
-#include "kernels/kernels.h"
+#include "kernels/dither_kernels.h"
 #include "system/result.h"
 
 namespace tnk {
 
-// The kernels of an instruction set; null for scalar: rows go one by one.
-const DitherKernels* ditherKernelsFor(InstructionSet set);
-
-// ditherRows with kernels of the caller's choice.
+// ditherRows with kernels of the caller's choice; null: scalar code.
 Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output,
                     int32_t count);
 

@@ -1,5 +1,7 @@
 #include "color/dither_fetch.h"
 
+#include <cstring>
+
 #include "bitmap/lifecycle.h"
 #include "format/packed_pixels.h"
 
@@ -15,6 +17,23 @@ void putColor(const DitherPlanes& planes, int32_t x, const PaletteEntry& color) 
     planes.blue[x] = color.Blue;
 }
 
+// Pixels of `Stride` bytes, one a channel; the byte of each channel.
+template <int32_t Stride, int32_t Red, int32_t Green, int32_t Blue>
+void splitPixels(const DitherKernels* kernels, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+    static_assert(Green == 1 && (Red == 0 || Blue == 0));
+    int32_t x = 0;
+    const auto vectors = kernels == nullptr ? nullptr : Stride == 3 ? kernels->splitThree : kernels->splitFour;
+    if (vectors != nullptr) {
+        x = vectors(pixels, count, Red == 0 ? planes.red : planes.blue, planes.green,
+                    Red == 0 ? planes.blue : planes.red);
+    }
+    for (pixels += x * Stride; x < count; ++x, pixels += Stride) {
+        planes.red[x] = pixels[Red];
+        planes.green[x] = pixels[Green];
+        planes.blue[x] = pixels[Blue];
+    }
+}
+
 void fetchIndexed(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
     uint8_t unpacked[kDitherBlock];
     const uint8_t* indexes = pixels;
@@ -22,11 +41,19 @@ void fetchIndexed(const DitherSource& source, const uint8_t* pixels, int32_t cou
         unpackPixels(static_cast<uint32_t>(source.bits), pixels, unpacked, static_cast<size_t>(count));
         indexes = unpacked;
     }
+    const PaletteEntry* const palette = source.state.sourcePalette;
     if (source.gray) {
-        for (int32_t x = 0; x < count; ++x) planes.red[x] = source.state.sourcePalette[indexes[x]].Red;
+        for (int32_t x = 0; x < count; ++x) planes.red[x] = palette[indexes[x]].Red;
         return;
     }
-    for (int32_t x = 0; x < count; ++x) putColor(planes, x, source.state.sourcePalette[indexes[x]]);
+    PaletteEntry colors[kDitherBlock];
+    for (int32_t x = 0; x < count; ++x) colors[x] = palette[indexes[x]];
+    splitPixels<4, 2, 1, 0>(source.kernels, reinterpret_cast<const uint8_t*>(colors), count, planes);
+}
+
+// 8-bit indexes that are their own gray levels.
+void fetchLevels(const DitherSource&, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+    std::memcpy(planes.red, pixels, static_cast<size_t>(count));
 }
 
 template <int32_t Bits>
@@ -73,14 +100,17 @@ void fetch555(const DitherSource&, const uint8_t* pixels, int32_t count, const D
     }
 }
 
-// Whole channels: bytes a pixel, and the byte of each channel.
 template <int32_t Stride, int32_t Red, int32_t Green, int32_t Blue>
-void fetchChannels(const DitherSource&, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
-    for (int32_t x = 0; x < count; ++x, pixels += Stride) {
-        planes.red[x] = pixels[Red];
-        planes.green[x] = pixels[Green];
-        planes.blue[x] = pixels[Blue];
-    }
+void fetchBytes(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+    splitPixels<Stride, Red, Green, Blue>(source.kernels, pixels, count, planes);
+}
+
+// 16-bit channels by their high bytes; the places are those of the channels in a pixel.
+template <int32_t Channels, int32_t Red, int32_t Green, int32_t Blue>
+void fetchWords(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+    uint8_t high[kDitherBlock * Channels];
+    for (int32_t i = 0; i < count * Channels; ++i) high[i] = pixels[2 * i + 1];
+    splitPixels<Channels, Red, Green, Blue>(source.kernels, high, count, planes);
 }
 
 void chooseGray(DitherSource& source, const BitmapHandle& bitmap) {
@@ -102,24 +132,25 @@ void chooseGray(DitherSource& source, const BitmapHandle& bitmap) {
 
 }  // namespace
 
-DitherSource chooseDitherSource(const DitherState& state, const BitmapHandle& bitmap, int32_t bits, uint32_t order) {
-    DitherSource source{.state = state, .bits = bits};
+DitherSource chooseDitherSource(const DitherKernels* kernels, const DitherState& state, const BitmapHandle& bitmap,
+                                int32_t bits, uint32_t order) {
+    DitherSource source{.state = state, .kernels = kernels, .bits = bits};
     const bool bgr = order == ORDER_BGR;
     if (bits <= 8) {
         source.gray = state.sourcePaletteGray;
-        source.fetch = fetchIndexed;
+        source.fetch = bits == 8 && state.sourcePaletteLevels ? fetchLevels : fetchIndexed;
     } else if (bits == 12 || ((bits == 16 || bits == 32) && order == ORDER_GRAY)) {
         chooseGray(source, bitmap);
     } else if (bits == 16) {
         source.fetch = bgr ? fetch555<true> : fetch555<false>;
     } else if (bits == 24) {
-        source.fetch = bgr ? fetchChannels<3, 2, 1, 0> : fetchChannels<3, 0, 1, 2>;
+        source.fetch = bgr ? fetchBytes<3, 2, 1, 0> : fetchBytes<3, 0, 1, 2>;
     } else if (bits == 32) {
-        source.fetch = bgr ? fetchChannels<4, 2, 1, 0> : fetchChannels<4, 0, 1, 2>;
+        source.fetch = bgr ? fetchBytes<4, 2, 1, 0> : fetchBytes<4, 0, 1, 2>;
     } else if (bits == 48) {
-        source.fetch = bgr ? fetchChannels<6, 5, 3, 1> : fetchChannels<6, 1, 3, 5>;
+        source.fetch = bgr ? fetchWords<3, 2, 1, 0> : fetchWords<3, 0, 1, 2>;
     } else {
-        source.fetch = bgr ? fetchChannels<8, 5, 3, 1> : fetchChannels<8, 1, 3, 5>;
+        source.fetch = bgr ? fetchWords<4, 2, 1, 0> : fetchWords<4, 0, 1, 2>;
     }
     return source;
 }

@@ -19,6 +19,7 @@ struct DitherPlanes {
 // How the rows of a bitmap are fetched, chosen once a call.
 struct DitherSource {
     const DitherState& state;
+    const DitherKernels* kernels = nullptr;
     const PaletteEntry* table = nullptr;  // lookup table of gray samples
     uint32_t tableLength = 0;
     int32_t bits = 0;
@@ -37,6 +38,7 @@ struct DitherSource {
 
 // `order` and the bits stand for the rows as they are fetched, which for 24- and 48-bit rows in other orders than RGB
 // and BGR are 24-bit BGR.
-DitherSource chooseDitherSource(const DitherState& state, const BitmapHandle& bitmap, int32_t bits, uint32_t order);
+DitherSource chooseDitherSource(const DitherKernels* kernels, const DitherState& state, const BitmapHandle& bitmap,
+                                int32_t bits, uint32_t order);
 
 }  // namespace tnk

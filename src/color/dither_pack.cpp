@@ -6,7 +6,13 @@
 
 namespace tnk {
 
-void packIndexes(const uint8_t* indexes, uint32_t bits, int32_t count, uint8_t* row) {
+void packIndexes(const DitherKernels* kernels, const uint8_t* indexes, uint32_t bits, int32_t count, uint8_t* row) {
+    if (bits == 1 && kernels != nullptr && kernels->packBits != nullptr) {
+        const int32_t done = kernels->packBits(indexes, count, row);
+        indexes += done;
+        row += done / 8;
+        count -= done;
+    }
     const auto pixels = static_cast<size_t>(count);
     if (bits == 8) std::memcpy(row, indexes, pixels);
     if (bits < 1 || bits > 7) return;

@@ -5,6 +5,7 @@
 #include "color/dither_band.h"
 #include "color/dither_cores.h"
 #include "color/dither_fetch.h"
+#include "color/dither_modes.h"
 #include "color/dither_pack.h"
 #include "color/dither_state.h"
 #include "format/convert.h"
@@ -25,19 +26,45 @@ void separateErrors(DitherState& state) {
     }
 }
 
+// Fetches, dithers and packs a row. `core` makes the indexes of a block.
+template <typename Core>
+void ditherBlocks(const DitherState& state, const DitherSource& source, int32_t width, const uint8_t* input,
+                  uint8_t* output, Core core) {
+    alignas(32) uint8_t channels[kChannels][kDitherBlock];
+    alignas(32) uint8_t indexes[kDitherBlock];
+    const DitherPlanes planes{channels[0], channels[1], channels[2]};
+    for (int32_t x = 0; x < width; x += kDitherBlock) {
+        const int32_t count = std::min(kDitherBlock, width - x);
+        source.fetch(source, input + source.offsetOf(x), count, planes);
+        core(source.planesOf(planes), count, indexes);
+        packIndexes(source.kernels, indexes, state.outputBits, count,
+                    output + static_cast<size_t>(x) / 8 * state.outputBits);
+    }
+}
+
 void ditherRow(DitherState& state, const DitherSource& source, int32_t width, const uint8_t* input, uint8_t* output) {
     const DitherCore core = chooseDitherCore(state, source.gray && state.grayErrors);
     DitherRow row{.state = state};
     beginDitherRow(state, row);
-    uint8_t channels[kChannels][kDitherBlock];
-    const DitherPlanes planes{channels[0], channels[1], channels[2]};
-    uint8_t indexes[kDitherBlock];
-    for (int32_t x = 0; x < width; x += kDitherBlock) {
-        const int32_t count = std::min(kDitherBlock, width - x);
-        source.fetch(source, input + source.offsetOf(x), count, planes);
-        core(row, source.planesOf(planes), count, indexes);
-        packIndexes(indexes, state.outputBits, count, output + static_cast<size_t>(x) / 8 * state.outputBits);
+    ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
+        core(row, pixels, count, indexes);
+    });
+}
+
+// A row of a method without errors, by vectors.
+void ditherRowBy(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
+                 const uint8_t* input, uint8_t* output) {
+    const DitherRowCore core = kernels.rowCore(quantisingOf(state), source.gray);
+    const DitherMatch match = ditherMatchOf(state);
+    int16_t offsets[kOffsets] = {};
+    if (state.isOrdered()) {
+        DitherRow row{.state = state};
+        beginDitherRow(state, row);
+        for (int32_t i = 0; i < kOffsets; ++i) offsets[i] = row.ordered[i % 8];
     }
+    ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
+        core(match, offsets, {pixels.red, pixels.green, pixels.blue}, count, indexes);
+    });
 }
 
 }  // namespace
@@ -69,7 +96,7 @@ Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t*
         bits = 24;
         order = ORDER_BGR;
     }
-    const DitherSource source = chooseDitherSource(state, bitmap, bits, order);
+    const DitherSource source = chooseDitherSource(kernels, state, bitmap, bits, order);
     if (!source.gray) separateErrors(state);
     int32_t done = 0;
     if (kernels != nullptr && state.diffuses()) {
@@ -78,7 +105,13 @@ Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t*
             done += kernels->bandRows;
         }
     }
-    for (; done < count; ++done) ditherRow(state, source, bitmap.Width, input[done], output[done]);
+    for (; done < count; ++done) {
+        if (kernels != nullptr && !state.diffuses()) {
+            ditherRowBy(*kernels, state, source, bitmap.Width, input[done], output[done]);
+        } else {
+            ditherRow(state, source, bitmap.Width, input[done], output[done]);
+        }
+    }
     return SUCCESS;
 }
 

@@ -50,6 +50,7 @@ struct DitherState {
     int32_t sourceBits = 0;
     PaletteEntry sourcePalette[kMaxPaletteEntries] = {};
     bool sourcePaletteGray = false;
+    bool sourcePaletteLevels = false;  // entry i is the gray level i
     GrayParams gray;
     uint8_t grayScale[256] = {};  // window value to 8-bit level
 

@@ -1,14 +1,15 @@
-// Dithering with AVX2: sixteen rows.
+// Dithering with AVX2: sixteen rows or pixels at a time.
 #include <immintrin.h>
 
 #include "kernels/dither_band_core.h"
+#include "kernels/dither_row_core.h"
 
 namespace tnk {
 namespace {
 
 struct Avx2 {
     using V = int16_t __attribute__((vector_size(32)));
-    static constexpr int32_t kRows = 16;
+    static constexpr int32_t kLanes = 16;
 
     static V vector(__m256i value) { return reinterpret_cast<V>(value); }
     static __m256i bits(V value) { return reinterpret_cast<__m256i>(value); }
@@ -18,12 +19,12 @@ struct Avx2 {
     static void store(void* to, V value) { _mm256_storeu_si256(static_cast<__m256i*>(to), bits(value)); }
 
     static V widen(const uint8_t* from) {
-        return vector(_mm256_cvtepu8_epi16(_mm_load_si128(reinterpret_cast<const __m128i*>(from))));
+        return vector(_mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))));
     }
     static void narrow(uint8_t* to, V value) {
         const __m256i v = bits(value);
-        _mm_store_si128(reinterpret_cast<__m128i*>(to),
-                        _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
+                         _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
     }
     static V clampToByte(V value) {
         return vector(_mm256_min_epi16(_mm256_max_epi16(bits(value), _mm256_setzero_si256()), _mm256_set1_epi16(255)));
@@ -35,6 +36,11 @@ struct Avx2 {
         const __m128i above = _mm_loadu_si128(reinterpret_cast<const __m128i*>(first));
         const __m256i high = _mm256_permute2x128_si256(bits(value), _mm256_castsi128_si256(above), 0x21);
         return vector(_mm256_alignr_epi8(high, bits(value), 2));
+    }
+
+    static V lanesBelow(int32_t count) {
+        const __m256i places = _mm256_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+        return vector(_mm256_cmpgt_epi16(_mm256_set1_epi16(static_cast<int16_t>(count)), places));
     }
 
     template <int32_t Power>
@@ -98,6 +104,7 @@ struct Avx2 {
 
 }  // namespace
 
-constexpr DitherKernels kDitherKernelsAvx2 = {Avx2::kRows, chooseBandCore<Avx2>};
+constexpr DitherKernels kDitherKernelsAvx2 = {Avx2::kLanes,    chooseBandCore<Avx2>, chooseRowCore<Avx2>,
+                                              splitThreeSsse3, splitFourSsse3,       packBitsSsse3};
 
 }  // namespace tnk

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "kernels/dither_kernels.h"
+#include "kernels/dither_quantise.h"
 
 namespace tnk {
 
@@ -118,92 +119,6 @@ struct StevensonArce {
     }
 };
 
-// Quantisers take the levels of `Channels` channels, put the chosen entry's levels in their place and return indexes.
-
-template <typename Lanes, int32_t Channels>
-class LevelQuantiser {
-    using V = typename Lanes::V;
-
-  public:
-    explicit LevelQuantiser(const DitherBand& band) : bright_(Lanes::all(band.levels.bright)) {
-        for (int32_t c = 0; c < 3; ++c) {
-            scale_[c] = Lanes::all(band.levels.scale[c]);
-            step_[c] = Lanes::all(band.levels.step[c]);
-            weight_[c] = Lanes::all(band.levels.weight[c]);
-        }
-    }
-    V operator()(V (&level)[Channels], V) const {
-        V index{};
-        for (int32_t c = 0; c < Channels; ++c) {
-            const V code = Lanes::multiplyHigh(level[c], scale_[c]);
-            index += code * weight_[c];
-            level[c] = (code * step_[c] + 8) >> 4;
-        }
-        return index + ((index > 0) & bright_);
-    }
-
-  private:
-    V scale_[3];
-    V step_[3];
-    V weight_[3];
-    V bright_;
-};
-
-// As above by the gray level of the channels.
-template <typename Lanes, int32_t Channels>
-class GrayQuantiser {
-    using V = typename Lanes::V;
-
-  public:
-    explicit GrayQuantiser(const DitherBand& band)
-        : scale_(Lanes::all(band.levels.scale[0])), step_(Lanes::all(band.levels.step[0])) {}
-    V operator()(V (&level)[Channels], V) const {
-        V gray = level[0];
-        if constexpr (Channels == 3) gray = (2 * level[0] + 5 * level[1] + level[2] + 4) >> 3;
-        const V code = Lanes::multiplyHigh(gray, scale_);
-        for (V& channel : level) channel = (code * step_ + 8) >> 4;
-        return code;
-    }
-
-  private:
-    V scale_;
-    V step_;
-};
-
-template <typename Lanes, int32_t Channels>
-class TableQuantiser {
-    using V = typename Lanes::V;
-
-  public:
-    explicit TableQuantiser(const DitherBand& band) : band_(band) {}
-    // Only lanes whose mask is set may complete the table.
-    V operator()(V (&level)[Channels], V mask) const {
-        const V red = level[0];
-        const V green = level[Channels == 3 ? 1 : 0];
-        const V blue = level[Channels == 3 ? 2 : 0];
-        const V key = (red & 0xF8) << 7 | (green & 0xF8) << 2 | blue >> 3;
-        typename Lanes::Entries entries = Lanes::gather(band_.matchTable, key);
-        if (const uint32_t unknown = Lanes::unknownLanes(entries, mask); unknown != 0) {
-            complete(key, unknown);
-            entries = Lanes::gather(band_.matchTable, key);
-        }
-        V index;
-        Lanes::chosen(band_.choices, entries, level, index);
-        return index;
-    }
-
-  private:
-    void complete(V key, uint32_t unknown) const {
-        alignas(32) uint16_t keys[Lanes::kRows];
-        Lanes::store(keys, key);
-        for (int32_t lane = 0; lane < Lanes::kRows; ++lane) {
-            if ((unknown >> lane & 1) != 0) completeMatchTable(*band_.state, keys[lane]);
-        }
-    }
-
-    const DitherBand& band_;
-};
-
 // Interleaves the first half of the vectors with the second, `times` times. Seen as one run of bytes, row and column
 // trade places when that is done as often as rows (or, on the way back, columns) are powers of two.
 template <int32_t Rows, int32_t Times, typename Bytes>
@@ -220,7 +135,7 @@ void interleave(Bytes (&vectors)[Rows]) {
 
 template <typename Lanes>
 struct Transposer {
-    static constexpr int32_t kRows = Lanes::kRows;
+    static constexpr int32_t kRows = Lanes::kLanes;
     static constexpr int32_t kRowPowers = kRows == 16 ? 4 : 3;
     using Bytes = typename Lanes::Bytes;
     static_assert(kBandTile == 16);
@@ -252,16 +167,16 @@ struct Transposer {
 // Which rows have a pixel at each step of a tile.
 template <typename Lanes>
 void maskTile(int32_t firstStep, int32_t lag, int32_t width, typename Lanes::V (&masks)[kBandTile]) {
-    const bool inside = firstStep >= lag * (Lanes::kRows - 1) && firstStep + kBandTile <= width;
+    const bool inside = firstStep >= lag * (Lanes::kLanes - 1) && firstStep + kBandTile <= width;
     if (inside) {
         for (auto& mask : masks) mask = Lanes::all(-1);
         return;
     }
     for (int32_t i = 0; i < kBandTile; ++i) {
-        alignas(32) int16_t lanes[Lanes::kRows];
-        for (int32_t row = 0; row < Lanes::kRows; ++row) {
+        alignas(32) int16_t lanes[Lanes::kLanes];
+        for (int32_t row = 0; row < Lanes::kLanes; ++row) {
             const int32_t x = firstStep + i - lag * row;
-            lanes[Lanes::kRows - 1 - row] = static_cast<int16_t>(x >= 0 && x < width ? -1 : 0);
+            lanes[Lanes::kLanes - 1 - row] = static_cast<int16_t>(x >= 0 && x < width ? -1 : 0);
         }
         masks[i] = Lanes::load(lanes);
     }
@@ -336,7 +251,7 @@ class BandCore {
     static BandCoreChoice choice() { return {run, kLag, Method::kReach, Method::kRows}; }
 
     static void run(DitherBand& band, int32_t firstStep, int32_t tiles) {
-        const Quantiser quantise(band);
+        const Quantiser quantise(band.match);
         const V limit = Lanes::all(static_cast<int16_t>(band.limit));
         const bool limited = band.limit < 256;
         Lines* lines[Channels];
@@ -347,8 +262,8 @@ class BandCore {
             e1[c] = lines[c]->errors[kPast - 1];
             e2[c] = lines[c]->errors[kPast - 2];
         }
-        alignas(32) uint8_t pixels[Channels][kBandTile * Lanes::kRows];
-        alignas(32) uint8_t indexes[kBandTile * Lanes::kRows];
+        alignas(32) uint8_t pixels[Channels][kBandTile * Lanes::kLanes];
+        alignas(32) uint8_t indexes[kBandTile * Lanes::kLanes];
         V masks[kBandTile];
         for (int32_t tile = 0; tile < tiles; ++tile) {
             const int32_t column = tile * kBandTile;
@@ -361,7 +276,7 @@ class BandCore {
                 V before[Channels];
                 V level[Channels];
                 for (int32_t c = 0; c < Channels; ++c) {
-                    const V pixel = Lanes::widen(pixels[c] + step * Lanes::kRows);
+                    const V pixel = Lanes::widen(pixels[c] + step * Lanes::kLanes);
                     const V moved = pixel + carry(*lines[c], band.incoming[c], column + step, i, e1[c], e2[c]);
                     before[c] = level[c] = Lanes::clampToByte(moved);
                 }
@@ -369,7 +284,7 @@ class BandCore {
                 if (limited) {
                     for (V& channel : level) channel &= index < limit;
                 }
-                Lanes::narrow(indexes + step * Lanes::kRows, index);
+                Lanes::narrow(indexes + step * Lanes::kLanes, index);
                 for (int32_t c = 0; c < Channels; ++c) {
                     e2[c] = e1[c];
                     e1[c] = lines[c]->errors[i] = (before[c] - level[c]) & masks[step];
@@ -409,13 +324,13 @@ BandCoreChoice bandCoreOf(uint32_t method) {
 }
 
 template <typename Lanes, int32_t Channels>
-BandCoreChoice bandCoreOf(uint32_t method, BandQuantiser quantiser) {
-    switch (quantiser) {
-        case BandQuantiser::table:
+BandCoreChoice bandCoreOf(uint32_t method, Quantising quantising) {
+    switch (quantising) {
+        case Quantising::table:
             return bandCoreOf<Lanes, TableQuantiser<Lanes, Channels>, Channels>(method);
-        case BandQuantiser::gray:
+        case Quantising::gray:
             return bandCoreOf<Lanes, GrayQuantiser<Lanes, Channels>, Channels>(method);
-        case BandQuantiser::levels:
+        default:
             break;
     }
     if constexpr (Channels == 1) return {};  // coloured palettes
@@ -423,8 +338,8 @@ BandCoreChoice bandCoreOf(uint32_t method, BandQuantiser quantiser) {
 }
 
 template <typename Lanes>
-BandCoreChoice chooseBandCore(uint32_t method, BandQuantiser quantiser, bool gray) {
-    return gray ? bandCoreOf<Lanes, 1>(method, quantiser) : bandCoreOf<Lanes, 3>(method, quantiser);
+BandCoreChoice chooseBandCore(uint32_t method, Quantising quantising, bool gray) {
+    return gray ? bandCoreOf<Lanes, 1>(method, quantising) : bandCoreOf<Lanes, 3>(method, quantising);
 }
 
 }  // namespace

@@ -22,6 +22,14 @@ struct DitherLevels {
     uint16_t bright;  // added to an index that is not 0
 };
 
+// What colours are matched with.
+struct DitherMatch {
+    const DitherState* state;  // whose match table is completed
+    const uint32_t* table;
+    const PaletteEntry* choices;
+    DitherLevels levels;
+};
+
 // The place among the choices that stands for every number of a match table that is none.
 constexpr uint32_t kOtherChoice = 257;
 
@@ -43,10 +51,7 @@ struct BandSums {
 
 // A band between blocks.
 struct DitherBand {
-    const DitherState* state;
-    const uint32_t* matchTable;
-    const PaletteEntry* choices;
-    DitherLevels levels;
+    DitherMatch match;
     int32_t limit;  // indexes from here on are black
     int32_t width;
 
@@ -73,16 +78,37 @@ struct BandCoreChoice {
     int32_t rows;   // rows below that get errors
 };
 
-enum class BandQuantiser { table, levels, gray };
+// The ways to an index: the match table; the code of each channel; the gray level's code; and, for the ordered methods
+// only, whether the gray level or each channel is above the threshold.
+enum class Quantising { table, levels, gray, grayThreshold, channelThreshold };
 
-// What an instruction set offers.
+// Pixels of a row without error diffusion. The offsets (or thresholds) are those of the columns modulo kOffsets. Reads
+// and writes go up to a whole vector beyond the count.
+constexpr int32_t kOffsets = 16;
+using DitherRowCore = void (*)(const DitherMatch& match, const int16_t (&offsets)[kOffsets],
+                               const uint8_t* const (&channels)[3], int32_t count, uint8_t* indexes);
+
+// What an instruction set offers. `gray`: all channels are equal and only the first is looked at; not with codes of each
+// channel.
 struct DitherKernels {
     int32_t bandRows;  // kBandRows or fewer
-    // `gray`: all channels are equal and only the first is done; never with `levels`.
-    BandCoreChoice (*bandCore)(uint32_t method, BandQuantiser quantiser, bool gray);
+    BandCoreChoice (*bandCore)(uint32_t method, Quantising quantising, bool gray);
+    DitherRowCore (*rowCore)(Quantising quantising, bool gray);
+
+    // Null, or a routine that does as many pixels from the first on as fit its vectors, and returns how many.
+    // Pixels of three or four bytes, of which the fourth is dropped, into channels.
+    int32_t (*splitThree)(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
+    int32_t (*splitFour)(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
+    // Low bits of indexes into 1-bit pixels; a multiple of 8.
+    int32_t (*packBits)(const uint8_t* indexes, int32_t count, uint8_t* row);
 };
 
+int32_t splitThreeSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
+int32_t splitFourSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
+int32_t packBitsSsse3(const uint8_t* indexes, int32_t count, uint8_t* row);
+
 extern const DitherKernels kDitherKernelsSse2;
+extern const DitherKernels kDitherKernelsSsse3;
 extern const DitherKernels kDitherKernelsAvx2;
 
 // Completes the match table for a 15-bit colour.

@@ -1,14 +1,15 @@
-// Dithering with SSE2: eight rows.
+// Dithering with SSE2: eight rows or pixels at a time.
 #include <emmintrin.h>
 
 #include "kernels/dither_band_core.h"
+#include "kernels/dither_row_core.h"
 
 namespace tnk {
 namespace {
 
 struct Sse2 {
     using V = int16_t __attribute__((vector_size(16)));
-    static constexpr int32_t kRows = 8;
+    static constexpr int32_t kLanes = 8;
 
     static V vector(__m128i value) { return reinterpret_cast<V>(value); }
     static __m128i bits(V value) { return reinterpret_cast<__m128i>(value); }
@@ -34,6 +35,11 @@ struct Sse2 {
         return vector(_mm_or_si128(_mm_srli_si128(bits(value), 2), above));
     }
 
+    static V lanesBelow(int32_t count) {
+        const __m128i places = _mm_setr_epi16(0, 1, 2, 3, 4, 5, 6, 7);
+        return vector(_mm_cmpgt_epi16(_mm_set1_epi16(static_cast<int16_t>(count)), places));
+    }
+
     template <int32_t Power>
     static V divideByPower(V sum) {
         const __m128i bias = _mm_srli_epi16(_mm_srai_epi16(bits(sum), 15), 16 - Power);
@@ -45,24 +51,24 @@ struct Sse2 {
     }
 
     struct Entries {
-        uint32_t lanes[kRows];
+        uint32_t lanes[kLanes];
     };
     static Entries gather(const uint32_t* table, V key) {
         Entries entries;
-        for (int32_t lane = 0; lane < kRows; ++lane) entries.lanes[lane] = table[key[lane]];
+        for (int32_t lane = 0; lane < kLanes; ++lane) entries.lanes[lane] = table[key[lane]];
         return entries;
     }
     // A bit for each lane of the mask whose entry is 0.
     static uint32_t unknownLanes(const Entries& entries, V mask) {
         uint32_t unknown = 0;
-        for (int32_t lane = 0; lane < kRows; ++lane) {
+        for (int32_t lane = 0; lane < kLanes; ++lane) {
             unknown |= static_cast<uint32_t>(entries.lanes[lane] == 0 && mask[lane] != 0) << lane;
         }
         return unknown;
     }
     template <int32_t Channels>
     static void chosen(const PaletteEntry* choices, const Entries& entries, V (&level)[Channels], V& index) {
-        for (int32_t lane = 0; lane < kRows; ++lane) {
+        for (int32_t lane = 0; lane < kLanes; ++lane) {
             const uint32_t place = entries.lanes[lane];
             const PaletteEntry& choice = choices[place < kOtherChoice ? place : kOtherChoice];
             level[0][lane] = choice.Red;
@@ -85,6 +91,9 @@ struct Sse2 {
 
 }  // namespace
 
-constexpr DitherKernels kDitherKernelsSse2 = {Sse2::kRows, chooseBandCore<Sse2>};
+constexpr DitherKernels kDitherKernelsSse2 = {Sse2::kLanes, chooseBandCore<Sse2>, chooseRowCore<Sse2>, nullptr, nullptr,
+                                              nullptr};
+constexpr DitherKernels kDitherKernelsSsse3 = {Sse2::kLanes,    chooseBandCore<Sse2>, chooseRowCore<Sse2>,
+                                               splitThreeSsse3, splitFourSsse3,       packBitsSsse3};
 
 }  // namespace tnk

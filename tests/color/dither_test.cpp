@@ -9,6 +9,7 @@
 
 #include "color/dither.h"
 #include "color/dither_band.h"
+#include "color/dither_modes.h"
 #include "color/dither_state.h"
 #include "color/palette.h"
 #include "support/failing_platform.h"
@@ -39,6 +40,13 @@ Palette randomPalette(Random& random, uint32_t count, bool gray = false, bool bl
         if (blocked && below(random, 3) == 0) entry.Reserved = static_cast<uint8_t>(bits >> 24);
     }
     palette[0].Reserved = 0;
+    return palette;
+}
+
+// Random grays, or entry i is the gray level i.
+Palette grayPalette(Random& random, uint32_t count) {
+    Palette palette = randomPalette(random, count, true);
+    if (count == 256 && below(random, 2) == 0) fillGrayRamp(palette);
     return palette;
 }
 
@@ -203,8 +211,9 @@ TEST(Dithering, EqualsThePlainFormForEveryFormatMethodAndMode) {
                                                   << format.lowBit << ".." << format.highBit << " method " << method
                                                   << " mode " << mode << " size " << width << " x " << height);
                 Target target(random, mode, below(random, 2) == 0);
-                const Palette sourcePalette =
-                    randomPalette(random, 1 + below(random, 1u << std::min(format.bits, 8)), format.grayPalette);
+                const uint32_t entries = 1u << std::min(format.bits, 8);
+                const Palette sourcePalette = format.grayPalette ? grayPalette(random, entries)
+                                                                 : randomPalette(random, 1 + below(random, entries));
                 const Palette lut = randomPalette(random, std::max(format.lutLength, 1u), format.grayPalette);
 
                 BitmapHandle bitmap = describe(format.bits, format.order, width, method);
@@ -276,7 +285,7 @@ void expectRowsEqualLines(const DitherKernels* kernels, Random& random, uint32_t
                                       << bits);
     const bool gray = bits == 8;
     Target target(random, mode, gray && below(random, 2) == 0);
-    const Palette sourcePalette = randomPalette(random, 256, gray);
+    const Palette sourcePalette = grayPalette(random, 256);
     BitmapHandle bitmap = describe(bits, gray ? ORDER_RGB : ORDER_BGR, width, method);
     bitmap.Palette = const_cast<PaletteEntry*>(sourcePalette.data());
     bitmap.ColorCount = gray ? 256 : 0;
@@ -318,11 +327,11 @@ TEST_P(DitheringBy, ManyRowsEqualSingleRows) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, DitheringBy,
-                         ::testing::Values(InstructionSet::scalar, InstructionSet::sse2, InstructionSet::avx2),
+                         ::testing::Values(InstructionSet::scalar, InstructionSet::sse2, InstructionSet::ssse3,
+                                           InstructionSet::avx2),
                          [](const auto& set) {
-                             return std::string(set.param == InstructionSet::scalar ? "scalar"
-                                                : set.param == InstructionSet::sse2 ? "sse2"
-                                                                                    : "avx2");
+                             constexpr const char* kNames[] = {"scalar", "sse2", "ssse3", "avx2"};
+                             return std::string(kNames[static_cast<int32_t>(set.param)]);
                          });
 
 TEST(Dithering, AnswersToBadArguments) {
