@@ -326,13 +326,12 @@ TEST_P(DitheringBy, ManyRowsEqualSingleRows) {
     }
 }
 
+constexpr const char* kSetNames[] = {"scalar", "sse2", "ssse3", "avx2"};
+
 INSTANTIATE_TEST_SUITE_P(, DitheringBy,
                          ::testing::Values(InstructionSet::scalar, InstructionSet::sse2, InstructionSet::ssse3,
                                            InstructionSet::avx2),
-                         [](const auto& set) {
-                             constexpr const char* kNames[] = {"scalar", "sse2", "ssse3", "avx2"};
-                             return std::string(kNames[static_cast<int32_t>(set.param)]);
-                         });
+                         [](const auto& set) { return kSetNames[static_cast<int32_t>(set.param)]; });
 
 TEST(Dithering, AnswersToBadArguments) {
     Random random(1);
