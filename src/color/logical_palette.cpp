@@ -21,9 +21,12 @@ Result setBitmapPalette(BitmapHandle& bitmap, T_HANDLE handle) {
     const uint32_t size = T_GetPaletteSize(handle);
     if (size < 2 || size > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
     (void)T_SetBitmapNewPalette(&bitmap, nullptr, 0);
-    auto* palette = static_cast<PaletteEntry*>(platform->allocateGlobal(size * sizeof(PaletteEntry), true));
+    auto* palette = static_cast<PaletteEntry*>(platform->allocateGlobal(size * sizeof(PaletteEntry), false));
     if (palette == nullptr) return FAILURE;
-    platform->getPaletteEntries(handle, 0, size, palette);
+    if (platform->getPaletteEntries(handle, 0, size, palette) != size) {
+        platform->freeGlobal(palette);
+        return FAILURE;
+    }
     bitmap.Palette = palette;
     bitmap.ColorCount = size;
     return SUCCESS;
@@ -49,7 +52,8 @@ extern "C" T_HANDLE TNK_CALL T_DupPalette(T_HANDLE Handle) {
     const uint32_t size = T_GetPaletteSize(Handle);
     Scratch<PaletteEntry> entries;
     if (size == 0 || !entries.allocate(size)) return 0;
-    return T_CreatePalette(entries.data(), platform->getPaletteEntries(Handle, 0, size, entries.data()));
+    if (platform->getPaletteEntries(Handle, 0, size, entries.data()) != size) return 0;
+    return T_CreatePalette(entries.data(), size);
 }
 
 extern "C" T_HANDLE TNK_CALL T_DupBitmapPalette(const BitmapHandle* Bitmap) {

@@ -1,0 +1,452 @@
+// Fixed and gray palettes, palettes of bitmaps, gray classification, colour translation, maps and logical palettes.
+#include "color/palette.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <bit>
+#include <climits>
+#include <random>
+#include <vector>
+
+#include "support/failing_platform.h"
+#include "support/reference_palette.h"
+
+namespace tnk {
+namespace {
+
+using Palette = std::vector<PaletteEntry>;
+
+PaletteEntry rgb(int red, int green, int blue, int reserved = 0) {
+    return {static_cast<uint8_t>(blue), static_cast<uint8_t>(green), static_cast<uint8_t>(red),
+            static_cast<uint8_t>(reserved)};
+}
+
+// All four bytes of the entries.
+template <typename Entry>
+std::vector<uint32_t> bytesOf(const Entry* entries, size_t count) {
+    std::vector<uint32_t> all(count);
+    std::transform(entries, entries + count, all.begin(),
+                   [](const Entry& entry) { return std::bit_cast<uint32_t>(entry); });
+    return all;
+}
+std::vector<uint32_t> bytesOf(const Palette& palette) { return bytesOf(palette.data(), palette.size()); }
+
+Palette grayPalette(std::initializer_list<int> levels) {
+    Palette palette;
+    for (const int level : levels) palette.push_back(rgb(level, level, level));
+    return palette;
+}
+
+Palette ramp(uint32_t count) {
+    const auto levels = test::referenceGrayRamp(count);
+    Palette palette;
+    for (const auto& color : levels) palette.push_back(rgb(color.red, color.green, color.blue));
+    return palette;
+}
+
+// A record that owns a palette.
+struct Bitmap {
+    explicit Bitmap(int32_t bits, const Palette& palette = {}) {
+        record.StructSize = sizeof(record);
+        EXPECT_EQ(T_InitBitmap(&record, sizeof(record), 4, 4, bits), SUCCESS);
+        record.Flags |= BMF_ALLOCATED;
+        if (!palette.empty()) {
+            EXPECT_EQ(T_SetBitmapNewPalette(&record, palette.data(), static_cast<uint32_t>(palette.size())), SUCCESS);
+        }
+    }
+    ~Bitmap() { T_SetBitmapNewPalette(&record, nullptr, 0); }
+    Bitmap(const Bitmap&) = delete;
+    Bitmap& operator=(const Bitmap&) = delete;
+
+    const BitmapHandle* get() const { return &record; }
+    std::vector<uint32_t> entries() const { return bytesOf(record.Palette, record.Palette ? record.ColorCount : 0); }
+
+    BitmapHandle record{};
+};
+
+TEST(FixedPalette, TablesOfEveryDepth) {
+    for (int32_t bits = 1; bits <= 8; ++bits) {
+        const size_t count = size_t{1} << bits;
+        const auto wanted = bytesOf(test::referenceFixedPalette(bits), count);
+        EXPECT_EQ(bytesOf(T_IntGetFixedPalette(bits), count), wanted);
+        PaletteEntry copy[256];
+        EXPECT_EQ(T_GetFixedPalette(copy, static_cast<uint32_t>(bits)), SUCCESS);
+        EXPECT_EQ(bytesOf(copy, count), wanted);
+        PaletteEntry* made = T_CreateFixedPalette(static_cast<uint32_t>(bits));
+        EXPECT_EQ(bytesOf(made, count), wanted);
+        T_GlobalFree(made, 0, nullptr);
+    }
+    EXPECT_EQ(bytesOf(T_IntGetNetscapePalette(), 256), bytesOf(test::referenceWebPalette(), 256));
+    for (const int32_t bits : {INT_MIN, -1, 0, 9, INT_MAX}) EXPECT_EQ(T_IntGetFixedPalette(bits), nullptr);
+
+    PaletteEntry gray[256];
+    EXPECT_EQ(T_GetFixedPalette(gray, 0), SUCCESS);
+    EXPECT_EQ(bytesOf(gray, 256), bytesOf(ramp(256)));
+    EXPECT_EQ(T_GetFixedPalette(gray, 9), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_GetFixedPalette(nullptr, 4), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_CreateFixedPalette(9), nullptr);
+    PaletteEntry* two = T_CreateFixedPalette(0);
+    EXPECT_EQ(bytesOf(two, 2), bytesOf(grayPalette({0, 255})));
+    T_GlobalFree(two, 0, nullptr);
+}
+
+TEST(FixedPalette, OfABitmapFollowsItsColorCount) {
+    for (uint32_t count = 0; count <= 300; ++count) {
+        Bitmap bitmap(8);
+        bitmap.record.ColorCount = count;
+        const bool known = count >= 2 && count <= 256 && std::has_single_bit(count);
+        ASSERT_EQ(T_CreateBitmapFixedPalette(&bitmap.record), known ? SUCCESS : 0);
+        std::vector<uint32_t> wanted;
+        if (known) wanted = bytesOf(fixedPalette(std::countr_zero(count)), count);
+        if (count == 4) wanted = bytesOf(grayPalette({0, 255, 0, 85}));
+        EXPECT_EQ(bitmap.entries(), wanted);
+    }
+    EXPECT_EQ(T_CreateBitmapFixedPalette(nullptr), ERROR_INVALID_PARAMETER);
+}
+
+TEST(GrayPalette, RampsOfEveryLength) {
+    for (uint32_t bits = 1; bits <= 16; ++bits) {
+        PaletteEntry* made = T_CreateGrayPalette(bits);
+        EXPECT_EQ(bytesOf(made, size_t{1} << bits), bytesOf(ramp(1u << bits)));
+        T_GlobalFree(made, 0, nullptr);
+        Bitmap bitmap(static_cast<int32_t>(std::min(bits, 8u)));
+        bitmap.record.BitsPerPixel = static_cast<int32_t>(bits);
+        bitmap.record.ColorCount = 77;
+        ASSERT_EQ(T_CreateBitmapGrayPalette(&bitmap.record), bits <= 8 ? SUCCESS : ERROR_BPP_NOT_SUPPORTED);
+        EXPECT_EQ(bitmap.entries(), bits <= 8 ? bytesOf(ramp(1u << bits)) : std::vector<uint32_t>());
+    }
+    PaletteEntry* made = T_CreateGrayPalette(0);
+    EXPECT_EQ(bytesOf(made, 256), bytesOf(ramp(256)));
+    T_GlobalFree(made, 0, nullptr);
+    for (const uint32_t bits : {30u, 31u, 32u, 33u, 64u, 0xFFFFFFFFu}) EXPECT_EQ(T_CreateGrayPalette(bits), nullptr);
+    EXPECT_EQ(T_CreateBitmapGrayPalette(nullptr), ERROR_INVALID_PARAMETER);
+}
+
+TEST(GrayScale, ClassifiesPalettes) {
+    Palette descending = ramp(256);
+    std::reverse(descending.begin(), descending.end());
+    struct {
+        Palette palette;
+        int32_t code;
+    } const cases[] = {
+        {grayPalette({0, 85, 170, 255}), GRAYSCALE_NORMAL},
+        {grayPalette({255, 170, 85, 0}), GRAYSCALE_INVERTED},
+        {grayPalette({0, 128, 255}), GRAYSCALE_OTHER},
+        {grayPalette({0, 127, 254}), GRAYSCALE_NORMAL},
+        {grayPalette({255, 128, 1}), GRAYSCALE_INVERTED},
+        {grayPalette({10, 95, 180}), GRAYSCALE_OTHER},
+        {grayPalette({0}), GRAYSCALE_NORMAL},
+        {grayPalette({255}), GRAYSCALE_INVERTED},
+        {grayPalette({128}), GRAYSCALE_OTHER},
+        {ramp(256), GRAYSCALE_NORMAL},
+        {descending, GRAYSCALE_INVERTED},
+        {{rgb(0, 0, 0), rgb(255, 255, 254)}, GRAYSCALE_NO},
+        {{rgb(0, 0, 0, 7), rgb(255, 255, 255, 9)}, GRAYSCALE_NORMAL},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(T_IsGrayScalePalette(c.palette.data(), static_cast<uint32_t>(c.palette.size())), c.code);
+    EXPECT_EQ(T_IsGrayScalePalette(nullptr, 2), ERROR_INVALID_PARAMETER);
+
+    EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(4, ramp(16)).get()), GRAYSCALE_NORMAL);
+    EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(8, ramp(16)).get()), GRAYSCALE_OTHER);  // short
+    EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(8, {rgb(1, 0, 0)}).get()), GRAYSCALE_NO);
+    EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(8).get()), GRAYSCALE_NO);
+    EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(24).get()), GRAYSCALE_NO);
+}
+
+TEST(GrayScale, JudgesGrayBitmapsByTheirTable) {
+    Bitmap bitmap(12);
+    BitmapHandle& record = bitmap.record;
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NORMAL);
+    Palette table = ramp(256);
+    record.pLUT = table.data();
+    record.LowBit = 2;
+    record.HighBit = 9;
+    record.LUTLength = 255;
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), ERROR_LUT_LENGTH);
+    record.LUTLength = 256;
+    table[0] = rgb(255, 255, 255);
+    table[128] = rgb(9, 9, 9);
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NORMAL);  // the table is not in force
+    record.Flags |= BMF_WINDOW;
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_INVERTED);
+    record.Flags |= BMF_SIGNED;
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_OTHER);
+    table[255] = rgb(1, 2, 3);
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NO);
+    record.HighBit = -1;  // 10 bits
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), ERROR_LUT_LENGTH);
+    record.LowBit = 40;  // a damaged window
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), ERROR_LUT_LENGTH);
+}
+
+TEST(BitmapPalette, ReadsAndWritesRanges) {
+    const Palette palette = {rgb(1, 2, 3, 4), rgb(5, 6, 7, 8), rgb(9, 10, 11, 12)};
+    struct {
+        int32_t first, count, read, get, put;
+    } const cases[] = {
+        {0, 3, 3, SUCCESS, SUCCESS}, {1, 2, 2, SUCCESS, SUCCESS}, {2, 2, 1, -13, -13},  {3, 1, 0, -13, -13},
+        {0, 0, 0, -13, SUCCESS},     {-1, 2, 0, -13, -13},        {0, -1, 0, -13, -13}, {1, INT_MAX, 2, -13, -13},
+        {3, 0, 0, -13, SUCCESS},     {INT_MAX, 1, 0, -13, -13},   {2, -2, 0, -13, -13}, {0, 4, 3, -13, -13},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.first << " and " << c.count);
+        Bitmap bitmap(8, palette);
+        PaletteEntry out[4];
+        EXPECT_EQ(T_GetBitmapPaletteEntries(&bitmap.record, c.first, c.count, out), c.read);
+        EXPECT_EQ(bytesOf(out, static_cast<size_t>(c.read)),
+                  bytesOf(palette.data() + std::clamp(c.first, 0, 3), static_cast<size_t>(c.read)));
+        EXPECT_EQ(T_GetBitmapColors(&bitmap.record, c.first, c.count, out), c.get);
+        Palette wanted = palette;
+        const Palette fresh(4, rgb(200, 201, 202, 203));
+        EXPECT_EQ(T_PutBitmapColors(&bitmap.record, c.first, c.count, fresh.data()), c.put);
+        if (c.put == SUCCESS) std::fill_n(wanted.begin() + c.first, c.count, fresh[0]);
+        EXPECT_EQ(bitmap.entries(), bytesOf(wanted));
+    }
+}
+
+TEST(BitmapPalette, RefusesBadRecords) {
+    PaletteEntry entries[2] = {};
+    Bitmap bitmap(1);
+    BitmapHandle deep = bitmap.record, unallocated = bitmap.record, sized = bitmap.record;
+    deep.BitsPerPixel = 9;
+    unallocated.Flags = 0;
+    sized.StructSize -= 4;
+    EXPECT_EQ(T_GetBitmapColors(nullptr, 0, 1, entries), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(T_GetBitmapColors(&sized, 0, 1, entries), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_GetBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_GetBitmapColors(&bitmap.record, 0, 1, entries), ERROR_INVALID_PARAMETER);  // no palette
+    EXPECT_EQ(T_GetBitmapPaletteEntries(nullptr, 0, 1, entries), 0);
+    EXPECT_EQ(T_PutBitmapColors(nullptr, 0, 1, entries), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(T_PutBitmapColors(&unallocated, 0, 1, entries), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(T_PutBitmapColors(&sized, 0, 1, entries), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_PutBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 0, 1, nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_CopyBitmapPalette(nullptr, &bitmap.record), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_CopyBitmapPalette(&sized, &bitmap.record), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_CopyBitmapPalette(&bitmap.record, &sized), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_IsGrayScaleBitmap(nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_IsGrayScaleBitmap(&sized), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(bitmap.record.Palette, nullptr);
+
+    // A palette made for the first entries is black elsewhere.
+    entries[0] = rgb(1, 2, 3, 4);
+    EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 0, 1, entries), SUCCESS);
+    EXPECT_EQ(bitmap.entries(), bytesOf(entries, 2));
+}
+
+TEST(BitmapPalette, ReplacesAndCopies) {
+    const Palette palette = {rgb(1, 2, 3, 4), rgb(5, 6, 7, 8), rgb(9, 10, 11, 12)};
+    Bitmap bitmap(8, palette), other(8), empty(8);
+    EXPECT_EQ(T_CopyBitmapPalette(&other.record, &bitmap.record), SUCCESS);
+    EXPECT_EQ(other.entries(), bytesOf(palette));
+    EXPECT_NE(other.record.Palette, bitmap.record.Palette);
+    EXPECT_EQ(T_CopyBitmapPalette(&other.record, &other.record), SUCCESS);  // to itself: nothing is lost
+    EXPECT_EQ(T_SetBitmapNewPalette(&other.record, other.record.Palette + 1, 2), SUCCESS);
+    EXPECT_EQ(other.entries(), bytesOf(palette.data() + 1, 2));
+    EXPECT_EQ(T_CopyBitmapPalette(&other.record, &empty.record), SUCCESS);
+    EXPECT_EQ(other.record.Palette, nullptr);
+    EXPECT_EQ(other.record.ColorCount, 0u);
+
+    EXPECT_EQ(T_SetBitmapNewPalette(&bitmap.record, nullptr, 9), SUCCESS);
+    EXPECT_EQ(bitmap.record.Palette, nullptr);
+    EXPECT_EQ(bitmap.record.ColorCount, 3u);
+    for (const uint32_t count : {0u, 257u}) {
+        EXPECT_EQ(T_CreateNewPalette(palette.data(), count), nullptr);
+        EXPECT_EQ(T_SetBitmapNewPalette(&bitmap.record, palette.data(), count), 0);
+        EXPECT_EQ(bitmap.record.ColorCount, count);
+    }
+
+    PaletteEntry all[256];
+    readBitmapPalette(Bitmap(8, palette).record, all);
+    EXPECT_EQ(bytesOf(all, 3), bytesOf(palette));
+    EXPECT_EQ(bytesOf(all + 3, 253), std::vector<uint32_t>(253));
+}
+
+TEST(BitmapPalette, ComparesWhatBothHave) {
+    const Bitmap bitmap(8, {rgb(1, 2, 3), rgb(4, 5, 6)});
+    const Palette longer = {rgb(1, 2, 3, 99), rgb(4, 5, 6), rgb(7, 8, 9)};
+    const Palette different = {rgb(1, 2, 3), rgb(4, 5, 7)};
+    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, longer.data(), 3), 1);
+    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, different.data(), 2), 0);
+    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, different.data(), 1), 1);
+    EXPECT_EQ(T_CompareBitmapToPalette(Bitmap(8).get(), different.data(), 2), 1);
+    EXPECT_EQ(T_CompareBitmapToPalette(nullptr, different.data(), 2), 0);
+    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, nullptr, 2), 0);
+}
+
+TEST(PaletteMap, SearchesUnlessAllBytesAgree) {
+    Palette source = {rgb(9, 9, 9), rgb(9, 9, 9), rgb(100, 0, 0)};
+    Palette target = source;
+    target.push_back(rgb(1, 1, 1));
+    uint8_t map[256];
+    const auto run = [&](const Palette* from, uint32_t count, const Palette* to) {
+        std::fill(std::begin(map), std::end(map), uint8_t{0xEE});
+        const bool identity = buildPaletteMap(from ? from->data() : nullptr, count, to ? to->data() : nullptr,
+                                              to ? static_cast<uint32_t>(to->size()) : 0, map);
+        EXPECT_TRUE(count == 256 || map[count] == 0xEE);
+        return identity;
+    };
+    EXPECT_TRUE(run(&source, 3, &target));
+    EXPECT_EQ(map[1], 1);
+    target[2].Reserved = 1;  // now the second entry finds the first
+    EXPECT_FALSE(run(&source, 3, &target));
+    EXPECT_EQ(std::vector<uint8_t>(map, map + 3), (std::vector<uint8_t>{0, 0, 2}));
+    target.resize(2);
+    EXPECT_FALSE(run(&source, 3, &target));
+    EXPECT_EQ(map[2], 1);  // both are as near; the last of red's hue class, to which grays belong
+
+    const Palette grays = grayPalette({0, 1, 2, 3});
+    EXPECT_TRUE(run(nullptr, 4, &grays));  // levels as they are, not spread over the count
+    EXPECT_FALSE(run(nullptr, 256, &grays));
+    EXPECT_EQ(map[255], 3);
+    EXPECT_FALSE(run(&source, 3, nullptr));
+    EXPECT_EQ(map[2], (2 * 100 + 4) >> 3);
+    EXPECT_TRUE(run(&grays, 4, nullptr));
+    EXPECT_TRUE(run(nullptr, 4, nullptr));
+    EXPECT_EQ(map[0], 0xEE);
+}
+
+TEST(TranslateColor, ByTagAndTarget) {
+    const Bitmap source(8, {rgb(10, 20, 30), rgb(250, 0, 0), rgb(0, 0, 0)});
+    const Bitmap target(4, {rgb(0, 0, 0), rgb(250, 0, 0), rgb(11, 21, 31), rgb(128, 128, 128)});
+    const Bitmap deep(24);
+    Bitmap gray(16), tableGray(16);
+    Palette table = ramp(256);
+    for (Bitmap* bitmap : {&gray, &tableGray}) bitmap->record.Order = ORDER_GRAY;
+    tableGray.record.pLUT = table.data();
+    tableGray.record.LUTLength = 256;
+    gray.record.Flags |= BMF_WINDOW;
+
+    struct {
+        const char* what;
+        const Bitmap* target;
+        const Bitmap* source;
+        uint32_t color, wanted;
+    } const cases[] = {
+        {"no target", nullptr, &source, 0x01000001, 0x01000001},
+        {"the same colour at the index", &target, &source, 0x01000001, 0x01000001},
+        {"nearest to the entry", &target, &source, 0x01000000, 0x01000002},
+        {"an entry as a colour", &deep, &source, 0x01000000, 0x001E140A},
+        {"beyond the source's palette", &target, &source, 0x01000003, 0x01000000},
+        {"the same, deep", &deep, &source, 0x01000003, 0},
+        {"no source", &target, nullptr, 0x01000001, 0x01000000},
+        {"no source, deep", &deep, nullptr, 0x01000001, 0},
+        {"a deep source", &target, &deep, 0x01000001, 0x01000000},
+        {"plain to index", &target, &source, 0x000000F0, 0x01000001},
+        {"plain stays", &deep, &source, 0x00123456, 0x00123456},
+        {"gray level to index", &target, nullptr, 0x04007F12, 0x01000003},
+        {"gray level to colour", &deep, nullptr, 0x04007F12, 0x007F7F7F},
+        {"gray level to gray", &gray, nullptr, 0x04007F12, 0x04007F12},
+        {"the table is not in force", &tableGray, nullptr, 0x04007F12, 0x04007F12},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(T_TranslateBitmapColor(c.target ? &c.target->record : nullptr, c.source ? &c.source->record : nullptr,
+                                         c.color),
+                  c.wanted)
+            << c.what;
+    // With a table in force all three channels of the value are looked up.
+    tableGray.record.Flags |= BMF_WINDOW;
+    EXPECT_EQ(T_TranslateBitmapColor(&tableGray.record, nullptr, 0x04404040), 0x01000040u);
+    table.assign(65536, rgb(0, 0, 0));
+    table[65535] = rgb(200, 200, 200);  // out of reach
+    tableGray.record.pLUT = table.data();
+    tableGray.record.LUTLength = 65536;
+    EXPECT_EQ(T_TranslateBitmapColor(&tableGray.record, nullptr, 0x04C8C8C8), 0x0100FFFEu);
+}
+
+TEST(LogicalPalette, MovesEntriesAndClips) {
+    Palette palette;
+    for (int i = 0; i < 200; ++i) palette.push_back(rgb(i, 255 - i, i / 2, i % 3));
+    const T_HANDLE handle = T_CreatePalette(palette.data(), 200);
+    ASSERT_NE(handle, 0);
+    EXPECT_EQ(T_GetPaletteSize(handle), 200u);
+    Palette out(300);
+    EXPECT_EQ(T_GetPaletteEntries(handle, 0, 300, out.data()), 200u);
+    EXPECT_EQ(bytesOf(out.data(), 200), bytesOf(palette));
+    EXPECT_EQ(T_GetPaletteEntries(handle, 198, 5, out.data()), 2u);
+    EXPECT_EQ(bytesOf(out.data(), 2), bytesOf(palette.data() + 198, 2));
+    EXPECT_EQ(T_GetPaletteEntries(handle, 200, 1, out.data()), 0u);
+    EXPECT_EQ(T_GetPaletteEntries(handle, 1, 0xFFFFFFFF, out.data()), 199u);
+    EXPECT_EQ(T_GetPaletteEntries(handle, 0, 1, nullptr), 0u);
+    EXPECT_EQ(T_SetPaletteEntries(handle, 199, 2, palette.data()), 1u);
+    EXPECT_EQ(T_SetPaletteEntries(handle, 0, 1, nullptr), 0u);
+    palette[199] = palette[0];
+
+    const T_HANDLE copy = T_DupPalette(handle);
+    EXPECT_EQ(T_DeletePalette(handle), 1);
+    EXPECT_EQ(T_GetPaletteEntries(copy, 0, 200, out.data()), 200u);
+    EXPECT_EQ(bytesOf(out.data(), 200), bytesOf(palette));
+    Bitmap bitmap(8, {rgb(1, 1, 1)});
+    EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, copy), SUCCESS);
+    EXPECT_EQ(bitmap.entries(), bytesOf(palette));
+    EXPECT_EQ(T_DeletePalette(copy), 1);
+
+    EXPECT_EQ(T_CreatePalette(nullptr, 2), 0);
+    EXPECT_EQ(T_CreatePalette(out.data(), 257), 0);
+    EXPECT_EQ(T_DupPalette(0), 0);
+    EXPECT_EQ(T_GetPaletteSize(0), 0u);
+    EXPECT_EQ(T_DeletePalette(0), 0);
+}
+
+TEST(LogicalPalette, GivesBitmapsTheirPalette) {
+    const Palette palette = {rgb(7, 8, 9), rgb(100, 101, 102)};
+    Bitmap bitmap(8, palette);
+    const auto before = bitmap.entries();
+    const T_HANDLE one = T_CreatePalette(palette.data(), 1), two = T_CreatePalette(palette.data(), 2);
+    BitmapHandle sized = bitmap.record;
+    sized.StructSize = 0;
+    EXPECT_EQ(T_SetBitmapPalette(nullptr, two), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(T_SetBitmapPalette(&sized, two), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, 0), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, one), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(bitmap.entries(), before);
+    T_DeletePalette(one);
+    T_DeletePalette(two);
+
+    EXPECT_EQ(T_DupBitmapPalette(nullptr), 0);
+    EXPECT_EQ(T_DupBitmapPalette(&sized), 0);
+    EXPECT_EQ(T_DupBitmapPalette(Bitmap(8).get()), 0);
+    const T_HANDLE own = T_DupBitmapPalette(&bitmap.record);
+    EXPECT_EQ(T_GetPaletteSize(own), 2u);
+    T_DeletePalette(own);
+    EXPECT_EQ(T_GetNearestPaletteIndex(&bitmap.record, 0x00606060), 1u);
+    EXPECT_EQ(T_GetNearestPaletteIndex(&bitmap.record, 0x04000000), 0u);
+    EXPECT_EQ(T_GetNearestPaletteIndex(nullptr, 0x00606060), 0u);
+}
+
+// Whatever fails: the promised result, nothing leaked, no dangling palette.
+TEST(PaletteFailures, LeaveNothingBehind) {
+    test::FailingPlatform failing;
+    const Palette palette = ramp(16);
+    const T_HANDLE handle = T_CreatePalette(palette.data(), 16);
+    const auto sweep = [&](auto operation, int32_t onFailure) {
+        Bitmap bitmap(4), source(4, palette);
+        bitmap.record.ColorCount = 16;
+        const int failures = test::sweepFailures(
+            failing, test::kAllFailures, [&] { return operation(bitmap.record, source.record); },
+            [&](int32_t result, bool injected) {
+                EXPECT_EQ(result, injected ? onFailure : SUCCESS);
+                EXPECT_EQ(bitmap.record.Palette == nullptr, injected);
+                T_SetBitmapNewPalette(&bitmap.record, nullptr, 0);
+            });
+        EXPECT_GT(failures, 0);
+    };
+    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_SetBitmapNewPalette(&b, palette.data(), 16); }, 0);
+    sweep([&](BitmapHandle& b, BitmapHandle& from) { return T_CopyBitmapPalette(&b, &from); }, 0);
+    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_CreateBitmapGrayPalette(&b); }, FAILURE);
+    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_CreateBitmapFixedPalette(&b); }, FAILURE);
+    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_PutBitmapColors(&b, 3, 2, palette.data()); }, FAILURE);
+    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_SetBitmapPalette(&b, handle); }, FAILURE);
+    test::sweepFailures(
+        failing, test::kAllFailures, [&] { return T_DupPalette(handle); },
+        [](T_HANDLE copy, bool injected) {
+            EXPECT_EQ(copy == 0, injected);
+            if (copy != 0) T_DeletePalette(copy);
+        });
+    T_DeletePalette(handle);
+}
+
+}  // namespace
+}  // namespace tnk
