@@ -1,0 +1,53 @@
+// A bitmap of the library that frees itself.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "failure.h"
+#include "tnkrn.h"
+
+namespace tool {
+
+class Bitmap {
+  public:
+    Bitmap() { T_InitBitmap(&record_, sizeof record_, 0, 0, 0); }
+    Bitmap(Bitmap&& other) noexcept : Bitmap() { std::swap(record_, other.record_); }
+    Bitmap& operator=(Bitmap&& other) noexcept {
+        std::swap(record_, other.record_);
+        return *this;
+    }
+    ~Bitmap() { T_FreeBitmap(&record_); }
+
+    BitmapHandle* get() { return &record_; }
+    BitmapHandle* operator->() { return &record_; }
+    const BitmapHandle* operator->() const { return &record_; }
+
+    // Rows stored top first. `bits` 0 makes an 8-bit bitmap of grays.
+    void create(const std::string& file, int width, int height, int bits, uint32_t order) {
+        constexpr uint32_t kTopLeft = 1;
+        const int32_t result = T_CreateBitmap(&record_, sizeof record_, MEM_CONVENTIONAL, width, height, bits, order,
+                                              nullptr, kTopLeft, nullptr, 0);
+        if (result != T_SUCCESS) throw fileFailure(file, describeResult(result));
+    }
+
+    void getRow(const std::string& file, uint8_t* buffer, int row) {
+        const int32_t result = T_GetBitmapRow(&record_, buffer, row, record_.BytesPerLine);
+        if (result < 0) throw fileFailure(file, describeResult(result));
+    }
+
+    void putRow(const std::string& file, const uint8_t* buffer, int row, size_t bytes) {
+        const int32_t result = T_PutBitmapRow(&record_, buffer, row, static_cast<uint32_t>(bytes));
+        if (result < 0) throw fileFailure(file, describeResult(result));
+    }
+
+    bool isGray() const {
+        return record_.Order == ORDER_GRAY ||
+               (record_.BitsPerPixel <= 8 && T_IsGrayScaleBitmap(&record_) == GRAYSCALE_NORMAL);
+    }
+
+  private:
+    BitmapHandle record_;
+};
+
+}  // namespace tool

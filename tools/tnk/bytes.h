@@ -1,0 +1,37 @@
+// Numbers in the byte orders of files, and the checksum of PNG chunks.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace tool {
+
+inline uint32_t little16(const uint8_t* p) { return p[0] | static_cast<uint32_t>(p[1]) << 8; }
+inline uint32_t little32(const uint8_t* p) { return little16(p) | little16(p + 2) << 16; }
+inline uint32_t big16(const uint8_t* p) { return static_cast<uint32_t>(p[0]) << 8 | p[1]; }
+inline uint32_t big32(const uint8_t* p) { return big16(p) << 16 | big16(p + 2); }
+
+inline void putLittle(std::vector<uint8_t>& out, uint32_t value, int bytes) {
+    for (int i = 0; i < bytes; i++) out.push_back(static_cast<uint8_t>(value >> 8 * i));
+}
+inline void putBig32(std::vector<uint8_t>& out, uint32_t value) {
+    for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<uint8_t>(value >> shift));
+}
+
+inline uint32_t crc32(const uint8_t* data, size_t bytes, uint32_t crc = 0) {
+    static constexpr auto kTable = [] {
+        std::array<uint32_t, 256> table{};
+        for (uint32_t i = 0; i < 256; i++) {
+            table[i] = i;
+            for (int bit = 0; bit < 8; bit++) table[i] = table[i] >> 1 ^ (table[i] & 1 ? 0xEDB88320u : 0);
+        }
+        return table;
+    }();
+    crc = ~crc;
+    for (size_t i = 0; i < bytes; i++) crc = crc >> 8 ^ kTable[(crc ^ data[i]) & 0xFF];
+    return ~crc;
+}
+
+}  // namespace tool

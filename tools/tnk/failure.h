@@ -1,0 +1,33 @@
+// What ends a command early: the message for the user and the exit code of the program.
+#pragma once
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace tool {
+
+enum ExitCode : int { kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitInterrupted = 130 };
+
+class Failure : public std::runtime_error {
+  public:
+    Failure(const std::string& why, ExitCode code) : std::runtime_error(why), code_(code) {}
+    ExitCode code() const { return code_; }
+
+  private:
+    ExitCode code_;
+};
+
+// A file that could not be read, written or converted.
+inline Failure fileFailure(const std::string& file, const std::string& why) {
+    return Failure(file + ": " + why, kExitFailed);
+}
+
+inline Failure usageFailure(const std::string& why) { return Failure(why, kExitUsage); }
+
+inline Failure interruptedFailure() { return Failure("interrupted", kExitInterrupted); }
+
+// Result codes of the library in words.
+std::string describeResult(int32_t result);
+
+}  // namespace tool

@@ -1,0 +1,154 @@
+#include "file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include "failure.h"
+#include "progress.h"
+
+#if defined(_WIN32)
+#include <io.h>
+#include <process.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace tool {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string systemReason(int number) { return std::error_code(number, std::generic_category()).message(); }
+
+std::FILE* openToRead(const fs::path& path) {
+#if defined(_WIN32)
+    return _wfopen(path.c_str(), L"rb");
+#else
+    return std::fopen(path.c_str(), "rb");
+#endif
+}
+
+// Null with EEXIST in errno when there is such a file already.
+std::FILE* createNew(const fs::path& path) {
+#if defined(_WIN32)
+    const int file = _wopen(path.c_str(), _O_CREAT | _O_EXCL | _O_WRONLY | _O_BINARY, _S_IREAD | _S_IWRITE);
+    return file < 0 ? nullptr : _fdopen(file, "wb");
+#else
+    const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
+    return file < 0 ? nullptr : fdopen(file, "wb");
+#endif
+}
+
+// The file that a write to `path` would change: a link keeps pointing where it points.
+fs::path writeTarget(const std::string& name) {
+    const fs::path path = pathOf(name);
+    std::error_code error;
+    const fs::file_status status = fs::status(path, error);
+    if (!fs::exists(status)) return path;
+    if (fs::is_directory(status)) throw fileFailure(name, "is a folder");
+    // Replacing a device or a pipe by a file is never what was meant.
+    if (!fs::is_regular_file(status)) throw fileFailure(name, "is not a regular file");
+    const fs::path real = fs::is_symlink(path, error) ? fs::canonical(path, error) : path;
+    return error ? path : real;
+}
+
+}  // namespace
+
+fs::path pathOf(const std::string& name) {
+#if defined(_WIN32)
+    return fs::path(std::u8string(name.begin(), name.end()));
+#else
+    return fs::path(name);
+#endif
+}
+
+std::string extensionOf(const std::string& name) {
+    const size_t dot = name.find_last_of("./\\");
+    if (dot == std::string::npos || name[dot] != '.') return {};
+    std::string extension = name.substr(dot);
+    for (char& c : extension) {
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    }
+    return extension;
+}
+
+std::vector<uint8_t> readWholeFile(const std::string& name) {
+    const fs::path path = pathOf(name);
+    std::error_code error;
+    if (fs::is_directory(path, error)) throw fileFailure(name, "is a folder");
+    std::FILE* file = openToRead(path);
+    if (!file) throw fileFailure(name, systemReason(errno));
+
+    // A pipe has no size: then the buffer grows as it comes.
+    const uintmax_t known = fs::file_size(path, error);
+    std::vector<uint8_t> data;
+    size_t have = 0;
+    int reason = 0;
+    try {
+        if (!error && known <= kMaxBytes) data.resize(static_cast<size_t>(known) + 1);
+        for (;;) {
+            if (have == data.size()) data.resize(std::max<size_t>(have + have / 2, size_t{1} << 16));
+            const size_t got = std::fread(data.data() + have, 1, data.size() - have, file);
+            have += got;
+            if (got == 0 || have > kMaxBytes || interrupted()) break;
+        }
+        if (std::ferror(file)) reason = errno;
+    } catch (...) {
+        std::fclose(file);
+        throw;
+    }
+    std::fclose(file);
+    if (interrupted()) throw interruptedFailure();
+    if (reason) throw fileFailure(name, systemReason(reason));
+    if (have > kMaxBytes) throw fileFailure(name, "the file is too large (the limit is 1 GB)");
+    data.resize(have);
+    if (data.empty()) throw fileFailure(name, "the file is empty");
+    return data;
+}
+
+OutputFile::OutputFile(const std::string& name) : name_(name), target_(writeTarget(name)) {
+#if defined(_WIN32)
+    const int process = _getpid();
+#else
+    const int process = getpid();
+#endif
+    for (int attempt = 0; attempt < 100 && !file_; attempt++) {
+        temporary_ = target_;
+        temporary_ += ".tnk" + std::to_string(process) + "-" + std::to_string(attempt);
+        file_ = createNew(temporary_);
+        if (!file_ && errno != EEXIST) break;
+    }
+    if (!file_) throw fileFailure(name, systemReason(errno));
+}
+
+OutputFile::~OutputFile() {
+    if (file_) std::fclose(file_);
+    std::error_code ignored;
+    if (!temporary_.empty()) fs::remove(temporary_, ignored);
+}
+
+void OutputFile::fail() { throw fileFailure(name_, systemReason(errno)); }
+
+void OutputFile::write(const void* data, size_t bytes) {
+    if (interrupted()) throw interruptedFailure();
+    if (bytes && std::fwrite(data, 1, bytes, file_) != bytes) fail();
+}
+
+void OutputFile::commit() {
+    if (interrupted()) throw interruptedFailure();
+    std::FILE* file = file_;
+    file_ = nullptr;
+    // A full disk may show only here.
+    if (std::fclose(file) != 0) fail();
+    std::error_code error;
+    fs::rename(temporary_, target_, error);
+    if (error) throw fileFailure(name_, error.message());
+    temporary_.clear();
+}
+
+}  // namespace tool

@@ -1,0 +1,52 @@
+#include "file_rows.h"
+
+#include <algorithm>
+
+namespace tool {
+
+namespace {
+
+std::vector<PaletteEntry> bitmapPalette(const Bitmap& bitmap) {
+    if (bitmap->BitsPerPixel > 8 || !bitmap->Palette) return {};
+    return {bitmap->Palette, bitmap->Palette + std::min(bitmap->ColorCount, 256u)};
+}
+
+}  // namespace
+
+FileRows::FileRows(Bitmap& bitmap, const std::string& file, int bits, uint32_t order)
+    : bitmap_(bitmap), file_(file), bits_(bits), order_(order), palette_(bitmapPalette(bitmap)) {
+    // One table for both sides of the conversion, long enough for either: then indexes map to themselves.
+    palette_.resize(256, PaletteEntry{0, 0, 0, 0});
+    const uint32_t needed = T_CalcConvertSize(bitmap->Width, bitmap->BitsPerPixel, bitmap->Width, bits);
+    if (needed == 0) throw fileFailure(file, "the picture is too wide");
+    buffer_.resize(std::max(needed, bitmap->BytesPerLine));
+}
+
+const uint8_t* FileRows::get(int row) {
+    bitmap_.getRow(file_, buffer_.data(), row);
+    const bool same = bitmap_->BitsPerPixel == bits_ && (bits_ <= 8 || bitmap_->Order == order_);
+    if (!same) {
+        const int32_t result = T_ConvertBuffer(buffer_.data(), bitmap_->Width, bitmap_->BitsPerPixel, bits_,
+                                               bitmap_->Order, order_, palette_.data(), palette_.data());
+        if (result != T_SUCCESS) throw fileFailure(file_, describeResult(result));
+    }
+    return buffer_.data();
+}
+
+std::vector<PaletteEntry> filePalette(Bitmap& bitmap, const std::string& file) {
+    std::vector<PaletteEntry> entries = bitmapPalette(bitmap);
+    const size_t full = size_t{1} << bitmap->BitsPerPixel;
+    if (entries.size() >= full) return entries;
+    // A palette that starts like a fixed one is reduced to by the rule of the fixed one, which may use more indexes
+    // than there are entries; such pixels are black, and readers of files refuse an index without an entry.
+    FileRows rows(bitmap, file, 8, ORDER_RGB);
+    size_t highest = 0;
+    for (int y = 0; y < bitmap->Height; y++) {
+        const uint8_t* row = rows.get(y);
+        highest = std::max<size_t>(highest, *std::max_element(row, row + bitmap->Width));
+    }
+    entries.resize(std::max(entries.size(), highest + 1), PaletteEntry{0, 0, 0, 0});
+    return entries;
+}
+
+}  // namespace tool

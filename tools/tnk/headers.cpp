@@ -1,0 +1,148 @@
+#include "headers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include "bytes.h"
+#include "failure.h"
+
+namespace tool {
+
+namespace {
+
+constexpr const char* kTruncated = "the file ends before the picture does";
+
+int dotsPerInch(uint32_t perMetre) {
+    const double dots = perMetre * 0.0254;
+    return dots >= 1 && dots <= 1000000 ? static_cast<int>(std::lround(dots)) : 0;
+}
+
+void setResolution(Headers& headers, int x, int y) {
+    if (x <= 0 || y <= 0) return;
+    headers.xResolution = x;
+    headers.yResolution = y;
+}
+
+bool isChunk(const uint8_t* chunk, const char* type) { return std::memcmp(chunk + 4, type, 4) == 0; }
+
+}  // namespace
+
+FileKind kindOf(const std::vector<uint8_t>& data) {
+    static constexpr uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+    if (data.size() >= 8 && std::memcmp(data.data(), kPngSignature, 8) == 0) return FileKind::kPng;
+    if (data.size() >= 3 && data[0] == 0xFF && data[1] == 0xD8 && data[2] == 0xFF) return FileKind::kJpeg;
+    if (data.size() >= 2 && data[0] == 'B' && data[1] == 'M') return FileKind::kBmp;
+    if (data.size() >= 3 && data[0] == 'P' && data[1] >= '1' && data[1] <= '6' &&
+        (data[2] == '#' || std::strchr(" \t\r\n\v\f", data[2]))) {
+        return FileKind::kPnm;
+    }
+    return FileKind::kUnknown;
+}
+
+Headers readPngHeaders(const std::string& file, const std::vector<uint8_t>& data) {
+    Headers headers;
+    headers.format = "PNG";
+    size_t at = 8;
+    for (;;) {
+        // A chunk: length, type, data, checksum of type and data.
+        if (data.size() - at < 12) throw fileFailure(file, kTruncated);
+        const uint8_t* chunk = data.data() + at;
+        const uint32_t length = big32(chunk);
+        if (length > data.size() - at - 12) throw fileFailure(file, kTruncated);
+        const uint8_t* body = chunk + 8;
+        const bool intact = crc32(chunk + 4, length + size_t{4}) == big32(body + length);
+        const bool critical = (chunk[4] & 0x20) == 0;
+        if (!intact && critical) {
+            throw fileFailure(file, "the file is damaged (wrong checksum at byte " + std::to_string(at) + ")");
+        }
+        if (isChunk(chunk, "IEND")) return headers;
+        if (isChunk(chunk, "IHDR") && length >= 13) {
+            static constexpr uint8_t kChannels[8] = {1, 0, 3, 1, 2, 0, 4, 0};
+            headers.bitsPerPixel = body[8] * kChannels[body[9] & 7];
+        } else if (isChunk(chunk, "PLTE")) {
+            for (uint32_t i = 0; i + 3 <= length && headers.palette.size() < 256; i += 3) {
+                headers.palette.push_back({body[i + 2], body[i + 1], body[i], 0});
+            }
+        } else if (isChunk(chunk, "pHYs") && intact && length >= 9 && body[8] == 1) {
+            setResolution(headers, dotsPerInch(big32(body)), dotsPerInch(big32(body + 4)));
+        }
+        at += size_t{12} + length;
+    }
+}
+
+Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& data) {
+    Headers headers;
+    headers.format = "JPEG";
+    size_t at = 2;
+    while (data.size() - at >= 2) {
+        if (data[at] != 0xFF)
+            throw fileFailure(file, "the file is damaged (no marker at byte " + std::to_string(at) + ")");
+        const uint8_t marker = data[at + 1];
+        if (marker == 0xFF) {
+            at++;
+            continue;
+        }
+        at += 2;
+        if (marker == 0xD9) return headers;
+        if (marker == 0x01 || (marker >= 0xD0 && marker <= 0xD8)) continue;
+
+        if (data.size() - at < 2) break;
+        const size_t length = big16(&data[at]);
+        if (length < 2 || length > data.size() - at) break;
+        if (marker == 0xE0 && length >= 14 && std::memcmp(&data[at + 2], "JFIF", 5) == 0) {
+            const uint8_t* density = &data[at + 9];
+            const double scale = density[0] == 1 ? 1 : density[0] == 2 ? 2.54 : 0;
+            setResolution(headers, static_cast<int>(std::lround(big16(density + 1) * scale)),
+                          static_cast<int>(std::lround(big16(density + 3) * scale)));
+        }
+        at += length;
+        if (marker != 0xDA) continue;
+        // Coded data: stuffed zeros and restart markers belong to it, any other marker ends it.
+        while (at + 1 < data.size() && (data[at] != 0xFF || data[at + 1] == 0 || data[at + 1] == 0xFF ||
+                                        (data[at + 1] >= 0xD0 && data[at + 1] <= 0xD7))) {
+            at++;
+        }
+    }
+    throw fileFailure(file, kTruncated);
+}
+
+Headers readBmpHeaders(const std::string& file, const std::vector<uint8_t>& data) {
+    Headers headers;
+    headers.format = "BMP";
+    if (data.size() < 26) throw fileFailure(file, kTruncated);
+    const uint8_t* p = data.data();
+    const uint32_t offset = little32(p + 10), header = little32(p + 14);
+    const bool core = header == 12;
+    if ((!core && header < 40) || header > data.size() - 14)
+        throw fileFailure(file, "the file is damaged (bad header)");
+
+    const int64_t width = core ? little16(p + 18) : static_cast<int32_t>(little32(p + 18));
+    const int64_t height = core ? little16(p + 20) : static_cast<int32_t>(little32(p + 22));
+    const uint32_t bits = little16(p + (core ? 24 : 28));
+    const uint32_t compression = core ? 0 : little32(p + 30);
+    headers.bitsPerPixel = static_cast<int>(bits);
+    if (width <= 0 || height == 0 || bits > 32)
+        throw fileFailure(file, "the file is damaged (impossible size or depth)");
+    if (compression == 0 || compression == 3) {
+        const uint64_t rowBytes = (static_cast<uint64_t>(width) * bits + 31) / 32 * 4;
+        const uint64_t rows = static_cast<uint64_t>(std::abs(height));
+        if (offset + rowBytes * rows > data.size()) throw fileFailure(file, kTruncated);
+    }
+    if (!core) setResolution(headers, dotsPerInch(little32(p + 38)), dotsPerInch(little32(p + 42)));
+
+    if (bits <= 8) {
+        const uint32_t entrySize = core ? 3 : 4, start = 14 + header;
+        const uint32_t room = std::min<size_t>(offset, data.size()) > start ? (offset - start) / entrySize : 0;
+        uint32_t count = core ? 0 : little32(p + 46);
+        if (count == 0 || count > 1u << bits) count = 1u << bits;
+        for (uint32_t i = 0; i < std::min(count, room); i++) {
+            const uint8_t* entry = p + start + size_t{i} * entrySize;
+            if (entry + 3 > p + data.size()) break;
+            headers.palette.push_back({entry[0], entry[1], entry[2], 0});
+        }
+    }
+    return headers;
+}
+
+}  // namespace tool

@@ -1,0 +1,30 @@
+// What the headers of a picture file say beyond its pixels, and whether the file is whole: the decoders fill in what
+// is missing without a word.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tnkrn.h"
+
+namespace tool {
+
+struct Headers {
+    const char* format = "";
+    int bitsPerPixel = 0;  // of the file, 0 where the pixels say it (JPEG, PNM)
+    int xResolution = 0;   // dots per inch, 0 when the file has none
+    int yResolution = 0;
+    std::vector<PaletteEntry> palette;  // of pictures that have one
+};
+
+enum class FileKind { kUnknown, kPng, kJpeg, kBmp, kPnm };
+
+FileKind kindOf(const std::vector<uint8_t>& data);
+
+// Throw a Failure when the file ends early or is damaged.
+Headers readPngHeaders(const std::string& file, const std::vector<uint8_t>& data);
+Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& data);
+Headers readBmpHeaders(const std::string& file, const std::vector<uint8_t>& data);
+
+}  // namespace tool

@@ -1,0 +1,175 @@
+// tnk: pictures through the library, from the command line.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "failure.h"
+#include "progress.h"
+#include "tnkrn.h"
+
+#if defined(_WIN32)
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+#endif
+
+namespace tool {
+
+namespace {
+
+constexpr const char* kExamples =
+    "Examples:\n"
+    "  tnk info photo.jpg\n"
+    "  tnk convert photo.jpg photo.png --bits 8\n"
+    "  tnk convert photo.jpg fax.bmp --bits 1 --dither stucki\n"
+    "\n"
+    "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C.";
+
+constexpr const char* kInfoExamples =
+    "Examples:\n"
+    "  tnk info photo.jpg\n"
+    "  tnk info *.png";
+
+constexpr const char* kConvertExamples =
+    "Dithering methods: none, floyd-steinberg, stucki, burkes, sierra, stevenson-arce, jarvis, ordered, clustered.\n"
+    "PNG and BMP keep palettes: 1, 2, 4 and 8 bits in PNG, 1, 4 and 8 in BMP; other depths take the next that fits.\n"
+    "Alpha is kept at 32 and 64 bits; elsewhere the colours stay and the alpha goes.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk convert photo.jpg small.png --bits 8                  256 colours, Floyd-Steinberg\n"
+    "  tnk convert photo.jpg web.png --bits 8 --palette web --dither ordered\n"
+    "  tnk convert photo.jpg logo.bmp --bits 4 --palette brand.gpl\n"
+    "  tnk convert photo.jpg print.png --bits 1 --dither clustered\n"
+    "  tnk convert scan.png gray.png --bits 16 --gray\n"
+    "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all";
+
+// One definition of the command line; what was asked for is in the members after a parse.
+class CommandLine {
+  public:
+    CommandLine();
+    int run(std::vector<std::string> arguments);
+
+  private:
+    CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
+    CLI::App* info_;
+    CLI::App* convert_;
+    std::vector<std::string> files_;
+    ConvertOptions options_;
+};
+
+std::string versionText() {
+    VersionRecord version{};
+    T_VersionInfo(&version, sizeof version);
+    return "tnk " + std::to_string(version.MajorVersion) + "." + std::to_string(version.MinorVersion) + " (" +
+           version.ProductName + ", built " + version.BuildDate + " " + version.BuildTime + ")";
+}
+
+CommandLine::CommandLine() {
+    app_.require_subcommand(1);
+    app_.set_version_flag("--version", versionText, "Print the version and exit");
+    app_.footer(kExamples);
+
+    info_ = app_.add_subcommand("info", "Tell what is in picture files (PNG, JPEG, BMP, PNM)");
+    info_->add_option("FILE", files_, "Pictures")->required();
+    info_->footer(kInfoExamples);
+
+    convert_ = app_.add_subcommand("convert", "Convert a picture to another depth, into a PNG or BMP file");
+    convert_->add_option("IN", options_.in, "The picture (PNG, JPEG, BMP, PNM)")->required();
+    convert_->add_option("OUT", options_.out, "The result (.png or .bmp); {bits} and {dither} stand for their values")
+        ->required();
+    convert_->add_option("-b,--bits", options_.bits, "Bits a pixel: 1-8, 12 (gray), 16, 24, 32, 48, 64; or a list")
+        ->required()
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    convert_->add_option("-p,--palette", options_.palette,
+                         "fixed (the default), web, or a file: .gpl, .pal, .act, or a picture with a palette");
+    convert_->add_option("-c,--colors", options_.colors, "Take only the first N colours of the palette file")
+        ->check(CLI::Range(1, 256));
+    convert_->add_option("-d,--dither", options_.dithers, "Dithering method (default floyd-steinberg), a list, or all")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    convert_->add_flag("-g,--gray", options_.gray, "Grays instead of colours");
+    convert_->add_option("--order", options_.order, "Order of the colours in the bitmap; the file looks the same")
+        ->check(CLI::IsMember({"rgb", "bgr"}));
+    convert_->add_flag("-v,--verbose", options_.verbose, "Print a line for each result, with the time of conversion");
+    convert_->footer(kConvertExamples);
+}
+
+void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
+
+// The exit code; a failure is told here.
+template <class Work>
+int guarded(Work work) {
+    try {
+        work();
+        return kExitOk;
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        return failure.code();
+    } catch (const std::bad_alloc&) {
+        complain("not enough memory");
+    } catch (const std::exception& error) {
+        complain(error.what());
+    }
+    return kExitFailed;
+}
+
+int CommandLine::run(std::vector<std::string> arguments) {
+    try {
+        // The parser takes them from the back.
+        app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    } catch (const CLI::Success& help) {
+        return app_.exit(help);
+    } catch (const CLI::ParseError& error) {
+        complain(error.what());
+        std::fprintf(stderr, "Run tnk --help, tnk info --help or tnk convert --help for more.\n");
+        return kExitUsage;
+    }
+
+    catchInterrupts();
+    if (convert_->parsed()) return guarded([this] { convert(options_); });
+    int code = kExitOk;
+    for (const std::string& file : files_) {
+        if (const int found = guarded([&file] { info(file); }); found != kExitOk) code = found;
+        if (code == kExitInterrupted) break;
+    }
+    return code;
+}
+
+}  // namespace
+
+}  // namespace tool
+
+#if defined(_WIN32)
+
+namespace {
+
+std::string utf8(const wchar_t* text) {
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    std::string out(bytes > 0 ? bytes - 1 : 0, '\0');
+    if (bytes > 1) WideCharToMultiByte(CP_UTF8, 0, text, -1, out.data(), bytes, nullptr, nullptr);
+    return out;
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    std::vector<std::string> arguments;
+    for (int i = 1; i < argc; i++) arguments.push_back(utf8(argv[i]));
+    // File names in messages; the console gets back what it had.
+    const UINT codePage = GetConsoleOutputCP();
+    SetConsoleOutputCP(CP_UTF8);
+    const int code = tool::CommandLine().run(arguments);
+    SetConsoleOutputCP(codePage);
+    return code;
+}
+
+#else
+
+int main(int argc, char** argv) { return tool::CommandLine().run(std::vector<std::string>(argv + 1, argv + argc)); }
+
+#endif

@@ -1,0 +1,112 @@
+#include "palette_file.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <string_view>
+
+#include "bytes.h"
+#include "failure.h"
+#include "file.h"
+#include "headers.h"
+
+namespace tool {
+
+namespace {
+
+using Entries = std::vector<PaletteEntry>;
+
+std::string_view nextLine(std::string_view& text) {
+    const size_t end = text.find_first_of("\r\n");
+    const std::string_view line = text.substr(0, end);
+    const size_t next = end == text.npos ? text.size() : end + (text.substr(end, 2) == "\r\n" ? 2 : 1);
+    text.remove_prefix(next);
+    return line;
+}
+
+PaletteEntry rgb(uint8_t red, uint8_t green, uint8_t blue) { return {blue, green, red, 0}; }
+
+// Lines of three numbers; what else a GIMP palette has in its lines (comments, settings, names) is passed over.
+Entries textEntries(const std::string& file, std::string_view text, bool strict) {
+    Entries entries;
+    while (!text.empty()) {
+        const std::string line(nextLine(text));
+        unsigned red = 0, green = 0, blue = 0;
+        const size_t first = line.find_first_not_of(" \t");
+        if (first == line.npos) continue;
+        const bool number = line[first] >= '0' && line[first] <= '9';
+        if (!number && !strict) continue;
+        if (std::sscanf(line.c_str(), "%u %u %u", &red, &green, &blue) != 3 || std::max({red, green, blue}) > 255) {
+            throw fileFailure(file, "the palette is damaged (\"" + line + "\" is no colour)");
+        }
+        entries.push_back(rgb(static_cast<uint8_t>(red), static_cast<uint8_t>(green), static_cast<uint8_t>(blue)));
+    }
+    return entries;
+}
+
+Entries jascEntries(const std::string& file, std::string_view text) {
+    nextLine(text);  // JASC-PAL
+    nextLine(text);  // version
+    const int count = std::atoi(std::string(nextLine(text)).c_str());
+    Entries entries = textEntries(file, text, true);
+    if (count <= 0 || static_cast<size_t>(count) != entries.size()) {
+        throw fileFailure(file, "the palette is damaged (its number of colours is wrong)");
+    }
+    return entries;
+}
+
+Entries riffEntries(const std::string& file, const std::vector<uint8_t>& data) {
+    // "RIFF", size, "PAL ", "data", size, version, count, entries.
+    const size_t count = data.size() >= 24 ? little16(&data[22]) : 0;
+    if (data.size() < 24 || data.size() - 24 < 4 * count) throw fileFailure(file, "the palette is damaged (cut short)");
+    Entries entries;
+    for (size_t i = 0; i < count; i++) entries.push_back(rgb(data[24 + 4 * i], data[25 + 4 * i], data[26 + 4 * i]));
+    return entries;
+}
+
+// 256 triples; a longer form adds the number of those in use.
+Entries colorTableEntries(const std::vector<uint8_t>& data) {
+    const size_t used = data.size() >= 772 ? big16(&data[768]) : 256;
+    Entries entries;
+    for (size_t i = 0; i < std::min<size_t>(used ? used : 256, 256); i++) {
+        entries.push_back(rgb(data[3 * i], data[3 * i + 1], data[3 * i + 2]));
+    }
+    return entries;
+}
+
+Entries pictureEntries(const std::string& file, const std::vector<uint8_t>& data) {
+    switch (kindOf(data)) {
+        case FileKind::kPng:
+            return readPngHeaders(file, data).palette;
+        case FileKind::kBmp:
+            return readBmpHeaders(file, data).palette;
+        case FileKind::kJpeg:
+        case FileKind::kPnm:
+            return {};
+        case FileKind::kUnknown:
+            break;
+    }
+    throw fileFailure(file, "neither a palette (.gpl, .pal, .act) nor a picture with one (PNG, BMP)");
+}
+
+Entries readEntries(const std::string& file, const std::vector<uint8_t>& data) {
+    std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+    if (text.starts_with("GIMP Palette")) {
+        nextLine(text);
+        return textEntries(file, text, false);
+    }
+    if (text.starts_with("JASC-PAL")) return jascEntries(file, text);
+    if (text.size() >= 12 && text.starts_with("RIFF") && text.substr(8, 4) == "PAL ") return riffEntries(file, data);
+    if (extensionOf(file) == ".act" && (data.size() == 768 || data.size() == 772)) return colorTableEntries(data);
+    return pictureEntries(file, data);
+}
+
+}  // namespace
+
+std::vector<PaletteEntry> readPaletteFile(const std::string& file) {
+    Entries entries = readEntries(file, readWholeFile(file));
+    if (entries.empty()) throw fileFailure(file, "has no palette");
+    if (entries.size() > 256) throw fileFailure(file, "has more than 256 colours");
+    return entries;
+}
+
+}  // namespace tool

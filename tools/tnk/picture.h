@@ -1,0 +1,23 @@
+// Picture files into bitmaps.
+#pragma once
+
+#include <string>
+
+#include "bitmap.h"
+#include "headers.h"
+
+namespace tool {
+
+struct Picture {
+    Headers headers;
+    int channels = 0;  // of the file's pixels; a palette counts as the colours it gives
+    int bitsPerChannel = 0;
+    Bitmap bitmap;
+};
+
+// What becomes of the alpha channel of a gray picture: no bitmap holds gray with alpha.
+enum class GrayAlpha { kDrop, kAsColor };
+
+Picture readPicture(const std::string& file, GrayAlpha grayAlpha);
+
+}  // namespace tool

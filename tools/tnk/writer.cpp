@@ -1,0 +1,24 @@
+#include "writer.h"
+
+#include "file.h"
+
+namespace tool {
+
+FileFormat formatOf(const std::string& file) {
+    const std::string extension = extensionOf(file);
+    if (extension == ".png") return FileFormat::kPng;
+    if (extension == ".bmp") return FileFormat::kBmp;
+    throw usageFailure(file + ": the name of the result must end in .png or .bmp");
+}
+
+std::string whyNot(FileFormat format, int bits, bool gray) {
+    if (gray && bits == 32) return "neither PNG nor BMP holds grays of 32 bits; use --bits 16";
+    if (format == FileFormat::kPng || bits <= 8) return {};
+    if (bits == 12 || gray) return "BMP holds no grays of more than 8 bits; write a PNG, or use --bits 8 --gray";
+    if (bits > 32) return "BMP holds no channels of 16 bits; write a PNG, or use --bits 24";
+    return {};
+}
+
+uint32_t orderOf(FileFormat format) { return format == FileFormat::kPng ? ORDER_RGB : ORDER_BGR; }
+
+}  // namespace tool

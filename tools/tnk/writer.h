@@ -1,0 +1,26 @@
+// Bitmaps into picture files.
+#pragma once
+
+#include <string>
+
+#include "bitmap.h"
+
+namespace tool {
+
+enum class FileFormat { kPng, kBmp };
+
+// By the extension; a usage failure for others.
+FileFormat formatOf(const std::string& file);
+
+// Why a format cannot hold a result of this depth, or nothing when it can.
+std::string whyNot(FileFormat format, int bits, bool gray);
+
+// The order in which a format holds colours.
+uint32_t orderOf(FileFormat format);
+
+enum class Resolution { kWrite, kOmit };
+
+void writePng(Bitmap& bitmap, const std::string& file, Resolution resolution);
+void writeBmp(Bitmap& bitmap, const std::string& file, Resolution resolution);
+
+}  // namespace tool
