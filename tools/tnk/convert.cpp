@@ -209,8 +209,9 @@ void Converter::run(const Job& job) {
         writeBmp(result, job.out, resolution);
     }
     if (options_.verbose) {
-        std::printf("%s: %d x %d, %d bits, %s, converted in %.1f ms\n", job.out.c_str(), result->Width, result->Height,
-                    job.bits, job.bits <= 8 ? kDitherNames[job.method] : "exact", milliseconds);
+        std::printf("%s: %d x %d, %d %s, %s, converted in %.1f ms\n", job.out.c_str(), result->Width, result->Height,
+                    job.bits, job.bits == 1 ? "bit" : "bits", job.bits <= 8 ? kDitherNames[job.method] : "exact",
+                    milliseconds);
         std::fflush(stdout);
     }
 }

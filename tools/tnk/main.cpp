@@ -13,7 +13,6 @@
 
 #if defined(_WIN32)
 #define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
 #include <windows.h>
 #endif
 
@@ -61,15 +60,35 @@ class CommandLine {
     ConvertOptions options_;
 };
 
+#if defined(_WIN32)
+std::string utf8(const wchar_t* text) {
+    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    std::string out(bytes > 0 ? bytes - 1 : 0, '\0');
+    if (bytes > 1) WideCharToMultiByte(CP_UTF8, 0, text, -1, out.data(), bytes, nullptr, nullptr);
+    return out;
+}
+
+// From the system's code page, in which the library tells its name.
+std::string utf8(const char* text) {
+    wchar_t wide[128] = {};
+    MultiByteToWideChar(CP_ACP, 0, text, -1, wide, 127);
+    return utf8(wide);
+}
+#else
+std::string utf8(const char* text) { return text; }
+#endif
+
 std::string versionText() {
     VersionRecord version{};
     T_VersionInfo(&version, sizeof version);
     return "tnk " + std::to_string(version.MajorVersion) + "." + std::to_string(version.MinorVersion) + " (" +
-           version.ProductName + ", built " + version.BuildDate + " " + version.BuildTime + ")";
+           utf8(version.ProductName) + ", built " + version.BuildDate + " " + version.BuildTime + ")";
 }
 
 CommandLine::CommandLine() {
     app_.require_subcommand(1);
+    // "/usr/share/photo.jpg" is a name, on Windows too.
+    app_.allow_windows_style_options(false);
     app_.set_version_flag("--version", versionText, "Print the version and exit");
     app_.footer(kExamples);
 
@@ -146,20 +165,9 @@ int CommandLine::run(std::vector<std::string> arguments) {
 
 #if defined(_WIN32)
 
-namespace {
-
-std::string utf8(const wchar_t* text) {
-    const int bytes = WideCharToMultiByte(CP_UTF8, 0, text, -1, nullptr, 0, nullptr, nullptr);
-    std::string out(bytes > 0 ? bytes - 1 : 0, '\0');
-    if (bytes > 1) WideCharToMultiByte(CP_UTF8, 0, text, -1, out.data(), bytes, nullptr, nullptr);
-    return out;
-}
-
-}  // namespace
-
 int wmain(int argc, wchar_t** argv) {
     std::vector<std::string> arguments;
-    for (int i = 1; i < argc; i++) arguments.push_back(utf8(argv[i]));
+    for (int i = 1; i < argc; i++) arguments.push_back(tool::utf8(argv[i]));
     // File names in messages; the console gets back what it had.
     const UINT codePage = GetConsoleOutputCP();
     SetConsoleOutputCP(CP_UTF8);
