@@ -108,9 +108,7 @@ Result changeHeight(BitmapHandle& bitmap, int32_t newHeight) {
     if ((bitmap.Flags & (BMF_USERDATA | BMF_LOCKED)) != 0) return ERROR_INVALID_PARAMETER;
     if (newHeight == bitmap.Height) return SUCCESS;
     if (newHeight < 1) return ERROR_INVALID_PARAMETER;
-    uint32_t rows = 0;
-    if (!dataBytes(bitmap, newHeight, &rows)) return ERROR_SIZE_TOO_LARGE;
-    const uint64_t bytes = uint64_t{bitmap.DataOffset} + rows;
+    const uint64_t bytes = bitmap.DataOffset + uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(newHeight);
     if (bytes >= kSizeLimit) return ERROR_SIZE_TOO_LARGE;
     TRY(storageOf(bitmap).resize(bitmap, static_cast<uint32_t>(bytes)));
     // KEEP: Size takes in DataOffset here and nowhere else.

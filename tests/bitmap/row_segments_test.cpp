@@ -1,0 +1,132 @@
+// Runs of pixels at every depth against a form that moves one bit at a time, in memory and on disk.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "storage_cases.h"
+
+namespace tnk::test {
+namespace {
+
+constexpr uint32_t kPixels = 40;
+constexpr uint32_t kColumn = 8;  // whole bytes at every depth
+
+using Bytes = std::vector<uint8_t>;
+
+// Bit `bit` of pixel `pixel`, counted from the most significant; the byte and its mask.
+struct BitPlace {
+    size_t byte;
+    uint8_t mask;
+};
+
+BitPlace bitPlace(uint32_t bits, uint32_t pixel, uint32_t bit) {
+    const size_t position = size_t{pixel} * bits + bit;
+    if (bits != 12) return {position / 8, static_cast<uint8_t>(0x80 >> position % 8)};
+    // Two samples in three bytes, the low bits first.
+    const size_t low = size_t{pixel} * 12 + (11 - bit);
+    return {low / 8, static_cast<uint8_t>(1 << low % 8)};
+}
+
+// Whether a bit of a whole-byte pixel stays: the last bytes, or the top bit of 16, which lies in the last byte.
+bool isTopBit(const BitmapHandle& bitmap, uint32_t bit) {
+    switch (bitmap.BitsPerPixel) {
+        case 16:
+            return bitmap.Order != ORDER_GRAY && bit == 8;
+        case 32:
+            return bit >= 24;
+        case 64:
+            return bit >= 48;
+        default:
+            return false;
+    }
+}
+
+void putModel(const BitmapHandle& bitmap, uint8_t* row, const uint8_t* buffer, uint32_t start, uint32_t end,
+              bool keepTopBits) {
+    const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    for (uint32_t pixel = start; pixel < end; ++pixel) {
+        if (bits == 2 && start % 4 == 2 && pixel == start + 1) continue;
+        for (uint32_t bit = 0; bit < bits; ++bit) {
+            if (keepTopBits && isTopBit(bitmap, bit)) continue;
+            const BitPlace to = bitPlace(bits, kColumn + pixel, bit);
+            const BitPlace from = bitPlace(bits, pixel, bit);
+            row[to.byte] =
+                static_cast<uint8_t>((row[to.byte] & ~to.mask) | (buffer[from.byte] & from.mask ? to.mask : 0));
+        }
+    }
+}
+
+class RowSegments : public ::testing::TestWithParam<Kind> {
+  protected:
+    // Each run of 0..40 pixels on its own; then several in one call.
+    void checkDepth(int32_t bits, uint32_t order, bool keepTopBits) {
+        SCOPED_TRACE(::testing::Message() << bits << " bits, order " << order << ", keep " << keepTopBits);
+        StoredBitmap stored(GetParam(), kColumn + kPixels, 3, bits);
+        stored.record.Order = order;
+        for (uint32_t start = 0; start < kPixels; ++start) {
+            for (uint32_t end = start; end <= kPixels; ++end) checkSegments(stored.record, {start, end}, keepTopBits);
+        }
+        checkSegments(stored.record, {30, 37, 3, 5, 9, 10, 17, 23, 20, 26}, keepTopBits);
+        checkSegments(stored.record, {9, 3, 7, 7, 11, 12, 1}, keepTopBits);  // reversed, empty, without partner
+        checkSegments(stored.record, {}, keepTopBits);
+    }
+
+  private:
+    void checkSegments(BitmapHandle& bitmap, std::vector<uint32_t> segments, bool keepTopBits) {
+        const uint32_t line = bitmap.BytesPerLine;
+        Bytes expected(size_t{line} * 3);
+        Bytes buffer(line + 1);
+        for (uint8_t& byte : expected) byte = static_cast<uint8_t>(random_());
+        for (uint8_t& byte : buffer) byte = static_cast<uint8_t>(random_());
+        T_PutBitmapRow(&bitmap, expected.data(), 0, line * 3);
+        const auto count = static_cast<uint32_t>(segments.size());
+        segments.push_back(kPixels);  // behind the list: an odd count must not reach it
+        ASSERT_EQ(T_PutBitmapRowSegments(&bitmap, buffer.data(), 1, kColumn, segments.data(), count, keepTopBits),
+                  SUCCESS);
+        for (uint32_t i = 0; i + 1 < count; i += 2) {
+            putModel(bitmap, expected.data() + line, buffer.data(), segments[i], segments[i + 1], keepTopBits);
+        }
+        Bytes actual(expected.size());
+        T_GetBitmapRow(&bitmap, actual.data(), 0, line * 3);
+        ASSERT_EQ(actual, expected) << (count >= 2 ? segments[0] : 0) << ".." << (count >= 2 ? segments[1] : 0);
+    }
+
+    std::mt19937 random_{7};
+};
+INSTANTIATE_TEST_SUITE_P(Kinds, RowSegments, ::testing::Values(Kind::section, Kind::disk), kindName);
+
+TEST_P(RowSegments, WriteWhatTheModelWrites) {
+    for (const int32_t bits : {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64}) {
+        checkDepth(bits, bits == 12 ? ORDER_GRAY : ORDER_RGB, false);
+    }
+    for (const int32_t bits : {8, 16, 24, 32, 48, 64}) checkDepth(bits, ORDER_BGR, true);
+    checkDepth(16, ORDER_GRAY, true);
+    checkDepth(32, ORDER_GRAY, true);
+}
+
+TEST_P(RowSegments, KeepTheOddStartMaskOfTwoBits) {
+    StoredBitmap stored(GetParam(), 8, 1, 2);
+    const uint8_t ones[] = {0xFF, 0xFF, 0, 0};
+    const uint32_t segment[] = {2, 6};
+    ASSERT_EQ(T_PutBitmapRowSegments(&stored.record, ones, 0, 0, segment, 2, 0), SUCCESS);
+    uint8_t row[4];
+    ASSERT_EQ(T_GetBitmapRow(&stored.record, row, 0, 4), 4);
+    EXPECT_EQ(row[0], 0x0C) << "pixel 3 stays";
+    EXPECT_EQ(row[1], 0xF0);
+}
+
+TEST_P(RowSegments, LeaveOtherDepthsAlone) {
+    StoredBitmap stored(GetParam(), 8, 1, 8);
+    stored.record.BitsPerPixel = 11;
+    const uint8_t ones[] = {1, 1, 1, 1, 1, 1, 1, 1};
+    const uint32_t segment[] = {0, 4};
+    EXPECT_EQ(T_PutBitmapRowSegments(&stored.record, ones, 0, 0, segment, 2, 0), SUCCESS);
+    uint8_t row[8];
+    ASSERT_EQ(T_GetBitmapRow(&stored.record, row, 0, 8), 8);
+    EXPECT_EQ(row[0], 0);
+}
+
+}  // namespace
+}  // namespace tnk::test

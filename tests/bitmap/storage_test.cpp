@@ -1,0 +1,353 @@
+// Every kind of storage gives the same bytes for the same operations.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "bitmap/rows.h"
+#include "storage_cases.h"
+#include "support/failing_platform.h"
+
+namespace tnk::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes randomBytes(size_t count, uint32_t seed) {
+    std::mt19937 random(seed);
+    Bytes bytes(count);
+    for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+    return bytes;
+}
+
+Bytes readRow(BitmapHandle& bitmap, int32_t row) {
+    Bytes bytes(bitmap.BytesPerLine, 0xEE);
+    EXPECT_EQ(T_GetBitmapRow(&bitmap, bytes.data(), row, bitmap.BytesPerLine),
+              static_cast<int32_t>(bitmap.BytesPerLine));
+    return bytes;
+}
+
+Bytes readAll(BitmapHandle& bitmap) {
+    Bytes all;
+    for (int32_t row = 0; row < bitmap.Height; ++row) {
+        const Bytes bytes = readRow(bitmap, row);
+        all.insert(all.end(), bytes.begin(), bytes.end());
+    }
+    return all;
+}
+
+Bytes fill(BitmapHandle& bitmap, uint32_t seed) {
+    const Bytes all = randomBytes(bitmap.Size, seed);
+    for (int32_t row = 0; row < bitmap.Height; ++row) {
+        const uint32_t at = bitmap.BytesPerLine * static_cast<uint32_t>(row);
+        EXPECT_EQ(T_PutBitmapRow(&bitmap, all.data() + at, row, bitmap.BytesPerLine),
+                  static_cast<int32_t>(bitmap.BytesPerLine));
+    }
+    return all;
+}
+
+void expectSeekCache(const BitmapHandle& bitmap, int32_t row) {
+    EXPECT_EQ(bitmap.CurrentRow, static_cast<uint32_t>(row));
+    EXPECT_EQ(bitmap.CurrentPos, bitmap.BytesPerLine * static_cast<uint32_t>(row));
+}
+
+class Storage : public ::testing::TestWithParam<Kind> {};
+INSTANTIATE_TEST_SUITE_P(Kinds, Storage, ::testing::ValuesIn(kAllKinds), kindName);
+
+class OwnStorage : public Storage {};
+INSTANTIATE_TEST_SUITE_P(Kinds, OwnStorage, ::testing::Values(Kind::section, Kind::disk, Kind::movable), kindName);
+
+TEST_P(Storage, RowsComeBack) {
+    StoredBitmap stored(GetParam(), 37, 23, 24);
+    BitmapHandle& bitmap = stored.record;
+    EXPECT_EQ(readAll(bitmap), Bytes(bitmap.Size, 0)) << "storage starts as zero";
+    const Bytes all = fill(bitmap, 1);
+    EXPECT_EQ(readAll(bitmap), all);
+
+    for (const int32_t row : {5, 6, 5, 9, 22, 0}) {
+        readRow(bitmap, row);
+        expectSeekCache(bitmap, row);
+    }
+    uint8_t byte = 0;
+    EXPECT_EQ(T_GetBitmapRow(&bitmap, &byte, 3, 0), 0) << "no bytes";
+    EXPECT_EQ(T_PutBitmapRow(&bitmap, &byte, 3, 0), 0);
+    EXPECT_EQ(readAll(bitmap), all);
+}
+
+TEST_P(Storage, ColumnsBeginAtTheirByte) {
+    for (const int32_t bits : {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64}) {
+        SCOPED_TRACE(bits);
+        StoredBitmap stored(GetParam(), 40, 3, bits);
+        BitmapHandle& bitmap = stored.record;
+        Bytes all = fill(bitmap, static_cast<uint32_t>(bits));
+        for (uint32_t column = 0; column < 40; ++column) {
+            const uint32_t offset = column * static_cast<uint32_t>(bits) / 8;
+            const auto bytes = static_cast<int32_t>(bitmap.BytesPerLine - offset);
+            Bytes part(bitmap.BytesPerLine, 0);
+            ASSERT_EQ(T_GetBitmapRowCol(&bitmap, part.data(), 1, column, static_cast<uint32_t>(bytes)), bytes);
+            uint8_t* expected = all.data() + bitmap.BytesPerLine + offset;
+            EXPECT_EQ(std::memcmp(part.data(), expected, static_cast<size_t>(bytes)), 0) << column;
+            *expected = static_cast<uint8_t>(column);
+            ASSERT_EQ(T_PutBitmapRowCol(&bitmap, expected, 1, column, 1), 1);
+        }
+        EXPECT_EQ(readAll(bitmap), all);
+        bitmap.BitsPerPixel = 10;
+        uint8_t byte = 0;
+        EXPECT_EQ(T_GetBitmapRowCol(&bitmap, &byte, 1, 2, 1), 1);
+        EXPECT_EQ(byte, all[bitmap.BytesPerLine + 2]) << "a depth of no bitmap counts bytes";
+    }
+}
+
+TEST_P(Storage, LentRowsAreTheCopiedOnes) {
+    StoredBitmap stored(GetParam(), 33, 20, 4);
+    BitmapHandle& bitmap = stored.record;
+    Bytes all = fill(bitmap, 2);
+    uint8_t* rows = nullptr;
+    for (const bool copies : {false, true}) {
+        RowReader reader(bitmap);
+        ASSERT_TRUE(reader.prepare(7, copies).ok());
+        for (int32_t first = 0; first < 20; first += 7) {
+            const int32_t count = std::min(7, 20 - first);
+            ASSERT_TRUE(reader.read(first, count, &rows).ok());
+            const size_t at = size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(first);
+            const size_t bytes = size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(count);
+            EXPECT_EQ(std::memcmp(rows, all.data() + at, bytes), 0);
+            expectSeekCache(bitmap, first + count - 1);
+            if (copies) std::memset(rows, 0xFF, bytes);
+        }
+    }
+    EXPECT_EQ(readAll(bitmap), all) << "copies were changed, not the bitmap";
+
+    RowWriter writer(bitmap);
+    ASSERT_TRUE(writer.prepare(6).ok());
+    ASSERT_TRUE(writer.lend(3, 6, &rows).ok());
+    for (size_t row = 0; row < 6; ++row) {
+        std::memset(rows + row * bitmap.BytesPerLine, 0x5A, 17);  // 33 pixels; the padding is the writer's
+        std::memset(all.data() + (3 + row) * bitmap.BytesPerLine, 0, bitmap.BytesPerLine);
+        std::memset(all.data() + (3 + row) * bitmap.BytesPerLine, 0x5A, 17);
+    }
+    ASSERT_TRUE(writer.put(6).ok());
+    expectSeekCache(bitmap, 8);
+    EXPECT_EQ(readAll(bitmap), all);
+}
+
+TEST_P(OwnStorage, HeightChanges) {
+    StoredBitmap stored(GetParam(), 37, 23, 24);
+    BitmapHandle& bitmap = stored.record;
+    Bytes all = fill(bitmap, 3);
+    if (GetParam() == Kind::movable) {
+        EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 30), ERROR_INVALID_PARAMETER) << "accessed";
+        T_ReleaseBitmap(&bitmap);
+    }
+    EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 0), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, INT32_MAX), ERROR_SIZE_TOO_LARGE);
+    EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 23), SUCCESS);
+    EXPECT_NE(bitmap.CurrentRow, 0u) << "the same height changes nothing";
+    for (const int32_t height : {9, 200, 1, 23}) {
+        ASSERT_EQ(T_ChangeBitmapHeight(&bitmap, height), SUCCESS);
+        EXPECT_EQ(bitmap.Height, height);
+        EXPECT_EQ(bitmap.Size, bitmap.BytesPerLine * static_cast<uint32_t>(height));
+        expectSeekCache(bitmap, 0);
+        all.resize(bitmap.Size, 0);
+        const int32_t wasLocked = T_LockBitmap(&bitmap);
+        EXPECT_EQ(readAll(bitmap), all) << height;
+        T_UnlockBitmap(&bitmap, static_cast<uint32_t>(wasLocked));
+    }
+    bitmap.Size = 5;
+    EXPECT_EQ(T_UpdateBitmapSize(&bitmap), SUCCESS);
+    EXPECT_EQ(bitmap.Size, bitmap.BytesPerLine * 23);
+}
+
+TEST(UserStorage, KeepsItsHeight) {
+    StoredBitmap stored(Kind::user, 37, 23, 24);
+    EXPECT_EQ(T_ChangeBitmapHeight(&stored.record, 30), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_ChangeBitmapHeight(&stored.record, 23), ERROR_INVALID_PARAMETER);
+}
+
+TEST_P(OwnStorage, FailedHeightChangeLosesNothing) {
+    FailingPlatform failing;
+    StoredBitmap stored(GetParam(), 37, 23, 24);
+    BitmapHandle& bitmap = stored.record;
+    const Bytes all = fill(bitmap, 4);
+    T_ReleaseBitmap(&bitmap);
+    failing.failAt(1);
+    EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 100), FAILURE);
+    failing.stopFailing();
+    EXPECT_EQ(bitmap.Height, 23);
+    EXPECT_EQ(bitmap.Size, bitmap.BytesPerLine * 23);
+    T_AccessBitmap(&bitmap);
+    EXPECT_EQ(readAll(bitmap), all);
+}
+
+TEST_P(Storage, ReportsItsKind) {
+    StoredBitmap stored(GetParam(), 8, 8, 8);
+    uint32_t values[6] = {7, 7, 7, 7, 7, 7};
+    EXPECT_EQ(T_GetBitmapMemoryInfo(&stored.record, values, values + 1, values + 2, values + 3, values + 4, values + 5),
+              SUCCESS);
+    EXPECT_EQ(values[0], GetParam() == Kind::disk ? MEMKIND_DISK : MEMKIND_MEMORY);
+    for (int i = 1; i < 6; ++i) EXPECT_EQ(values[i], 7u) << "written for tiles only";
+}
+
+TEST_P(Storage, FreesEverything) {
+    FailingPlatform failing;
+    {
+        StoredBitmap stored(GetParam(), 50, 50, 16);
+        fill(stored.record, 5);
+        uint8_t* const data = stored.record.pData;
+        T_FreeBitmap(&stored.record);
+        EXPECT_EQ(stored.record.Flags, 0u);
+        EXPECT_EQ(stored.record.DataHandle, 0);
+        EXPECT_EQ(stored.record.pData, GetParam() == Kind::user ? data : nullptr);
+        uint8_t byte = 0;
+        EXPECT_EQ(T_GetBitmapRow(&stored.record, &byte, 0, 1), FAILURE) << "no storage";
+    }
+    EXPECT_EQ(failing.live(), LiveObjects{});
+}
+
+TEST(MovableStorage, HasAnAddressWhileAccessed) {
+    FailingPlatform failing;
+    StoredBitmap stored(Kind::movable, 8, 8, 8);
+    BitmapHandle& bitmap = stored.record;
+    uint8_t byte = 9;
+    EXPECT_EQ(T_LockBitmap(&bitmap), 1) << "accessed already";
+    T_UnlockBitmap(&bitmap, 1);
+    EXPECT_NE(bitmap.pData, nullptr);
+    EXPECT_EQ(failing.live().movableLocks, 1);
+    T_UnlockBitmap(&bitmap, 0);
+    EXPECT_EQ(failing.live().movableLocks, 0);
+    EXPECT_EQ(bitmap.pData, nullptr);
+    EXPECT_EQ(bitmap.Flags & BMF_LOCKED, 0u);
+    EXPECT_EQ(T_GetBitmapRow(&bitmap, &byte, 0, 1), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(T_PutBitmapRow(&bitmap, &byte, 0, 1), ERROR_NOT_ALLOCATED);
+    const uint32_t segment[] = {0, 1};
+    EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, &byte, 0, 0, segment, 2, 0), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(RowReader(bitmap).prepare().code, ERROR_NOT_ALLOCATED);
+
+    failing.failAt(1);
+    EXPECT_EQ(T_LockBitmap(&bitmap), 0);
+    EXPECT_EQ(bitmap.Flags & BMF_LOCKED, 0u) << "a block that cannot be locked is not accessed";
+    failing.stopFailing();
+    bitmap.DataOffset = 8;
+    EXPECT_EQ(T_LockBitmap(&bitmap), 0);
+    EXPECT_EQ(T_PutBitmapRow(&bitmap, &byte, 0, 1), 1);
+    EXPECT_EQ(bitmap.pData[0], 9);
+    T_UnlockBitmap(&bitmap, 0);
+    ASSERT_EQ(T_ChangeBitmapHeight(&bitmap, 10), SUCCESS);
+    EXPECT_EQ(bitmap.Size, 88u) << "Size takes in the offset here";
+    bitmap.DataOffset = 0;
+    T_AccessBitmap(&bitmap);
+    EXPECT_EQ(bitmap.pData[8], 9);
+}
+
+TEST(DiskStorage, ReportsFailedTransfers) {
+    FailingPlatform failing;
+    StoredBitmap stored(Kind::disk, 64, 4, 8);
+    BitmapHandle& bitmap = stored.record;
+    uint8_t row[256] = {};
+    const uint32_t segment[] = {1, 9};
+    failing.failAt(1);
+    EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 2, 64), ERROR_FILE_SEEK);
+    failing.failAt(2);
+    EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 2, 64), ERROR_FILE_READ);
+    failing.failAt(1);
+    EXPECT_EQ(T_PutBitmapRow(&bitmap, row, 2, 64), ERROR_FILE_SEEK);
+    failing.failAt(2);
+    EXPECT_EQ(T_PutBitmapRow(&bitmap, row, 2, 64), ERROR_FILE_WRITE);
+    failing.stopFailing();
+    EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 3, 128), ERROR_FILE_READ) << "past the end of the file";
+    EXPECT_EQ(T_GetBitmapRow(&bitmap, row, -1, 64), ERROR_FILE_SEEK);
+    const int failures = sweepFailures(
+        failing, kAllFailures, [&] { return T_PutBitmapRowSegments(&bitmap, row, 1, 0, segment, 2, 0); },
+        [](int32_t result, bool injected) { EXPECT_EQ(result < 0, injected) << result; });
+    EXPECT_EQ(failures, 5) << "scratch, seek, read, seek, write";
+}
+
+// The row beyond 4 GB lies past the bitmap's end, where a position of 32 bits would fall into row 4464.
+TEST(DiskStorage, ReachesBeyond2And4Gigabytes) {
+    StoredBitmap stored(Kind::disk, 65536, 65000, 8);
+    BitmapHandle& bitmap = stored.record;
+    ASSERT_EQ(bitmap.Size, 65536u * 65000u);
+    const int32_t rows[] = {70000, 69999, 70001, 4464, 4463, 64999, 32768, 32767, 0};
+    for (const int32_t row : rows) {
+        const auto value = static_cast<uint8_t>(row % 251 + 1);
+        ASSERT_EQ(T_PutBitmapRow(&bitmap, &value, row, 1), 1) << row;
+        expectSeekCache(bitmap, row);
+    }
+    for (const int32_t row : rows) {
+        uint8_t value = 0;
+        ASSERT_EQ(T_GetBitmapRow(&bitmap, &value, row, 1), 1) << row;
+        EXPECT_EQ(value, row % 251 + 1) << row;
+    }
+    const uint32_t segment[] = {65534, 65536};
+    const Bytes line(65536, 3);
+    ASSERT_EQ(T_PutBitmapRowSegments(&bitmap, line.data(), 64999, 0, segment, 2, 0), SUCCESS);
+    uint8_t tail[4] = {9, 9, 9, 9};
+    ASSERT_EQ(T_GetBitmapRowCol(&bitmap, tail, 64999, 65532, 4), 4);
+    EXPECT_EQ(tail[0] + tail[1] * 10 + tail[2] * 100 + tail[3] * 1000, 3300);
+}
+
+// Flags set by hand for storage that the library does not have: a code, and nothing is touched.
+TEST(MissingStorage, AnswersWithCodes) {
+    struct Case {
+        uint32_t flag;
+        int32_t get, put, putColumn, segments, update;
+    };
+    const Case cases[] = {
+        {BMF_COMPRESSED, -2, -2, -2, -2, -2},
+        {BMF_SUPERCOMPRESSED, -2, -2, -2, -2, -2},
+        {BMF_TILED, -2, 0, -1, -2, 1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.flag);
+        BitmapHandle bitmap;
+        ASSERT_EQ(T_CreateBitmap(&bitmap, sizeof bitmap, 1, 64, 8, 1, 0, nullptr, 1, nullptr, 0), SUCCESS);
+        const BitmapHandle real = bitmap;
+        bitmap.Flags |= c.flag;
+        uint8_t row[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+        const uint32_t segment[] = {0, 9};
+        EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 1, 8), c.get);
+        EXPECT_EQ(T_GetBitmapRowCol(&bitmap, row, 1, 8, 1), c.get);
+        EXPECT_EQ(T_PutBitmapRow(&bitmap, row, 1, 8), c.put);
+        EXPECT_EQ(T_PutBitmapRowCol(&bitmap, row, 1, 8, 1), c.putColumn);
+        EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, row, 1, 0, segment, 2, 0), c.segments);
+        EXPECT_FALSE(RowReader(bitmap).prepare().ok());
+        EXPECT_FALSE(RowWriter(bitmap).prepare().ok());
+        EXPECT_EQ(T_UpdateBitmapSize(&bitmap), c.update);
+        EXPECT_LT(T_ChangeBitmapHeight(&bitmap, 9), 0);
+        T_AccessBitmap(&bitmap);
+        T_ReleaseBitmap(&bitmap);
+        EXPECT_EQ(bitmap.pData, real.pData);
+        BitmapHandle copy = bitmap;
+        copy.Palette = nullptr;
+        copy.pByteMap = nullptr;
+        T_FreeBitmap(&copy);
+        EXPECT_EQ(copy.Flags, 0u);
+        bitmap.Flags = real.Flags;
+        T_FreeBitmap(&bitmap);
+    }
+    BitmapHandle marked;
+    ASSERT_EQ(T_InitBitmap(&marked, sizeof marked, 8, 8, 8), SUCCESS);
+    marked.Flags = BMF_DISK;
+    uint8_t byte = 0;
+    EXPECT_EQ(T_GetBitmapRow(&marked, &byte, 0, 1), ERROR_FILE_SEEK) << "no file behind the flag";
+}
+
+TEST(Rows, ThreadsReadOneBitmap) {
+    StoredBitmap stored(Kind::section, 64, 200, 8);
+    const Bytes all = fill(stored.record, 6);
+    const auto readEvery = [&](int32_t first) {
+        for (int32_t row = first; row < 200; row += 2) {
+            uint8_t bytes[64];
+            T_GetBitmapRow(&stored.record, bytes, row, 64);
+            EXPECT_EQ(std::memcmp(bytes, all.data() + row * 64, 64), 0);
+        }
+    };
+    std::thread other(readEvery, 1);
+    readEvery(0);
+    other.join();
+}
+
+}  // namespace
+}  // namespace tnk::test
