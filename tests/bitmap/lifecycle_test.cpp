@@ -200,16 +200,6 @@ TEST(FreeBitmap, LeavesNoDanglingField) {
     EXPECT_EQ(failing.live(), LiveObjects{});
 }
 
-TEST(CopyBitmapHandle, SharesTheStorage) {
-    BitmapHandle bitmap;
-    BitmapHandle copy{};
-    ASSERT_EQ(T_CreateBitmap(&bitmap, sizeof bitmap, 1, 20, 10, 8, 0, nullptr, 1, nullptr, 0), SUCCESS);
-    EXPECT_EQ(T_CopyBitmapHandle(nullptr, &bitmap, sizeof copy), SUCCESS);
-    ASSERT_EQ(T_CopyBitmapHandle(&copy, &bitmap, sizeof copy), SUCCESS);
-    EXPECT_EQ(std::memcmp(&copy, &bitmap, sizeof copy), 0);
-    T_FreeBitmap(&bitmap);
-}
-
 TEST(SetBitmapDataPointer, TakesCallerMemory) {
     FailingPlatform failing;
     uint8_t memory[256];
@@ -221,6 +211,7 @@ TEST(SetBitmapDataPointer, TakesCallerMemory) {
     EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, other, 1), SUCCESS) << "any size for memory of the caller";
     EXPECT_EQ(bitmap.pData, other);
     EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, memory, 0), SUCCESS);
+    EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 30), ERROR_INVALID_PARAMETER);
     T_FreeBitmap(&bitmap);
     for (const uint8_t byte : memory) ASSERT_EQ(byte, 7);
 

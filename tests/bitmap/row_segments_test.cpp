@@ -117,16 +117,5 @@ TEST_P(RowSegments, KeepTheOddStartMaskOfTwoBits) {
     EXPECT_EQ(row[1], 0xF0);
 }
 
-TEST_P(RowSegments, LeaveOtherDepthsAlone) {
-    StoredBitmap stored(GetParam(), 8, 1, 8);
-    stored.record.BitsPerPixel = 11;
-    const uint8_t ones[] = {1, 1, 1, 1, 1, 1, 1, 1};
-    const uint32_t segment[] = {0, 4};
-    EXPECT_EQ(T_PutBitmapRowSegments(&stored.record, ones, 0, 0, segment, 2, 0), SUCCESS);
-    uint8_t row[8];
-    ASSERT_EQ(T_GetBitmapRow(&stored.record, row, 0, 8), 8);
-    EXPECT_EQ(row[0], 0);
-}
-
 }  // namespace
 }  // namespace tnk::test
