@@ -293,7 +293,7 @@ TEST(File, BigTransfersMoveInChunks) {
             ChunkLog log;
             log.results = test.results;
             T_RedirectIO(nullptr, logRead, logWrite, nullptr, nullptr, &log);
-            uint8_t* const buffer = reinterpret_cast<uint8_t*>(&log);  // never touched
+            uint8_t* const buffer = reinterpret_cast<uint8_t*>(uintptr_t{0x10000});  // never touched
             EXPECT_EQ(reads ? T_RedirectedReadBig(1, buffer, test.count) : T_RedirectedWriteBig(1, buffer, test.count),
                       test.result);
             EXPECT_EQ(log.counts, test.chunks);

@@ -1,0 +1,240 @@
+#include "system/settings.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/failing_platform.h"
+#include "support/files.h"
+#include "system/file.h"
+
+namespace tnk::test {
+namespace {
+
+// Runs in a thread of its own. The static form of the library is not told of the end of threads on every system.
+void inThread(const std::function<void()>& work) {
+    std::thread([&] {
+        work();
+#ifdef _WIN32
+        detachThread();
+#endif
+    }).join();
+}
+
+TEST(Settings, EachThreadStartsWithTheDefaults) {
+    inThread([] {
+        const ThreadSettings& settings = currentSettings();
+        EXPECT_EQ(settings.userMatchTable, nullptr);
+        EXPECT_EQ(settings.routines.close, kLibraryRoutines.close);
+        EXPECT_EQ(T_GetDefaultDithering(), 7);
+        EXPECT_EQ(T_GetDefaultXResolution(), 150);
+        EXPECT_EQ(T_GetDefaultYResolution(), 150);
+        uint32_t type = 0;
+        EXPECT_EQ(T_GetDefaultMemoryType(&type), SUCCESS);
+        EXPECT_EQ(type, MEM_CONVENTIONAL);
+        int32_t values[5] = {1, 1, 1, 1, 1};
+        EXPECT_EQ(T_GetMemoryThresholds(&values[0], &values[1], &values[2], &values[3], &values[4]), SUCCESS);
+        EXPECT_EQ(std::vector<int32_t>(values, values + 5), (std::vector<int32_t>{0, 0x7FFFFFFF, 0, -100, 1}));
+        T_WCHAR directory[4] = {1, 1, 1, 1};
+        EXPECT_EQ(T_GetTempDirectory(directory, 4), SUCCESS);
+        EXPECT_EQ(directory[0], 0);
+        void* data = &type;
+        EXPECT_EQ(T_GetStatusCallBack(&data), nullptr);
+        EXPECT_EQ(data, nullptr);
+        EXPECT_EQ(T_GetCopyStatusCallBack(nullptr), nullptr);
+        for (uint32_t i = 0; i < kSettingsScratchBytes; ++i) ASSERT_EQ(settings.scratch[i], 0);
+    });
+}
+
+TEST(Settings, SettersCheckAndStore) {
+    inThread([] {
+        EXPECT_EQ(T_DefaultDithering(8), SUCCESS);
+        EXPECT_EQ(T_DefaultDithering(9), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_GetDefaultDithering(), 8);
+
+        EXPECT_EQ(T_SetDefaultXResolution(-300), 150);
+        EXPECT_EQ(T_SetDefaultXResolution(72), -300);
+        EXPECT_EQ(T_SetDefaultYResolution(96), 150);
+        EXPECT_EQ(T_GetDefaultYResolution(), 96);
+
+        for (const uint32_t type : {0u, 2u, 4u, 8u, 127u, 129u, 256u}) {
+            EXPECT_EQ(T_SetDefaultMemoryType(type), ERROR_INVALID_PARAMETER) << type;
+        }
+        EXPECT_EQ(T_SetDefaultMemoryType(MEM_NOCONVENTIONAL), SUCCESS);
+        EXPECT_EQ(T_GetDefaultMemoryType(nullptr), ERROR_INVALID_PARAMETER);
+
+        const auto font = reinterpret_cast<SubstituteFontCallback>(&inThread);
+        SubstituteFontCallback readFont = nullptr;
+        int word = 0;
+        void* data = nullptr;
+        EXPECT_EQ(T_VecSetSubstituteFontCallback(font, &word), SUCCESS);
+        EXPECT_EQ(T_VecGetSubstituteFontCallback(nullptr, &data), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_VecGetSubstituteFontCallback(&readFont, nullptr), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_VecGetSubstituteFontCallback(&readFont, &data), SUCCESS);
+        EXPECT_EQ(readFont, font);
+        EXPECT_EQ(data, &word);
+    });
+}
+
+TEST(Settings, ThresholdsAreStoredUpToTheFirstBadOne) {
+    const struct {
+        int32_t values[5];
+        uint32_t which;
+        int32_t result;
+        int32_t stored[5];
+    } cases[] = {
+        {{1, 2, 3, 4, 5}, 0, SUCCESS, {0, 0x7FFFFFFF, 0, -100, 1}},
+        {{-101, -101, -1, -101, -101}, 0, SUCCESS, {0, 0x7FFFFFFF, 0, -100, 1}},
+        {{-100, -100, 0, -100, -100}, 31, SUCCESS, {-100, -100, 0, -100, -100}},
+        {{1, 2, 3, 4, 5}, 0xFFFFFFEA, SUCCESS, {0, 2, 0, 4, 1}},
+        {{1, -101, 3, 4, 5}, 31, ERROR_INVALID_PARAMETER, {1, 0x7FFFFFFF, 0, -100, 1}},
+        {{1, 2, -1, 4, 5}, 31, ERROR_INVALID_PARAMETER, {1, 2, 0, -100, 1}},
+        {{1, 2, 3, 4, -101}, 31, ERROR_INVALID_PARAMETER, {1, 2, 3, 4, 1}},
+        {{-101, 2, 3, 4, 5}, 30, SUCCESS, {0, 2, 3, 4, 5}},
+    };
+    for (const auto& test : cases) {
+        inThread([&] {
+            const int32_t* v = test.values;
+            EXPECT_EQ(T_SetMemoryThresholds(v[0], v[1], v[2], v[3], v[4], test.which), test.result);
+            int32_t s[5];
+            EXPECT_EQ(T_GetMemoryThresholds(&s[0], &s[1], &s[2], &s[3], &s[4]), SUCCESS);
+            EXPECT_TRUE(std::equal(s, s + 5, test.stored)) << v[0] << ' ' << v[1] << ' ' << v[2] << ' ' << test.which;
+            EXPECT_EQ(T_GetMemoryThresholds(nullptr, nullptr, nullptr, nullptr, nullptr), SUCCESS);
+        });
+    }
+}
+
+TEST(Settings, TempDirectoryMustBeThereAndIsCutWhenRead) {
+    const TempFolder folder;
+    folder.put("file", "");
+    const WideString path = folder.name();
+    inThread([&] {
+        EXPECT_EQ(T_SetTempDirectory(path.c_str()), SUCCESS);
+        EXPECT_EQ(T_SetTempDirectory(nullptr), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_SetTempDirectory(folder.name("file").c_str()), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_SetTempDirectory(folder.name("missing").c_str()), ERROR_INVALID_PARAMETER);
+        WideString longPath = path;
+        while (longPath.size() < kPathChars) longPath += wide("/.");
+        EXPECT_EQ(T_SetTempDirectory(longPath.c_str()), ERROR_INVALID_PARAMETER) << "it would have to be cut";
+
+        EXPECT_EQ(T_GetTempDirectory(nullptr, 10), ERROR_INVALID_PARAMETER);
+        for (const uint32_t length : {0u, 1u, 5u, static_cast<uint32_t>(path.size() + 1), kPathChars + 36}) {
+            std::vector<T_WCHAR> buffer(300, T_WCHAR{0x7E7E});
+            EXPECT_EQ(T_GetTempDirectory(buffer.data(), length), SUCCESS);
+            if (length == 0) {
+                EXPECT_EQ(buffer[0], 0x7E7E);
+            } else {
+                EXPECT_EQ(WideString(buffer.data()), path.substr(0, length - 1));
+            }
+        }
+    });
+}
+
+int32_t TNK_CALL goOn(int32_t, void*) { return SUCCESS; }
+
+TEST(Settings, CallbacksAreExchanged) {
+    inThread([] {
+        int first = 0;
+        int second = 0;
+        StatusCallback old = goOn;
+        void* oldData = &second;
+        T_SetStatusCallBack(goOn, &first, &old, &oldData);
+        EXPECT_EQ(old, nullptr);
+        EXPECT_EQ(oldData, nullptr);
+        T_SetStatusCallBack(nullptr, &second, &old, &oldData);
+        EXPECT_EQ(old, &goOn);
+        EXPECT_EQ(oldData, &first);
+        T_SetCopyStatusCallBack(goOn, &first, nullptr, nullptr);
+        void* data = nullptr;
+        EXPECT_EQ(T_GetStatusCallBack(&data), nullptr);
+        EXPECT_EQ(data, &second);
+        EXPECT_EQ(T_GetCopyStatusCallBack(&data), &goOn);
+        EXPECT_EQ(data, &first);
+        T_SetCopyStatusCallBack(nullptr, nullptr, &old, &oldData);
+        EXPECT_EQ(old, &goOn);
+    });
+}
+
+TEST(Settings, BelongToTheirThreadAndGoWithIt) {
+    FailingPlatform counting;
+    T_SetDefaultXResolution(11);
+    for (int round = 0; round < 20; ++round) {
+        std::vector<std::thread> threads;
+        for (int id = 0; id < 8; ++id) {
+            threads.emplace_back([id] {
+                EXPECT_EQ(T_GetDefaultXResolution(), 150);
+                for (int i = 0; i < 50; ++i) {
+                    T_SetDefaultXResolution(1000 * id + i);
+                    BitmapHandle bitmap;
+                    EXPECT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 4, 4, 8), SUCCESS);
+                    EXPECT_EQ(bitmap.XResolution, id + i == 0 ? 150 : 1000 * id + i);
+                }
+#ifdef _WIN32
+                detachThread();
+#endif
+            });
+        }
+        for (std::thread& thread : threads) thread.join();
+    }
+    EXPECT_EQ(counting.live(), LiveObjects{});
+    EXPECT_EQ(T_SetDefaultXResolution(150), 11);
+}
+
+TEST(Settings, ThreadsWithoutABlockShareOne) {
+    FailingPlatform failing;
+    const ThreadSettings* shared[2] = {};
+    for (const ThreadSettings*& found : shared) {
+        inThread([&] {
+            const auto operation = [] { return &currentSettings(); };
+            const auto check = [&](const ThreadSettings* settings, bool injected) {
+                EXPECT_EQ(settings->ditherMethod, 7u);
+                ASSERT_NE(settings->scratch, nullptr);
+                settings->scratch[kSettingsScratchBytes - 1] = 1;
+                if (injected) {
+                    EXPECT_TRUE(found == nullptr || found == settings);
+                    found = settings;
+                } else {
+                    EXPECT_NE(settings, found) << "a block of its own as soon as there can be one";
+                    detachThread();
+                }
+            };
+            const uint32_t kinds = kLocalFailures | kThreadFailures;
+            EXPECT_EQ(sweepFailures(failing, kinds, operation, check), 4) << "slot, block, scratch, value";
+        });
+    }
+    EXPECT_EQ(shared[0], shared[1]);
+    EXPECT_NE(shared[0], &currentSettings());
+}
+
+TEST(Settings, UnloadingFreesTheBlocksOfThreadsThatGoOn) {
+    FailingPlatform counting;
+    for (int round = 0; round < 3; ++round) {
+        std::atomic<int> state = 0;
+        const auto await = [&](int wanted) {
+            while (state != wanted) std::this_thread::yield();
+        };
+        std::thread thread([&] {
+            T_SetDefaultXResolution(33);
+            state = 1;
+            await(2);
+            EXPECT_EQ(T_GetDefaultXResolution(), 150) << "a new block";
+            detachThread();
+        });
+        await(1);
+        detachProcess();
+        EXPECT_EQ(counting.live(), LiveObjects{});
+        attachProcess();
+        state = 2;
+        thread.join();
+        detachProcess();
+        EXPECT_EQ(counting.live(), LiveObjects{});
+    }
+}
+
+}  // namespace
+}  // namespace tnk::test
