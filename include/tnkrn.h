@@ -288,7 +288,8 @@ TNK_API int32_t TNK_CALL T_UpdateBitmapSize(BitmapHandle* Bitmap);
 
 /*
  * Hands caller memory of Size bytes to a bitmap; no copy, the caller keeps ownership. For an allocated
- * MEM_USER bitmap DataSize is ignored, otherwise it must equal Size.
+ * MEM_USER bitmap DataSize is ignored, otherwise it must equal Size; storage that the bitmap owned is released and it
+ * becomes a MEM_USER bitmap.
  * Codes: -13 null record or DataSize, -789.
  */
 TNK_API int32_t TNK_CALL T_SetBitmapDataPointer(BitmapHandle* Bitmap, void* Data, uint32_t DataSize);
