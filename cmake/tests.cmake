@@ -1,11 +1,12 @@
-# Tests. tests/<subsystem>/ becomes the program <subsystem>_tests, linked with the static form of the library and with
-# tests/support/. Under Wine a program is one ctest entry, since starting a process is slow there; elsewhere each test is.
+# Tests. tests/<subsystem>/ becomes the program <subsystem>_tests, linked with the static form of the library, with
+# tests/support/ and with the plain forms of reference/. Under Wine a program is one ctest entry, since starting a process
+# is slow there; elsewhere each test is.
 # The thread sanitizer runs only tests with "Thread" in their names, label `threads`.
 
 # --- the programs that use GoogleTest ---
 
 file(GLOB_RECURSE test_files CONFIGURE_DEPENDS tests/*_test.cpp)
-file(GLOB_RECURSE support_sources CONFIGURE_DEPENDS tests/support/*.cpp)
+file(GLOB_RECURSE support_sources CONFIGURE_DEPENDS tests/support/*.cpp reference/*.cpp)
 
 set(subsystems)
 foreach(file IN LISTS test_files)
@@ -29,7 +30,7 @@ if(subsystems)
 
     # The precompiled header halves the time of these builds; sources still include what they use.
     add_library(test_support OBJECT ${support_sources} ${PROJECT_SOURCE_DIR}/cmake/empty.cpp)
-    target_include_directories(test_support PUBLIC tests src)
+    target_include_directories(test_support PUBLIC ${PROJECT_SOURCE_DIR} tests src)
     target_link_libraries(test_support PUBLIC tnkrn_static gtest)
     target_precompile_headers(test_support PRIVATE <gtest/gtest.h>)
     tnk_warnings(test_support)

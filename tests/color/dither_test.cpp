@@ -12,8 +12,8 @@
 #include "color/dither_modes.h"
 #include "color/dither_state.h"
 #include "color/palette.h"
+#include "reference/dither.h"
 #include "support/failing_platform.h"
-#include "support/reference_dither.h"
 #include "tnkrn.h"
 
 namespace tnk::test {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "color/palette.h"
+#include "reference/palette.h"
 #include "support/failing_platform.h"
-#include "support/reference_palette.h"
 
 namespace tnk {
 namespace {

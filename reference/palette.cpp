@@ -1,4 +1,4 @@
-#include "reference_palette.h"
+#include "reference/palette.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "reference_convert.h"
+#include "reference/convert.h"
 
 #include <algorithm>
 #include <array>

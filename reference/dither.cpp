@@ -1,4 +1,4 @@
-#include "reference_dither.h"
+#include "reference/dither.h"
 
 #include <algorithm>
 #include <cstring>

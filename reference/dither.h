@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "reference_convert.h"
-#include "reference_palette.h"
+#include "reference/convert.h"
+#include "reference/palette.h"
 
 namespace tnk::test {
 

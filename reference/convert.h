@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "reference_palette.h"
+#include "reference/palette.h"
 
 namespace tnk::test {
 
