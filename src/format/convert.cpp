@@ -9,7 +9,7 @@
 namespace tnk {
 namespace {
 
-constexpr size_t kBlockPixels = 256;  // whole bytes at every depth
+constexpr size_t kBlockPixels = 4096;  // whole bytes at every depth
 constexpr size_t kBlockBytes = kBlockPixels * 8;
 
 // Bits of the last byte of a row that no pixel has.
@@ -44,11 +44,11 @@ static void runSteps(ConvertPlan& plan, const uint8_t* source, uint8_t* target, 
 // In place, growing rows take the last block first and shrinking ones the first, so that no source pixel is overwritten
 // before it is read. Each block is read whole before its first target byte is written, but by a single step.
 void RowConverter::runBlocks(const uint8_t* source, uint8_t* target, size_t width) {
-    const bool growing = plan_.targetBits > plan_.sourceBits;
-    const bool guard = growing && source == target && plan_.stepCount == 1;
+    const bool backward = plan_.targetBits > plan_.sourceBits && source == target;
+    const bool guard = backward && plan_.stepCount == 1;
     const size_t blocks = (width + kBlockPixels - 1) / kBlockPixels;
     for (size_t i = 0; i < blocks; ++i) {
-        const size_t first = (growing ? blocks - 1 - i : i) * kBlockPixels;
+        const size_t first = (backward ? blocks - 1 - i : i) * kBlockPixels;
         const size_t count = std::min(width - first, kBlockPixels);
         const uint8_t* from = source + first / 8 * plan_.sourceBits;
         alignas(32) uint8_t copy[kBlockBytes];

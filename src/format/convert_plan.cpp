@@ -2,7 +2,7 @@
 #include "format/convert_plan.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 
 #include "color/palette.h"
 #include "format/convert.h"
@@ -13,6 +13,7 @@
 namespace tnk {
 namespace {
 
+constexpr uint8_t kFill = PixelShuffle::kFill;
 constexpr uint32_t topOfBits(int32_t bits) { return bits >= 32 ? 0xFFFFFFFF : (1u << bits) - 1; }
 constexpr uint32_t orderBit(uint32_t order) { return order < 8 ? 1u << order : 0; }
 constexpr uint32_t kMatrixBit = orderBit(ORDER_MATRIX_RGB);
@@ -49,6 +50,7 @@ class Planner {
     bool setPair(const ColorLayout& layout);
 
     ConvertStep& add(steps::Step* run);
+    void addByteMap(uint32_t sourceBytes, uint32_t targetBytes, const uint8_t (&from)[8], uint8_t fill);
     void addShuffle(const ColorLayout& from, const ColorLayout& to);
     void addSampleLoad();
     void addSampleStore();
@@ -112,7 +114,6 @@ Result Planner::make() {
     plan_.targetBits = spec_.bitsDst != 0 ? static_cast<uint32_t>(spec_.bitsDst) : 8;
     plan_.stepCount = 0;
     plan_.palette = {};
-    plan_.matchedPixels = 0;
     plan_.matcherReady = false;
     paletteSrc_ = spec_.paletteSrc;
     if (spec_.bitsSrc == 0) paletteSrc_ = nullptr;
@@ -154,44 +155,48 @@ ColorLayout Planner::targetLayout() const {
             spec_.bitsDst == 32 || spec_.bitsDst == 64};
 }
 
-// Bytes of `from` that make byte `byte` of a channel; 8 bits become 16 by doubling, 16 become 8 by the high byte.
-uint32_t channelByte(const ColorLayout& from, const ColorLayout& to, uint32_t channel, uint32_t byte) {
-    if (!from.wide) return channel;
-    return 2 * channel + (to.wide ? byte : 1);
+// Spreads the description of one pixel over a vector.
+void Planner::addByteMap(uint32_t sourceBytes, uint32_t targetBytes, const uint8_t (&from)[8], uint8_t fill) {
+    PixelShuffle& shuffle = add(steps::shuffle).shuffle;
+    shuffle.sourceBytes = static_cast<uint8_t>(sourceBytes);
+    shuffle.targetBytes = static_cast<uint8_t>(targetBytes);
+    shuffle.pixels = static_cast<uint8_t>(16 / std::max(sourceBytes, targetBytes));
+    for (uint32_t i = 0; i < 16; ++i) {
+        const uint32_t pixel = i / targetBytes;
+        const bool past = pixel >= shuffle.pixels;
+        const uint8_t byte = from[i % targetBytes];
+        const bool filled = !past && byte == kFill;
+        // Bytes past the last pixel of a vector stay what they were, which lets equal sizes work in place.
+        shuffle.from[i] = static_cast<uint8_t>(past ? i : filled ? kFill : pixel * sourceBytes + byte);
+        shuffle.fill[i] = filled ? fill : 0;
+    }
 }
 
+// Channels of 8 bits become 16 by doubling, 16 become 8 by the high byte.
 void Planner::addShuffle(const ColorLayout& from, const ColorLayout& to) {
-    PixelShuffle& shuffle = add(steps::shuffle).shuffle;
-    shuffle.sourceBytes = from.pixelBytes;
-    shuffle.targetBytes = to.pixelBytes;
-    shuffle.pixels = static_cast<uint8_t>(16 / std::max(from.pixelBytes, to.pixelBytes));
-    // Bytes past the last pixel of a vector stay what they were, which lets equal sizes work in place.
-    for (uint32_t i = 0; i < 16; ++i) shuffle.from[i] = static_cast<uint8_t>(i);
-    std::memset(shuffle.fill, 0, sizeof shuffle.fill);
     const uint32_t channelBytes = to.wide ? 2 : 1;
-    for (uint32_t i = 0; i < uint32_t{shuffle.pixels} * to.pixelBytes; ++i) {
-        const uint32_t pixel = i / to.pixelBytes;
-        uint32_t channel = i % to.pixelBytes / channelBytes;
-        if (channel == 3 && !from.alpha) {
-            shuffle.from[i] = PixelShuffle::kFill;
-            shuffle.fill[i] = alpha8();
-            continue;
-        }
+    uint8_t bytes[8] = {};
+    for (uint32_t i = 0; i < to.pixelBytes; ++i) {
+        uint32_t channel = i / channelBytes;
+        const bool filled = channel == 3 && !from.alpha;
+        if (channel < 3 && from.rgb != to.rgb) channel = 2 - channel;
         if (from.pixelBytes == 1) channel = 0;
-        if (from.rgb != to.rgb && channel < 3) channel = 2 - channel;
-        shuffle.from[i] =
-            static_cast<uint8_t>(pixel * from.pixelBytes + channelByte(from, to, channel, i % channelBytes));
+        const uint32_t place = !from.wide ? channel : 2 * channel + (to.wide ? i % 2 : 1);
+        bytes[i] = filled ? kFill : static_cast<uint8_t>(place);
     }
+    addByteMap(from.pixelBytes, to.pixelBytes, bytes, alpha8());
 }
 
 void Planner::addSampleLoad() {
     if (spec_.bitsSrc == 12) add(steps::load12);
-    if (spec_.bitsSrc == 16) add(steps::load16);
+    if (spec_.bitsSrc == 16) addByteMap(2, 4, {0, 1, kFill, kFill}, 0);
 }
 
 void Planner::addSampleStore() {
     if (spec_.bitsDst == 12) add(steps::store12);
-    if (spec_.bitsDst == 16) add(steps::store16);
+    if (spec_.bitsDst == 16) addByteMap(4, 2, {0, 1}, 0);
+    if (spec_.bitsDst >= 48)
+        addByteMap(4, static_cast<uint32_t>(spec_.bitsDst / 8), {0, 1, 0, 1, 0, 1, kFill, kFill}, alpha8());
 }
 
 void Planner::addIndexStore() {
@@ -290,8 +295,14 @@ void Planner::fromIndexes() {
 SampleScale Planner::sourceWindow(int32_t maxBits) const {
     const GrayParams window =
         grayParams(spec_.bitsSrc, maxBits, srcRange_ ? spec_.lowBit : -1, srcRange_ ? spec_.highBit : -1);
-    if (window.shift > 31) return {0, 0, window.mask, window.mask, 0};
-    return {static_cast<uint32_t>(window.shift), window.mask, window.mask, window.mask, 0};
+    const bool outside = window.shift > 31;
+    return {.shift = outside ? 0 : static_cast<uint32_t>(window.shift),
+            .mask = outside ? 0 : window.mask,
+            .multiply = window.mask,
+            .divide = window.mask,
+            .shiftUp = 0,
+            .factorShift = 0,
+            .factor = 0};
 }
 
 void Planner::fromSamplesByTable() {
@@ -301,17 +312,40 @@ void Planner::fromSamplesByTable() {
     toColorTarget(kColors8);
 }
 
+// A factor that is rounded up with k fraction bits makes quotients of samples below 2^n too large by less than
+// 2^(n - k). From k = 2n on that is harmless: quotients by 2^n - 1 are integers, or stay 1 / (2^n - 1) below the next.
+// Products are below 2^(k + m) with results of m bits.
+void setFactor(SampleScale& scale) {
+    const auto n = static_cast<uint32_t>(std::bit_width(scale.divide));
+    const auto m = static_cast<uint32_t>(std::bit_width(scale.multiply));
+    if (2 * n + m > 64) return;
+    scale.factorShift = 2 * n;
+    scale.factor = (uint64_t{scale.multiply} << 2 * n) / scale.divide + 1;
+}
+
 void Planner::fromSamples() {
     if (isGrayTarget() && spec_.bitsSrc == spec_.bitsDst && !srcRange_ && !dstRange_) return;
-    addSampleLoad();
     if (spec_.bitsDst < 48 && !isGrayTarget()) {
         // Through a window on short palette targets only as many bits as an index has count.
         const bool fewBits = srcRange_ && spec_.bitsDst >= 1 && spec_.bitsDst < 8;
         const SampleScale window = sourceWindow(fewBits ? spec_.bitsDst : 8);
-        add(steps::samples8).scale = window;
+        const auto byte = static_cast<uint8_t>(window.shift / 8);
+        const auto sourceBytes = static_cast<uint8_t>(spec_.bitsSrc / 8);
+        if (spec_.bitsSrc != 12 && window.mask == 255 && window.shift % 8 == 0 && byte < sourceBytes) {
+            // The level is a byte of the sample.
+            if (spec_.bitsDst >= 24) {
+                addByteMap(sourceBytes, targetLayout().pixelBytes, {byte, byte, byte, kFill}, alpha8());
+                return;
+            }
+            addByteMap(sourceBytes, 1, {byte}, 0);
+        } else {
+            addSampleLoad();
+            add(steps::samples8).scale = window;
+        }
         addTable(nullptr, window.mask + 1, window.divide);
         return;
     }
+    addSampleLoad();
     const int32_t depth = isGrayTarget() ? spec_.bitsDst : 16;
     SampleScale scale = sourceWindow(depth);
     scale.multiply = topOfBits(depth);
@@ -322,12 +356,9 @@ void Planner::fromSamples() {
         scale.shiftUp = static_cast<uint32_t>(std::min(levelShift_, 31));
         if (levelShift_ > 31) scale.mask = 0;
     }
+    setFactor(scale);
     add(steps::scale).scale = scale;
-    if (isGrayTarget())
-        addSampleStore();
-    else
-        add(steps::wideGray).wideGray = {static_cast<uint32_t>(spec_.bitsDst / 8),
-                                         static_cast<uint16_t>(opaque_ ? 65535 : 0)};
+    addSampleStore();
 }
 
 void Planner::fromColors() {

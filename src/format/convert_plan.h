@@ -23,6 +23,9 @@ struct SampleScale {
     uint32_t multiply;
     uint32_t divide;
     uint32_t shiftUp;
+    // v * factor >> factorShift is the same as v * multiply / divide; factor 0: there is no such number.
+    uint32_t factorShift;
+    uint64_t factor;
 };
 
 // Gray samples as indexes into a lookup table.
@@ -40,12 +43,6 @@ struct ChannelBytes {
     uint32_t blue;
 };
 
-// Gray levels of 16 bits to 48- or 64-bit pixels.
-struct WideGray {
-    uint32_t pixelBytes;
-    uint16_t alpha;
-};
-
 struct ConvertStep {
     void (*run)(const ConvertStep& step, ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count);
     union {
@@ -57,7 +54,6 @@ struct ConvertStep {
         ChannelBytes channels;
         SampleScale scale;
         SampleLookup lookup;
-        WideGray wideGray;
     };
 };
 
@@ -73,8 +69,7 @@ struct ConvertPlan {
     PixelTable table;  // of the one step that has one
 
     std::span<const PaletteEntry> palette;  // of the nearest match
-    NearestMatcher matcher;
-    uint64_t matchedPixels = 0;
+    NearestMatcher matcher;                 // when memory allows; else the palette is searched
     bool matcherReady = false;
 };
 

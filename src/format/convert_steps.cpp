@@ -21,8 +21,8 @@ void store(uint8_t* at, T value) {
     std::memcpy(at, &value, sizeof value);
 }
 
-// A grid for the nearest match pays off once about this many pixels were searched one by one.
-constexpr uint64_t kGridPixels = 512;
+// Fewer pixels are searched one by one: the matcher's tables have their price.
+constexpr size_t kMatcherPixels = 16;
 
 struct Matrix {
     int32_t row[3][3];
@@ -52,10 +52,6 @@ void applyMatrix(const uint8_t* source, uint8_t* target, size_t count) {
     }
 }
 
-uint32_t scaled(const SampleScale& scale, uint32_t sample) {
-    return static_cast<uint32_t>(uint64_t{sample >> scale.shift & scale.mask} * scale.multiply / scale.divide);
-}
-
 }  // namespace
 
 void unpack(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
@@ -76,8 +72,7 @@ void spread(const ConvertStep&, ConvertPlan& plan, const uint8_t* source, uint8_
 
 void nearest(const ConvertStep& step, ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
     const ChannelBytes& at = step.channels;
-    plan.matchedPixels += count;
-    if (!plan.matcherReady && plan.matchedPixels > kGridPixels) plan.matcherReady = plan.matcher.prepare(plan.palette);
+    if (!plan.matcherReady && count >= kMatcherPixels) plan.matcherReady = plan.matcher.prepare(plan.palette);
     if (plan.matcherReady) {
         plan.matcher.findRow(source, at.pixelBytes, at.red, at.green, at.blue, target, static_cast<int32_t>(count));
         return;
@@ -99,16 +94,8 @@ void load12(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* ta
     unpack12(source, reinterpret_cast<uint32_t*>(target), count);
 }
 
-void load16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    for (size_t i = 0; i < count; ++i) store<uint32_t>(target + 4 * i, load<uint16_t>(source + 2 * i));
-}
-
 void store12(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
     pack12(reinterpret_cast<const uint32_t*>(source), target, count);
-}
-
-void store16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    for (size_t i = 0; i < count; ++i) store(target + 2 * i, static_cast<uint16_t>(load<uint32_t>(source + 4 * i)));
 }
 
 void scale(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
@@ -118,22 +105,17 @@ void scale(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t
             store(target + 4 * i, (load<uint32_t>(source + 4 * i) >> by.shift & by.mask) << by.shiftUp);
         return;
     }
-    for (size_t i = 0; i < count; ++i) store(target + 4 * i, scaled(by, load<uint32_t>(source + 4 * i)) << by.shiftUp);
+    for (size_t i = 0; i < count; ++i) {
+        const uint64_t sample = load<uint32_t>(source + 4 * i) >> by.shift & by.mask;
+        const uint64_t value = by.factor != 0 ? sample * by.factor >> by.factorShift : sample * by.multiply / by.divide;
+        store(target + 4 * i, static_cast<uint32_t>(value) << by.shiftUp);
+    }
 }
 
 void lookup(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
     const SampleLookup& table = step.lookup;
     for (size_t i = 0; i < count; ++i)
         store(target + 4 * i, table.entries[load<uint32_t>(source + 4 * i) >> table.shift & table.mask]);
-}
-
-void wideGray(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    const uint16_t alpha = step.wideGray.alpha;
-    for (size_t i = 0; i < count; ++i, target += step.wideGray.pixelBytes) {
-        const auto level = static_cast<uint16_t>(load<uint32_t>(source + 4 * i));
-        const uint16_t pixel[4] = {level, level, level, alpha};
-        std::memcpy(target, pixel, step.wideGray.pixelBytes);
-    }
 }
 
 void shuffle(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {

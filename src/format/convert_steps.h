@@ -19,12 +19,9 @@ Step samples8;  // from 32-bit samples by step.scale, whose mask fits a byte
 
 // 32-bit gray samples.
 Step load12;
-Step load16;
 Step store12;
-Step store16;
-Step scale;     // to samples
-Step lookup;    // to colours of 4 bytes
-Step wideGray;  // to 48- or 64-bit pixels
+Step scale;   // to samples
+Step lookup;  // to colours of 4 bytes
 
 // Colours.
 Step shuffle;

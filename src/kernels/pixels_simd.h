@@ -47,12 +47,24 @@ void shufflePixels(const uint8_t* source, uint8_t* target, size_t count, const P
     const size_t needed =
         larger(pixelsFor(sourceReach, shuffle.sourceBytes), pixelsFor(targetReach, shuffle.targetBytes));
     const size_t step = kLanes * shuffle.pixels;
-    if (halfStores) {
-        for (; count >= needed; count -= step, source += kLanes * sourceStep, target += kLanes * targetStep)
-            (Vector::loadLanes(source, sourceStep).shuffled(from) | fill).storeHalfLanes(target, targetStep);
-    } else {
-        for (; count >= needed; count -= step, source += kLanes * sourceStep, target += kLanes * targetStep)
-            (Vector::loadLanes(source, sourceStep).shuffled(from) | fill).storeLanes(target, targetStep);
+    // In place a store may touch the first byte of the next pixels: those are loaded before it, which also spares the
+    // processor a load from two stores.
+    if (count >= needed) {
+        Vector pixels = Vector::loadLanes(source, sourceStep);
+        for (;;) {
+            const bool more = count >= needed + step;
+            source += kLanes * sourceStep;
+            const Vector next = more ? Vector::loadLanes(source, sourceStep) : pixels;
+            const Vector result = pixels.shuffled(from) | fill;
+            if (halfStores)
+                result.storeHalfLanes(target, targetStep);
+            else
+                result.storeLanes(target, targetStep);
+            target += kLanes * targetStep;
+            count -= step;
+            if (!more) break;
+            pixels = next;
+        }
     }
     kScalarKernels.shuffle(source, target, count, shuffle);
 }

@@ -28,9 +28,19 @@ void copyEntry(uint8_t* target, const PixelTable& table, uint8_t index) {
         std::memcpy(target, &table.eight[index], kBytes);
 }
 
+// Eight indexes a step. Entries of 3 and 6 bytes are stored as 4 and 8, each store but the row's last followed by the
+// one that mends what it spoiled.
 template <uint32_t kBytes>
 void expandTo(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table) {
-    for (size_t i = 0; i < count; ++i) copyEntry<kBytes>(target + i * kBytes, table, indexes[i]);
+    constexpr uint32_t kStore = kBytes == 3 ? 4 : kBytes == 6 ? 8 : kBytes;
+    size_t i = 0;
+    for (; i + 8 + (kStore != kBytes) <= count; i += 8) {
+        uint64_t eight;
+        std::memcpy(&eight, indexes + i, 8);
+        for (uint32_t k = 0; k < 8; ++k, eight >>= 8)
+            copyEntry<kStore>(target + (i + k) * kBytes, table, static_cast<uint8_t>(eight));
+    }
+    for (; i < count; ++i) copyEntry<kBytes>(target + i * kBytes, table, indexes[i]);
 }
 
 void expand(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table) {
