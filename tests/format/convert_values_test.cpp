@@ -1,10 +1,12 @@
 // Values of buffer conversion worked out by hand, its argument checks, and the sizes and windows that go with it.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <vector>
 
+#include "support/failing_platform.h"
 #include "tnkrn.h"
 
 namespace {
@@ -140,6 +142,18 @@ TEST(ConvertValues, GrayTableOfSamples) {
     Bytes buffer = {0x10, 0, 0x30, 0, 0xEE, 0xEE, 0xEE, 0xEE};
     ASSERT_EQ(T_ConvertBufferExt(buffer.data(), 2, 16, 32, 2, 0, table, nullptr, CONVERT_SRC_BIT_RANGE, 4, 5), SUCCESS);
     EXPECT_EQ(buffer, (Bytes{6, 5, 4, 0, 12, 11, 10, 0}));
+}
+
+TEST(ConvertValues, WithoutMemoryTheSearchIsSlowerOnly) {
+    Bytes pixels(3 * 200);
+    for (size_t i = 0; i < pixels.size(); ++i) pixels[i] = static_cast<uint8_t>(i * 37);
+    Bytes expected = pixels;
+    ASSERT_EQ(T_ConvertBuffer(expected.data(), 200, 24, 8, 1, 0, nullptr, nullptr), SUCCESS);
+    tnk::test::FailingPlatform failing;
+    failing.failFrom(1);
+    EXPECT_EQ(T_ConvertBuffer(pixels.data(), 200, 24, 8, 1, 0, nullptr, nullptr), SUCCESS);
+    EXPECT_TRUE(failing.injected());
+    EXPECT_TRUE(std::equal(pixels.begin(), pixels.begin() + 200, expected.begin()));
 }
 
 TEST(ConvertSize, LargestOfThreeRows) {
