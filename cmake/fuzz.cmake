@@ -2,7 +2,15 @@
 # (TNK_FUZZ_SECONDS); every other preset links it with a main that replays fuzz/corpus/<name>/.
 
 file(GLOB fuzz_sources CONFIGURE_DEPENDS fuzz/*.cpp)
+file(GLOB reference_sources CONFIGURE_DEPENDS tests/support/reference_*.cpp)
 set(TNK_FUZZ_SECONDS 5 CACHE STRING "Seconds that a fuzz target runs in ctest")
+
+# The plain forms that targets compare with.
+if(reference_sources)
+    add_library(fuzz_reference STATIC ${reference_sources})
+    target_include_directories(fuzz_reference PRIVATE tests)
+    tnk_warnings(fuzz_reference)
+endif()
 
 foreach(source IN LISTS fuzz_sources)
     get_filename_component(name ${source} NAME_WE)
@@ -32,6 +40,6 @@ foreach(source IN LISTS fuzz_sources)
         endif()
     endif()
     target_include_directories(${program} PRIVATE fuzz tests src)
-    target_link_libraries(${program} PRIVATE tnkrn_static)
+    target_link_libraries(${program} PRIVATE tnkrn_static $<TARGET_NAME_IF_EXISTS:fuzz_reference>)
     tnk_warnings(${program})
 endforeach()
