@@ -222,12 +222,12 @@ Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const Bitmap
 // What the destination is going to be, settled before anything is attached to it.
 Result describeDestination(const ColorResJob& job, const BitmapHandle& source, BitmapHandle& destination,
                            PaletteChoice& choice) {
-    TRY(checkGrayTable(source));
     TRY(initBitmap(destination, source.Width, source.Height, job.bits));
     destination.ViewPerspective = source.ViewPerspective;
     destination.XResolution = source.XResolution;
     destination.YResolution = source.YResolution;
     destination.ColorCount = job.colorCount;
+    TRY(checkGrayTable(source));
     return job.reducesToPalette() ? choosePalette(job, choice) : chooseOrder(job, destination.Order);
 }
 
@@ -259,7 +259,12 @@ Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandl
 Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle* destination) {
     PaletteChoice choice;
     BitmapHandle described{};
-    TRY(describeDestination(job, source, described, choice));
+    const bool inPlace = destination == &source;
+    if (const Result settled = describeDestination(job, source, described, choice); !settled.ok()) {
+        // The caller's record may never have been initialised, and its size says by now that it can be freed.
+        if (destination != nullptr && !inPlace) *destination = described;
+        return settled;
+    }
 
     // The source is worked on through a copy of its record: an in-place run overwrites the record itself, and a
     // dithering run that the caller has on it must survive.
@@ -268,7 +273,6 @@ Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle
     original.pDitherState = nullptr;
     BitmapHandle temporary;
     BitmapHandle& target = destination != nullptr ? *destination : temporary;
-    const bool inPlace = destination == &source;
 
     target = described;
     Result result = fillDestination(job, original, target, choice);

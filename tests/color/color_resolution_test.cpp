@@ -315,6 +315,52 @@ TEST_F(ColorResolution, RefusesWithTheStatedCodeAndTouchesNothing) {
               ERROR_INVALID_PARAMETER);
 }
 
+// A caller's record that was never initialised can be freed after a run that failed on the way.
+TEST_F(ColorResolution, FailedRunLeavesARecordThatCanBeFreed) {
+    const auto stop = [](BitmapHandle*, uint8_t*, uint32_t, void*) TNK_CALL -> int32_t { return 7; };
+    struct Case {
+        int32_t bits;
+        uint32_t flags;
+        ColorResRowCallback callback;
+        int32_t code;
+    };
+    const Case cases[] = {
+        {4, CRF_WEBPALETTE, nullptr, ERROR_INVALID_PARAMETER},
+        {8, CRF_USERPALETTE, nullptr, ERROR_INVALID_PARAMETER},
+        {24, CRF_GRAY, nullptr, ERROR_BPP_NOT_SUPPORTED},
+        {8, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(9), nullptr, ERROR_INVALID_PARAMETER},
+        {8, CRF_FIXEDPALETTE, stop, 7},
+        {16, CRF_BGR, stop, 7},
+    };
+    makeSource(16, ORDER_BGR, 9, 5);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.bits << " bits, flags " << c.flags);
+        std::memset(static_cast<void*>(&destination), 0xCD, sizeof destination);
+        EXPECT_EQ(reduce(c.bits, c.flags, nullptr, 0, c.callback), c.code);
+        EXPECT_EQ(destination.StructSize, sizeof destination);
+        EXPECT_EQ(destination.Width, 9);
+        EXPECT_EQ(destination.BitsPerPixel, c.bits);
+        EXPECT_EQ(destination.Flags, 0u);
+        EXPECT_EQ(destination.Palette, nullptr);
+        EXPECT_EQ(destination.pByteMap, nullptr);
+        EXPECT_EQ(destination.pDitherState, nullptr);
+        EXPECT_EQ(destination.pLUT, nullptr);
+        T_FreeBitmap(&destination);
+    }
+    // A lookup table that does not fit is found on the way as well.
+    makeSource(16, ORDER_GRAY, 9, 5);
+    PaletteEntry lut[2] = {};
+    source.pLUT = lut;
+    source.LUTLength = 2;
+    source.Flags |= BMF_WINDOW;
+    std::memset(static_cast<void*>(&destination), 0xCD, sizeof destination);
+    EXPECT_EQ(reduce(24, CRF_BGR), ERROR_LUT_LENGTH);
+    source.pLUT = nullptr;
+    EXPECT_EQ(destination.Palette, nullptr);
+    T_FreeBitmap(&destination);
+    EXPECT_EQ(destination.Flags, 0u);
+}
+
 TEST_F(ColorResolution, PaletteChoices) {
     makeSource(24, ORDER_BGR);
     ASSERT_EQ(reduce(8, CRF_WEBPALETTE), SUCCESS);
