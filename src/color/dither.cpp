@@ -68,7 +68,7 @@ Result startDithering(BitmapHandle& bitmap, const PaletteEntry* palette, uint32_
     if (count == 0 || count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
     state->count = count;
     state->sourceBits = bitmap.BitsPerPixel;
-    state->outputBits = outputBits;
+    state->outputBits = outputBits <= 8 ? outputBits : 0;  // nothing is written at either
     state->method = bitmap.DitherMethod;
     TRY(prepareMatching(*state, palette, matchTable));
     if (state->method > kMaxDitherMethod) return ERROR_INVALID_PARAMETER;

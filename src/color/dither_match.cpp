@@ -86,7 +86,7 @@ void seedMatchTable(DitherState& state) {
 using namespace tnk;
 
 extern "C" uint32_t* TNK_CALL T_CreateUserMatchTable(const PaletteEntry* Palette, uint32_t Count) {
-    if (Palette == nullptr) return nullptr;
+    if (Palette == nullptr || Count > INT32_MAX) return nullptr;  // a negative count of the caller
     Scratch<uint32_t> table;
     if (!table.allocate(kMatchTableEntries)) return nullptr;
     const std::span palette(Palette, Count);

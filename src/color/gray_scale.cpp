@@ -56,7 +56,8 @@ int32_t classifyGrayBitmap(const BitmapHandle& bitmap) {
 using namespace tnk;
 
 extern "C" int32_t TNK_CALL T_IsGrayScalePalette(const PaletteEntry* Palette, uint32_t Count) {
-    return Palette != nullptr ? classifyPalette(Palette, Count) : ERROR_INVALID_PARAMETER;
+    if (Palette == nullptr || Count > INT32_MAX) return ERROR_INVALID_PARAMETER;  // a negative count of the caller
+    return classifyPalette(Palette, Count);
 }
 
 extern "C" int32_t TNK_CALL T_IsGrayScaleBitmap(const BitmapHandle* Bitmap) {

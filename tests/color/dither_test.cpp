@@ -388,9 +388,9 @@ TEST(Dithering, OutputDepthsOutsideOneToEightWriteNothing) {
     Random random(2);
     const Palette palette = randomPalette(random, 16);
     for (const uint32_t bits : {0u, 9u, 0xFFFFFFFFu}) {
-        BitmapHandle bitmap = describe(24, ORDER_RGB, 20, DITHER_ORDERED);
+        BitmapHandle bitmap = describe(24, ORDER_RGB, 600, DITHER_ORDERED);  // in several blocks
         ASSERT_EQ(T_StartDitheringExt(&bitmap, palette.data(), 16, bits, nullptr), SUCCESS);
-        Bytes row(60, 90);
+        Bytes row(1800, 90);
         Bytes output(1, 0x42);
         EXPECT_EQ(T_DitherLine(&bitmap, row.data(), output.data()), SUCCESS);
         EXPECT_EQ(output[0], 0x42);
@@ -503,6 +503,7 @@ TEST(UserMatchTable, HoldsTheNearestEntryOfEveryKey) {
         EXPECT_EQ(T_FreeUserMatchTable(table), SUCCESS);
     }
     EXPECT_EQ(T_CreateUserMatchTable(nullptr, 3), nullptr);
+    EXPECT_EQ(T_CreateUserMatchTable(fixedPalette(8), static_cast<uint32_t>(-1)), nullptr);
     EXPECT_EQ(T_FreeUserMatchTable(nullptr), SUCCESS);
     FailingPlatform failing;
     const PaletteEntry black{};

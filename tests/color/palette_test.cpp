@@ -147,6 +147,8 @@ TEST(GrayScale, ClassifiesPalettes) {
     for (const auto& c : cases)
         EXPECT_EQ(T_IsGrayScalePalette(c.palette.data(), static_cast<uint32_t>(c.palette.size())), c.code);
     EXPECT_EQ(T_IsGrayScalePalette(nullptr, 2), ERROR_INVALID_PARAMETER);
+    for (const int32_t count : {-1, INT_MIN})
+        EXPECT_EQ(T_IsGrayScalePalette(descending.data(), static_cast<uint32_t>(count)), ERROR_INVALID_PARAMETER);
 
     EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(4, ramp(16)).get()), GRAYSCALE_NORMAL);
     EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(8, ramp(16)).get()), GRAYSCALE_OTHER);  // short
