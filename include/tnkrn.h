@@ -382,21 +382,22 @@ TNK_API int32_t TNK_CALL T_GetDefaultMemoryType(uint32_t* Type);
 TNK_API int32_t TNK_CALL T_SetDefaultMemoryType(uint32_t Type);
 
 /*
- * Memory thresholds. Bytes, or percent when negative (down to -100).
+ * Memory thresholds. Bytes, or percent when negative (down to -100). The getter's pointers are optional.
  *   Reserve     memory to leave free; percent of physical memory plus paging file [0]
  *   MaxMemory   largest bitmap served from memory; percent of what is available [0x7FFFFFFF]
- *   TileSize    bytes of a tile, 0 means 16,777,216 [0]
+ *   TileSize    bytes of a tile, never negative; 0 means 16,777,216 [0]
  *   Threshold4, Threshold5  limits of tiled storage [-100, 1]
  * The setter looks at the values that Which selects (bits 0-4 in the order above) and stops with -13 at the first
- * one that is out of range; those before it stay stored.
+ * one that is out of range; those before it stay stored. Both return 1.
  */
 TNK_API int32_t TNK_CALL T_GetMemoryThresholds(int32_t* Reserve, int32_t* MaxMemory, int32_t* TileSize,
                                                int32_t* Threshold4, int32_t* Threshold5);
 TNK_API int32_t TNK_CALL T_SetMemoryThresholds(int32_t Reserve, int32_t MaxMemory, int32_t TileSize, int32_t Threshold4,
                                                int32_t Threshold5, uint32_t Which);
 
-/* Directory of temporary files; empty means the platform's. Length counts characters with the terminator; a longer
- * path is cut. Codes: -13 null, or a path that is not an existing directory. */
+/* Directory of temporary files; empty, as at first, means the platform's. Length counts characters with the
+ * terminator; a longer path is cut, and Length 0 writes nothing. Codes: -13 null, or a path that is not an existing
+ * directory or has 264 characters or more. */
 TNK_API int32_t TNK_CALL T_GetTempDirectory(T_WCHAR* Buffer, uint32_t Length);
 TNK_API int32_t TNK_CALL T_SetTempDirectory(const T_WCHAR* Path);
 
@@ -410,14 +411,15 @@ TNK_API void TNK_CALL T_SetCopyStatusCallBack(StatusCallback Callback, void* Use
                                               void** OldUserData);
 TNK_API StatusCallback TNK_CALL T_GetCopyStatusCallBack(void** UserData);
 
-/* Stores a callback for other modules. The getter: -13 when a pointer is null. */
+/* Stores a callback for other modules, 1. The getter: -13 when a pointer is null, else 1. */
 TNK_API int32_t TNK_CALL T_VecSetSubstituteFontCallback(SubstituteFontCallback Callback, void* UserData);
 TNK_API int32_t TNK_CALL T_VecGetSubstituteFontCallback(SubstituteFontCallback* Callback, void** UserData);
 
-/* Copies the animation flags and values; the two colours go through T_TranslateBitmapColor. Codes: -13 null. */
+/* Copies the animation flags and values; the two colours go through T_TranslateBitmapColor. Sizes and storage are not
+ * looked at. Codes: -13 null. */
 TNK_API int32_t TNK_CALL T_CopyPlaybackParms(BitmapHandle* Destination, const BitmapHandle* Source);
 
-/* Codes: -13 null, -789 Size is not sizeof(VersionRecord). */
+/* Fills the record: version 15.0. Codes: -13 null, -789 Size is not sizeof(VersionRecord). */
 TNK_API int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size);
 
 /* Hooks for leak tracking. This library tracks nothing: they do nothing and return 1. */
@@ -556,19 +558,23 @@ TNK_API int32_t TNK_CALL T_GetFixedPalette(PaletteEntry* Palette, uint32_t Bits)
 TNK_API const PaletteEntry* TNK_CALL T_IntGetFixedPalette(int32_t Bits);
 TNK_API const PaletteEntry* TNK_CALL T_IntGetNetscapePalette(void);
 
-/* New arrays, freed with T_GlobalFree; null on failure. Bits up to 1 gives 2 fixed entries, above 8 null; Bits 0
- * means 8 for the gray ramp, which has no upper bound but memory. Count is 1 to 256. */
+/* New arrays, freed with T_GlobalFree; null on failure. Bits 0 and 1 give 2 fixed entries, above 8 null. The gray ramp
+ * has 2^Bits entries, for Bits 0 256; above 29 it is null. Count is 1 to 256, else null. */
 TNK_API PaletteEntry* TNK_CALL T_CreateFixedPalette(uint32_t Bits);
 TNK_API PaletteEntry* TNK_CALL T_CreateGrayPalette(uint32_t Bits);
 TNK_API PaletteEntry* TNK_CALL T_CreateNewPalette(const PaletteEntry* Palette, uint32_t Count);
 
-/* Attach a fixed or gray palette to a bitmap that has none (an older one is not freed). Codes: -13 null, -1 no
- * memory; fixed: 0 for a colour count that is not 2, 4, ..., 256; gray: -27 outside 1-8 bits. */
+/* Attach a fixed or gray palette to a bitmap that has none (an older one is not freed). The fixed one is that of
+ * ColorCount, but for 4 colours: black, white, black, gray 85. The gray one sets ColorCount to 2^BitsPerPixel.
+ * Codes: -13 null, -1 no memory; fixed: 0 for a ColorCount that is not 2, 4, ..., 256; gray: -27 outside 1-8 bits. */
 TNK_API int32_t TNK_CALL T_CreateBitmapFixedPalette(BitmapHandle* Bitmap);
 TNK_API int32_t TNK_CALL T_CreateBitmapGrayPalette(BitmapHandle* Bitmap);
 
-/* Gray classification: 0 not gray, 1 ramp from black, 2 ramp from white, 3 gray but no full ramp.
- * Codes: -13 null; for a bitmap also -789 and -1486. */
+/* Gray classification: 0 not gray, 1 ramp from black, 2 ramp from white, 3 gray but no full ramp. Steps of a ramp are
+ * 255 / (Count - 1), truncated; the first entry, which is read for Count 0 too, decides for a single one. A palette
+ * with fewer entries than the bitmap's depth has is no full ramp. A bitmap in ORDER_GRAY is 1, or judged by its lookup
+ * table while BMF_WINDOW is set.
+ * Codes: -13 null or negative Count; for a bitmap -13 null, -789, -1486 a table of the wrong length. */
 #define GRAYSCALE_NO 0
 #define GRAYSCALE_NORMAL 1
 #define GRAYSCALE_INVERTED 2
@@ -577,32 +583,43 @@ TNK_API int32_t TNK_CALL T_IsGrayScalePalette(const PaletteEntry* Palette, uint3
 TNK_API int32_t TNK_CALL T_IsGrayScaleBitmap(const BitmapHandle* Bitmap);
 
 /* Index of the nearest entry by squared distance; among equals the last one of the wanted colour's hue class wins,
- * else the first. 0 for null, 0xFFFFFFFF for Count 0. */
+ * else the first. An exact match is the first one, but black is sought at the first and then the last entry, white at
+ * the last and then the first, before any other. 0 for null, 0xFFFFFFFF for Count 0. */
 TNK_API uint32_t TNK_CALL T_FindPaletteIndex(const PaletteEntry* Palette, uint32_t Count, uint8_t Red, uint8_t Green,
                                              uint8_t Blue);
 
-/* Read or write entries First .. First + Count - 1 of the bitmap's palette, all or nothing.
- * Codes: -2 null (put: or not allocated), -789, -13 range, array or depth above 8. */
+/* Read or write entries First .. First + Count - 1 of the bitmap's palette. Where it has only some of them, reading
+ * gives those and -13, writing changes nothing. Writing makes a palette of ColorCount black entries where there is
+ * none.
+ * Codes: -2 null (put: or not allocated), -789, -13 range, array, depth above 8 or (get) Count 0; put: -1 no memory. */
 TNK_API int32_t TNK_CALL T_GetBitmapColors(const BitmapHandle* Bitmap, int32_t First, int32_t Count,
                                            PaletteEntry* Palette);
 TNK_API int32_t TNK_CALL T_PutBitmapColors(BitmapHandle* Bitmap, int32_t First, int32_t Count,
                                            const PaletteEntry* Palette);
-/* Reads what there is; returns the number of entries. */
+/* Reads what there is; returns the number of entries, 0 for a null or a bad range. */
 TNK_API int32_t TNK_CALL T_GetBitmapPaletteEntries(const BitmapHandle* Bitmap, int32_t First, int32_t Count,
                                                    PaletteEntry* Palette);
-/* Replaces the palette by a copy of Count entries: 1, or 0 when no copy could be made. A null array only frees. */
+/* Replaces the palette by a copy of Count entries: 1, or 0 when no copy could be made (a Count outside 1-256, memory);
+ * then there is no palette left, but ColorCount is Count. A null array only frees, 1, and leaves ColorCount alone.
+ * A null bitmap is 0. The size of the record is not looked at. */
 TNK_API int32_t TNK_CALL T_SetBitmapNewPalette(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count);
-/* Codes: -13 null, -789, else as T_SetBitmapNewPalette (1 for a source without palette). */
+/* Replaces Destination's palette by a copy of Source's; a source without one leaves none and ColorCount 0, 1.
+ * Codes: -13 null, -789, else as T_SetBitmapNewPalette. */
 TNK_API int32_t TNK_CALL T_CopyBitmapPalette(BitmapHandle* Destination, const BitmapHandle* Source);
-/* 1 when the first Count entries that the bitmap has equal the array's in blue, green and red, else 0. */
+/* 1 when those of the first Count entries that the bitmap has equal the array's in blue, green and red, else 0; 0 for a
+ * null. */
 TNK_API int32_t TNK_CALL T_CompareBitmapToPalette(const BitmapHandle* Bitmap, const PaletteEntry* Palette,
                                                   uint32_t Count);
-/* The colour value that stands in Destination for Color in Source. Either may be null. */
+/* The colour value that stands in Destination for Color in Source: an index (COLOR_TAG_INDEX) for 8 bits or fewer, and
+ * for gray levels where Destination is in ORDER_GRAY with a lookup table in force; else a plain colour, or Color.
+ * A null Destination gives Color; an index that Source does not have, or without a Source, is black. */
 TNK_API uint32_t TNK_CALL T_TranslateBitmapColor(const BitmapHandle* Destination, const BitmapHandle* Source,
                                                  uint32_t Color);
 
 /* Logical palettes: GDI palettes on Windows, objects of the library's own elsewhere. Handles are 0 on failure,
- * counts are entries moved. T_DeletePalette returns 1, or 0 when the handle is none. */
+ * counts are entries moved, at most 256 and clipped at the palette's end; 0 for a null array or a handle that is none.
+ * Palettes have 256 entries at most. T_CreateSystemPalette copies the screen's, 0 where it has none. T_DeletePalette
+ * returns 1, or 0 when the handle is none. */
 TNK_API T_HANDLE TNK_CALL T_CreatePalette(const PaletteEntry* Palette, uint32_t Count);
 TNK_API T_HANDLE TNK_CALL T_CreateSystemPalette(void);
 TNK_API T_HANDLE TNK_CALL T_DupPalette(T_HANDLE Handle);
@@ -612,9 +629,11 @@ TNK_API uint32_t TNK_CALL T_GetPaletteSize(T_HANDLE Handle);
 TNK_API uint32_t TNK_CALL T_GetPaletteEntries(T_HANDLE Handle, uint32_t First, uint32_t Count, PaletteEntry* Palette);
 TNK_API uint32_t TNK_CALL T_SetPaletteEntries(T_HANDLE Handle, uint32_t First, uint32_t Count,
                                               const PaletteEntry* Palette);
-/* Takes the bitmap's palette from a handle of 2 to 256 entries. Codes: -2 null, -789, -13 handle, -1 no memory. */
+/* Takes the bitmap's palette from a handle of 2 to 256 entries, and ColorCount too. Codes: -2 null, -789, -13 no such
+ * handle or size (the palette stays), -1 no memory (the palette is gone). */
 TNK_API int32_t TNK_CALL T_SetBitmapPalette(BitmapHandle* Bitmap, T_HANDLE Handle);
-/* The platform's nearest entry of the bitmap's palette to a colour value; 0 when there is no palette. */
+/* The platform's nearest entry of the bitmap's palette to a colour, whose tag is not looked at; 0 for a null, a wrong
+ * size, or without a palette. Outside Windows it is the first at the least squared distance. */
 TNK_API uint32_t TNK_CALL T_GetNearestPaletteIndex(const BitmapHandle* Bitmap, uint32_t Color);
 
 /* ------------------------------------------------------------------------------------------------------------
@@ -682,34 +701,40 @@ TNK_API int32_t TNK_CALL T_IntGetMinMaxValGray(BitmapHandle* Bitmap, int32_t* Mi
  * T_StartDithering derives the output bits from Count (the smallest depth that holds it).
  *   Palette     Count entries, 1-256; null takes the fixed palette of Count's band. Entries whose reserved byte has
  *               bit 0 or 1 set are never chosen.
- *   OutputBits  1-8
+ *   OutputBits  1-8; others write no indexes
  *   MatchTable  null, or a table of 32,768 words (T_CreateUserMatchTable) that maps 15-bit colours to entries; it is
  *               completed while dithering and stays the caller's
- * Codes: -13 null, depth, count, method above 8, or a palette without usable entries; -789; -1 no memory.
+ * A state that is there already is not freed: stop dithering first.
+ * Codes: -13 null, depth, negative width, count, method above 8, or a palette without usable entries; -789; -1 no
+ * memory. The bitmap is then as it was.
  */
 TNK_API int32_t TNK_CALL T_StartDithering(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count);
 TNK_API int32_t TNK_CALL T_StartDitheringExt(BitmapHandle* Bitmap, const PaletteEntry* Palette, uint32_t Count,
                                              uint32_t OutputBits, uint32_t* MatchTable);
 
 /* Dithers the next row, top to bottom: Width pixels of the bitmap's format from Input, Width indexes of the output
- * bits to Output. Input rows of 24 and 48 bits in ORDER_MATRIX_RGB are changed.
- * Codes: -13 null or not started, -789, -1360 signed samples. */
+ * bits to Output, where bits after the last index are kept. Input rows of 24 and 48 bits in ORDER_MATRIX_RGB are
+ * changed.
+ * Codes: -13 null, not started, an order that the depth does not have, or wider than at the start; -789; -1360 signed
+ * samples, with BMF_WINDOW too. */
 TNK_API int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint8_t* Output);
 
 /* Ends dithering. Codes: -13 null; 1 also when nothing was started. */
 TNK_API int32_t TNK_CALL T_StopDithering(BitmapHandle* Bitmap);
 
-/* A match table of 32,768 words for a palette, or null; freed with T_FreeUserMatchTable (null is accepted, 1). */
+/* A match table of 32,768 words for a palette, or null for a null palette, a negative Count or without memory; freed
+ * with T_FreeUserMatchTable (1; null is accepted). Word red << 10 | green << 5 | blue, of channels >> 3, is the index
+ * of the nearest entry plus 1. */
 TNK_API uint32_t* TNK_CALL T_CreateUserMatchTable(const PaletteEntry* Palette, uint32_t Count);
 TNK_API int32_t TNK_CALL T_FreeUserMatchTable(uint32_t* Table);
-/* Makes Table the calling thread's current one and returns the one before. */
+/* Makes Table, or none, the calling thread's current one (CRF_USERMATCHTABLE) and returns the one before. */
 TNK_API uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Colour resolution
  */
 
-/* Palette choice, bits 0-9 of the flags, for destinations of 8 bits or fewer. */
+/* Palette choice, bits 0-9 of the flags, for destinations of 8 bits or fewer. Optimized palettes are refused so far. */
 #define CRF_OPTIMIZEDPALETTE 0x0000u    /* optimized from the image */
 #define CRF_FIXEDPALETTE 0x0001u        /* the fixed palette of the depth */
 #define CRF_RESERVESYSTEMCOLORS 0x0008u /* optimized, keeping the display's static colours */
@@ -728,16 +753,23 @@ TNK_API uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table);
 typedef int32_t(TNK_CALL* ColorResRowCallback)(BitmapHandle* Bitmap, uint8_t* Row, uint32_t Rows, void* UserData);
 
 /*
- * Converts Source to another depth into Destination, which is initialised and allocated here. Destination may be
- * null (rows go to the callback only) or Source itself (in place). Destinations of 8 bits or fewer are dithered by
- * the method in the flags, others converted row by row. Reports to the status callback.
- *   BitsPerPixel   1-8, 12, 16, 24, 32, 48, 64
+ * Converts Source to another depth into Destination, which is initialised and allocated here, on disk when Source is.
+ * Destination may be null (rows go to the callback only) or Source itself (in place: what Source held is freed at the
+ * end); what another record held is neither looked at nor freed. Destinations of 8 bits or fewer are dithered by the
+ * method in the flags (0, the nearest colour, when none is given), others converted row by row. Size, perspective,
+ * resolution, region and animation values are Source's, MinVal and MaxVal the range of a gray destination. Reports to
+ * the status callback.
+ *   BitsPerPixel   1-8, 12 (gray whatever the flags), 16, 24, 32, 48, 64
  *   Palette        user palette of ColorCount entries, or null
- *   PaletteHandle  a logical palette in its place, or 0
- *   ColorCount     0 means 2^BitsPerPixel
+ *   PaletteHandle  a logical palette in its place, or 0; chosen whatever the flags say
+ *   ColorCount     0, and what is above it, means 2^BitsPerPixel; above 8 bits it is only stored
  *   RowCallback    or null
- * Codes: -13 null or unallocated source, both palettes, depth, palette choice; -789; -1360; -27 an order the depth
- * does not have; -1; a callback's value. After a failure an in-place source is as it was, and Destination is free.
+ * Codes: -13 null or unallocated source, both palettes, depth, palette choice, method, an order that the conversion
+ * does not take; -789; -1360 signed samples, with BMF_WINDOW too for 8 bits or fewer; -1486 a lookup table in force of
+ * the wrong length; -27 an order the depth does not have; -3 too large; -1 no memory; those of T_AllocateBitmap and of
+ * row access; a callback's value. After a failure an in-place source is as it was. Destination is then initialised and
+ * has nothing attached, but for -13, -789 and -1360 found in the arguments before the palette and the order: only its
+ * StructSize is set.
  */
 TNK_API int32_t TNK_CALL T_ColorResBitmap(BitmapHandle* Source, BitmapHandle* Destination, uint32_t StructSize,
                                           int32_t BitsPerPixel, uint32_t Flags, const PaletteEntry* Palette,

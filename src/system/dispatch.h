@@ -7,7 +7,7 @@
 
 namespace tnk {
 
-// Gives `destination` a copy of the source's region, moved by (dx, dy); without a routine or a region it gets none.
+// Gives `destination` a copy of the source's region, moved by (dx, dy); without a routine it gets none.
 // The source keeps its own region on every path.
 Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);
 
