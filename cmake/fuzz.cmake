@@ -2,13 +2,13 @@
 # (TNK_FUZZ_SECONDS); every other preset links it with a main that replays fuzz/corpus/<name>/.
 
 file(GLOB fuzz_sources CONFIGURE_DEPENDS fuzz/*.cpp)
-file(GLOB reference_sources CONFIGURE_DEPENDS tests/support/reference_*.cpp)
+file(GLOB reference_sources CONFIGURE_DEPENDS reference/*.cpp)
 set(TNK_FUZZ_SECONDS 5 CACHE STRING "Seconds that a fuzz target runs in ctest")
 
 # The plain forms that targets compare with.
-if(reference_sources)
+if(reference_sources AND NOT TNK_SANITIZE STREQUAL "thread")
     add_library(fuzz_reference STATIC ${reference_sources})
-    target_include_directories(fuzz_reference PRIVATE tests)
+    target_include_directories(fuzz_reference PUBLIC .)
     tnk_warnings(fuzz_reference)
 endif()
 
@@ -39,7 +39,7 @@ foreach(source IN LISTS fuzz_sources)
             set_tests_properties(${program} PROPERTIES FIXTURES_REQUIRED wine)
         endif()
     endif()
-    target_include_directories(${program} PRIVATE fuzz tests src)
+    target_include_directories(${program} PRIVATE fuzz src)
     target_link_libraries(${program} PRIVATE tnkrn_static $<TARGET_NAME_IF_EXISTS:fuzz_reference>)
     tnk_warnings(${program})
 endforeach()

@@ -8,7 +8,7 @@
 
 #include "format/convert.h"
 #include "format/pixel_format.h"
-#include "support/reference_convert.h"
+#include "reference/convert.h"
 #include "tnkrn.h"
 
 namespace {
