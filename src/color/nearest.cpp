@@ -39,11 +39,6 @@ __m128i fourDistances(__m128i entries, __m128i wanted) {
                          _mm_castps_si128(_mm_shuffle_ps(lowSums, highSums, _MM_SHUFFLE(3, 1, 3, 1))));
 }
 
-__m128i lesser(__m128i a, __m128i b) {
-    const __m128i takeB = _mm_cmpgt_epi32(a, b);
-    return _mm_or_si128(_mm_and_si128(takeB, b), _mm_andnot_si128(takeB, a));
-}
-
 // The first position from `from` on that holds `value`; `count` when there is none.
 uint32_t findValue(const uint32_t* values, uint32_t from, uint32_t count, uint32_t value) {
     const __m128i wanted = _mm_set1_epi32(static_cast<int32_t>(value));
@@ -73,15 +68,15 @@ uint32_t findValue(const uint32_t* values, uint32_t from, uint32_t count, uint32
 uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry& color, uint32_t* distances) {
     const __m128i wanted = _mm_set1_epi32(color.Blue | color.Green << 8 | color.Red << 16);
     const size_t whole = entries.size() & ~size_t{3};
-    __m128i least = _mm_set1_epi32(INT32_MAX);
+    __m128 least = _mm_set1_ps(0x1p24f);  // floats hold every distance exactly
     for (size_t i = 0; i < whole; i += 4) {
         const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&entries[i]));
         const __m128i distance = fourDistances(colorBytes(four), wanted);
         _mm_storeu_si128(reinterpret_cast<__m128i*>(&distances[i]), distance);
-        least = lesser(least, distance);
+        least = _mm_min_ps(least, _mm_cvtepi32_ps(distance));
     }
     uint32_t lanes[4];
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), least);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(lanes), _mm_cvtps_epi32(least));
     uint32_t result = std::min(std::min(lanes[0], lanes[1]), std::min(lanes[2], lanes[3]));
     for (size_t i = whole; i < entries.size(); ++i)
         result = std::min(result, distances[i] = squaredDistance(entries[i], color.Red, color.Green, color.Blue));
