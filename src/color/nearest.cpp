@@ -26,7 +26,11 @@ bool isColor(const PaletteEntry& entry, uint8_t level) {
 // The four bytes of an entry with the reserved one cleared.
 __m128i colorBytes(__m128i entries) { return _mm_and_si128(entries, _mm_set1_epi32(0xFFFFFF)); }
 
-// The squared distances of four entries to a colour, which is given as bytes four times.
+__m128i repeatColor(const PaletteEntry& color) {
+    return _mm_set1_epi32(color.Blue | color.Green << 8 | color.Red << 16);
+}
+
+// The squared distances of four entries to four colours; reserved bytes are 0.
 __m128i fourDistances(__m128i entries, __m128i wanted) {
     const __m128i zero = _mm_setzero_si128();
     const __m128i apart = _mm_or_si128(_mm_subs_epu8(entries, wanted), _mm_subs_epu8(wanted, entries));
@@ -66,7 +70,7 @@ uint32_t findValue(const uint32_t* values, uint32_t from, uint32_t count, uint32
 
 // Writes the squared distance of each entry and returns the least.
 uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry& color, uint32_t* distances) {
-    const __m128i wanted = _mm_set1_epi32(color.Blue | color.Green << 8 | color.Red << 16);
+    const __m128i wanted = repeatColor(color);
     const size_t whole = entries.size() & ~size_t{3};
     __m128 least = _mm_set1_ps(0x1p24f);  // floats hold every distance exactly
     for (size_t i = 0; i < whole; i += 4) {
@@ -83,6 +87,29 @@ uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry
     return result;
 }
 
+// Where an entry is nearest compared with the rival is a corner that follows from how their channels stand: the
+// difference of two squared distances is linear in the colour.
+uint32_t keepContenders(std::span<const PaletteEntry> palette, const PaletteEntry& rival, const PaletteEntry& low,
+                        const PaletteEntry& high, PaletteEntry* kept) {
+    const __m128i rivals = repeatColor(rival), lows = repeatColor(low), highs = repeatColor(high);
+    uint32_t count = 0;
+    for (size_t i = 0; i < palette.size(); i += 4) {
+        PaletteEntry four[4] = {};
+        const size_t held = std::min<size_t>(4, palette.size() - i);
+        std::copy_n(&palette[i], held, four);
+        const __m128i entries = colorBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(four)));
+        const __m128i below = _mm_cmpeq_epi8(_mm_subs_epu8(entries, rivals), _mm_setzero_si128());
+        const __m128i corners = _mm_or_si128(_mm_and_si128(below, lows), _mm_andnot_si128(below, highs));
+        const __m128i beaten = _mm_cmpgt_epi32(fourDistances(entries, corners), fourDistances(rivals, corners));
+        const auto bits = static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(beaten)));
+        for (size_t n = 0; n < held; ++n) {
+            kept[count] = four[n];  // without a branch: which ones stay cannot be predicted
+            count += ~bits >> n & 1;
+        }
+    }
+    return count;
+}
+
 #else
 
 uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry& color, uint32_t* distances) {
@@ -90,6 +117,19 @@ uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry
     for (const PaletteEntry& entry : entries)
         least = std::min(least, *distances++ = squaredDistance(entry, color.Red, color.Green, color.Blue));
     return least;
+}
+
+uint32_t keepContenders(std::span<const PaletteEntry> palette, const PaletteEntry& rival, const PaletteEntry& low,
+                        const PaletteEntry& high, PaletteEntry* kept) {
+    uint32_t count = 0;
+    for (const PaletteEntry entry : palette) {
+        const int32_t red = entry.Red > rival.Red ? high.Red : low.Red;
+        const int32_t green = entry.Green > rival.Green ? high.Green : low.Green;
+        const int32_t blue = entry.Blue > rival.Blue ? high.Blue : low.Blue;
+        kept[count] = entry;
+        count += squaredDistance(entry, red, green, blue) <= squaredDistance(rival, red, green, blue);
+    }
+    return count;
 }
 
 #endif

@@ -15,10 +15,13 @@ constexpr uint32_t squaredDistance(const PaletteEntry& entry, int32_t red, int32
     return static_cast<uint32_t>(redApart * redApart + greenApart * greenApart + blueApart * blueApart);
 }
 
-// The parts of findNearest, for palettes that stand for a greater one. The search without the shortcuts for black and
-// white; the squared distance of each entry, at most 256, with the least as the result.
+// The parts of findNearest, for lists of entries that stand for a palette. The search without the shortcuts for black
+// and white; the squared distance of each entry, at most 256, with the least as the result; the entries that are, at
+// some colour between two corners, as near as `rival` or nearer, in their order, with their number as the result.
 uint32_t searchPalette(std::span<const PaletteEntry> palette, const PaletteEntry& color);
 uint32_t findDistances(std::span<const PaletteEntry> palette, const PaletteEntry& color, uint32_t* distances);
+uint32_t keepContenders(std::span<const PaletteEntry> palette, const PaletteEntry& rival, const PaletteEntry& low,
+                        const PaletteEntry& high, PaletteEntry* kept);
 
 class NearestMatcher {
   public:

@@ -4,7 +4,6 @@
 // whatever the palette. A photograph of 12 megapixels touches a fifth of the space: one or two megabytes.
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstring>
 #include <new>
 
@@ -21,9 +20,9 @@ constexpr uint32_t kBranch = 64;  // leaves in a region, colours in a leaf
 constexpr uint32_t kRegionKeys = kBranch * kBranch;
 constexpr uint32_t kBlockKeys = kBranch * kRegionKeys;
 constexpr uint32_t kRegions = 4096;
-constexpr int32_t kBlockSide = 64;
-constexpr int32_t kRegionSide = 16;
-constexpr int32_t kLeafSide = 4;
+constexpr uint8_t kBlockSide = 64;
+constexpr uint8_t kRegionSide = 16;
+constexpr uint8_t kLeafSide = 4;
 
 // The base-4 digits of a channel, each in the low bits of six. Three channels interleave to a key of 24 bits, whose
 // upper half is the region, followed by six bits for the leaf in it and six for the colour in that.
@@ -37,50 +36,28 @@ uint32_t keyOf(uint8_t red, uint8_t green, uint8_t blue) {
     return kSpread[red] << 4 | kSpread[green] << 2 | kSpread[blue];
 }
 
-struct Color {
-    int32_t red = 0;
-    int32_t green = 0;
-    int32_t blue = 0;
-};
-
 // The colour of a key; of a cell's first key, the cell's lowest corner.
-Color colorOfKey(uint32_t key) {
-    Color color;
+PaletteEntry colorOfKey(uint32_t key) {
+    PaletteEntry color{};
     for (uint32_t digit = 0; digit < 8; digit += 2, key >>= 6) {
-        color.red |= static_cast<int32_t>((key >> 4 & 3) << digit);
-        color.green |= static_cast<int32_t>((key >> 2 & 3) << digit);
-        color.blue |= static_cast<int32_t>((key & 3) << digit);
+        color.Red |= static_cast<uint8_t>((key >> 4 & 3) << digit);
+        color.Green |= static_cast<uint8_t>((key >> 2 & 3) << digit);
+        color.Blue |= static_cast<uint8_t>((key & 3) << digit);
     }
     return color;
 }
 
-// Some of the palette's entries, in palette order.
+// Entries in palette order; the reserved byte of each holds its index.
 struct Candidates {
-    std::span<const PaletteEntry> span() const { return {colors, count}; }
-
     uint32_t count = 0;
-    PaletteEntry colors[kMaxPaletteEntries];
-    uint8_t indexes[kMaxPaletteEntries];
+    PaletteEntry entries[kMaxPaletteEntries];
+    std::span<const PaletteEntry> span() const { return {entries, count}; }
 };
 
-// The same as bits; empty: not known yet.
-class EntrySet {
-  public:
-    void assign(const Candidates& all) {
-        for (uint32_t i = 0; i < all.count; ++i) words_[all.indexes[i] / 32] |= 1u << all.indexes[i] % 32;
-    }
-    void list(const PaletteEntry* palette, Candidates& all) const {
-        all.count = 0;
-        for (uint32_t word = 0; word < std::size(words_); ++word)
-            for (uint32_t bits = words_[word]; bits != 0; bits &= bits - 1) {
-                const uint32_t index = word * 32 + static_cast<uint32_t>(std::countr_zero(bits));
-                all.indexes[all.count] = static_cast<uint8_t>(index);
-                all.colors[all.count++] = palette[index];
-            }
-    }
-
-  private:
-    uint32_t words_[kMaxPaletteEntries / 32] = {};
+// Such entries kept in the pool; none: not known yet.
+struct PooledCandidates {
+    uint32_t first = 0;
+    uint32_t count = 0;
 };
 
 // In place of a leaf's number, 0 untouched. A leaf is filled when it is touched again: in a single row many never are,
@@ -90,7 +67,7 @@ constexpr uint32_t kFirstLeaf = 2;
 
 struct Region {
     uint32_t leaves[kBranch] = {};  // numbers of leaves; 0 untouched, or kTouched
-    EntrySet candidates;
+    PooledCandidates candidates;
 };
 
 struct Leaf {
@@ -110,63 +87,46 @@ constexpr uint32_t kWhiteKey = 0xFFFFFF;
 
 constexpr uint32_t square(int32_t value) { return static_cast<uint32_t>(value * value); }
 
-// The least value over a cell, in one channel, of the squared distance to `entry` less that to `rival`. The difference
-// is linear in the colour, so an end of the cell has it.
-int32_t leastDifference(int32_t entry, int32_t rival, int32_t low, int32_t side) {
-    const int32_t apart = entry - rival;
-    return apart * (entry + rival - 2 * (apart > 0 ? low + side - 1 : low));
-}
-
-// Room for one more element, cleared or not; false when memory ran out.
+// Room for `more` elements at the end; false when memory ran out.
 template <typename T>
-bool makeRoom(Scratch<T>& items, uint32_t count, uint32_t firstCapacity) {
-    if (count < items.size()) return true;
+bool makeRoom(Scratch<T>& items, uint32_t count, uint32_t more) {
+    if (count + more <= items.size()) return true;
     Scratch<T> larger;
-    if (!larger.allocate(count == 0 ? firstCapacity : uint64_t{count} * 2)) return false;
+    if (!larger.allocate(std::max(uint64_t{count} * 2, uint64_t{count} + more))) return false;
     if (count != 0) std::memcpy(larger.data(), items.data(), count * sizeof(T));
     items = std::move(larger);
     return true;
 }
 
-// Leaves the entries that can win or tie somewhere in a cell: those that the entry nearest to its centre does not beat
-// at every colour. Ties stay in, the hue classes decide them.
-void prune(Candidates& all, Color low, int32_t side) {
-    const int32_t half = side / 2;
-    const PaletteEntry centre = {uint8_t(low.blue + half), uint8_t(low.green + half), uint8_t(low.red + half), 0};
+// The entries that can win or tie somewhere in a cell: those that the entry nearest to its middle does not beat at
+// every colour. Ties stay in, the hue classes decide them.
+void prune(std::span<const PaletteEntry> entries, const PaletteEntry& low, uint8_t side, Candidates& kept) {
+    const auto moved = [&](uint8_t by) {
+        return PaletteEntry{uint8_t(low.Blue + by), uint8_t(low.Green + by), uint8_t(low.Red + by), 0};
+    };
     uint32_t distances[kMaxPaletteEntries];
-    const uint32_t least = findDistances(all.span(), centre, distances);
-    const PaletteEntry rival = all.colors[std::find(distances, distances + all.count, least) - distances];
-    uint32_t kept = 0;
-    for (uint32_t i = 0; i < all.count; ++i) {
-        const PaletteEntry color = all.colors[i];
-        const int32_t lead = leastDifference(color.Red, rival.Red, low.red, side) +
-                             leastDifference(color.Green, rival.Green, low.green, side) +
-                             leastDifference(color.Blue, rival.Blue, low.blue, side);
-        all.colors[kept] = color;  // without a branch: which ones stay cannot be predicted
-        all.indexes[kept] = all.indexes[i];
-        kept += lead <= 0;
-    }
-    all.count = kept;
+    const uint32_t least = findDistances(entries, moved(side / 2), distances);
+    const auto nearest = std::find(distances, distances + entries.size(), least) - distances;
+    kept.count = keepContenders(entries, entries[static_cast<size_t>(nearest)], low, moved(side - 1), kept.entries);
 }
 
 // The answer for each colour of a leaf, as findNearest gives it without its shortcuts.
-void fillLeaf(Leaf& leaf, Color low, const Candidates& candidates) {
+void fillLeaf(Leaf& leaf, const PaletteEntry& low, std::span<const PaletteEntry> candidates) {
     uint32_t classes[kBranch];
     uint32_t best[kBranch];
     for (int32_t i = 0; i < int32_t{kBranch}; ++i) {
-        classes[i] = hueClass(low.red + i / 16, low.green + i / 4 % 4, low.blue + i % 4);
+        classes[i] = hueClass(low.Red + i / 16, low.Green + i / 4 % 4, low.Blue + i % 4);
         best[i] = UINT32_MAX;
     }
-    for (uint32_t n = 0; n < candidates.count; ++n) {
-        const PaletteEntry color = candidates.colors[n];
+    for (const PaletteEntry color : candidates) {
         const uint32_t entryClass = hueClass(color.Red, color.Green, color.Blue);
-        const uint32_t same = claim(0, candidates.indexes[n], true);
-        const uint32_t other = claim(0, candidates.indexes[n], false);
+        const uint32_t same = claim(0, color.Reserved, true);
+        const uint32_t other = claim(0, color.Reserved, false);
         uint32_t blue[4];
-        for (int32_t i = 0; i < 4; ++i) blue[i] = square(color.Blue - low.blue - i);
+        for (int32_t i = 0; i < 4; ++i) blue[i] = square(color.Blue - low.Blue - i);
         for (int32_t i = 0; i < int32_t{kBranch}; i += 4) {
             const uint32_t redGreen =
-                square(color.Red - low.red - i / 16) + square(color.Green - low.green - i / 4 % 4);
+                square(color.Red - low.Red - i / 16) + square(color.Green - low.Green - i / 4 % 4);
             for (int32_t k = 0; k < 4; ++k) {
                 const uint32_t tie = classes[i + k] == entryClass ? same : other;
                 best[i + k] = std::min(best[i + k], (redGreen + blue[k]) << kDistanceShift | tie);
@@ -176,41 +136,48 @@ void fillLeaf(Leaf& leaf, Color low, const Candidates& candidates) {
     for (uint32_t i = 0; i < kBranch; ++i) leaf.indexes[i] = claimant(best[i]);
 
     // Among equal entries the first one answers for its own colour.
-    for (uint32_t n = candidates.count; n-- > 0;) {
-        const PaletteEntry color = candidates.colors[n];
-        const auto red = static_cast<uint32_t>(color.Red - low.red);
-        const auto green = static_cast<uint32_t>(color.Green - low.green);
-        const auto blue = static_cast<uint32_t>(color.Blue - low.blue);
-        if ((red | green | blue) < kLeafSide) leaf.indexes[red << 4 | green << 2 | blue] = candidates.indexes[n];
+    for (size_t n = candidates.size(); n-- > 0;) {
+        const PaletteEntry color = candidates[n];
+        const auto red = static_cast<uint32_t>(color.Red - low.Red);
+        const auto green = static_cast<uint32_t>(color.Green - low.Green);
+        const auto blue = static_cast<uint32_t>(color.Blue - low.Blue);
+        if ((red | green | blue) < kLeafSide) leaf.indexes[red << 4 | green << 2 | blue] = color.Reserved;
     }
 }
 
 }  // namespace
 
 struct NearestMatcher::Grid {
-    explicit Grid(std::span<const PaletteEntry> entries);
+    explicit Grid(std::span<const PaletteEntry> palette);
     bool begin();
 
-    std::span<const PaletteEntry> entries() const { return {palette, count}; }
     uint8_t findOutsideLeaves(const PaletteEntry& color);
     uint32_t addRegion(uint32_t key);
-    uint32_t addLeaf(uint32_t key, Candidates& candidates);
+    uint32_t addLeaf(uint32_t key, std::span<const PaletteEntry> candidates);
     uint32_t addSolidLeaf(uint8_t index);
+    bool pool(const Candidates& candidates, PooledCandidates& pooled);
+    std::span<const PaletteEntry> unpool(const PooledCandidates& pooled) const {
+        return {pooledEntries.data() + pooled.first, pooled.count};
+    }
 
-    uint32_t count;
     uint32_t regionCount = 0;
     uint32_t leafCount = 0;
+    uint32_t pooledCount = 0;
     bool full = false;  // memory ran out once: no more cells are asked for
     Scratch<Region> regions;
     Scratch<Leaf> leaves;
-    EntrySet blocks[kBranch];
+    Scratch<PaletteEntry> pooledEntries;
+    Candidates all;
+    PooledCandidates blocks[kBranch];
     uint16_t regionOf[kRegions] = {};             // 0: untouched, the region without leaves
     uint32_t solidLeaf[kMaxPaletteEntries] = {};  // the leaf that answers this entry alone; 0: none yet
-    PaletteEntry palette[kMaxPaletteEntries];
 };
 
-NearestMatcher::Grid::Grid(std::span<const PaletteEntry> entries) : count(static_cast<uint32_t>(entries.size())) {
-    std::copy(entries.begin(), entries.end(), palette);
+NearestMatcher::Grid::Grid(std::span<const PaletteEntry> palette) {
+    for (PaletteEntry entry : palette) {
+        entry.Reserved = static_cast<uint8_t>(all.count);
+        all.entries[all.count++] = entry;
+    }
 }
 
 bool NearestMatcher::Grid::begin() {
@@ -221,47 +188,51 @@ bool NearestMatcher::Grid::begin() {
     return true;
 }
 
+bool NearestMatcher::Grid::pool(const Candidates& candidates, PooledCandidates& pooled) {
+    if (!makeRoom(pooledEntries, pooledCount, candidates.count)) return false;
+    std::copy_n(candidates.entries, candidates.count, pooledEntries.data() + pooledCount);
+    pooled = {pooledCount, candidates.count};
+    pooledCount += candidates.count;
+    return true;
+}
+
 // The number of the new region; 0 when memory ran out.
 uint32_t NearestMatcher::Grid::addRegion(uint32_t key) {
-    if (!makeRoom(regions, regionCount, 0)) return 0;
-    Candidates candidates;
-    EntrySet& inBlock = blocks[key / kBlockKeys];
-    inBlock.list(palette, candidates);
-    if (candidates.count == 0) {
-        for (; candidates.count < count; ++candidates.count) {
-            candidates.colors[candidates.count] = palette[candidates.count];
-            candidates.indexes[candidates.count] = static_cast<uint8_t>(candidates.count);
-        }
-        prune(candidates, colorOfKey(key / kBlockKeys * kBlockKeys), kBlockSide);
-        inBlock.assign(candidates);
+    Candidates kept;
+    PooledCandidates& block = blocks[key / kBlockKeys];
+    if (block.count == 0) {
+        prune(all.span(), colorOfKey(key / kBlockKeys * kBlockKeys), kBlockSide, kept);
+        if (!pool(kept, block)) return 0;
     }
-    prune(candidates, colorOfKey(key / kRegionKeys * kRegionKeys), kRegionSide);
+    if (!makeRoom(regions, regionCount, 1)) return 0;
     Region& region = regions[regionCount];
     region = {};
-    region.candidates.assign(candidates);
+    prune(unpool(block), colorOfKey(key / kRegionKeys * kRegionKeys), kRegionSide, kept);
+    if (!pool(kept, region.candidates)) return 0;
     regionOf[key / kRegionKeys] = static_cast<uint16_t>(regionCount);
     return regionCount++;
 }
 
 uint32_t NearestMatcher::Grid::addSolidLeaf(uint8_t index) {
     if (solidLeaf[index] != 0) return solidLeaf[index];
-    if (!makeRoom(leaves, leafCount, 0)) return 0;
+    if (!makeRoom(leaves, leafCount, 1)) return 0;
     std::memset(leaves[leafCount].indexes, index, kBranch);
     return solidLeaf[index] = leafCount++;
 }
 
 // The number of the new leaf; 0 when memory ran out.
-uint32_t NearestMatcher::Grid::addLeaf(uint32_t key, Candidates& candidates) {
+uint32_t NearestMatcher::Grid::addLeaf(uint32_t key, std::span<const PaletteEntry> candidates) {
     const uint32_t first = key / kBranch * kBranch;
-    const Color low = colorOfKey(first);
-    prune(candidates, low, kLeafSide);
-    if (candidates.count == 1) return addSolidLeaf(candidates.indexes[0]);
-    if (!makeRoom(leaves, leafCount, 0)) return 0;
+    const PaletteEntry low = colorOfKey(first);
+    Candidates kept;
+    prune(candidates, low, kLeafSide, kept);
+    if (kept.count == 1) return addSolidLeaf(kept.entries[0].Reserved);
+    if (!makeRoom(leaves, leafCount, 1)) return 0;
     Leaf& leaf = leaves[leafCount];
-    fillLeaf(leaf, low, candidates);
-    if (first == kBlackKey) leaf.indexes[0] = static_cast<uint8_t>(findNearest(entries(), 0, 0, 0));
+    fillLeaf(leaf, low, kept.span());
+    if (first == kBlackKey) leaf.indexes[0] = static_cast<uint8_t>(findNearest(all.span(), 0, 0, 0));
     if (first + kBranch - 1 == kWhiteKey)
-        leaf.indexes[kBranch - 1] = static_cast<uint8_t>(findNearest(entries(), 255, 255, 255));
+        leaf.indexes[kBranch - 1] = static_cast<uint8_t>(findNearest(all.span(), 255, 255, 255));
     return leafCount++;
 }
 
@@ -272,10 +243,9 @@ uint8_t NearestMatcher::Grid::findOutsideLeaves(const PaletteEntry& color) {
     if (number == 0 && !full) number = addRegion(key);
     full |= number == 0;
     if (number == 0 || key == kBlackKey || key == kWhiteKey)
-        return static_cast<uint8_t>(findNearest(entries(), color.Red, color.Green, color.Blue));
+        return static_cast<uint8_t>(findNearest(all.span(), color.Red, color.Green, color.Blue));
 
-    Candidates candidates;
-    regions[number].candidates.list(palette, candidates);
+    const auto candidates = unpool(regions[number].candidates);
     uint32_t& leaf = regions[number].leaves[key / kBranch % kBranch];
     if (leaf == kTouched && !full) {
         const uint32_t added = addLeaf(key, candidates);
@@ -283,7 +253,7 @@ uint8_t NearestMatcher::Grid::findOutsideLeaves(const PaletteEntry& color) {
         full = true;
     }
     leaf = kTouched;
-    return candidates.indexes[searchPalette(candidates.span(), color)];
+    return candidates[searchPalette(candidates, color)].Reserved;
 }
 
 NearestMatcher::~NearestMatcher() {
