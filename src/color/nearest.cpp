@@ -21,6 +21,15 @@ bool isColor(const PaletteEntry& entry, uint8_t level) {
     return entry.Red == level && entry.Green == level && entry.Blue == level;
 }
 
+// Whether an entry is as near as the rival or nearer somewhere between two corners. The difference of the two squared
+// distances is linear in the colour: a corner has its least value, which one follows from how the channels stand.
+bool contends(const PaletteEntry& entry, const PaletteEntry& rival, const PaletteEntry& low, const PaletteEntry& high) {
+    const int32_t red = entry.Red > rival.Red ? high.Red : low.Red;
+    const int32_t green = entry.Green > rival.Green ? high.Green : low.Green;
+    const int32_t blue = entry.Blue > rival.Blue ? high.Blue : low.Blue;
+    return squaredDistance(entry, red, green, blue) <= squaredDistance(rival, red, green, blue);
+}
+
 #if defined(__SSE2__)
 
 // The four bytes of an entry with the reserved one cleared.
@@ -87,27 +96,26 @@ uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry
     return result;
 }
 
-// Where an entry is nearest compared with the rival is a corner that follows from how their channels stand: the
-// difference of two squared distances is linear in the colour.
 uint32_t keepContenders(std::span<const PaletteEntry> palette, const PaletteEntry& rival, const PaletteEntry& low,
                         const PaletteEntry& high, PaletteEntry* kept) {
     const __m128i rivals = repeatColor(rival), lows = repeatColor(low), highs = repeatColor(high);
-    uint32_t count = 0;
-    for (size_t i = 0; i < palette.size(); i += 4) {
-        PaletteEntry four[4] = {};
-        const size_t held = std::min<size_t>(4, palette.size() - i);
-        std::copy_n(&palette[i], held, four);
-        const __m128i entries = colorBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(four)));
+    PaletteEntry* end = kept;
+    const auto keepIf = [&](const PaletteEntry& entry, bool stays) {
+        *end = entry;  // without a branch: which ones stay cannot be predicted
+        end += stays;
+    };
+    const size_t whole = palette.size() & ~size_t{3};
+    for (size_t i = 0; i < whole; i += 4) {
+        const __m128i four = _mm_loadu_si128(reinterpret_cast<const __m128i*>(&palette[i]));
+        const __m128i entries = colorBytes(four);
         const __m128i below = _mm_cmpeq_epi8(_mm_subs_epu8(entries, rivals), _mm_setzero_si128());
         const __m128i corners = _mm_or_si128(_mm_and_si128(below, lows), _mm_andnot_si128(below, highs));
         const __m128i beaten = _mm_cmpgt_epi32(fourDistances(entries, corners), fourDistances(rivals, corners));
         const auto bits = static_cast<uint32_t>(_mm_movemask_ps(_mm_castsi128_ps(beaten)));
-        for (size_t n = 0; n < held; ++n) {
-            kept[count] = four[n];  // without a branch: which ones stay cannot be predicted
-            count += ~bits >> n & 1;
-        }
+        for (size_t n = 0; n < 4; ++n) keepIf(palette[i + n], (bits >> n & 1) == 0);
     }
-    return count;
+    for (const PaletteEntry& entry : palette.subspan(whole)) keepIf(entry, contends(entry, rival, low, high));
+    return static_cast<uint32_t>(end - kept);
 }
 
 #else
@@ -122,13 +130,8 @@ uint32_t findDistances(std::span<const PaletteEntry> entries, const PaletteEntry
 uint32_t keepContenders(std::span<const PaletteEntry> palette, const PaletteEntry& rival, const PaletteEntry& low,
                         const PaletteEntry& high, PaletteEntry* kept) {
     uint32_t count = 0;
-    for (const PaletteEntry entry : palette) {
-        const int32_t red = entry.Red > rival.Red ? high.Red : low.Red;
-        const int32_t green = entry.Green > rival.Green ? high.Green : low.Green;
-        const int32_t blue = entry.Blue > rival.Blue ? high.Blue : low.Blue;
-        kept[count] = entry;
-        count += squaredDistance(entry, red, green, blue) <= squaredDistance(rival, red, green, blue);
-    }
+    for (const PaletteEntry& entry : palette)
+        if (contends(entry, rival, low, high)) kept[count++] = entry;
     return count;
 }
 
