@@ -1,7 +1,8 @@
-// Colour space is cut into cells by the base-4 digits of the channels: a region has 16 levels a channel and holds 64
-// leaves of 4 levels a channel, each of 64 colours. A cell is filled when a picture first touches it: a region learns
-// which entries can win or tie inside it, a leaf the answer for each of its colours. A look-up is then three loads,
-// whatever the palette. A photograph of 12 megapixels touches a fifth of the space: one or two megabytes.
+// Colour space is cut into cells by the base-4 digits of the channels: 64 blocks of 64 levels a channel, in each 64
+// regions of 16 levels, in each 64 leaves of 4 levels, in each 64 colours. A cell is filled when a picture first touches
+// it: blocks and regions learn which entries can win or tie inside them, a leaf the answer for each of its colours. A
+// look-up is then three loads, whatever the palette. A photograph of 12 megapixels touches a fifth of the leaves: one or
+// two megabytes.
 #include <algorithm>
 #include <array>
 #include <cstring>
