@@ -14,8 +14,11 @@ namespace tnk {
 Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output,
                     int32_t count);
 
-// Dithers the next kernels.bandRows rows, `width` pixels each, of a run that diffuses errors. False, with nothing done,
-// when memory ran out.
+// Steps and columns of a band are 32-bit numbers.
+constexpr int32_t kMaxBandWidth = INT32_MAX - 2 * kBandBlock;
+
+// Dithers the next kernels.bandRows rows, `width` pixels each (at most kMaxBandWidth), of a run that diffuses errors.
+// False, with nothing done, when memory ran out.
 bool ditherBand(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
                 uint8_t* const* input, uint8_t* const* output);
 

@@ -33,8 +33,9 @@ void ditherBlocks(const DitherState& state, const DitherSource& source, int32_t 
     alignas(32) uint8_t channels[kChannels][kDitherBlock];
     alignas(32) uint8_t indexes[kDitherBlock];
     const DitherPlanes planes{channels[0], channels[1], channels[2]};
-    for (int32_t x = 0; x < width; x += kDitherBlock) {
-        const int32_t count = std::min(kDitherBlock, width - x);
+    int32_t count;
+    for (int32_t x = 0; x < width; x += count) {
+        count = std::min(kDitherBlock, width - x);
         source.fetch(source, input + source.offsetOf(x), count, planes);
         core(source.planesOf(planes), count, indexes);
         packIndexes(source.kernels, indexes, state.outputBits, count,
@@ -99,7 +100,7 @@ Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t*
     const DitherSource source = chooseDitherSource(kernels, state, bitmap, bits, order);
     if (!source.gray) separateErrors(state);
     int32_t done = 0;
-    if (kernels != nullptr && state.diffuses()) {
+    if (kernels != nullptr && state.diffuses() && bitmap.Width <= kMaxBandWidth) {
         while (count - done >= kernels->bandRows &&
                ditherBand(*kernels, state, source, bitmap.Width, input + done, output + done)) {
             done += kernels->bandRows;
