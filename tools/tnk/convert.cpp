@@ -71,12 +71,11 @@ std::vector<Job> jobsOf(const ConvertOptions& options) {
 }
 
 void checkOptions(const ConvertOptions& options) {
-    const bool ownPalette = !options.palette.empty() && options.palette != "fixed" && options.palette != "web";
     if (options.gray && !options.palette.empty()) {
         throw usageFailure("--gray brings its own palette and cannot go with --palette");
     }
-    if (options.colors && !ownPalette) {
-        throw usageFailure("--colors takes the first colours of a palette file (--palette FILE)");
+    if (options.colors && (options.gray || options.palette == "web")) {
+        throw usageFailure("--colors goes with the fixed palette or a palette file");
     }
     for (int bits : options.bits) {
         const std::string value = "--bits " + std::to_string(bits);
@@ -98,6 +97,16 @@ void checkOptions(const ConvertOptions& options) {
         const std::string why = whyNot(formatOf(options.out), bits, options.gray);
         if (!why.empty()) throw usageFailure(options.out + ": " + why);
     }
+}
+
+// The first colours of the smallest fixed palette that has as many: the first of a larger one would be dark ones only.
+std::vector<PaletteEntry> fixedColors(size_t count) {
+    uint32_t bits = 1;
+    while (size_t{1} << bits < count) bits++;
+    std::vector<PaletteEntry> palette(size_t{1} << bits);
+    T_GetFixedPalette(palette.data(), bits);
+    palette.resize(count);
+    return palette;
 }
 
 class Converter {
@@ -132,6 +141,7 @@ Converter::Converter(const ConvertOptions& options) : options_(options) {
                                         (least > 1 ? " bits" : " bit") + "; --colors N takes the first N");
         }
     }
+    if (palette_.empty() && options.colors) palette_ = fixedColors(static_cast<size_t>(options.colors));
     const bool alpha = std::any_of(options.bits.begin(), options.bits.end(), [](int b) { return b == 32 || b == 64; });
     picture_ = readPicture(options.in, alpha ? GrayAlpha::kAsColor : GrayAlpha::kDrop);
 }

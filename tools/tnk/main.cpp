@@ -106,7 +106,9 @@ CommandLine::CommandLine() {
         ->allow_extra_args(false);
     convert_->add_option("-p,--palette", options_.palette,
                          "fixed (the default), web, or a file: .gpl, .pal, .act, or a picture with a palette");
-    convert_->add_option("-c,--colors", options_.colors, "Take only the first N colours of the palette file")
+    convert_
+        ->add_option("-c,--colors", options_.colors,
+                     "Use N colours only: the first of the palette file, or of the smallest fixed palette that has N")
         ->check(CLI::Range(1, 256));
     convert_->add_option("-d,--dither", options_.dithers, "Dithering method (default floyd-steinberg), a list, or all")
         ->delimiter(',')
