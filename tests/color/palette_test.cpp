@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "reference/palette.h"
+#include "support/entry_rule_cases.h"
 #include "support/failing_platform.h"
 
 namespace tnk {
@@ -208,28 +209,36 @@ TEST(BitmapPalette, ReadsAndWritesRanges) {
     }
 }
 
-TEST(BitmapPalette, RefusesBadRecords) {
+TEST(EntryRules, Palettes) {
+    constexpr int32_t kNull = ERROR_INVALID_PARAMETER, kBare = ERROR_NOT_ALLOCATED, kSize = ERROR_STRUCT_SIZE;
+    PaletteEntry entry{};
+    Bitmap other(8);
+    const test::EntryCase cases[] = {
+        {"T_GetBitmapColors", kBare, test::kNotLookedAt, kSize,
+         [&](BitmapHandle* bitmap) { return T_GetBitmapColors(bitmap, 0, 1, &entry); }},
+        {"T_PutBitmapColors", kBare, kBare, kSize,
+         [&](BitmapHandle* bitmap) { return T_PutBitmapColors(bitmap, 0, 1, &entry); }},
+        {"T_SetBitmapPalette", kBare, test::kNotLookedAt, kSize,
+         [](BitmapHandle* bitmap) { return T_SetBitmapPalette(bitmap, 0); }},
+        {"T_IsGrayScaleBitmap", kNull, test::kNotLookedAt, kSize, T_IsGrayScaleBitmap},
+        {"T_CopyBitmapPalette, source", kNull, test::kNotLookedAt, kSize,
+         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(&other.record, bitmap); }},
+        {"T_CopyBitmapPalette, destination", kNull, test::kNotLookedAt, kSize,
+         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(bitmap, &other.record); }},
+    };
+    test::checkEntryCases(cases);
+}
+
+TEST(BitmapPalette, RefusesOtherDepthsAndMissingArrays) {
     PaletteEntry entries[2] = {};
     Bitmap bitmap(1);
-    BitmapHandle deep = bitmap.record, unallocated = bitmap.record, sized = bitmap.record;
+    BitmapHandle deep = bitmap.record;
     deep.BitsPerPixel = 9;
-    unallocated.Flags = 0;
-    sized.StructSize -= 4;
-    EXPECT_EQ(T_GetBitmapColors(nullptr, 0, 1, entries), ERROR_NOT_ALLOCATED);
-    EXPECT_EQ(T_GetBitmapColors(&sized, 0, 1, entries), ERROR_STRUCT_SIZE);
     EXPECT_EQ(T_GetBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_GetBitmapColors(&bitmap.record, 0, 1, entries), ERROR_INVALID_PARAMETER);  // no palette
-    EXPECT_EQ(T_GetBitmapPaletteEntries(nullptr, 0, 1, entries), 0);
-    EXPECT_EQ(T_PutBitmapColors(nullptr, 0, 1, entries), ERROR_NOT_ALLOCATED);
-    EXPECT_EQ(T_PutBitmapColors(&unallocated, 0, 1, entries), ERROR_NOT_ALLOCATED);
-    EXPECT_EQ(T_PutBitmapColors(&sized, 0, 1, entries), ERROR_STRUCT_SIZE);
     EXPECT_EQ(T_PutBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_GetBitmapColors(&bitmap.record, 0, 1, entries), ERROR_INVALID_PARAMETER);  // no palette
     EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 0, 1, nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_CopyBitmapPalette(nullptr, &bitmap.record), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_CopyBitmapPalette(&sized, &bitmap.record), ERROR_STRUCT_SIZE);
-    EXPECT_EQ(T_CopyBitmapPalette(&bitmap.record, &sized), ERROR_STRUCT_SIZE);
-    EXPECT_EQ(T_IsGrayScaleBitmap(nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_IsGrayScaleBitmap(&sized), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_GetBitmapPaletteEntries(nullptr, 0, 1, entries), 0);
     EXPECT_EQ(bitmap.record.Palette, nullptr);
 
     // A palette made for the first entries is black elsewhere.
@@ -399,8 +408,6 @@ TEST(LogicalPalette, GivesBitmapsTheirPalette) {
     const T_HANDLE one = T_CreatePalette(palette.data(), 1), two = T_CreatePalette(palette.data(), 2);
     BitmapHandle sized = bitmap.record;
     sized.StructSize = 0;
-    EXPECT_EQ(T_SetBitmapPalette(nullptr, two), ERROR_NOT_ALLOCATED);
-    EXPECT_EQ(T_SetBitmapPalette(&sized, two), ERROR_STRUCT_SIZE);
     EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, 0), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, one), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(bitmap.entries(), before);
