@@ -181,5 +181,7 @@ uint32_t findNearest(std::span<const PaletteEntry> palette, uint8_t red, uint8_t
 
 extern "C" uint32_t TNK_CALL T_FindPaletteIndex(const PaletteEntry* Palette, uint32_t Count, uint8_t Red, uint8_t Green,
                                                 uint8_t Blue) {
-    return Palette != nullptr ? tnk::findNearest({Palette, Count}, Red, Green, Blue) : 0;
+    if (Palette == nullptr) return 0;
+    if (Count > INT32_MAX) return UINT32_MAX;  // a negative count of the caller has no entries
+    return tnk::findNearest({Palette, Count}, Red, Green, Blue);
 }
