@@ -1,0 +1,162 @@
+"""Runs tnk over pictures and writes a page that shows the results. scripts/demo calls it."""
+import argparse
+import filecmp
+import hashlib
+import html
+import json
+import pathlib
+import re
+import subprocess
+import sys
+
+from PIL import Image
+
+METHODS = ["none", "floyd-steinberg", "stucki", "burkes", "sierra", "stevenson-arce", "jarvis", "ordered", "clustered"]
+CROP = (360, 270)  # shown pixel by pixel
+
+# The first picture shows every method at every depth, the others the depths in one method and every method at 8 bits.
+ALL = [([1, 2, 4, 8], METHODS, [])]
+SOME = [([1, 2, 4], ["floyd-steinberg"], []), ([8], METHODS, []), ([8], ["floyd-steinberg"], ["--palette", "web"])]
+
+PAGE = """<!DOCTYPE html>
+<html lang="en"><head><meta charset="utf-8"><meta name="viewport" content="width=device-width">
+<title>Tarnkit: colour reduction</title>
+<style>
+:root {{ --zoom: 1; }}
+body {{ margin: 0 auto; max-width: 1600px; padding: 1.5rem; font: 15px/1.45 system-ui, sans-serif; color: #222; background: #f6f6f4; }}
+h1 {{ font-size: 1.5rem; margin: 0; }} h2 {{ font-size: 1.15rem; margin: 2.2rem 0 .2rem; }} h3 {{ font-size: 1rem; margin: 1.2rem 0 .4rem; }}
+p {{ margin: .3rem 0; color: #555; }}
+.row {{ display: flex; flex-wrap: wrap; gap: 14px; }}
+figure {{ margin: 0; background: #fff; border: 1px solid #ddd; border-radius: 4px; padding: 6px; }}
+.view {{ width: {width}px; height: {height}px; overflow: hidden; display: block; }}
+.view img {{ width: {width}px; height: {height}px; display: block; image-rendering: pixelated; transform: scale(var(--zoom)); }}
+.whole {{ width: {width}px; height: {height}px; display: grid; place-items: center; }}
+figcaption {{ font-size: 13px; padding-top: 5px; display: flex; justify-content: space-between; }}
+figcaption span {{ color: #777; }}
+.bar {{ position: sticky; top: 0; background: #f6f6f4; padding: .6rem 0; border-bottom: 1px solid #ddd; z-index: 1; }}
+a {{ color: inherit; }}
+</style></head><body>
+<h1>Tarnkit kernel: photographs in 2 to 256 colours</h1>
+<p>Made by {program} under Wine with {library}. Each view is {width} x {height} pixels of the result, one to one; a click opens
+the whole picture. Times are those of <code>T_ColorResBitmap</code> for the whole picture, as measured in that run.{compared}</p>
+<div class="bar"><label>Zoom <input type="range" min="1" max="6" step="1" value="1"
+ oninput="document.documentElement.style.setProperty('--zoom', this.value)"></label></div>
+{body}
+</body></html>
+"""
+FIGURE = """<figure><a class="view" href="{link}"><img src="{crop}" alt="{name}" loading="lazy"></a>
+<figcaption>{name}<span>{note}</span></figcaption></figure>
+"""
+WHOLE = """<figure><a class="whole" href="{link}"><img src="{picture}" alt="original"></a>
+<figcaption>original<span>the whole, scaled</span></figcaption></figure>
+"""
+
+
+def checksum(*parts):
+    digest = hashlib.sha256()
+    for part in parts:
+        digest.update(part.read_bytes() if isinstance(part, pathlib.Path) else json.dumps(part).encode())
+    return digest.hexdigest()
+
+
+def convert(command, picture, pattern, run):
+    """Runs tnk once; file name -> (bits, method, milliseconds)"""
+    bits, methods, extra = run
+    arguments = ["--bits", ",".join(map(str, bits)), "--dither", ",".join(methods), "--verbose", *extra]
+    done = subprocess.run([*command, "convert", str(picture), str(pattern), *arguments],
+                          capture_output=True, encoding="utf-8", errors="replace")
+    if done.returncode != 0:
+        sys.exit(f"{picture}: tnk ended with {done.returncode}\n{done.stderr}")
+    results = {}
+    for line in done.stdout.splitlines():
+        match = re.match(r"(.*): \d+ x \d+, (\d+) bits?, (\S+), converted in ([\d.]+) ms", line.strip())
+        if match:
+            results[pathlib.PurePosixPath(match[1].replace("\\", "/")).name] = (int(match[2]), match[3], float(match[4]))
+    return results
+
+
+def crop(picture, target):
+    with Image.open(picture) as image:
+        left = max(0, (image.width - CROP[0]) // 2)
+        top = max(0, (image.height - CROP[1]) // 2)
+        part = image.crop((left, top, min(image.width, left + CROP[0]), min(image.height, top + CROP[1])))
+        part.save(target)
+
+
+def reduce_picture(options, picture, number, runs):
+    """Makes what is missing of one picture; returns its figures and whether it was made now."""
+    folder = options.out / f"{number:02}-{re.sub('[^A-Za-z0-9]+', '-', picture.stem)}"
+    stamp = folder / "stamp.json"
+    state = checksum(options.library, options.tnk, picture, runs, CROP, bool(options.native))
+    if stamp.exists():
+        known = json.loads(stamp.read_text())
+        if known["state"] == state and all((options.out / item["crop"]).exists() for item in known["items"]):
+            return folder, known["items"], False
+    folder.mkdir(parents=True, exist_ok=True)
+    items = []
+    for index, run in enumerate(runs):
+        name = "{bits}-{dither}" + ("-" + run[2][-1] if run[2] else "") + ".png"
+        results = convert([options.wine, options.tnk], picture, folder / name, run)
+        if options.native:
+            native = folder / "native"
+            native.mkdir(exist_ok=True)
+            convert([options.native], picture, native / name, run)
+            for file in results:
+                if not filecmp.cmp(folder / file, native / file, shallow=False):
+                    sys.exit(f"{folder / file} and {native / file} differ")
+                (native / file).unlink()
+        for file, (bits, method, ms) in results.items():
+            crop(folder / file, folder / f"crop-{file}")
+            items.append({"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": bits,
+                          "method": method, "palette": run[2][-1] if run[2] else "fixed", "ms": ms})
+    crop(picture, folder / "crop-original.png")
+    with Image.open(picture) as image:
+        whole = image.convert("RGB")
+        whole.thumbnail(CROP)
+        whole.save(folder / "whole.png")
+    stamp.write_text(json.dumps({"state": state, "items": items}))
+    return folder, items, True
+
+
+def section(picture, folder, items):
+    body = [f"<h2>{html.escape(picture.name)}</h2>\n<div class=row>",
+            WHOLE.format(link=picture.as_uri(), picture=f"{folder.name}/whole.png"),
+            FIGURE.format(link=picture.as_uri(), crop=f"{folder.name}/crop-original.png", name="original", note="the part"),
+            "</div>"]
+    groups = {}
+    for item in items:
+        groups.setdefault((item["bits"], item["palette"]), []).append(item)
+    for (bits, palette), members in sorted(groups.items()):
+        body.append(f"<h3>{bits} {'bit' if bits == 1 else 'bits'}, {palette} palette</h3>\n<div class=row>")
+        body += [FIGURE.format(link=item["file"], crop=item["crop"], name=item["method"], note=f"{item['ms']:.0f} ms")
+                 for item in members]
+        body.append("</div>")
+    return "\n".join(body)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--out", type=pathlib.Path, required=True)
+    parser.add_argument("--library", type=pathlib.Path, required=True)
+    parser.add_argument("--tnk", type=pathlib.Path, required=True)
+    parser.add_argument("--wine", required=True)
+    parser.add_argument("--native")
+    parser.add_argument("pictures", type=pathlib.Path, nargs="+")
+    options = parser.parse_args()
+    body = []
+    total = 0
+    for number, picture in enumerate(options.pictures, 1):
+        if not picture.is_file():
+            sys.exit(f"{picture}: there is no such picture")
+        folder, items, fresh = reduce_picture(options, picture, number, ALL if number == 1 else SOME)
+        total += len(items)
+        print(f"{picture.name}: {len(items)} results" + ("" if fresh else ", up to date"), flush=True)
+        body.append(section(picture, folder, items))
+    compared = f" All {total} results equal those of the native build, byte by byte." if options.native else ""
+    page = options.out / "index.html"
+    page.write_text(PAGE.format(width=CROP[0], height=CROP[1], program=options.tnk.name, library=options.library.name,
+                                compared=compared, body="\n".join(body)), encoding="utf-8")
+    print(f"open {page.resolve()}" + (f" ({total} results equal the native build's)" if options.native else ""))
+
+
+main()
