@@ -10,7 +10,9 @@ namespace tnk::test {
 
 namespace {
 
-enum class Kind { local, global, movable, section, file, palette };
+enum Kind { kLocal, kGlobal, kMovable, kSection, kFile, kPalette };
+constexpr int LiveObjects::*kCounters[] = {&LiveObjects::local,    &LiveObjects::global, &LiveObjects::movable,
+                                           &LiveObjects::sections, &LiveObjects::files,  &LiveObjects::palettes};
 
 struct State {
     std::mutex mutex;
@@ -42,102 +44,31 @@ bool fails(uint32_t kind) {
 }
 
 template <typename Handle>
-uintptr_t keyOf(Handle handle) {
-    return (uintptr_t)handle;  // a pointer or an integer
-}
-
-template <typename Handle>
-Handle born(Kind kind, Handle handle) {
+Handle born(Kind kind, Handle handle, Handle none = Handle{}) {
     std::lock_guard guard(state->mutex);
-    state->alive[{kind, keyOf(handle)}] = 0;
+    if (handle != none) state->alive[{kind, (uintptr_t)handle}] = 0;  // a pointer or an integer
     return handle;
 }
 
 // What was made before this platform was installed is not known here and not counted.
 template <typename Handle>
-void gone(Kind kind, Handle handle) {
+Handle gone(Kind kind, Handle handle) {
     std::lock_guard guard(state->mutex);
-    state->alive.erase({kind, keyOf(handle)});
-}
-
-void* allocateLocal(size_t bytes, bool zero) {
-    if (fails(kLocalFailures)) return nullptr;
-    void* block = nativePlatform.allocateLocal(bytes, zero);
-    return block != nullptr ? born(Kind::local, block) : nullptr;
-}
-
-void freeLocal(void* block) {
-    gone(Kind::local, block);
-    nativePlatform.freeLocal(block);
-}
-
-void* allocateGlobal(size_t bytes, bool zero) {
-    if (fails(kGlobalFailures)) return nullptr;
-    void* block = nativePlatform.allocateGlobal(bytes, zero);
-    return block != nullptr ? born(Kind::global, block) : nullptr;
-}
-
-void freeGlobal(void* block) {
-    gone(Kind::global, block);
-    nativePlatform.freeGlobal(block);
-}
-
-T_HANDLE allocateMovable(size_t bytes) {
-    if (fails(kMovableFailures)) return 0;
-    const T_HANDLE block = nativePlatform.allocateMovable(bytes);
-    return block != 0 ? born(Kind::movable, block) : 0;
-}
-
-T_HANDLE reallocateMovable(T_HANDLE block, size_t bytes) {
-    if (fails(kMovableFailures)) return 0;
-    const T_HANDLE moved = nativePlatform.reallocateMovable(block, bytes);
-    if (moved == 0) return 0;
-    gone(Kind::movable, block);
-    return born(Kind::movable, moved);
+    state->alive.erase({kind, (uintptr_t)handle});
+    return handle;
 }
 
 void addLock(T_HANDLE block, int change) {
     std::lock_guard guard(state->mutex);
-    const auto found = state->alive.find({Kind::movable, keyOf(block)});
+    const auto found = state->alive.find({kMovable, (uintptr_t)block});
     if (found != state->alive.end()) found->second += change;
 }
 
-void* lockMovable(T_HANDLE block) {
-    if (fails(kMovableFailures)) return nullptr;
-    void* data = nativePlatform.lockMovable(block);
-    if (data != nullptr) addLock(block, 1);
-    return data;
-}
-
-void unlockMovable(T_HANDLE block) {
-    addLock(block, -1);
-    nativePlatform.unlockMovable(block);
-}
-
-void freeMovable(T_HANDLE block) {
-    gone(Kind::movable, block);
-    nativePlatform.freeMovable(block);
-}
-
-bool createSection(uint64_t bytes, Section* section) {
-    if (fails(kSectionFailures) || !nativePlatform.createSection(bytes, section)) return false;
-    born(Kind::section, section->handle);
-    return true;
-}
-
-void closeSection(const Section& section) {
-    gone(Kind::section, section.handle);
-    nativePlatform.closeSection(section);
-}
-
-T_HANDLE openFile(const FileRequest& request) {
-    if (fails(kOpenFailures)) return kNoFile;
-    const T_HANDLE file = nativePlatform.openFile(request);
-    return file != kNoFile ? born(Kind::file, file) : kNoFile;
-}
-
-int64_t readFile(T_HANDLE file, void* buffer, uint32_t count) {
-    return fails(kTransferFailures) ? -1 : nativePlatform.readFile(file, buffer, count);
+template <typename T>
+bool substitute(std::optional<T> State::*known, T* value) {
+    std::lock_guard guard(state->mutex);
+    if ((state->*known).has_value()) *value = *(state->*known);
+    return (state->*known).has_value();
 }
 
 int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
@@ -155,110 +86,100 @@ int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
     return nativePlatform.writeFile(file, buffer, count);
 }
 
-int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin) {
-    return fails(kTransferFailures) ? -1 : nativePlatform.seekFile(file, offset, origin);
+const Platform& real = nativePlatform;
+
+void setMemoryRoutines(Platform& table) {
+    table.allocateLocal = [](size_t bytes, bool zero) -> void* {
+        return fails(kLocalFailures) ? nullptr : born(kLocal, real.allocateLocal(bytes, zero));
+    };
+    table.freeLocal = [](void* block) { real.freeLocal(gone(kLocal, block)); };
+    table.allocateGlobal = [](size_t bytes, bool zero) -> void* {
+        return fails(kGlobalFailures) ? nullptr : born(kGlobal, real.allocateGlobal(bytes, zero));
+    };
+    table.freeGlobal = [](void* block) { real.freeGlobal(gone(kGlobal, block)); };
+    table.allocateMovable = [](size_t bytes) -> T_HANDLE {
+        return fails(kMovableFailures) ? 0 : born(kMovable, real.allocateMovable(bytes));
+    };
+    table.reallocateMovable = [](T_HANDLE block, size_t bytes) -> T_HANDLE {
+        const T_HANDLE moved = fails(kMovableFailures) ? 0 : real.reallocateMovable(block, bytes);
+        if (moved != 0) gone(kMovable, block);
+        return born(kMovable, moved);
+    };
+    table.lockMovable = [](T_HANDLE block) -> void* {
+        void* data = fails(kMovableFailures) ? nullptr : real.lockMovable(block);
+        if (data != nullptr) addLock(block, 1);
+        return data;
+    };
+    table.unlockMovable = [](T_HANDLE block) {
+        addLock(block, -1);
+        real.unlockMovable(block);
+    };
+    table.freeMovable = [](T_HANDLE block) { real.freeMovable(gone(kMovable, block)); };
+    table.createSection = [](uint64_t bytes, Section* section) {
+        return !fails(kSectionFailures) && real.createSection(bytes, section) && born(kSection, section->handle) != 0;
+    };
+    table.closeSection = [](const Section& section) {
+        gone(kSection, section.handle);
+        real.closeSection(section);
+    };
 }
 
-bool endFileHere(T_HANDLE file) { return !fails(kTransferFailures) && nativePlatform.endFileHere(file); }
-
-bool closeFile(T_HANDLE file) {
-    gone(Kind::file, file);
-    const bool closed = nativePlatform.closeFile(file);
-    return !fails(kCloseFailures) && closed;
+void setFileRoutines(Platform& table) {
+    table.openFile = [](const FileRequest& request) {
+        return fails(kOpenFailures) ? kNoFile : born(kFile, real.openFile(request), kNoFile);
+    };
+    table.readFile = [](T_HANDLE file, void* buffer, uint32_t count) {
+        return fails(kTransferFailures) ? -1 : real.readFile(file, buffer, count);
+    };
+    table.writeFile = writeFile;
+    table.seekFile = [](T_HANDLE file, int64_t offset, SeekOrigin origin) {
+        return fails(kTransferFailures) ? -1 : real.seekFile(file, offset, origin);
+    };
+    table.endFileHere = [](T_HANDLE file) { return !fails(kTransferFailures) && real.endFileHere(file); };
+    table.closeFile = [](T_HANDLE file) { return real.closeFile(gone(kFile, file)) && !fails(kCloseFailures); };
+    table.deleteFile = [](const T_WCHAR* name) { return real.deleteFile(name) && !fails(kCloseFailures); };
+    table.makeTempName = [](const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR(&path)[kPathChars]) {
+        return !fails(kOpenFailures) && real.makeTempName(directory, prefix, path);
+    };
+    table.lastErrorIsDiskFull = [] {
+        std::lock_guard guard(state->mutex);
+        return state->diskRoom.has_value() || state->injected ? state->diskIsFull : real.lastErrorIsDiskFull();
+    };
 }
 
-bool deleteFile(const T_WCHAR* name) {
-    const bool deleted = nativePlatform.deleteFile(name);
-    return !fails(kCloseFailures) && deleted;
-}
-
-bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) {
-    return !fails(kOpenFailures) && nativePlatform.makeTempName(directory, prefix, path);
-}
-
-bool lastErrorIsDiskFull() {
-    std::lock_guard guard(state->mutex);
-    return state->diskRoom.has_value() || state->injected ? state->diskIsFull : nativePlatform.lastErrorIsDiskFull();
-}
-
-bool memoryStatus(MemoryStatus* status) {
-    if (fails(kBudgetFailures)) return false;
-    std::lock_guard guard(state->mutex);
-    if (!state->memory.has_value()) return nativePlatform.memoryStatus(status);
-    *status = *state->memory;
-    return true;
-}
-
-bool handleCount(uint32_t* count) {
-    if (fails(kBudgetFailures)) return false;
-    std::lock_guard guard(state->mutex);
-    if (!state->handles.has_value()) return nativePlatform.handleCount(count);
-    *count = *state->handles;
-    return true;
-}
-
-bool createThreadSlot(void (*release)(void*)) {
-    return !fails(kThreadFailures) && nativePlatform.createThreadSlot(release);
-}
-
-bool setThreadValue(void* value) { return !fails(kThreadFailures) && nativePlatform.setThreadValue(value); }
-
-T_HANDLE createPalette(const PaletteEntry* entries, uint32_t count) {
-    if (fails(kPaletteFailures)) return 0;
-    const T_HANDLE palette = nativePlatform.createPalette(entries, count);
-    return palette != 0 ? born(Kind::palette, palette) : 0;
-}
-
-uint32_t getPaletteEntries(T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries) {
-    return fails(kPaletteFailures) ? 0 : nativePlatform.getPaletteEntries(palette, first, count, entries);
-}
-
-uint32_t setPaletteEntries(T_HANDLE palette, uint32_t first, uint32_t count, const PaletteEntry* entries) {
-    return fails(kPaletteFailures) ? 0 : nativePlatform.setPaletteEntries(palette, first, count, entries);
-}
-
-bool deletePalette(T_HANDLE palette) {
-    gone(Kind::palette, palette);
-    return nativePlatform.deletePalette(palette);
-}
-
-bool deleteRegion(T_HANDLE) {
-    std::lock_guard guard(state->mutex);
-    ++state->deletedRegions;
-    return true;
+void setSystemRoutines(Platform& table) {
+    table.memoryStatus = [](MemoryStatus* status) {
+        return !fails(kBudgetFailures) && (substitute(&State::memory, status) || real.memoryStatus(status));
+    };
+    table.handleCount = [](uint32_t* count) {
+        return !fails(kBudgetFailures) && (substitute(&State::handles, count) || real.handleCount(count));
+    };
+    table.createThreadSlot = [](void (*release)(void*)) {
+        return !fails(kThreadFailures) && real.createThreadSlot(release);
+    };
+    table.setThreadValue = [](void* value) { return !fails(kThreadFailures) && real.setThreadValue(value); };
+    table.createPalette = [](const PaletteEntry* entries, uint32_t count) -> T_HANDLE {
+        return fails(kPaletteFailures) ? 0 : born(kPalette, real.createPalette(entries, count));
+    };
+    table.getPaletteEntries = [](T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries) {
+        return fails(kPaletteFailures) ? 0 : real.getPaletteEntries(palette, first, count, entries);
+    };
+    table.setPaletteEntries = [](T_HANDLE palette, uint32_t first, uint32_t count, const PaletteEntry* entries) {
+        return fails(kPaletteFailures) ? 0 : real.setPaletteEntries(palette, first, count, entries);
+    };
+    table.deletePalette = [](T_HANDLE palette) { return real.deletePalette(gone(kPalette, palette)); };
+    table.deleteRegion = [](T_HANDLE) {
+        std::lock_guard guard(state->mutex);
+        ++state->deletedRegions;
+        return true;
+    };
 }
 
 Platform makeTable() {
     Platform table = nativePlatform;
-    table.allocateLocal = allocateLocal;
-    table.freeLocal = freeLocal;
-    table.allocateGlobal = allocateGlobal;
-    table.freeGlobal = freeGlobal;
-    table.allocateMovable = allocateMovable;
-    table.reallocateMovable = reallocateMovable;
-    table.lockMovable = lockMovable;
-    table.unlockMovable = unlockMovable;
-    table.freeMovable = freeMovable;
-    table.createSection = createSection;
-    table.closeSection = closeSection;
-    table.openFile = openFile;
-    table.readFile = readFile;
-    table.writeFile = writeFile;
-    table.seekFile = seekFile;
-    table.endFileHere = endFileHere;
-    table.closeFile = closeFile;
-    table.deleteFile = deleteFile;
-    table.makeTempName = makeTempName;
-    table.lastErrorIsDiskFull = lastErrorIsDiskFull;
-    table.memoryStatus = memoryStatus;
-    table.handleCount = handleCount;
-    table.createThreadSlot = createThreadSlot;
-    table.setThreadValue = setThreadValue;
-    table.createPalette = createPalette;
-    table.getPaletteEntries = getPaletteEntries;
-    table.setPaletteEntries = setPaletteEntries;
-    table.deletePalette = deletePalette;
-    table.deleteRegion = deleteRegion;
+    setMemoryRoutines(table);
+    setFileRoutines(table);
+    setSystemRoutines(table);
     return table;
 }
 
@@ -311,36 +232,12 @@ bool FailingPlatform::injected() const {
     return state->injected;
 }
 
-int FailingPlatform::calls() const {
-    std::lock_guard guard(state->mutex);
-    return state->calls;
-}
-
 LiveObjects FailingPlatform::live() const {
     std::lock_guard guard(state->mutex);
     LiveObjects live;
     for (const auto& [key, locks] : state->alive) {
-        switch (key.first) {
-            case Kind::local:
-                ++live.local;
-                break;
-            case Kind::global:
-                ++live.global;
-                break;
-            case Kind::movable:
-                ++live.movable;
-                live.movableLocks += locks;
-                break;
-            case Kind::section:
-                ++live.sections;
-                break;
-            case Kind::file:
-                ++live.files;
-                break;
-            case Kind::palette:
-                ++live.palettes;
-                break;
-        }
+        ++(live.*kCounters[key.first]);
+        live.movableLocks += locks;
     }
     return live;
 }

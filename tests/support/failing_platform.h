@@ -63,7 +63,6 @@ class FailingPlatform {
     void stopFailing();
 
     bool injected() const;  // whether a call failed on purpose since failAt or failFrom
-    int calls() const;      // calls of the chosen kinds since then
 
     // What was made since this platform was installed and is still there.
     LiveObjects live() const;
@@ -88,11 +87,7 @@ int sweepFailures(FailingPlatform& failing, uint32_t kinds, Operation operation,
     for (int k = 1; k < kEndless; ++k) {
         SCOPED_TRACE(::testing::Message() << "call " << k << (fromThere ? " and all later ones fail" : " fails"));
         const LiveObjects before = failing.live();
-        if (fromThere) {
-            failing.failFrom(k, kinds);
-        } else {
-            failing.failAt(k, kinds);
-        }
+        fromThere ? failing.failFrom(k, kinds) : failing.failAt(k, kinds);
         auto result = operation();
         const bool injected = failing.injected();
         failing.stopFailing();
