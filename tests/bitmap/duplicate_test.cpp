@@ -4,6 +4,7 @@
 
 #include "bitmap/lifecycle.h"
 #include "support/failing_platform.h"
+#include "system/dispatch.h"
 
 namespace tnk::test {
 namespace {
@@ -15,8 +16,7 @@ int32_t regionResult = SUCCESS;
 
 int32_t TNK_CALL copyRegionRoutine(BitmapHandle* destination, BitmapHandle* source, int32_t dx, int32_t dy) {
     EXPECT_EQ(destination, source);
-    EXPECT_EQ(dx | dy, 0);
-    destination->Region = regionOfCopy;
+    destination->Region = regionOfCopy + 10 * dx + dy;
     return regionResult;
 }
 
@@ -37,24 +37,21 @@ class DuplicateBitmap : public ::testing::Test {
 
     // A gray source with a lookup table, or an 8-bit one with a palette, and a region.
     void makeSource(int32_t bits, uint32_t request = MEM_CONVENTIONAL) {
-        ASSERT_EQ(T_CreateBitmap(&source, sizeof source, request, 20, 10, bits, ORDER_GRAY, nullptr, 6, nullptr, 0),
-                  SUCCESS);
+        T_CreateBitmap(&source, sizeof source, request, 20, 10, bits, ORDER_GRAY, nullptr, 6, nullptr, 0);
+        ASSERT_TRUE(isAllocated(source));
         source.Region = 77;
-        source.XResolution = 1;
-        source.YResolution = 2;
-        source.Reserved2 = 3;
         source.Flags |= BMF_SIGNED | 0x10000 | BMF_PLAYBACK_A | BMF_BYTEMAP;
+        source.Reserved2 = 3;
         source.PlaybackValue1 = 4;
-        source.ByteMapParam2 = 5;
         source.pByteMap[9] = 200;
+        int32_t value = 2;
+        for (int32_t* field : {&source.XResolution, &source.YResolution, &source.ByteMapParam2}) *field = value++;
         if (bits <= 8) return;
         source.Flags |= BMF_WINDOW;
-        source.LowBit = 2;
-        source.HighBit = 5;
-        source.MinVal = -6;
-        source.MaxVal = 7;
-        source.DataLowBit = 1;
-        source.DataHighBit = 9;
+        for (int32_t* field : {&source.LowBit, &source.HighBit, &source.MinVal, &source.MaxVal, &source.DataLowBit,
+                               &source.DataHighBit}) {
+            *field = value++;
+        }
         source.pLUT = T_CreateNewPalette(T_IntGetFixedPalette(4), 16);
         source.LUTLength = 16;
     }
@@ -67,28 +64,22 @@ class DuplicateBitmap : public ::testing::Test {
 TEST_F(DuplicateBitmap, CarriesTheAttributes) {
     makeSource(16);
     ASSERT_EQ(T_DupBitmapNewDim(&copy, &source, sizeof copy, 30, 40, 16, kEverything), SUCCESS);
-    EXPECT_EQ(copy.Width, 30);
-    EXPECT_EQ(copy.Height, 40);
-    EXPECT_EQ(copy.Flags, source.Flags);
-    EXPECT_EQ(copy.ViewPerspective, 6u);
-    EXPECT_EQ(copy.XResolution, 1);
-    EXPECT_EQ(copy.YResolution, 2);
-    EXPECT_EQ(copy.Reserved2, 3u);
-    EXPECT_EQ(copy.PlaybackValue1, 4u);
-    EXPECT_EQ(copy.ByteMapParam2, 5);
-    EXPECT_EQ(copy.Order, ORDER_GRAY);
     EXPECT_EQ(std::memcmp(copy.pByteMap, source.pByteMap, 256), 0);
-    EXPECT_EQ(copy.Region, 88);
-    EXPECT_EQ(source.Region, 77);
-    EXPECT_EQ(copy.LowBit, 2);
-    EXPECT_EQ(copy.HighBit, 5);
-    EXPECT_EQ(copy.MinVal, -6);
-    EXPECT_EQ(copy.MaxVal, 7);
-    EXPECT_EQ(copy.DataLowBit, 1);
-    EXPECT_EQ(copy.DataHighBit, 9);
-    ASSERT_EQ(copy.LUTLength, 16u);
     EXPECT_NE(copy.pLUT, source.pLUT);
     EXPECT_EQ(std::memcmp(copy.pLUT, source.pLUT, 64), 0);
+    EXPECT_EQ(source.Region, 77);
+    BitmapHandle expected = source;  // but for what a copy has of its own
+    expected.Width = 30;
+    expected.Height = 40;
+    expected.BytesPerLine = 60;
+    expected.Size = 2400;
+    expected.Region = 88;
+    expected.pData = copy.pData;
+    expected.DataHandle = copy.DataHandle;
+    expected.pByteMap = copy.pByteMap;
+    expected.pLUT = copy.pLUT;
+    EXPECT_EQ(std::memcmp(&copy, &expected, sizeof copy), 0);
+
     source.Flags &= ~BMF_WINDOW;
     T_GlobalFree(source.pLUT, 0, nullptr);
     source.pLUT = nullptr;
@@ -96,10 +87,20 @@ TEST_F(DuplicateBitmap, CarriesTheAttributes) {
     EXPECT_EQ(copy.pLUT, nullptr) << "the source has none";
     EXPECT_EQ(copy.Flags & BMF_WINDOW, 0u);
     T_FreeBitmap(&copy);
-
     ASSERT_EQ(T_DupBitmapNewDim(&copy, &source, sizeof copy, 30, 40, 12, kEverything), SUCCESS);
     EXPECT_EQ(copy.HighBit, 11) << "another depth has its own window";
     T_FreeBitmap(&copy);
+}
+
+TEST_F(DuplicateBitmap, CopiesRegionsByTheRoutine) {
+    BitmapHandle destination{};
+    source.Region = 77;
+    EXPECT_EQ(copyRegion(destination, source, 3, -4), Result(SUCCESS));
+    EXPECT_EQ(destination.Region, 88 + 26);
+    EXPECT_EQ(source.Region, 77);
+    T_ResetDisDispatch();
+    EXPECT_EQ(copyRegion(destination, source, 3, -4), Result(SUCCESS));
+    EXPECT_EQ(destination.Region, 0) << "no routine, no region";
 }
 
 TEST_F(DuplicateBitmap, SharesWhatIsNotCopied) {
@@ -147,22 +148,14 @@ TEST_F(DuplicateBitmap, UndoesAFailure) {
 
     for (const int32_t bits : {8, 16}) {
         makeSource(bits);
-        const int failures = sweepFailures(
-            failing, kMemoryFailures | kFileFailures,
-            [&] { return T_DupBitmapNewDim(&copy, &source, sizeof copy, 5, 5, bits, kEverything); },
-            [&](int32_t result, bool) {
-                if (result == SUCCESS) {
-                    T_FreeBitmap(&copy);
-                } else {
-                    EXPECT_EQ(result, FAILURE);
-                    EXPECT_FALSE(isAllocated(copy));
-                    EXPECT_EQ(copy.Palette, nullptr);
-                    EXPECT_EQ(copy.pLUT, nullptr);
-                    EXPECT_EQ(copy.Region, 0);
-                }
-                EXPECT_EQ(source.Region, 77);
-            });
-        EXPECT_GE(failures, 3);
+        const auto duplicate = [&] { return T_DupBitmapNewDim(&copy, &source, sizeof copy, 5, 5, bits, kEverything); };
+        const auto check = [&](int32_t result, bool) {
+            EXPECT_EQ(source.Region, 77);
+            if (result == SUCCESS) return T_FreeBitmap(&copy);
+            EXPECT_EQ(result, FAILURE);
+            EXPECT_FALSE(isAllocated(copy) || copy.Palette != nullptr || copy.pLUT != nullptr || copy.Region != 0);
+        };
+        EXPECT_GE(sweepFailures(failing, kMemoryFailures | kFileFailures, duplicate, check), 3);
         T_FreeBitmap(&source);
     }
 }

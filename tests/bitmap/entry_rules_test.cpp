@@ -10,45 +10,28 @@ constexpr int32_t kBare = ERROR_NOT_ALLOCATED;
 constexpr int32_t kSize = ERROR_STRUCT_SIZE;
 
 uint8_t buffer[64];
-const uint32_t segments[] = {0, 1};
+uint32_t word;
+BitmapHandle model;
 
 TEST(EntryRules, Bitmap) {
-    BitmapHandle model;
     ASSERT_EQ(T_InitBitmap(&model, sizeof model, 4, 4, 8), SUCCESS);
+    using Record = BitmapHandle*;
     const EntryCase cases[] = {
-        {"T_AllocateBitmap", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_AllocateBitmap(bitmap, MEM_CONVENTIONAL); }},
-        {"T_ChangeBitmapHeight", kBare, kBare, kSize,
-         [](BitmapHandle* bitmap) { return T_ChangeBitmapHeight(bitmap, 3); }},
-        {"T_UpdateBitmapSize", kBare, kBare, kSize, T_UpdateBitmapSize},
-        {"T_SetBitmapDataPointer", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_SetBitmapDataPointer(bitmap, buffer, sizeof buffer); }},
-        {"T_GetBitmapMemoryInfo", kBare, kBare, kSize,
-         [](BitmapHandle* bitmap) {
-             uint32_t kind = 0;
-             return T_GetBitmapMemoryInfo(bitmap, &kind, nullptr, nullptr, nullptr, nullptr, nullptr);
-         }},
-        {"T_DupBitmapNewDim, source", kBare, kBare, kSize,
-         [](BitmapHandle* bitmap) {
-             BitmapHandle copy;
-             return T_DupBitmapNewDim(&copy, bitmap, sizeof copy, 1, 1, 8, DUP_ALLOCATE);
-         }},
-        {"T_CopyBitmapHandle, source", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_CopyBitmapHandle(nullptr, bitmap, sizeof *bitmap); }},
-        {"T_CopyGrayParams, source", kNull, kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_CopyGrayParams(&model, bitmap); }},
-        {"T_CopyGrayParams, destination", kNull, kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_CopyGrayParams(bitmap, &model); }},
-        {"T_GetBitmapRow", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_GetBitmapRow(bitmap, buffer, 1, 1); }},
-        {"T_PutBitmapRow", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_PutBitmapRow(bitmap, buffer, 1, 1); }},
-        {"T_GetBitmapRowCol", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_GetBitmapRowCol(bitmap, buffer, 1, 1, 1); }},
-        {"T_PutBitmapRowCol", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_PutBitmapRowCol(bitmap, buffer, 1, 1, 1); }},
-        {"T_PutBitmapRowSegments", kNull, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_PutBitmapRowSegments(bitmap, buffer, 1, 0, segments, 2, 0); }},
+        {"allocate", kNull, 0, kSize, [](Record r) { return T_AllocateBitmap(r, MEM_CONVENTIONAL); }},
+        {"height", kBare, kBare, kSize, [](Record r) { return T_ChangeBitmapHeight(r, 3); }},
+        {"update", kBare, kBare, kSize, T_UpdateBitmapSize},
+        {"data", kNull, 0, kSize, [](Record r) { return T_SetBitmapDataPointer(r, buffer, sizeof buffer); }},
+        {"info", kBare, kBare, kSize, [](Record r) { return T_GetBitmapMemoryInfo(r, &word, 0, 0, 0, 0, 0); }},
+        {"duplicate", kBare, kBare, kSize,
+         [](Record r) { return T_DupBitmapNewDim(&model, r, sizeof *r, 1, 1, 8, 0); }},
+        {"copy", kNull, 0, kSize, [](Record r) { return T_CopyBitmapHandle(nullptr, r, sizeof *r); }},
+        {"gray, source", kNull, 0, kSize, [](Record r) { return T_CopyGrayParams(&model, r); }},
+        {"gray, destination", kNull, 0, kSize, [](Record r) { return T_CopyGrayParams(r, &model); }},
+        {"get", kNull, 0, kSize, [](Record r) { return T_GetBitmapRow(r, buffer, 1, 1); }},
+        {"put", kNull, 0, kSize, [](Record r) { return T_PutBitmapRow(r, buffer, 1, 1); }},
+        {"get column", kNull, 0, kSize, [](Record r) { return T_GetBitmapRowCol(r, buffer, 1, 1, 1); }},
+        {"put column", kNull, 0, kSize, [](Record r) { return T_PutBitmapRowCol(r, buffer, 1, 1, 1); }},
+        {"segments", kNull, 0, kSize, [](Record r) { return T_PutBitmapRowSegments(r, buffer, 1, 0, &word, 1, 0); }},
     };
     checkEntryCases(cases);
 }
@@ -64,7 +47,7 @@ TEST(EntryRules, BitmapArguments) {
     ASSERT_EQ(T_CreateBitmap(&bitmap, sizeof bitmap, 1, 9, 5, 8, 0, nullptr, 0, nullptr, 0), SUCCESS);
     EXPECT_EQ(T_GetBitmapRow(&bitmap, nullptr, 0, 1), kNull);
     EXPECT_EQ(T_PutBitmapRow(&bitmap, nullptr, 0, 1), kNull);
-    EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, nullptr, 0, 0, segments, 2, 0), kNull);
+    EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, nullptr, 0, 0, &word, 1, 0), kNull);
     EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, buffer, 0, 0, nullptr, 2, 0), kNull);
     EXPECT_EQ(T_GetBitmapMemoryInfo(&bitmap, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), kNull);
     BitmapHandle copy;

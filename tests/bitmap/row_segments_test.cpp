@@ -31,16 +31,8 @@ BitPlace bitPlace(uint32_t bits, uint32_t pixel, uint32_t bit) {
 
 // Whether a bit of a whole-byte pixel stays: the last bytes, or the top bit of 16, which lies in the last byte.
 bool isTopBit(const BitmapHandle& bitmap, uint32_t bit) {
-    switch (bitmap.BitsPerPixel) {
-        case 16:
-            return bitmap.Order != ORDER_GRAY && bit == 8;
-        case 32:
-            return bit >= 24;
-        case 64:
-            return bit >= 48;
-        default:
-            return false;
-    }
+    if (bitmap.BitsPerPixel == 16) return bitmap.Order != ORDER_GRAY && bit == 8;
+    return (bitmap.BitsPerPixel == 32 && bit >= 24) || (bitmap.BitsPerPixel == 64 && bit >= 48);
 }
 
 void putModel(const BitmapHandle& bitmap, uint8_t* row, const uint8_t* buffer, uint32_t start, uint32_t end,
@@ -52,8 +44,7 @@ void putModel(const BitmapHandle& bitmap, uint8_t* row, const uint8_t* buffer, u
             if (keepTopBits && isTopBit(bitmap, bit)) continue;
             const BitPlace to = bitPlace(bits, kColumn + pixel, bit);
             const BitPlace from = bitPlace(bits, pixel, bit);
-            row[to.byte] =
-                static_cast<uint8_t>((row[to.byte] & ~to.mask) | (buffer[from.byte] & from.mask ? to.mask : 0));
+            if (((row[to.byte] & to.mask) != 0) != ((buffer[from.byte] & from.mask) != 0)) row[to.byte] ^= to.mask;
         }
     }
 }

@@ -25,14 +25,12 @@ class StoredBitmap {
   public:
     StoredBitmap(Kind kind, int32_t width, int32_t height, int32_t bits) {
         EXPECT_EQ(T_InitBitmap(&record, sizeof record, width, height, bits), SUCCESS);
+        constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_USER};
         if (kind == Kind::movable) {
             record.DataHandle = T_OsAllocHandle(record.Size, 0, nullptr);
             record.Flags = BMF_ALLOCATED | BMF_MEMORY | BMF_MOVABLE;
         } else {
-            const uint32_t request = kind == Kind::disk   ? MEM_NOCONVENTIONAL
-                                     : kind == Kind::user ? MEM_USER
-                                                          : MEM_CONVENTIONAL;
-            EXPECT_EQ(T_AllocateBitmap(&record, request), SUCCESS);
+            EXPECT_EQ(T_AllocateBitmap(&record, kRequests[static_cast<int>(kind)]), SUCCESS);
         }
         if (kind == Kind::user) {
             memory_ = std::make_unique<uint8_t[]>(record.Size);
