@@ -14,35 +14,27 @@ namespace {
 
 constexpr uint32_t kShareAll = SHARE_READ | SHARE_WRITE;
 
-struct OpenCase {
+constexpr struct {
     const char* what;
     bool exists;
     uint32_t flags;
-    bool opens;
-    bool reads;
-    bool writes;
+    bool opens, reads, writes;
     const char* contents;  // afterwards
-};
-
-constexpr OpenCase kOpenCases[] = {
+} kOpenCases[] = {
     {"read", true, OPEN_READ, true, true, false, "0123456789"},
     {"read what is missing", false, OPEN_READ, false, false, false, "(missing)"},
     {"write", true, OPEN_WRITE, true, false, true, "ab23456789"},
-    {"write what is missing", false, OPEN_WRITE, false, false, false, "(missing)"},
-    {"read and write by 2", true, OPEN_READWRITE, true, true, true, "ab23456789"},
     {"read and write by 3", true, 3, true, true, true, "ab23456789"},
     {"create", false, OPEN_READWRITE | OPEN_CREATE, true, true, true, "ab"},
-    {"create over", true, OPEN_WRITE | OPEN_CREATE, true, false, true, "ab"},
     {"create wins over truncate", false, OPEN_WRITE | OPEN_CREATE | OPEN_TRUNCATE, true, false, true, "ab"},
     {"truncate", true, OPEN_READWRITE | OPEN_TRUNCATE, true, true, true, "ab"},
     {"truncate what is missing", false, OPEN_WRITE | OPEN_TRUNCATE, false, false, false, "(missing)"},
     {"truncate without writing", true, OPEN_READ | OPEN_TRUNCATE, false, false, false, "0123456789"},
-    {"create without writing", false, OPEN_READ | OPEN_CREATE, true, true, false, ""},
     {"other bits", true, OPEN_READ | 0x40, true, true, false, "0123456789"},
 };
 
 TEST(File, OpensByFlags) {
-    for (const OpenCase& test : kOpenCases) {
+    for (const auto& test : kOpenCases) {
         SCOPED_TRACE(test.what);
         const TempFolder folder;
         if (test.exists) folder.put("file", "0123456789");
@@ -61,12 +53,12 @@ TEST(File, OpensByFlags) {
 
 TEST(File, RefusesWhatIsNoFile) {
     const TempFolder folder;
-    EXPECT_EQ(T_OsOpen(nullptr, OPEN_READ, 0, nullptr), kNoFile);
-    EXPECT_EQ(T_OsOpen(folder.name().c_str(), OPEN_READ, 0, nullptr), kNoFile);
-    EXPECT_EQ(T_OsCreat(nullptr, 0), kNoFile);
-    EXPECT_EQ(T_OsCreat(folder.name().c_str(), 0), kNoFile);
-    EXPECT_EQ(T_OsDelete(nullptr), -1);
-    EXPECT_EQ(T_OsDelete(folder.name("missing").c_str()), -1);
+    const WideString itself = folder.name();
+    for (const T_WCHAR* name : {static_cast<const T_WCHAR*>(nullptr), itself.c_str()}) {
+        EXPECT_EQ(T_OsOpen(name, OPEN_READ, 0, nullptr), kNoFile);
+        EXPECT_EQ(T_OsCreat(name, 0), kNoFile);
+        EXPECT_EQ(T_OsDelete(name), -1);
+    }
     EXPECT_EQ(T_OsGetTempName(nullptr), ERROR_INVALID_PARAMETER);
 
     char byte;
@@ -78,42 +70,22 @@ TEST(File, RefusesWhatIsNoFile) {
     EXPECT_EQ(T_OsClose(kNoFile), -1);
 }
 
-TEST(File, NamesCarryAllCharacters) {
+TEST(File, SeeksAndEndsTheFile) {
     const TempFolder folder;
     const T_WCHAR text[] = {0xE9, 0x20AC, 0x4E2D, 0xD83D, 0xDE00, 0};
     const WideString name = folder.name("n") + text;
-    const T_HANDLE file = T_OsCreat(name.c_str(), 0);
+    const T_HANDLE file = T_OsCreat(name.c_str(), CREATE_DELETE_ON_CLOSE);
     ASSERT_NE(file, kNoFile);
-    EXPECT_EQ(T_OsClose(file), 0);
-    EXPECT_TRUE(std::filesystem::exists(std::filesystem::path(name)));
-    EXPECT_EQ(T_OsDelete(name.c_str()), 0);
-    EXPECT_EQ(folder.entries(), 0);
 #ifndef _WIN32
-    for (const T_WCHAR unpaired : {T_WCHAR{0xD800}, T_WCHAR{0xDC00}}) {
-        const WideString bad = folder.name("a") + unpaired;
-        EXPECT_EQ(T_OsCreat(bad.c_str(), 0), kNoFile);
-        EXPECT_EQ(T_OsCreat((bad + T_WCHAR{'z'}).c_str(), 0), kNoFile);
-    }
-    EXPECT_EQ(folder.entries(), 0);
+    EXPECT_EQ(T_OsCreat((name + T_WCHAR{0xD800}).c_str(), 0), kNoFile) << "half a character";
 #endif
-}
-
-TEST(File, SeeksAndEndsTheFile) {
-    const TempFolder folder;
-    const T_HANDLE file = T_OsCreat(folder.name("file").c_str(), 0);
-    ASSERT_NE(file, kNoFile);
     EXPECT_EQ(T_OsWrite(file, "0123456789", 10, nullptr), 10);
-    EXPECT_EQ(T_OsSeek(file, 4, 0, nullptr), 4);
-    EXPECT_EQ(T_OsSeek(file, 3, 1, nullptr), 7);
-    EXPECT_EQ(T_OsSeek(file, -4, 2, nullptr), 6);
-    EXPECT_EQ(T_OsSeek(file, -1, 77, nullptr), 9) << "other origins count from the end";
-    EXPECT_EQ(T_OsSeek(file, -100, 1, nullptr), 0) << "a failed seek";
-    EXPECT_EQ(T_OsSeek(file, 0, 1, nullptr), 9) << "moves nothing";
-
-    EXPECT_EQ(T_OsSeek(file, 6, 0, nullptr), 6);
+    const int32_t seeks[][3] = {{4, 0, 4},    {3, 1, 7}, {-4, 2, 6}, {-1, 77, 9},  // other origins count from the end
+                                {-100, 1, 0}, {0, 1, 9},                           // a failed seek moves nothing
+                                {6, 0, 6}};
+    for (const auto& [offset, origin, position] : seeks) EXPECT_EQ(T_OsSeek(file, offset, origin, nullptr), position);
     EXPECT_EQ(T_OsWrite(file, nullptr, 0, nullptr), -1);
-    EXPECT_EQ(T_OsWrite(file, "", 0, nullptr), 0);
-    EXPECT_EQ(T_OsSeek(file, 0, 2, nullptr), 6);
+    EXPECT_EQ(T_OsWrite(file, "", 0, nullptr), 0) << "ends the file here";
     EXPECT_EQ(T_OsSeek(file, 3, 0, nullptr), 3);
     EXPECT_EQ(T_OsWriteBig(file, "", 0, nullptr), 0) << "moves nothing and ends nothing";
     EXPECT_EQ(T_OsSeek(file, 0, 2, nullptr), 6);
@@ -124,58 +96,19 @@ TEST(File, SeeksAndEndsTheFile) {
     char bytes[20] = {};
     EXPECT_EQ(T_OsReadBig(file, bytes, sizeof bytes, nullptr), 8) << "all there is";
     EXPECT_EQ(std::memcmp(bytes, "012345\0\0", 8), 0);
-    EXPECT_EQ(T_OsRead(file, bytes, sizeof bytes, nullptr), 0);
     EXPECT_EQ(T_OsRead(file, nullptr, 0, nullptr), -1);
-    EXPECT_EQ(T_OsClose(file), 0);
-}
 
-TEST(File, PositionsHave64Bits) {
-    const TempFolder folder;
-    const T_HANDLE file = T_OsCreat(folder.name("file").c_str(), CREATE_DELETE_ON_CLOSE);
-    ASSERT_NE(file, kNoFile);
     const uint64_t far = (uint64_t{5} << 30) + 7;
     EXPECT_EQ(T_OsSeekBig(file, far, 0, nullptr), far);
     EXPECT_EQ(T_OsWrite(file, "far", 3, nullptr), 3);
     EXPECT_EQ(T_OsSeek(file, 0, 1, nullptr), static_cast<int32_t>(far + 3)) << "the low 32 bits";
     EXPECT_EQ(T_OsSeekBig(file, static_cast<uint64_t>(-3), 2, nullptr), far);
-    char bytes[3];
     EXPECT_EQ(T_OsRead(file, bytes, 3, nullptr), 3);
     EXPECT_EQ(std::memcmp(bytes, "far", 3), 0);
     EXPECT_TRUE(setFileSize(file, far + 1));
     EXPECT_EQ(seekBig(file, 0, SeekOrigin::end), static_cast<int64_t>(far + 1));
     EXPECT_EQ(T_OsClose(file), 0);
     EXPECT_EQ(folder.entries(), 0);
-}
-
-TEST(File, CreatesWithAttributes) {
-    const TempFolder folder;
-    T_HANDLE file = T_OsCreat(folder.name("plain").c_str(), 0);
-    ASSERT_NE(file, kNoFile);
-    EXPECT_EQ(T_OsWrite(file, "old", 3, nullptr), 3);
-    const T_HANDLE second = T_OsOpen(folder.name("plain").c_str(), OPEN_READ, kShareAll, nullptr);
-    EXPECT_NE(second, kNoFile) << "created files are shared";
-    EXPECT_EQ(T_OsClose(second), 0);
-    EXPECT_EQ(T_OsClose(file), 0);
-
-    file = T_OsCreat(folder.name("locked").c_str(), CREATE_READONLY);
-    ASSERT_NE(file, kNoFile);
-    EXPECT_EQ(T_OsWrite(file, "x", 1, nullptr), -1);
-    EXPECT_EQ(T_OsClose(file), 0);
-    EXPECT_EQ(folder.contents("locked"), "");
-}
-
-TEST(File, TemporaryNamesAreUniqueAndInTheThreadsDirectory) {
-    const TempDirectorySetting setting;
-    T_WCHAR first[kPathChars];
-    T_WCHAR second[kPathChars];
-    ASSERT_EQ(T_OsGetTempName(first), SUCCESS);
-    ASSERT_EQ(T_OsGetTempName(second), SUCCESS);
-    EXPECT_NE(WideString(first), WideString(second));
-    EXPECT_EQ(setting.folder().entries(), 2) << "the names are taken";
-    const auto name = std::filesystem::path(WideString(first)).filename().string();
-    EXPECT_EQ(name.substr(0, 2), "TD") << name;
-    EXPECT_EQ(T_OsDelete(first), 0);
-    EXPECT_EQ(T_OsDelete(second), 0);
 }
 
 TEST(File, TemporaryFilesLeaveNothingBehind) {
@@ -190,18 +123,23 @@ TEST(File, TemporaryFilesLeaveNothingBehind) {
         T_OsClose(file);
         return done;
     };
-    const int failures = sweepFailures(failing, kFileFailures, useTemporaryFile, [&](bool done, bool injected) {
+    const auto check = [&](bool done, bool injected) {
         EXPECT_EQ(done, !injected);
         EXPECT_EQ(setting.folder().entries(), 0);
-    });
-    EXPECT_EQ(failures, 7);
+    };
+    EXPECT_EQ(sweepFailures(failing, kFileFailures, useTemporaryFile, check), 7);
+    T_WCHAR name[kPathChars];
+    for (const int taken : {1, 2}) {
+        ASSERT_EQ(T_OsGetTempName(name), SUCCESS);
+        EXPECT_EQ(setting.folder().entries(), taken);
+        EXPECT_EQ(std::filesystem::path(WideString(name)).filename().string().substr(0, 2), "TD");
+    }
 }
 
 TEST(File, TellsAFullDisk) {
     FailingPlatform failing;
     failing.setDiskRoom(10);
-    const TempFolder folder;
-    const T_HANDLE file = T_OsCreat(folder.name("file").c_str(), CREATE_DELETE_ON_CLOSE);
+    const T_HANDLE file = createTemporaryFile();
     ASSERT_NE(file, kNoFile);
     EXPECT_EQ(T_OsWrite(file, "12345678", 8, nullptr), 8);
     EXPECT_EQ(T_OsGetLastError(-5), -5);
@@ -210,7 +148,7 @@ TEST(File, TellsAFullDisk) {
     failing.failAt(1, kTransferFailures);
     EXPECT_EQ(T_OsWrite(file, "1", 1, nullptr), -1);
     EXPECT_EQ(T_OsGetLastError(-7), -7) << "another failure";
-    EXPECT_EQ(T_OsClose(file), 0);
+    T_OsClose(file);
 }
 
 #ifdef __linux__
@@ -220,8 +158,6 @@ TEST(File, TellsAFullDiskOfTheSystem) {
     EXPECT_EQ(T_OsWrite(file, "1", 1, nullptr), -1);
     EXPECT_EQ(T_OsGetLastError(-5), ERROR_DISK_FULL);
     EXPECT_EQ(T_OsClose(file), 0);
-    EXPECT_EQ(T_OsOpen(wide("/missing/file").c_str(), OPEN_WRITE, 0, nullptr), kNoFile);
-    EXPECT_EQ(T_OsGetLastError(-5), -5);
 }
 #endif
 
@@ -230,17 +166,12 @@ TEST(File, SharesByFlags) {
     const TempFolder folder;
     folder.put("file", "text");
     const WideString name = folder.name("file");
-    const struct {
-        uint32_t share;
-        bool read;
-        bool write;
-    } cases[] = {{0, false, false}, {SHARE_WRITE, false, false}, {SHARE_READ, true, false}, {kShareAll, true, true}};
-    for (const auto& test : cases) {
-        const T_HANDLE first = T_OsOpen(name.c_str(), OPEN_READ, test.share, nullptr);
+    for (const uint32_t share : {0u, SHARE_WRITE, SHARE_READ, kShareAll}) {
+        const T_HANDLE first = T_OsOpen(name.c_str(), OPEN_READ, share, nullptr);
         ASSERT_NE(first, kNoFile);
         for (const uint32_t access : {OPEN_READ, OPEN_WRITE}) {
             const T_HANDLE second = T_OsOpen(name.c_str(), access, kShareAll, nullptr);
-            EXPECT_EQ(second != kNoFile, access == OPEN_READ ? test.read : test.write) << test.share;
+            EXPECT_EQ(second != kNoFile, share == kShareAll || (share == SHARE_READ && access == OPEN_READ)) << share;
             if (second != kNoFile) T_OsClose(second);
         }
         EXPECT_EQ(T_OsClose(first), 0);
@@ -254,19 +185,14 @@ struct ChunkLog {
     std::vector<int32_t> results;  // of the first calls; later ones move the whole chunk
 };
 
-int32_t chunkResult(ChunkLog& log, uint32_t count) {
+int32_t TNK_CALL logRead(T_HANDLE, void*, uint32_t count, void* data) {
+    ChunkLog& log = *static_cast<ChunkLog*>(data);
     log.counts.push_back(count);
     const size_t call = log.counts.size() - 1;
     return call < log.results.size() ? log.results[call] : static_cast<int32_t>(count);
 }
 
-int32_t TNK_CALL logRead(T_HANDLE, void*, uint32_t count, void* log) {
-    return chunkResult(*static_cast<ChunkLog*>(log), count);
-}
-
-int32_t TNK_CALL logWrite(T_HANDLE, const void*, uint32_t count, void* log) {
-    return chunkResult(*static_cast<ChunkLog*>(log), count);
-}
+int32_t TNK_CALL logWrite(T_HANDLE, const void*, uint32_t count, void* log) { return logRead(0, nullptr, count, log); }
 
 TEST(File, BigTransfersMoveInChunks) {
     const uint32_t full = 0x7FFFFFF;
@@ -277,13 +203,10 @@ TEST(File, BigTransfersMoveInChunks) {
         std::vector<uint32_t> chunks;
     } cases[] = {
         {0, {}, 0, {}},
-        {full, {}, full, {full}},
         {full + 1, {}, full + 1, {full, 1}},
         {0x18000000, {}, 0x18000000, {full, full, full, 3}},
-        {100, {30, 70}, 100, {100, 70}},
         {100, {30, 0, 70}, 30, {100, 70}},
         {100, {30, -1}, -1, {100, 70}},
-        {100, {-1}, -1, {100}},
         {100, {-5}, -1, {100}},
         {100, {170}, 100, {100}},
     };

@@ -3,9 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
-#include <vector>
+#include <string>
 
 #include "support/files.h"
 
@@ -19,54 +18,36 @@ namespace tnk::test {
 namespace {
 
 TEST(Platform, SectionsAreZeroAndAligned) {
-    for (const uint64_t bytes : {uint64_t{1}, uint64_t{4097}, uint64_t{20} << 20}) {
+    for (const uint64_t bytes : {uint64_t{1}, uint64_t{4097}, uint64_t{20} << 20, uint64_t{0}, UINT64_MAX}) {
         Section section;
-        ASSERT_TRUE(platform->createSection(bytes, &section));
-        EXPECT_NE(section.handle, 0);
+        const bool possible = bytes != 0 && bytes != UINT64_MAX;
+        ASSERT_EQ(platform->createSection(bytes, &section), possible);
+        EXPECT_EQ(section.handle != 0, possible);
+        EXPECT_EQ(section.view != nullptr, possible);
+        if (!possible) continue;
         EXPECT_EQ(reinterpret_cast<uintptr_t>(section.view) % 4096, 0u);
-        EXPECT_EQ(section.view[0], 0);
-        EXPECT_EQ(section.view[bytes - 1], 0);
+        EXPECT_EQ(section.view[0] | section.view[bytes - 1], 0);
         section.view[bytes - 1] = 1;
         platform->closeSection(section);
     }
-    Section section;
-    EXPECT_FALSE(platform->createSection(0, &section));
-    EXPECT_FALSE(platform->createSection(UINT64_MAX, &section));
-    EXPECT_EQ(section.handle, 0);
-    EXPECT_EQ(section.view, nullptr);
-}
-
-TEST(Platform, EmptyBlocksHaveAnAddress) {
-    void* local = platform->allocateLocal(0, false);
-    void* global = platform->allocateGlobal(0, true);
-    EXPECT_NE(local, nullptr);
-    EXPECT_NE(global, nullptr);
-    platform->freeLocal(local);
-    platform->freeGlobal(global);
 }
 
 TEST(Platform, BudgetsCanBeRead) {
     MemoryStatus status;
     ASSERT_TRUE(platform->memoryStatus(&status));
     EXPECT_GE(status.totalPhysical, uint64_t{1} << 26);
-    EXPECT_GT(status.availablePhysical, 0u);
-    EXPECT_LE(status.availablePhysical, status.totalPhysical);
+    EXPECT_TRUE(status.availablePhysical > 0 && status.availablePhysical <= status.totalPhysical);
     EXPECT_LE(status.availablePageFile, status.totalPageFile);
 
     uint32_t before = 0;
     uint32_t with = 0;
-    uint32_t after = 0;
     const TempFolder folder;
     ASSERT_TRUE(platform->handleCount(&before));
     const T_HANDLE file = T_OsCreat(folder.name("file").c_str(), 0);
     ASSERT_TRUE(platform->handleCount(&with));
     T_OsClose(file);
-    ASSERT_TRUE(platform->handleCount(&after));
     // Wine 8 counts no handles at all.
-    if (with != 0) {
-        EXPECT_EQ(with, before + 1);
-    }
-    EXPECT_EQ(after, before);
+    EXPECT_EQ(with, with == 0 ? 0 : before + 1);
 }
 
 TEST(Platform, PalettesKeepTheirEntries) {
@@ -74,69 +55,44 @@ TEST(Platform, PalettesKeepTheirEntries) {
     for (int i = 0; i < 256; ++i) {
         entries[i] = {static_cast<uint8_t>(i), static_cast<uint8_t>(i * 3), static_cast<uint8_t>(i * 7), 0};
     }
-    const auto same = [](const PaletteEntry& a, const PaletteEntry& b) {
-        return a.Blue == b.Blue && a.Green == b.Green && a.Red == b.Red && a.Reserved == b.Reserved;
-    };
-    for (const uint32_t count : {1u, 2u, 255u, 256u}) {
+    entries[200] = entries[100];
+    for (const uint32_t count : {1u, 255u, 256u}) {
         const T_HANDLE palette = platform->createPalette(entries, count);
         ASSERT_NE(palette, 0);
         EXPECT_EQ(platform->paletteSize(palette), count);
         PaletteEntry read[256] = {};
         EXPECT_EQ(platform->getPaletteEntries(palette, 0, 256, read), count);
-        EXPECT_TRUE(std::equal(read, read + count, entries, same));
-        EXPECT_EQ(platform->getPaletteEntries(palette, count - 1, 256, read), 1u) << "cut at the end";
-        EXPECT_TRUE(same(read[0], entries[count - 1]));
-        EXPECT_EQ(platform->getPaletteEntries(palette, count, 1, read), 0u);
+        EXPECT_EQ(std::memcmp(read, entries, count * sizeof *read), 0);
         EXPECT_EQ(platform->getPaletteEntries(palette, UINT32_MAX, UINT32_MAX, read), 0u);
+        const uint32_t colour = uint32_t{entries[100].Blue} << 16 | entries[100].Green << 8 | entries[100].Red;
+        EXPECT_EQ(platform->nearestPaletteIndex(palette, colour), count == 1 ? 0u : 100u) << "the first of equal ones";
 
         const PaletteEntry changed[3] = {{1, 2, 3, 0}, {4, 5, 6, 0}, {7, 8, 9, 0}};
-        EXPECT_EQ(platform->setPaletteEntries(palette, count - 1, 3, changed), 1u);
+        EXPECT_EQ(platform->setPaletteEntries(palette, count - 1, 3, changed), 1u) << "cut at the end";
         EXPECT_EQ(platform->setPaletteEntries(palette, count, 3, changed), 0u);
-        EXPECT_EQ(platform->getPaletteEntries(palette, count - 1, 1, read), 1u);
-        EXPECT_TRUE(same(read[0], changed[0]));
+        EXPECT_EQ(platform->getPaletteEntries(palette, count - 1, 256, read), 1u);
+        EXPECT_EQ(std::memcmp(read, changed, sizeof *read), 0);
         EXPECT_TRUE(platform->deletePalette(palette));
     }
-    EXPECT_EQ(platform->createPalette(entries, 257), 0);
-}
-
-TEST(Platform, NearestEntryIsTheFirstOfEqualOnes) {
-    const PaletteEntry entries[] = {
-        {0, 0, 0, 0}, {10, 20, 30, 0}, {10, 20, 30, 0}, {255, 255, 255, 0}, {30, 20, 10, 0}};
-    const T_HANDLE palette = platform->createPalette(entries, 5);
-    ASSERT_NE(palette, 0);
-    EXPECT_EQ(platform->nearestPaletteIndex(palette, 0x0A141E), 1u);
-    EXPECT_EQ(platform->nearestPaletteIndex(palette, 0x1E140A), 4u);
-    EXPECT_EQ(platform->nearestPaletteIndex(palette, 0xFAFAFA), 3u);
-    EXPECT_EQ(platform->nearestPaletteIndex(palette, 0x141414), 1u) << "as far from 1 as from 4";
-    EXPECT_TRUE(platform->deletePalette(palette));
-}
-
-TEST(Platform, WrongPaletteHandlesAreRefused) {
-    PaletteEntry entry{};
     const T_HANDLE block = T_OsAllocHandle(100, 0, nullptr);
     for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}, T_HANDLE{-1}, block}) {
-        EXPECT_EQ(platform->paletteSize(wrong), 0u);
-        EXPECT_EQ(platform->getPaletteEntries(wrong, 0, 1, &entry), 0u);
-        EXPECT_EQ(platform->setPaletteEntries(wrong, 0, 1, &entry), 0u);
-        EXPECT_EQ(platform->nearestPaletteIndex(wrong, 0), 0u);
+        EXPECT_EQ(platform->paletteSize(wrong) + platform->nearestPaletteIndex(wrong, 0), 0u);
+        EXPECT_EQ(platform->getPaletteEntries(wrong, 0, 1, entries), 0u);
+        EXPECT_EQ(platform->setPaletteEntries(wrong, 0, 1, entries), 0u);
         EXPECT_FALSE(platform->deletePalette(wrong));
     }
     T_OsFreeHandle(block, 0, nullptr);
+    EXPECT_EQ(platform->createPalette(entries, 257), 0);
 }
 
 TEST(Platform, ConvertsTextAndCutsBetweenCharacters) {
-    char out[8];
-    std::memset(out, 'x', sizeof out);
-    platform->toMultibyte(wide("abc").c_str(), out, sizeof out);
-    EXPECT_STREQ(out, "abc");
-    platform->toMultibyte(wide("abcdefghijk").c_str(), out, sizeof out);
-    EXPECT_STREQ(out, "abcdefg");
-    platform->toMultibyte(wide("abc").c_str(), out, 1);
-    EXPECT_STREQ(out, "");
-    out[0] = 'q';
-    platform->toMultibyte(wide("abc").c_str(), out, 0);
-    EXPECT_EQ(out[0], 'q');
+    for (const uint32_t capacity : {0u, 1u, 4u, 8u}) {
+        char out[8] = "q";
+        platform->toMultibyte(wide("abcdefghijk").c_str(), out, capacity);
+        EXPECT_EQ(std::string(out), capacity == 0 ? "q" : std::string("abcdefg").substr(0, capacity - 1));
+    }
 #ifndef _WIN32
+    char out[8];
     platform->toMultibyte(u"a\u20AC\u20AC\u20AC", out, sizeof out);
     EXPECT_STREQ(out, "a\u20AC\u20AC") << "two of three fit beside the terminator";
     platform->toMultibyte(u"\xD83D!", out, sizeof out);
@@ -170,10 +126,10 @@ TEST(Platform, Utf8AndUtf16AreExact) {
         ASSERT_TRUE(native::toUtf16(bytes, back, 3)) << point;
         ASSERT_EQ(WideString(back), WideString(text));
     }
-    T_WCHAR out[8];
+    T_WCHAR out[4];
     for (const char* malformed : {"\x80", "\xC0\xAF", "\xC1\xBF", "\xC3", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xE2\x82",
                                   "\xF0\x8F\xBF\xBF", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xE2(\xA1"}) {
-        EXPECT_FALSE(native::toUtf16(malformed, out, 8)) << malformed;
+        EXPECT_FALSE(native::toUtf16(malformed, out, 4)) << malformed;
     }
     char bytes[4];
     EXPECT_FALSE(native::toUtf8(u"abcd", bytes, 4)) << "no room for the terminator";
