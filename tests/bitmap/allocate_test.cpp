@@ -102,16 +102,14 @@ TEST(AllocateBitmap, ChoosesByThresholds) {
     }
 }
 
-TEST(AllocateBitmap, ServesSmallDiskRequestsFromMemory) {
+TEST(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
     FailingPlatform failing;
     constexpr auto kOne = static_cast<int32_t>(kMegabyte);
-    {
-        const Thresholds thresholds(0, 1, kOne);
-        EXPECT_EQ(flagsOf(MEM_DISK), kMemory) << "up to the tile size, whatever the other thresholds";
+    for (const int32_t tileSize : {kOne, 0, kOne - 1}) {  // 0 is 16 MB
+        const Thresholds thresholds(0, 1, tileSize);
+        EXPECT_EQ(flagsOf(MEM_DISK), tileSize == kOne - 1 ? kDisk : kMemory) << "whatever the other thresholds";
     }
-    EXPECT_EQ(flagsOf(MEM_DISK), kMemory) << "the tile size is 16 MB";
     const Thresholds thresholds(0, INT32_MAX, kOne - 1);
-    EXPECT_EQ(flagsOf(MEM_DISK), kDisk);
 
     failing.setHandleCount(17'999);
     EXPECT_EQ(flagsOf(MEM_DISK), kDisk);
@@ -123,13 +121,9 @@ TEST(AllocateBitmap, ServesSmallDiskRequestsFromMemory) {
     failing.setHandleCount(1);
     failing.failAt(1, kBudgetFailures);
     EXPECT_EQ(flagsOf(MEM_DISK), kMemory) << "a count that cannot be read";
-}
-
-TEST(AllocateBitmap, GoesOnToDiskWithoutMemory) {
-    FailingPlatform failing;
     for (const uint32_t request : {MEM_CONVENTIONAL, MEM_NOTILES, MEM_DISK, MEM_TILED}) {
         failing.failFrom(1, kSectionFailures);
-        EXPECT_EQ(flagsOf(request), request == MEM_TILED ? kNothing : kDisk) << request;
+        EXPECT_EQ(flagsOf(request), request == MEM_TILED ? kNothing : kDisk) << "no memory for " << request;
     }
 }
 

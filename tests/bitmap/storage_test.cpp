@@ -153,8 +153,7 @@ TEST_P(Storage, TellsItsKindAndFreesEverything) {
     uint8_t* const data = bitmap.pData;
     T_FreeBitmap(&bitmap);
     EXPECT_EQ(failing.live(), LiveObjects{});
-    EXPECT_EQ(bitmap.Flags, 0u);
-    EXPECT_EQ(bitmap.DataHandle, 0);
+    EXPECT_TRUE(bitmap.Flags == 0 && bitmap.DataHandle == 0);
     EXPECT_EQ(bitmap.pData, GetParam() == Kind::user ? data : nullptr);
     uint8_t byte = 0;
     EXPECT_EQ(T_GetBitmapRow(&bitmap, &byte, 0, 1), FAILURE) << "no storage";

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <memory>
 #include <random>
 #include <utility>
 #include <vector>
@@ -94,7 +93,7 @@ class RandomRun {
             } else if (below(40) == 0) {
                 stop();
             } else {
-                step(*levels_.back().model);
+                step(levels_.back().model);
             }
         }
         while (!levels_.empty()) stop();
@@ -102,8 +101,8 @@ class RandomRun {
 
   private:
     struct Level {
-        void* context = nullptr;
-        std::unique_ptr<Model> model;
+        void* context;
+        Model model;
     };
 
     uint32_t below(uint32_t n) { return random_() % n; }
@@ -126,10 +125,9 @@ class RandomRun {
         }
         if (block == 0) capacity = below(2) * 100;  // without a block it counts for nothing
         const uint32_t flags = below(16);
-        Level level;
-        ASSERT_EQ(T_StartRedirectToBuffer(&level.context, nullptr, flags, block, capacity), SUCCESS);
-        level.model = std::make_unique<Model>(flags, std::move(bytes));
-        levels_.push_back(std::move(level));
+        void* context = nullptr;
+        ASSERT_EQ(T_StartRedirectToBuffer(&context, nullptr, flags, block, capacity), SUCCESS);
+        levels_.push_back({context, Model(flags, std::move(bytes))});
     }
 
     void stop() {
@@ -138,9 +136,9 @@ class RandomRun {
         T_HANDLE block = 0;
         uint32_t length = 0;
         EXPECT_EQ(T_StopRedirectToBuffer(level.context, &block, &length), SUCCESS);
-        const std::vector<uint8_t>& expected = level.model->block();
-        EXPECT_EQ(length, level.model->length());
-        EXPECT_EQ(block != 0, level.model->hasBlock());
+        const std::vector<uint8_t>& expected = level.model.block();
+        EXPECT_EQ(length, level.model.length());
+        EXPECT_EQ(block != 0, level.model.hasBlock());
         // The system may round a size up, but not by much.
         EXPECT_GE(T_OsSizeHandle(block), expected.size());
         EXPECT_LT(T_OsSizeHandle(block), expected.size() + 8192);
