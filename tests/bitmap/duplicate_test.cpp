@@ -110,9 +110,7 @@ TEST_F(DuplicateBitmap, SharesWhatIsNotCopied) {
     EXPECT_EQ(copy.Palette, source.Palette);
     EXPECT_EQ(copy.Region, 77);
     EXPECT_EQ(T_FreeDuplicateBitmap(&copy, 0), SUCCESS);
-    EXPECT_EQ(copy.Palette, nullptr);
-    EXPECT_EQ(copy.Region, 0);
-    EXPECT_NE(source.Palette, nullptr);
+    EXPECT_TRUE(copy.Palette == nullptr && copy.Region == 0 && source.Palette != nullptr);
 
     ASSERT_EQ(T_DupBitmapNewDim(&copy, &source, sizeof copy, 5, 5, 8, DUP_PALETTE | DUP_REGION), SUCCESS);
     EXPECT_NE(copy.Palette, source.Palette);

@@ -43,7 +43,6 @@ TEST(EntryRules, BitmapArguments) {
     EXPECT_EQ(T_InitBitmap(&bitmap, sizeof bitmap + 4, 1, 1, 8), kSize);
     EXPECT_EQ(T_CreateBitmap(nullptr, sizeof bitmap, 1, 1, 1, 8, 0, nullptr, 0, nullptr, 0), kNull);
     EXPECT_EQ(T_CreateBitmap(&bitmap, 4, 1, 1, 1, 8, 0, nullptr, 0, nullptr, 0), kSize);
-
     ASSERT_EQ(T_CreateBitmap(&bitmap, sizeof bitmap, 1, 9, 5, 8, 0, nullptr, 0, nullptr, 0), SUCCESS);
     EXPECT_EQ(T_GetBitmapRow(&bitmap, nullptr, 0, 1), kNull);
     EXPECT_EQ(T_PutBitmapRow(&bitmap, nullptr, 0, 1), kNull);
@@ -59,9 +58,7 @@ TEST(EntryRules, BitmapArguments) {
 
     EXPECT_EQ(T_LockBitmap(nullptr), 0);
     T_UnlockBitmap(nullptr, 0);
-    T_AccessBitmap(nullptr);
-    T_ReleaseBitmap(nullptr);
-    T_FreeBitmap(nullptr);
+    for (const auto call : {T_AccessBitmap, T_ReleaseBitmap, T_FreeBitmap}) call(nullptr);
     bitmap.StructSize -= 4;
     T_FreeBitmap(&bitmap);
     EXPECT_NE(bitmap.pData, nullptr) << "a record of the wrong size is not freed";
