@@ -29,3 +29,13 @@ if(WIN32)
         endif()
     endforeach()
 endif()
+
+# The expected bytes of all pictures are renewed by the same command with -DUPDATE=ON.
+if(TNK_TESTS)
+    add_test(NAME tnk
+        COMMAND ${CMAKE_COMMAND} -DTNK=$<TARGET_FILE:tnk> "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}"
+                -DPLACE=${PROJECT_BINARY_DIR}/tnk_test -P ${PROJECT_SOURCE_DIR}/tests/tnk/tnk_test.cmake)
+    if(WIN32)
+        set_tests_properties(tnk PROPERTIES FIXTURES_REQUIRED wine)
+    endif()
+endif()
