@@ -9,7 +9,7 @@ import re
 import subprocess
 import sys
 
-from PIL import Image
+from PIL import Image, ImageStat
 
 METHODS = ["none", "floyd-steinberg", "stucki", "burkes", "sierra", "stevenson-arce", "jarvis", "ordered", "clustered"]
 CROP = (360, 270)  # shown pixel by pixel
@@ -75,12 +75,20 @@ def convert(command, picture, pattern, run):
     return results
 
 
-def crop(picture, target):
+def busiest(picture):
+    """The window of CROP pixels, of a few spread over the picture, with the strongest contrast."""
     with Image.open(picture) as image:
-        left = max(0, (image.width - CROP[0]) // 2)
-        top = max(0, (image.height - CROP[1]) // 2)
-        part = image.crop((left, top, min(image.width, left + CROP[0]), min(image.height, top + CROP[1])))
-        part.save(target)
+        gray = image.convert("L")
+        width, height = min(CROP[0], gray.width), min(CROP[1], gray.height)
+        steps = [i / 6 for i in range(7)]
+        corners = [(int((gray.width - width) * x), int((gray.height - height) * y)) for x in steps for y in steps]
+        windows = [(left, top, left + width, top + height) for left, top in corners]
+        return max(windows, key=lambda window: ImageStat.Stat(gray.crop(window)).stddev[0])
+
+
+def crop(picture, window, target):
+    with Image.open(picture) as image:
+        image.crop(window).save(target)
 
 
 def reduce_picture(options, picture, number, runs):
@@ -93,8 +101,9 @@ def reduce_picture(options, picture, number, runs):
         if known["state"] == state and all((options.out / item["crop"]).exists() for item in known["items"]):
             return folder, known["items"], False
     folder.mkdir(parents=True, exist_ok=True)
+    window = busiest(picture)
     items = []
-    for index, run in enumerate(runs):
+    for run in runs:
         name = "{bits}-{dither}" + ("-" + run[2][-1] if run[2] else "") + ".png"
         results = convert([options.wine, options.tnk], picture, folder / name, run)
         if options.native:
@@ -106,10 +115,10 @@ def reduce_picture(options, picture, number, runs):
                     sys.exit(f"{folder / file} and {native / file} differ")
                 (native / file).unlink()
         for file, (bits, method, ms) in results.items():
-            crop(folder / file, folder / f"crop-{file}")
+            crop(folder / file, window, folder / f"crop-{file}")
             items.append({"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": bits,
                           "method": method, "palette": run[2][-1] if run[2] else "fixed", "ms": ms})
-    crop(picture, folder / "crop-original.png")
+    crop(picture, window, folder / "crop-original.png")
     with Image.open(picture) as image:
         whole = image.convert("RGB")
         whole.thumbnail(CROP)
