@@ -2,21 +2,17 @@
 #include "format/convert_plan.h"
 
 #include <algorithm>
-#include <bit>
 
 #include "color/palette.h"
+#include "format/conversion.h"
 #include "format/convert.h"
 #include "format/convert_steps.h"
-#include "format/pixel_format.h"
 #include "kernels/hue_class.h"
 
 namespace tnk {
 namespace {
 
 constexpr uint8_t kFill = PixelShuffle::kFill;
-constexpr uint32_t topOfBits(int32_t bits) { return bits >= 32 ? 0xFFFFFFFF : (1u << bits) - 1; }
-constexpr uint32_t orderBit(uint32_t order) { return order < 8 ? 1u << order : 0; }
-constexpr uint32_t kMatrixBit = orderBit(ORDER_MATRIX_RGB);
 
 // How colours lie in memory while a plan is laid out.
 struct ColorLayout {
@@ -30,14 +26,11 @@ constexpr ColorLayout kColors16 = {8, true, false, false};
 
 class Planner {
   public:
-    Planner(const ConvertSpec& spec, ConvertPlan& plan) : spec_(spec), plan_(plan) {}
+    Planner(const Conversion& conversion, ConvertPlan& plan) : c_(conversion), plan_(plan) {}
 
-    Result make();
+    void make();
 
   private:
-    bool check();
-    bool acceptsOrders() const;
-
     void fromIndexes();
     void fromSamples();
     void fromSamplesByTable();
@@ -57,84 +50,29 @@ class Planner {
     void addIndexStore();
     void addTable(const PaletteEntry* source, uint32_t count, uint32_t topLevel);
 
-    bool isGrayTarget() const { return dstGray_ && spec_.bitsDst > 8; }
-    uint8_t alpha8() const { return opaque_ ? 255 : 0; }
+    uint8_t alpha8() const { return c_.opaque ? 255 : 0; }
     ColorLayout sourceLayout() const;
     ColorLayout targetLayout() const;
-    Result setTargetWindow();
-    uint32_t spreadLevel(uint32_t level) const;
     uint64_t targetPixel(uint32_t red, uint32_t green, uint32_t blue) const;
-    SampleScale sourceWindow(int32_t maxBits) const;
-
-    const ConvertSpec& spec_;
+    const Conversion& c_;
     ConvertPlan& plan_;
-    bool srcGray_ = false;
-    bool dstGray_ = false;
-    bool srcRange_ = false;
-    bool dstRange_ = false;
-    bool opaque_ = false;
-    int32_t levelBits_ = 0;   // bits of a gray target that a level is spread over,
-    int32_t levelShift_ = 0;  // and where they begin
-    const PaletteEntry* paletteSrc_ = nullptr;
-    const PaletteEntry* paletteDst_ = nullptr;
 };
 
-bool Planner::acceptsOrders() const {
-    const PixelFormat* source = findPixelFormat(spec_.bitsSrc);
-    const PixelFormat* target = findPixelFormat(spec_.bitsDst);
-    if ((source == nullptr && spec_.bitsSrc != 0) || (target == nullptr && spec_.bitsDst != 0)) return false;
-    const bool matrixSource = source != nullptr && (source->orders & kMatrixBit) != 0;
-    const uint32_t targetOrders = target == nullptr ? 0 : target->orders & ~(matrixSource ? 0 : kMatrixBit);
-    // Up to 8 bits the order says nothing.
-    return (spec_.bitsSrc <= 8 || (source->orders & orderBit(spec_.orderSrc)) != 0) &&
-           (spec_.bitsDst <= 8 || (targetOrders & orderBit(spec_.orderDst)) != 0);
-}
-
-bool coversAll(const ConvertSpec& spec, int32_t bits) {
-    return spec.lowBit <= 0 && (spec.highBit < 0 || spec.highBit == bits - 1);
-}
-
-bool Planner::check() {
-    srcGray_ = spec_.orderSrc == ORDER_GRAY;
-    dstGray_ = spec_.orderDst == ORDER_GRAY;
-    // KEEP: a range on a source without gray samples is dropped, one on such a destination is an error.
-    srcRange_ = srcGray_ && (spec_.flags & CONVERT_SRC_BIT_RANGE) != 0;
-    dstRange_ = (spec_.flags & CONVERT_DST_BIT_RANGE) != 0;
-    if (dstRange_ && (srcRange_ || !dstGray_)) return false;
-    if (!acceptsOrders()) return false;
-    if (coversAll(spec_, spec_.bitsSrc)) srcRange_ = false;
-    if (coversAll(spec_, spec_.bitsDst)) dstRange_ = false;
-    return true;
-}
-
-Result Planner::make() {
-    if (!check()) return ERROR_INVALID_PARAMETER;
-    opaque_ = (spec_.flags & (CONVERT_ALPHA_FROM_VALUE | CONVERT_ALPHA_OPAQUE)) != 0;
-    plan_.sourceBits = spec_.bitsSrc != 0 ? static_cast<uint32_t>(spec_.bitsSrc) : 8;
-    plan_.targetBits = spec_.bitsDst != 0 ? static_cast<uint32_t>(spec_.bitsDst) : 8;
+void Planner::make() {
+    plan_.sourceBits = c_.bitsSrc != 0 ? static_cast<uint32_t>(c_.bitsSrc) : 8;
+    plan_.targetBits = c_.bitsDst != 0 ? static_cast<uint32_t>(c_.bitsDst) : 8;
     plan_.stepCount = 0;
     plan_.palette = {};
     plan_.matcherReady = false;
-    paletteSrc_ = spec_.paletteSrc;
-    if (spec_.bitsSrc == 0) paletteSrc_ = nullptr;
-    if (spec_.bitsSrc >= 1 && spec_.bitsSrc <= 8 && paletteSrc_ == nullptr) paletteSrc_ = fixedPalette(8);
-    if (spec_.bitsDst >= 1 && spec_.bitsDst <= 8) {
-        paletteDst_ = spec_.paletteDst != nullptr ? spec_.paletteDst : fixedPalette(spec_.bitsDst);
-        plan_.palette = {paletteDst_, size_t{1} << spec_.bitsDst};
-    }
-    if (isGrayTarget()) TRY(setTargetWindow());
-    // A window without bits holds no samples.
-    if (srcRange_ && spec_.bitsSrc > 8 && sourceWindow(spec_.bitsSrc).divide == 0) return ERROR_INVALID_PARAMETER;
-
-    if (spec_.bitsSrc <= 8)
+    if (c_.paletteDst != nullptr) plan_.palette = {c_.paletteDst, size_t{1} << c_.bitsDst};
+    if (c_.bitsSrc <= 8)
         fromIndexes();
-    else if (!srcGray_)
+    else if (!c_.graySource)
         fromColors();
-    else if (paletteSrc_ != nullptr)
+    else if (c_.paletteSrc != nullptr)
         fromSamplesByTable();
     else
         fromSamples();
-    return SUCCESS;
 }
 
 // ---- parts of plans ----
@@ -146,13 +84,13 @@ ConvertStep& Planner::add(steps::Step* run) {
 }
 
 ColorLayout Planner::sourceLayout() const {
-    return {static_cast<uint8_t>(spec_.bitsSrc / 8), spec_.bitsSrc >= 48, spec_.orderSrc == ORDER_RGB,
-            spec_.bitsSrc == 32 || spec_.bitsSrc == 64};
+    return {static_cast<uint8_t>(c_.bitsSrc / 8), c_.bitsSrc >= 48, c_.orderSrc == ORDER_RGB,
+            c_.bitsSrc == 32 || c_.bitsSrc == 64};
 }
 
 ColorLayout Planner::targetLayout() const {
-    return {static_cast<uint8_t>(spec_.bitsDst / 8), spec_.bitsDst >= 48, spec_.orderDst == ORDER_RGB,
-            spec_.bitsDst == 32 || spec_.bitsDst == 64};
+    return {static_cast<uint8_t>(c_.bitsDst / 8), c_.bitsDst >= 48, c_.orderDst == ORDER_RGB,
+            c_.bitsDst == 32 || c_.bitsDst == 64};
 }
 
 // Spreads the description of one pixel over a vector.
@@ -188,52 +126,30 @@ void Planner::addShuffle(const ColorLayout& from, const ColorLayout& to) {
 }
 
 void Planner::addSampleLoad() {
-    if (spec_.bitsSrc == 12) add(steps::load12);
-    if (spec_.bitsSrc == 16) addByteMap(2, 4, {0, 1, kFill, kFill}, 0);
+    if (c_.bitsSrc == 12) add(steps::load12);
+    if (c_.bitsSrc == 16) addByteMap(2, 4, {0, 1, kFill, kFill}, 0);
 }
 
 void Planner::addSampleStore() {
-    if (spec_.bitsDst == 12) add(steps::store12);
-    if (spec_.bitsDst == 16) addByteMap(4, 2, {0, 1}, 0);
-    if (spec_.bitsDst >= 48)
-        addByteMap(4, static_cast<uint32_t>(spec_.bitsDst / 8), {0, 1, 0, 1, 0, 1, kFill, kFill}, alpha8());
+    if (c_.bitsDst == 12) add(steps::store12);
+    if (c_.bitsDst == 16) addByteMap(4, 2, {0, 1}, 0);
+    if (c_.bitsDst >= 48)
+        addByteMap(4, static_cast<uint32_t>(c_.bitsDst / 8), {0, 1, 0, 1, 0, 1, kFill, kFill}, alpha8());
 }
 
 void Planner::addIndexStore() {
-    if (spec_.bitsDst >= 1 && spec_.bitsDst < 8) add(steps::pack).bits = static_cast<uint32_t>(spec_.bitsDst);
-}
-
-// The window in which a gray target takes the levels of colours.
-Result Planner::setTargetWindow() {
-    levelBits_ = spec_.bitsDst;
-    if (dstRange_) {
-        const bool byPalette = spec_.paletteSrc != nullptr && (spec_.bitsSrc == 16 || spec_.bitsSrc == 32);
-        const GrayParams window = grayParams(spec_.bitsSrc >= 48 ? 16 : spec_.bitsDst, byPalette ? 8 : spec_.bitsDst,
-                                             spec_.lowBit, spec_.highBit);
-        if (window.bits < 1) return ERROR_INVALID_PARAMETER;
-        levelBits_ = window.bits;
-        levelShift_ = window.shift;
-    } else if (spec_.bitsDst == 32 && !srcGray_ && (spec_.bitsSrc == 32 || spec_.bitsSrc >= 48)) {
-        // KEEP: these sources fill only the low 16 bits of 32-bit samples; all others fill the sample.
-        levelBits_ = 16;
-    }
-    return SUCCESS;
-}
-
-uint32_t Planner::spreadLevel(uint32_t level) const {
-    const uint64_t value = levelBits_ < 9 ? level >> (8 - levelBits_) : level * ((uint64_t{1} << levelBits_) - 1) / 255;
-    return levelShift_ < 32 ? static_cast<uint32_t>(value << levelShift_) : 0;
+    if (c_.bitsDst >= 1 && c_.bitsDst < 8) add(steps::pack).bits = static_cast<uint32_t>(c_.bitsDst);
 }
 
 // A pixel of a gray or colour target deeper than 8 bits, first byte lowest.
 uint64_t Planner::targetPixel(uint32_t red, uint32_t green, uint32_t blue) const {
-    if (isGrayTarget()) return spreadLevel(grayLevel(red, green, blue));
-    const bool rgb = spec_.orderDst == ORDER_RGB;
+    if (c_.grayTarget) return spreadLevel(levelWindow(c_), grayLevel(red, green, blue));
+    const bool rgb = c_.orderDst == ORDER_RGB;
     const uint32_t first = rgb ? red : blue;
     const uint32_t third = rgb ? blue : red;
-    if (spec_.bitsDst == 16) return third >> 3 << 10 | green >> 3 << 5 | first >> 3;
+    if (c_.bitsDst == 16) return third >> 3 << 10 | green >> 3 << 5 | first >> 3;
     const uint32_t pixel = first | green << 8 | third << 16 | uint32_t{alpha8()} << 24;
-    if (spec_.bitsDst <= 32) return pixel;
+    if (c_.bitsDst <= 32) return pixel;
     uint64_t wide = 0;
     for (uint32_t channel = 0; channel < 4; ++channel)
         wide |= uint64_t{(pixel >> 8 * channel & 0xFF) * 257} << 16 * channel;
@@ -253,11 +169,12 @@ void Planner::addTable(const PaletteEntry* source, uint32_t count, uint32_t topL
         }
         source = levels;
     }
-    if (spec_.bitsDst <= 8) {
+    if (c_.bitsDst <= 8) {
         table.pixelBytes = 1;
-        identity = buildPaletteMap(source, count, paletteDst_, static_cast<uint32_t>(plan_.palette.size()), table.one);
+        identity =
+            buildPaletteMap(source, count, c_.paletteDst, static_cast<uint32_t>(plan_.palette.size()), table.one);
     } else {
-        table.pixelBytes = spec_.bitsDst == 12 ? 4 : static_cast<uint32_t>(spec_.bitsDst / 8);
+        table.pixelBytes = c_.bitsDst == 12 ? 4 : static_cast<uint32_t>(c_.bitsDst / 8);
         for (uint32_t i = 0; i < count; ++i) {
             const auto gray = static_cast<uint8_t>(i);
             const PaletteEntry color = source != nullptr ? source[i] : PaletteEntry{gray, gray, gray, 0};
@@ -269,71 +186,46 @@ void Planner::addTable(const PaletteEntry* source, uint32_t count, uint32_t topL
         }
     }
     if (!identity) add(steps::expand);
-    if (spec_.bitsDst == 12) add(steps::store12);
+    if (c_.bitsDst == 12) add(steps::store12);
     addIndexStore();
 }
 
 // ---- plans by source ----
 
 void Planner::fromIndexes() {
-    if (spec_.bitsSrc == 0 && spec_.bitsDst >= 24 && !isGrayTarget()) {
+    if (c_.bitsSrc == 0 && c_.bitsDst >= 24 && !c_.grayTarget) {
         addShuffle({1, false, targetLayout().rgb, false}, targetLayout());
         return;
     }
-    const bool packed = spec_.bitsSrc >= 1 && spec_.bitsSrc < 8;
-    if (packed) add(steps::unpack).bits = static_cast<uint32_t>(spec_.bitsSrc);
-    addTable(paletteSrc_, spec_.bitsSrc != 0 ? 1u << spec_.bitsSrc : 256, 255);
-    if (spec_.bitsSrc == 1 && plan_.targetBits >= 8 && plan_.targetBits != 12) {
+    const bool packed = c_.bitsSrc >= 1 && c_.bitsSrc < 8;
+    if (packed) add(steps::unpack).bits = static_cast<uint32_t>(c_.bitsSrc);
+    addTable(c_.paletteSrc, c_.bitsSrc != 0 ? 1u << c_.bitsSrc : 256, 255);
+    if (c_.bitsSrc == 1 && plan_.targetBits >= 8 && plan_.targetBits != 12) {
         plan_.stepCount = 0;
         add(steps::spread);
-    } else if (packed && spec_.bitsSrc == spec_.bitsDst && plan_.stepCount == 2) {
+    } else if (packed && c_.bitsSrc == c_.bitsDst && plan_.stepCount == 2) {
         plan_.stepCount = 0;  // unpacked and packed again
     }
 }
 
-// The sample window that a gray source is read through, with at most `maxBits`.
-SampleScale Planner::sourceWindow(int32_t maxBits) const {
-    const GrayParams window =
-        grayParams(spec_.bitsSrc, maxBits, srcRange_ ? spec_.lowBit : -1, srcRange_ ? spec_.highBit : -1);
-    const bool outside = window.shift > 31;
-    return {.shift = outside ? 0 : static_cast<uint32_t>(window.shift),
-            .mask = outside ? 0 : window.mask,
-            .multiply = window.mask,
-            .divide = window.mask,
-            .shiftUp = 0,
-            .factorShift = 0,
-            .factor = 0};
-}
-
 void Planner::fromSamplesByTable() {
-    const SampleScale window = sourceWindow(spec_.bitsSrc);
+    const SampleScale window = sampleWindow(c_, c_.bitsSrc);
     addSampleLoad();
-    add(steps::lookup).lookup = {paletteSrc_, window.shift, window.mask};
+    add(steps::lookup).lookup = {c_.paletteSrc, window.shift, window.mask};
     toColorTarget(kColors8);
 }
 
-// A factor that is rounded up with k fraction bits makes quotients of samples below 2^n too large by less than
-// 2^(n - k). From k = 2n on that is harmless: quotients by 2^n - 1 are integers, or stay 1 / (2^n - 1) below the next.
-// Products are below 2^(k + m) with results of m bits.
-void setFactor(SampleScale& scale) {
-    const auto n = static_cast<uint32_t>(std::bit_width(scale.divide));
-    const auto m = static_cast<uint32_t>(std::bit_width(scale.multiply));
-    if (2 * n + m > 64) return;
-    scale.factorShift = 2 * n;
-    scale.factor = (uint64_t{scale.multiply} << 2 * n) / scale.divide + 1;
-}
-
 void Planner::fromSamples() {
-    if (isGrayTarget() && spec_.bitsSrc == spec_.bitsDst && !srcRange_ && !dstRange_) return;
-    if (spec_.bitsDst < 48 && !isGrayTarget()) {
+    if (c_.grayTarget && c_.bitsSrc == c_.bitsDst && !c_.srcRange && !c_.dstRange) return;
+    if (c_.bitsDst < 48 && !c_.grayTarget) {
         // Through a window on short palette targets only as many bits as an index has count.
-        const bool fewBits = srcRange_ && spec_.bitsDst >= 1 && spec_.bitsDst < 8;
-        const SampleScale window = sourceWindow(fewBits ? spec_.bitsDst : 8);
+        const bool fewBits = c_.srcRange && c_.bitsDst >= 1 && c_.bitsDst < 8;
+        const SampleScale window = sampleWindow(c_, fewBits ? c_.bitsDst : 8);
         const auto byte = static_cast<uint8_t>(window.shift / 8);
-        const auto sourceBytes = static_cast<uint8_t>(spec_.bitsSrc / 8);
-        if (spec_.bitsSrc != 12 && window.mask == 255 && window.shift % 8 == 0 && byte < sourceBytes) {
+        const auto sourceBytes = static_cast<uint8_t>(c_.bitsSrc / 8);
+        if (c_.bitsSrc != 12 && window.mask == 255 && window.shift % 8 == 0 && byte < sourceBytes) {
             // The level is a byte of the sample.
-            if (spec_.bitsDst >= 24) {
+            if (c_.bitsDst >= 24) {
                 addByteMap(sourceBytes, targetLayout().pixelBytes, {byte, byte, byte, kFill}, alpha8());
                 return;
             }
@@ -346,38 +238,27 @@ void Planner::fromSamples() {
         return;
     }
     addSampleLoad();
-    const int32_t depth = isGrayTarget() ? spec_.bitsDst : 16;
-    SampleScale scale = sourceWindow(depth);
-    scale.multiply = topOfBits(depth);
-    if (dstRange_) {
-        // The top bits of the sample, as many as the window has.
-        scale = sourceWindow(levelBits_);
-        scale.multiply = topOfBits(levelBits_);
-        scale.shiftUp = static_cast<uint32_t>(std::min(levelShift_, 31));
-        if (levelShift_ > 31) scale.mask = 0;
-    }
-    setFactor(scale);
-    add(steps::scale).scale = scale;
+    add(steps::scale).scale = sampleScale(c_);
     addSampleStore();
 }
 
 void Planner::fromColors() {
-    if (spec_.bitsSrc == 16) {
-        if (spec_.bitsDst == 16 && !dstGray_) {
-            if (spec_.orderSrc != spec_.orderDst) add(steps::swap555);
+    if (c_.bitsSrc == 16) {
+        if (c_.bitsDst == 16 && !c_.grayTarget) {
+            if (c_.orderSrc != c_.orderDst) add(steps::swap555);
             return;
         }
         ColorLayout layout = kColors8;
-        layout.rgb = spec_.orderSrc == ORDER_RGB;
-        if ((spec_.bitsDst == 24 || spec_.bitsDst == 32) && !dstGray_) layout = targetLayout();
-        add(steps::from555).fields = {layout.pixelBytes, layout.rgb != (spec_.orderSrc == ORDER_RGB), false, alpha8()};
-        if (layout.pixelBytes * 8 == spec_.bitsDst && !dstGray_) return;
+        layout.rgb = c_.orderSrc == ORDER_RGB;
+        if ((c_.bitsDst == 24 || c_.bitsDst == 32) && !c_.grayTarget) layout = targetLayout();
+        add(steps::from555).fields = {layout.pixelBytes, layout.rgb != (c_.orderSrc == ORDER_RGB), false, alpha8()};
+        if (layout.pixelBytes * 8 == c_.bitsDst && !c_.grayTarget) return;
         layout.alpha = false;
         toColorTarget(layout);
         return;
     }
-    if (spec_.orderSrc != ORDER_MATRIX_RGB) return toColorTarget(sourceLayout());
-    const bool wide = spec_.bitsSrc == 48;
+    if (c_.orderSrc != ORDER_MATRIX_RGB) return toColorTarget(sourceLayout());
+    const bool wide = c_.bitsSrc == 48;
     addShuffle(sourceLayout(), wide ? kColors16 : kColors8);
     add(wide ? steps::inverse16 : steps::inverse8);
     toColorTarget(wide ? kColors16 : kColors8);
@@ -390,34 +271,34 @@ void Planner::narrow(ColorLayout& layout) {
 }
 
 void Planner::toColorTarget(ColorLayout layout) {
-    if (spec_.bitsDst == 0 || isGrayTarget()) return toLevelTarget(layout);
-    if (spec_.bitsDst <= 8) return toPalette(layout);
+    if (c_.bitsDst == 0 || c_.grayTarget) return toLevelTarget(layout);
+    if (c_.bitsDst <= 8) return toPalette(layout);
     const ColorLayout target = targetLayout();
-    if (spec_.bitsDst == 16) {
+    if (c_.bitsDst == 16) {
         // KEEP: only the alpha of 32-bit pixels becomes bit 15; that of 64-bit pixels does not.
         const bool alphaBit = layout.alpha && !layout.wide;
         narrow(layout);
         add(steps::to555).fields = {layout.pixelBytes, layout.rgb != target.rgb, alphaBit, 0};
         return;
     }
-    if (spec_.orderDst == ORDER_MATRIX_RGB && spec_.orderSrc != ORDER_MATRIX_RGB) return toMatrixTarget(layout);
+    if (c_.orderDst == ORDER_MATRIX_RGB && c_.orderSrc != ORDER_MATRIX_RGB) return toMatrixTarget(layout);
     const bool same = plan_.stepCount == 0 && layout.pixelBytes == target.pixelBytes && layout.rgb == target.rgb;
     if (!same) addShuffle(layout, target);
 }
 
 void Planner::toMatrixTarget(ColorLayout layout) {
-    const bool wide = spec_.bitsDst == 48;
+    const bool wide = c_.bitsDst == 48;
     addShuffle(layout, wide ? kColors16 : kColors8);
     add(wide ? steps::forward16 : steps::forward8);
     // KEEP: from 48 bits the matrix is applied twice.
-    if (spec_.bitsSrc == 48) add(wide ? steps::forward16 : steps::forward8);
+    if (c_.bitsSrc == 48) add(wide ? steps::forward16 : steps::forward8);
     addShuffle(wide ? kColors16 : kColors8, targetLayout());
 }
 
 void Planner::toLevelTarget(ColorLayout layout) {
     narrow(layout);
     add(steps::gray).weights = {layout.pixelBytes, layout.rgb};
-    if (spec_.bitsDst == 0) return;
+    if (c_.bitsDst == 0) return;
     addTable(nullptr, 256, 255);
 }
 
@@ -442,7 +323,7 @@ bool Planner::setPair(const ColorLayout& layout) {
 }
 
 void Planner::toPalette(ColorLayout layout) {
-    if (spec_.bitsDst == 1) {
+    if (c_.bitsDst == 1) {
         narrow(layout);
         if (setPair(layout)) return;
     }
@@ -455,6 +336,11 @@ void Planner::toPalette(ColorLayout layout) {
 
 }  // namespace
 
-Result makePlan(const ConvertSpec& spec, ConvertPlan& plan) { return Planner(spec, plan).make(); }
+Result makePlan(const ConvertSpec& spec, ConvertPlan& plan) {
+    Conversion conversion;
+    TRY(checkConversion(spec, conversion));
+    Planner(conversion, plan).make();
+    return SUCCESS;
+}
 
 }  // namespace tnk

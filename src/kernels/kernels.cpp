@@ -30,25 +30,23 @@ InstructionSet processorSet() {
     return InstructionSet::scalar;
 }
 
-InstructionSet chooseSet() {
-    const InstructionSet best = processorSet();
-    const char* wanted = std::getenv("TNK_KERNELS");
-    if (wanted == nullptr) return best;
-    for (const NamedSet& named : kNamedSets)
-        if (std::strcmp(wanted, named.name) == 0) return named.set < best ? named.set : best;
-    return best;
-}
-
 // Threads that come first at the same time find the same answer, so a plain store is enough.
 constinit std::atomic<int> chosenSet{-1};
 constinit std::atomic<const Kernels*> chosenKernels{nullptr};
 
 }  // namespace
 
+InstructionSet capInstructionSet(InstructionSet best, const char* wanted) {
+    if (wanted == nullptr) return best;
+    for (const NamedSet& named : kNamedSets)
+        if (std::strcmp(wanted, named.name) == 0) return named.set < best ? named.set : best;
+    return best;
+}
+
 InstructionSet instructionSet() {
     int set = chosenSet.load(std::memory_order_relaxed);
     if (set < 0) {
-        set = static_cast<int>(chooseSet());
+        set = static_cast<int>(capInstructionSet(processorSet(), std::getenv("TNK_KERNELS")));
         chosenSet.store(set, std::memory_order_relaxed);
     }
     return static_cast<InstructionSet>(set);

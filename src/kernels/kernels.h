@@ -15,6 +15,8 @@ enum class InstructionSet { scalar, sse2, ssse3, avx2 };
 
 // The best set that the processor has and the environment allows; read once.
 InstructionSet instructionSet();
+// The lesser of `best` and the set called `wanted`; a null or unknown name asks for nothing.
+InstructionSet capInstructionSet(InstructionSet best, const char* wanted);
 
 // Rearranges the bytes of pixels. The tables serve 16-byte vectors that hold as many whole pixels as fit on both
 // sides; their first targetBytes entries describe one pixel.

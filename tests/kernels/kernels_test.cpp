@@ -185,5 +185,14 @@ TEST(Kernels, MatchPair) {
     }
 }
 
+TEST(Kernels, TheEnvironmentOnlyTakesAway) {
+    using enum InstructionSet;
+    EXPECT_EQ(capInstructionSet(avx2, nullptr), avx2);
+    EXPECT_EQ(capInstructionSet(avx2, "scalar"), scalar);
+    EXPECT_EQ(capInstructionSet(avx2, "ssse3"), ssse3);
+    EXPECT_EQ(capInstructionSet(sse2, "avx2"), sse2);
+    EXPECT_EQ(capInstructionSet(ssse3, "AVX512"), ssse3);
+}
+
 }  // namespace
 }  // namespace tnk
