@@ -24,32 +24,14 @@ void store(uint8_t* at, T value) {
 // Fewer pixels are searched one by one: the matcher's tables have their price.
 constexpr size_t kMatcherPixels = 16;
 
-struct Matrix {
-    int32_t row[3][3];
-};
-constexpr Matrix kForward = {{{7151, 897, 145}, {394, 7067, 731}, {1067, 2841, 4284}}};
-constexpr Matrix kInverse = {{{9467, -1151, -125}, {-305, 10232, -1735}, {-2156, -6498, 16846}}};
+// From colours to the matrix space and back, each row with the rounding term that all have.
+constexpr ChannelMatrix kForward = {{{7151, 897, 145, 4095}, {394, 7067, 731, 4095}, {1067, 2841, 4284, 4095}}};
+constexpr ChannelMatrix kInverse = {
+    {{9467, -1151, -125, 4095}, {-305, 10232, -1735, 4095}, {-2156, -6498, 16846, 4095}}};
 
-int32_t product(const Matrix& matrix, int row, const int32_t (&c)[3]) {
-    return matrix.row[row][0] * c[0] + matrix.row[row][1] * c[1] + matrix.row[row][2] * c[2] + 4095;
-}
-
-template <typename Channel, bool kInverseMatrix>
-void applyMatrix(const uint8_t* source, uint8_t* target, size_t count) {
-    constexpr uint32_t kPixelBytes = 4 * sizeof(Channel);
-    constexpr int32_t kTop = static_cast<Channel>(~Channel{0});
-    for (; count != 0; --count, source += kPixelBytes, target += kPixelBytes) {
-        Channel pixel[4];
-        std::memcpy(pixel, source, kPixelBytes);
-        const int32_t c[3] = {pixel[0], pixel[1], pixel[2]};
-        for (int row = 0; row < 3; ++row) {
-            // KEEP: the forward result is not clamped. White of 16 bits gives 65543 in the first channel, which wraps to 7.
-            const int32_t value = kInverseMatrix ? std::clamp(product(kInverse, row, c) / 8192, 0, kTop)
-                                                 : product(kForward, row, c) >> 13;
-            pixel[row] = static_cast<Channel>(value);
-        }
-        std::memcpy(target, pixel, kPixelBytes);
-    }
+int32_t quotient(const ChannelMatrix& matrix, size_t i, const uint16_t (&channel)[4]) {
+    const int16_t* row = matrix.row[i];
+    return (row[0] * channel[0] + row[1] * channel[1] + row[2] * channel[2] + row[3]) / 8192;
 }
 
 }  // namespace
@@ -142,19 +124,34 @@ void matchPair(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uin
 }
 
 void forward8(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    applyMatrix<uint8_t, false>(source, target, count);
+    kernels().multiply(source, target, count, kForward);
 }
 
 void inverse8(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    applyMatrix<uint8_t, true>(source, target, count);
+    kernels().multiply(source, target, count, kInverse);
 }
 
 void forward16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    applyMatrix<uint16_t, false>(source, target, count);
+    for (; count != 0; --count, source += 8, target += 8) {
+        uint16_t pixel[4];
+        std::memcpy(pixel, source, sizeof pixel);
+        // KEEP: no clamping. The first row sums to 8193, so that white gives 65543, which wraps to 7.
+        const uint16_t result[4] = {static_cast<uint16_t>(quotient(kForward, 0, pixel)),
+                                    static_cast<uint16_t>(quotient(kForward, 1, pixel)),
+                                    static_cast<uint16_t>(quotient(kForward, 2, pixel)), 0};
+        std::memcpy(target, result, sizeof result);
+    }
 }
 
 void inverse16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    applyMatrix<uint16_t, true>(source, target, count);
+    for (; count != 0; --count, source += 8, target += 8) {
+        uint16_t pixel[4];
+        std::memcpy(pixel, source, sizeof pixel);
+        const uint16_t result[4] = {static_cast<uint16_t>(std::clamp(quotient(kInverse, 0, pixel), 0, 65535)),
+                                    static_cast<uint16_t>(std::clamp(quotient(kInverse, 1, pixel), 0, 65535)),
+                                    static_cast<uint16_t>(std::clamp(quotient(kInverse, 2, pixel), 0, 65535)), 0};
+        std::memcpy(target, result, sizeof result);
+    }
 }
 
 }  // namespace tnk::steps

@@ -65,6 +65,12 @@ struct PairMatch {
     bool rgb;             // byte 0 is red
 };
 
+// A linear map of the first three channels of 4-byte pixels: (sum of row[i][j] * channel j + row[i][3]) / 8192, truncated
+// toward zero and clamped to 0..255. Byte 3 becomes 0.
+struct ChannelMatrix {
+    int16_t row[3][4];
+};
+
 struct Kernels {
     void (*shuffle)(const uint8_t* source, uint8_t* target, size_t count, const PixelShuffle& shuffle);
     void (*expand)(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table);
@@ -75,6 +81,7 @@ struct Kernels {
     void (*gray)(const uint8_t* source, uint8_t* levels, size_t count, const GrayWeights& weights);
     // Writes 1-bit pixels; the bits after the last one are zero.
     void (*matchPair)(const uint8_t* source, uint8_t* bits, size_t count, const PairMatch& match);
+    void (*multiply)(const uint8_t* source, uint8_t* target, size_t count, const ChannelMatrix& matrix);
 };
 
 extern const Kernels kScalarKernels;

@@ -67,6 +67,13 @@ struct Vector {
         return {_mm256_srli_epi32(v, kBits)};
     }
 
+    // The quotients by 2^kBits, truncated toward zero.
+    template <int kBits>
+    Vector quotient32() const {
+        const __m256i below = _mm256_srli_epi32(_mm256_srai_epi32(v, 31), 32 - kBits);
+        return {_mm256_srai_epi32(_mm256_add_epi32(v, below), kBits)};
+    }
+
     Vector weighted8(Vector weights) const { return {_mm256_maddubs_epi16(v, weights.v)}; }
     Vector weighted16(Vector weights) const { return {_mm256_madd_epi16(v, weights.v)}; }
     Vector pairSums16(Vector b) const { return {_mm256_hadd_epi16(v, b.v)}; }
@@ -93,6 +100,6 @@ struct Vector {
 
 namespace tnk {
 
-constinit const Kernels kAvx2Kernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair};
+constinit const Kernels kAvx2Kernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair, multiply};
 
 }  // namespace tnk

@@ -248,6 +248,33 @@ void matchPair(const uint8_t* source, uint8_t* bits, size_t count, const PairMat
     kScalarKernels.matchPair(source, bits, count, match);
 }
 
+void multiply(const uint8_t* source, uint8_t* target, size_t count, const ChannelMatrix& matrix) {
+    static constexpr LaneMask kPixels = {{0, 4, 8, 12, 1, 5, 9, 13, 2, 6, 10, 14, 3, 7, 11, 15}};
+    const Vector pixelwise = Vector::repeatLane(kPixels.byte);
+    const Vector colors = Vector::each32(0x00FFFFFF);
+    const Vector one = Vector::each32(0x01000000);  // the factor of row[i][3]
+    const Vector none = Vector::each32(0);
+    Vector row[3];
+    for (size_t i = 0; i < 3; ++i) {
+        uint64_t weights;
+        __builtin_memcpy(&weights, matrix.row[i], sizeof weights);
+        row[i] = Vector::each64(weights);
+    }
+    constexpr size_t kStep = 4 * kLanes;
+    for (; count >= kStep; count -= kStep, source += 4 * kStep, target += 4 * kStep) {
+        const Vector pixels = (Vector::load(source) & colors) | one;
+        const Vector low = pixels.interleavedLow8(none);
+        const Vector high = pixels.interleavedHigh8(none);
+        Vector channel[3];
+        for (size_t i = 0; i < 3; ++i)
+            channel[i] = low.weighted16(row[i]).pairSums32(high.weighted16(row[i])).quotient32<13>();
+        // Packing clamps.
+        const Vector planes = channel[0].packedSigned32(channel[1]).packed16(channel[2].packedSigned32(none));
+        planes.shuffled(pixelwise).store(target);
+    }
+    kScalarKernels.multiply(source, target, count, matrix);
+}
+
 void expand(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table) {
     kScalarKernels.expand(indexes, target, count, table);
 }

@@ -50,6 +50,13 @@ struct Vector {
         return {_mm_srli_epi32(v, kBits)};
     }
 
+    // The quotients by 2^kBits, truncated toward zero.
+    template <int kBits>
+    Vector quotient32() const {
+        const __m128i below = _mm_srli_epi32(_mm_srai_epi32(v, 31), 32 - kBits);
+        return {_mm_srai_epi32(_mm_add_epi32(v, below), kBits)};
+    }
+
     Vector weighted8(Vector weights) const { return {_mm_maddubs_epi16(v, weights.v)}; }
     Vector weighted16(Vector weights) const { return {_mm_madd_epi16(v, weights.v)}; }
     Vector pairSums16(Vector b) const { return {_mm_hadd_epi16(v, b.v)}; }
@@ -76,6 +83,6 @@ struct Vector {
 
 namespace tnk {
 
-constinit const Kernels kSsse3Kernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair};
+constinit const Kernels kSsse3Kernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair, multiply};
 
 }  // namespace tnk

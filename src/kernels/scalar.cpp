@@ -1,4 +1,5 @@
 // The rule of every kernel, in plain code.
+#include <algorithm>
 #include <cstring>
 
 #include "kernels/hue_class.h"
@@ -128,8 +129,20 @@ void matchPair(const uint8_t* source, uint8_t* bits, size_t count, const PairMat
     }
 }
 
+void multiply(const uint8_t* source, uint8_t* target, size_t count, const ChannelMatrix& matrix) {
+    for (; count != 0; --count, source += 4, target += 4) {
+        const int32_t channel[3] = {source[0], source[1], source[2]};
+        for (uint32_t i = 0; i < 3; ++i) {
+            const int16_t* row = matrix.row[i];
+            const int32_t sum = row[0] * channel[0] + row[1] * channel[1] + row[2] * channel[2] + row[3];
+            target[i] = static_cast<uint8_t>(std::clamp(sum / 8192, 0, 255));
+        }
+        target[3] = 0;
+    }
+}
+
 }  // namespace
 
-constinit const Kernels kScalarKernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair};
+constinit const Kernels kScalarKernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair, multiply};
 
 }  // namespace tnk

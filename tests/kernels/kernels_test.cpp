@@ -185,6 +185,19 @@ TEST(Kernels, MatchPair) {
     }
 }
 
+TEST(Kernels, Multiply) {
+    const ChannelMatrix matrices[] = {
+        {{{7151, 897, 145, 4095}, {394, 7067, 731, 4095}, {1067, 2841, 4284, 4095}}},
+        {{{9467, -1151, -125, 4095}, {-305, 10232, -1735, 4095}, {-2156, -6498, 16846, 4095}}},
+        {{{32767, 32767, 32767, 32767}, {-32768, -32768, -32768, -32768}, {-8192, 8192, 0, -1}}},
+    };
+    for (const ChannelMatrix& matrix : matrices) {
+        checkKernel("multiply", {32, 32}, [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
+            kernels.multiply(from, to, count, matrix);
+        });
+    }
+}
+
 TEST(Kernels, TheEnvironmentOnlyTakesAway) {
     using enum InstructionSet;
     EXPECT_EQ(capInstructionSet(avx2, nullptr), avx2);
