@@ -7,6 +7,7 @@
 #include "bitmap/lifecycle.h"
 #include "color/dither_state.h"
 #include "format/pixel_format.h"
+#include "kernels/dither_methods.h"
 #include "platform/platform.h"
 
 namespace tnk {
@@ -14,9 +15,19 @@ namespace {
 
 constexpr EntryRule kStartRule{.onNull = ERROR_INVALID_PARAMETER, .onUnallocated = 0, .onSize = ERROR_STRUCT_SIZE};
 
+template <typename Method>
+constexpr ErrorShape kShape{Method::kRows, Method::kReach};
+
 // By method.
-constexpr ErrorShape kErrorShapes[kMaxDitherMethod + 1] = {{0, 0}, {1, 1}, {2, 2}, {1, 2}, {2, 2},
-                                                           {3, 3}, {2, 2}, {0, 0}, {0, 0}};
+constexpr ErrorShape kErrorShapes[kMaxDitherMethod + 1] = {{0, 0},
+                                                           kShape<FloydSteinberg<int32_t>>,
+                                                           kShape<Stucki<int32_t>>,
+                                                           kShape<Burkes<int32_t>>,
+                                                           kShape<Sierra<int32_t>>,
+                                                           kShape<StevensonArce<int32_t>>,
+                                                           kShape<Jarvis<int32_t>>,
+                                                           {0, 0},
+                                                           {0, 0}};
 
 DitherStatePtr makeState() {
     void* const block = platform->allocateLocal(sizeof(DitherState), false);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "color/dither_quantisers.h"
+#include "kernels/dither_methods.h"
 
 namespace tnk {
 namespace {
@@ -17,48 +18,106 @@ void ditherNone(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint8_
     }
 }
 
+// The sums of one channel, by columns of the block. Each row consumes the first line and leaves it for the next one. The
+// cells left of the first column take what falls outside.
+struct ErrorSums {
+    int32_t* first;
+    int32_t* second;
+    int32_t* third;
+
+    ErrorSums(const DitherRow& row, uint32_t channel) {
+        const DitherState& state = row.state;
+        int32_t** const lines[] = {&first, &second, &third};
+        for (int32_t i = 0; i < 3; ++i) {
+            const int32_t line = std::min(i, state.shape.rows - 1);
+            *lines[i] = state.errorRow(static_cast<uint32_t>(line), channel) + state.shape.pad + row.done;
+        }
+    }
+
+    // What the error at `x`, the newest of its line, completes.
+    template <typename Method>
+    void spread(int32_t x, const int32_t* error) const {
+        const int32_t column = x - Method::kReach;
+        int32_t below = Method::below(error);
+        if constexpr (Method::kRows >= 2) {
+            below += second[column];
+            second[column] = Method::below2(error);
+        }
+        if constexpr (Method::kRows >= 3) {
+            second[column] += third[column];
+            third[column] = Method::below3(error);
+        }
+        first[column] = below;
+    }
+};
+
+// One channel while a block is dithered.
 template <typename Method>
-void spreadError(DitherChannel& channel, int32_t err) {
-    Method::spread(channel, err);
-    ++channel.e0;
-    ++channel.e1;
-    ++channel.e2;
-}
+class ErrorChannel {
+  public:
+    ErrorChannel(DitherRow& row, uint32_t channel)
+        : sums_(row, channel), errors_(row.errors[channel] + kPastErrors), e1_(errors_[-1]), e2_(errors_[-2]) {}
+
+    // The pixel's level with its carry.
+    int32_t level(int32_t x, uint8_t pixel) const {
+        return clampLevel(pixel + (sums_.first[x] + Method::ahead(e1_, e2_)) / Method::kDivisor);
+    }
+    void spread(int32_t x, int32_t error) {
+        e2_ = e1_;
+        e1_ = errors_[x] = error;
+        sums_.template spread<Method>(x, errors_ + x);
+    }
+    // After the last pixel of the block, and of the row.
+    void end(int32_t count, bool row) const {
+        if (row) {
+            // Set before the loop: where they are set in it, GCC 12 reads one of them too early at -O3.
+            std::fill_n(errors_ + count, Method::kReach, 0);
+            for (int32_t x = count; x < count + Method::kReach; ++x) sums_.template spread<Method>(x, errors_ + x);
+        }
+        std::copy_n(errors_ + count - kPastErrors, kPastErrors, errors_ - kPastErrors);
+    }
+
+  private:
+    ErrorSums sums_;
+    int32_t* errors_;
+    int32_t e1_;  // the errors of the two pixels before
+    int32_t e2_;
+};
 
 template <typename Method, typename Quantiser>
 void ditherDiffused(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
     const Quantiser quantise{row.state};
-    DitherChannel red = row.channels[0];
-    DitherChannel green = row.channels[1];
-    DitherChannel blue = row.channels[2];
+    ErrorChannel<Method> red(row, 0);
+    ErrorChannel<Method> green(row, 1);
+    ErrorChannel<Method> blue(row, 2);
     for (int32_t x = 0; x < count; ++x) {
-        const int32_t r = clampLevel(pixels.red[x] + red.carry);
-        const int32_t g = clampLevel(pixels.green[x] + green.carry);
-        const int32_t b = clampLevel(pixels.blue[x] + blue.carry);
+        const int32_t r = red.level(x, pixels.red[x]);
+        const int32_t g = green.level(x, pixels.green[x]);
+        const int32_t b = blue.level(x, pixels.blue[x]);
         const uint32_t index = quantise(r, g, b);
         indexes[x] = static_cast<uint8_t>(index);
-        const PaletteEntry& chosen = row.state.palette[index];
-        spreadError<Method>(red, r - chosen.Red);
-        spreadError<Method>(green, g - chosen.Green);
-        spreadError<Method>(blue, b - chosen.Blue);
+        const PaletteEntry chosen = row.state.palette[index];
+        red.spread(x, r - chosen.Red);
+        green.spread(x, g - chosen.Green);
+        blue.spread(x, b - chosen.Blue);
     }
-    row.channels[0] = red;
-    row.channels[1] = green;
-    row.channels[2] = blue;
+    row.done += count;
+    for (auto* channel : {&red, &green, &blue}) channel->end(count, row.done == row.width);
 }
 
 // As ditherDiffused where the three channels are one.
 template <typename Method, typename Quantiser>
 void ditherDiffusedGray(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
     const Quantiser quantise{row.state};
-    DitherChannel gray = row.channels[0];
+    ErrorChannel<Method> gray(row, 0);
     for (int32_t x = 0; x < count; ++x) {
-        const int32_t level = clampLevel(pixels.red[x] + gray.carry);
+        const int32_t level = gray.level(x, pixels.red[x]);
         const uint32_t index = quantise(level, level, level);
         indexes[x] = static_cast<uint8_t>(index);
-        spreadError<Method>(gray, level - row.state.palette[index].Red);
+        gray.spread(x, level - row.state.palette[index].Red);
     }
-    row.channels[0] = gray;
+    row.done += count;
+    gray.end(count, row.done == row.width);
 }
 
 // Adds the matrix's offset to each channel, then quantises.
@@ -91,16 +150,16 @@ void ditherThresholdDisplay16(DitherRow& row, const PixelPlanes& pixels, int32_t
 
 template <typename Quantiser>
 constexpr DitherCore kDiffusing[] = {
-    ditherDiffused<FloydSteinberg, Quantiser>, ditherDiffused<Stucki, Quantiser>,
-    ditherDiffused<Burkes, Quantiser>,         ditherDiffused<Sierra, Quantiser>,
-    ditherDiffused<StevensonArce, Quantiser>,  ditherDiffused<Jarvis, Quantiser>,
+    ditherDiffused<FloydSteinberg<int32_t>, Quantiser>, ditherDiffused<Stucki<int32_t>, Quantiser>,
+    ditherDiffused<Burkes<int32_t>, Quantiser>,         ditherDiffused<Sierra<int32_t>, Quantiser>,
+    ditherDiffused<StevensonArce<int32_t>, Quantiser>,  ditherDiffused<Jarvis<int32_t>, Quantiser>,
 };
 
 template <typename Quantiser>
 constexpr DitherCore kDiffusingGray[] = {
-    ditherDiffusedGray<FloydSteinberg, Quantiser>, ditherDiffusedGray<Stucki, Quantiser>,
-    ditherDiffusedGray<Burkes, Quantiser>,         ditherDiffusedGray<Sierra, Quantiser>,
-    ditherDiffusedGray<StevensonArce, Quantiser>,  ditherDiffusedGray<Jarvis, Quantiser>,
+    ditherDiffusedGray<FloydSteinberg<int32_t>, Quantiser>, ditherDiffusedGray<Stucki<int32_t>, Quantiser>,
+    ditherDiffusedGray<Burkes<int32_t>, Quantiser>,         ditherDiffusedGray<Sierra<int32_t>, Quantiser>,
+    ditherDiffusedGray<StevensonArce<int32_t>, Quantiser>,  ditherDiffusedGray<Jarvis<int32_t>, Quantiser>,
 };
 
 template <typename Quantiser>
@@ -113,10 +172,6 @@ template <typename Quantiser>
 DitherCore grayCoreFor(const DitherState& state) {
     return kDiffusingGray<Quantiser>[state.method - 1];
 }
-
-using BeginChannel = void (*)(DitherChannel& channel);
-constexpr BeginChannel kBeginChannel[] = {FloydSteinberg::begin, Stucki::begin,        Burkes::begin,
-                                          Sierra::begin,         StevensonArce::begin, Jarvis::begin};
 
 }  // namespace
 
@@ -161,24 +216,8 @@ DitherCore chooseDitherCore(const DitherState& state, bool gray) {
     return coreFor<CalculatingQuantiser<WebRule>>(state);
 }
 
-void beginDitherRow(DitherState& state, DitherRow& row) {
-    if (state.isOrdered()) {
-        row.ordered = state.ordered[state.line & 7];
-        ++state.line;
-        return;
-    }
-    if (!state.diffuses()) return;
-    const int32_t pad = state.shape.pad;
-    const uint32_t channels = state.grayErrors ? 1 : kChannels;
-    for (uint32_t i = 0; i < channels; ++i) {
-        int32_t* rows[3];
-        for (int32_t r = 0; r < 3; ++r) {
-            rows[r] = state.errorRow(static_cast<uint32_t>(std::min(r, state.shape.rows - 1)), i);
-            std::fill_n(rows[r], pad, 0);  // nothing reads them, but over many rows their sums would overflow
-        }
-        row.channels[i] = {rows[0] + pad, rows[1] + pad, rows[2] + pad, 0, 0, 0};
-        kBeginChannel[state.method - 1](row.channels[i]);
-    }
+DitherRow::DitherRow(DitherState& run, int32_t pixels) : state(run), width(pixels) {
+    if (run.isOrdered()) ordered = run.ordered[run.line++ & 7];
 }
 
 }  // namespace tnk

@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-#include "color/dither_methods.h"
 #include "color/dither_state.h"
+#include "kernels/dither_methods.h"
 
 namespace tnk {
 
@@ -18,19 +18,24 @@ struct PixelPlanes {
 };
 
 // A row while it is dithered, block after block.
-struct DitherRow {
+class DitherRow {
+  public:
+    // Takes the next line of the matrix where the method has one.
+    DitherRow(DitherState& state, int32_t width);
+
     const DitherState& state;
     const int16_t* ordered = nullptr;  // the line of the matrix
-    DitherChannel channels[kChannels] = {};
+    int32_t width;
+    int32_t done = 0;  // pixels; the cores count them
+
+    // Errors of each channel: those of the block, after the last ones of the block before.
+    int32_t errors[kChannels][kPastErrors + kDitherBlock + kPastErrors] = {};
 };
 
-// `count` is at most kDitherBlock; every block but the last is full. `indexes` may be one of the planes.
+// `count` is at most kDitherBlock; every block but the last is full.
 using DitherCore = void (*)(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint8_t* indexes);
 
 // The core for the run's method and mode. `gray`: the three channels are one, also in the errors.
 DitherCore chooseDitherCore(const DitherState& state, bool gray);
-
-// Takes the sums for the row's first pixels, or the line of the matrix.
-void beginDitherRow(DitherState& state, DitherRow& row);
 
 }  // namespace tnk

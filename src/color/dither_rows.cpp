@@ -45,8 +45,7 @@ void ditherBlocks(const DitherState& state, const DitherSource& source, int32_t 
 
 void ditherRow(DitherState& state, const DitherSource& source, int32_t width, const uint8_t* input, uint8_t* output) {
     const DitherCore core = chooseDitherCore(state, source.gray && state.grayErrors);
-    DitherRow row{.state = state};
-    beginDitherRow(state, row);
+    DitherRow row(state, width);
     ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
         core(row, pixels, count, indexes);
     });
@@ -59,9 +58,8 @@ void ditherRowBy(const DitherKernels& kernels, DitherState& state, const DitherS
     const DitherMatch match = ditherMatchOf(state);
     int16_t offsets[kOffsets] = {};
     if (state.isOrdered()) {
-        DitherRow row{.state = state};
-        beginDitherRow(state, row);
-        for (int32_t i = 0; i < kOffsets; ++i) offsets[i] = row.ordered[i % 8];
+        const int16_t* const line = state.ordered[state.line++ & 7];
+        for (int32_t i = 0; i < kOffsets; ++i) offsets[i] = line[i % 8];
     }
     ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
         core(match, offsets, {pixels.red, pixels.green, pixels.blue}, count, indexes);

@@ -33,7 +33,7 @@ constexpr uint32_t kMatchTableEntries = 32'768;
 constexpr uint32_t kMaxDitherMethod = DITHER_CLUSTERED;
 constexpr uint32_t kChannels = 3;  // red, green, blue
 
-// Rows of pending errors that a method keeps, and the cells beyond each row end that take what falls outside.
+// Rows of pending errors that a method keeps, and the cells before the first column that take what falls outside.
 struct ErrorShape {
     int32_t rows;
     int32_t pad;
@@ -78,7 +78,7 @@ struct DitherState {
 
     Scratch<uint8_t> band;  // a DitherBand, made on first use
 
-    size_t cells() const { return static_cast<size_t>(columns) + 2 * static_cast<size_t>(shape.pad); }
+    size_t cells() const { return static_cast<size_t>(columns) + static_cast<size_t>(shape.pad); }
     int32_t* errorRow(uint32_t row, uint32_t channel) const {
         return errors.data() + (size_t{row} * kChannels + channel) * cells();
     }

@@ -5,14 +5,63 @@
 
 #include <cstdint>
 
-#include "kernels/dither_band_methods.h"
 #include "kernels/dither_kernels.h"
+#include "kernels/dither_methods.h"
 #include "kernels/dither_quantise.h"
 
 namespace tnk {
 
 // Nothing here may have external linkage: the linker would keep one instruction set's copy for all.
 namespace {
+
+// s / divisor toward zero is (s * multiplier) >> (16 + shift), plus 1 below zero. Both sides only rise with s, so it holds
+// up to a limit when it holds at both ends of each quotient.
+struct Reciprocal {
+    int32_t divisor;
+    int32_t multiplier;
+    int32_t shift;
+
+    constexpr int32_t apply(int32_t s) const { return (s * multiplier >> (16 + shift)) + (s < 0 ? 1 : 0); }
+    constexpr bool holdsTo(int32_t limit) const {
+        for (int32_t s = 0; s <= limit + divisor; s += divisor) {
+            const int32_t last = s + divisor - 1;
+            if (apply(s) != s / divisor || apply(last) != s / divisor) return false;
+            if (apply(-s) != -s / divisor || apply(-last) != -last / divisor) return false;
+        }
+        return true;
+    }
+};
+
+template <int32_t Divisor>
+constexpr Reciprocal kReciprocal{};
+template <>
+constexpr Reciprocal kReciprocal<42>{42, 24'967, 4};
+template <>
+constexpr Reciprocal kReciprocal<48>{48, 21'846, 4};
+template <>
+constexpr Reciprocal kReciprocal<100>{100, 20'972, 5};
+
+// Sums reach 255 times the divisor to either side.
+template <typename Lanes, int32_t Divisor>
+typename Lanes::V divide(typename Lanes::V sum) {
+    if constexpr (Divisor == 16) {
+        return Lanes::template divideByPower<4>(sum);
+    } else if constexpr (Divisor == 32) {
+        return Lanes::template divideByPower<5>(sum);
+    } else {
+        static_assert(kReciprocal<Divisor>.divisor == Divisor && kReciprocal<Divisor>.holdsTo(255 * Divisor));
+        return Lanes::divide(sum, kReciprocal<Divisor>);
+    }
+}
+
+// (sum + rest) / Divisor where the two together do not fit 16 bits: half of it, and the odd unit where it brings a negative
+// sum nearer to zero, divided by half the divisor.
+template <typename Lanes, int32_t Divisor>
+typename Lanes::V divideParts(typename Lanes::V sum, typename Lanes::V rest) {
+    const auto half = (sum & rest) + ((sum ^ rest) >> 1);
+    const auto odd = (sum ^ rest) & 1;
+    return divide<Lanes, Divisor / 2>(half + (odd & (half >> 15)));
+}
 
 // Interleaves the first half of the vectors with the second, `times` times. Seen as one run of bytes, row and column
 // trade places when that is done as often as rows (or, on the way back, columns) are powers of two.
@@ -77,8 +126,7 @@ void maskTile(int32_t firstStep, int32_t lag, int32_t width, typename Lanes::V (
     }
 }
 
-// What the steps of a tile look back on, and how far.
-constexpr int32_t kPast = 8;
+constexpr int32_t kPast = kPastErrors;
 
 template <typename V>
 void rollBack(V* line) {
@@ -93,7 +141,9 @@ class BandCore {
     // then the move from lane to lane would be part of the feedback that every step waits for.
     static constexpr int32_t kSince = 2;
     static constexpr int32_t kLag = Method::kReach + kSince;
-    static constexpr bool kTwoParts = Method::kRows == 3;
+    // Sums of 200 * 255 do not fit 16 bits. So they stay in two parts: what the row above gave with what the row itself
+    // adds, 116 * 255 at most, and what the two rows before gave, 84 * 255.
+    static constexpr bool kTwoParts = Method::kDivisor == 200;
     static_assert(kLag * (kBandRows - 1) <= kBandBehind && 2 * Method::kReach < kPast && kLag < kPast);
 
     // Lines of vectors, one for each step, of a channel. At the end of a tile the last kPast become the first.
@@ -109,11 +159,12 @@ class BandCore {
     // The carry of each row's pixel: sums come to the first row from outside and to the others from the row above.
     // e1 and e2 are the errors of the two pixels before.
     static V carry(const Lines& lines, const BandSums& in, int32_t at, int32_t i, V e1, V e2) {
-        const V sum = Method::ahead(Lanes::shiftDown(lines.first[i - kSince], in.first + at), e1, e2);
+        const V sum = Lanes::shiftDown(lines.first[i - kSince], in.first + at) + Method::ahead(e1, e2);
         if constexpr (kTwoParts) {
-            return Method::template divide<Lanes>(sum, Lanes::shiftDown(lines.rest[i - kSince], in.firstRest + at));
+            return divideParts<Lanes, Method::kDivisor>(sum,
+                                                        Lanes::shiftDown(lines.rest[i - kSince], in.firstRest + at));
         } else {
-            return Method::template divide<Lanes>(sum);
+            return divide<Lanes, Method::kDivisor>(sum);
         }
     }
 
