@@ -132,8 +132,8 @@ void ditherOffset(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint
     }
 }
 
-// KEEP: modes of two levels a channel compare with the matrix instead of adding an offset: no clamping, and white can
-// stay below the highest threshold's reach only where a level equals it.
+// KEEP: black and white and the 16 display colours compare with the matrix where the other modes, the 8-colour one too,
+// add an offset before they quantise.
 void ditherThresholdGray(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
     for (int32_t x = 0; x < count; ++x) {
         indexes[x] = grayLevel(pixels.red[x], pixels.green[x], pixels.blue[x]) > row.ordered[x & 7];

@@ -20,7 +20,7 @@ enum class MatchMode : uint32_t {
     black1White1,  // 1 bit: the gray level's half
     gray2,         // 2 bits: the gray level's quarter
     rgb111,
-    display16,  // the 16 display colours, of which it uses seven bright ones, black and no dark ones but by index
+    display16,  // the 16 display colours, of which only black and the seven bright ones come up
     rgb221,     // bits of red, green and blue; red in the high bits
     rgb222,
     rgb232,
