@@ -1,0 +1,204 @@
+// What start, stop and rows of dithering answer, what they leave behind, and user match tables.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "color/dither_fixture.h"
+#include "color/dither_modes.h"
+#include "reference/dither.h"
+#include "support/failing_platform.h"
+#include "tnkrn.h"
+
+namespace tnk::test {
+namespace {
+
+TEST(Dithering, AnswersToBadArguments) {
+    Random random(1);
+    const Palette palette = randomPalette(random, 256);
+    Palette blocked(4, PaletteEntry{1, 2, 3, 2});
+    const BitmapHandle good = describe(24, ORDER_BGR, 5, DITHER_FLOYD_STEINBERG);
+    const auto start = [&](const BitmapHandle& from, const Palette& colors, uint32_t count) {
+        BitmapHandle bitmap = from;
+        const int32_t result = T_StartDithering(&bitmap, colors.data(), count);
+        EXPECT_EQ(result == SUCCESS, bitmap.pDitherState != nullptr);
+        EXPECT_EQ(T_StopDithering(&bitmap), SUCCESS);
+        EXPECT_EQ(bitmap.pDitherState, nullptr);
+        return result;
+    };
+    EXPECT_EQ(start(good, palette, 256), SUCCESS);
+    EXPECT_EQ(start(good, palette, 0), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(start(good, palette, 257), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(start(good, blocked, 4), ERROR_INVALID_PARAMETER) << "no entry may be chosen";
+    for (const int32_t bits : {0, 9, 10, 15, 40, 65, -8}) {
+        EXPECT_EQ(start(describe(bits, ORDER_BGR, 5, 1), palette, 4), ERROR_INVALID_PARAMETER) << bits;
+    }
+    EXPECT_EQ(start(describe(24, ORDER_BGR, 5, 9), palette, 4), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(start(describe(24, ORDER_BGR, -1, 1), palette, 4), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_StartDithering(nullptr, palette.data(), 4), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_StopDithering(nullptr), ERROR_INVALID_PARAMETER);
+    BitmapHandle wrongSize = good;
+    wrongSize.StructSize = 12;
+    EXPECT_EQ(start(wrongSize, palette, 0), ERROR_STRUCT_SIZE);
+
+    Bytes row(5 * 8, 0x55);
+    const Bytes before = row;
+    Bytes output(5, 0x77);
+    BitmapHandle bitmap = good;
+    EXPECT_EQ(T_DitherLine(&bitmap, row.data(), output.data()), ERROR_INVALID_PARAMETER) << "not started";
+    ASSERT_EQ(T_StartDithering(&bitmap, palette.data(), 256), SUCCESS);
+    EXPECT_EQ(T_DitherLine(nullptr, row.data(), output.data()), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLine(&bitmap, nullptr, output.data()), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLine(&bitmap, row.data(), nullptr), ERROR_INVALID_PARAMETER);
+    const auto lineWith = [&](auto change) {
+        BitmapHandle changed = bitmap;
+        change(changed);
+        return T_DitherLine(&changed, row.data(), output.data());
+    };
+    EXPECT_EQ(lineWith([](BitmapHandle& b) { b.StructSize = 4; }), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(lineWith([](BitmapHandle& b) { b.Flags = BMF_SIGNED | BMF_WINDOW; }), ERROR_SIGNED_DATA);
+    EXPECT_EQ(lineWith([](BitmapHandle& b) { b.Order = ORDER_GRAY; }), ERROR_INVALID_PARAMETER) << "no 24-bit order";
+    EXPECT_EQ(lineWith([](BitmapHandle& b) { b.Width = 6; }), ERROR_INVALID_PARAMETER) << "wider than started";
+    EXPECT_EQ(row, before);
+    EXPECT_EQ(output, Bytes(5, 0x77));
+    T_StopDithering(&bitmap);
+}
+
+TEST(Dithering, OutputDepthsOutsideOneToEightWriteNothing) {
+    Random random(2);
+    const Palette palette = randomPalette(random, 16);
+    for (const uint32_t bits : {0u, 9u, 0xFFFFFFFFu}) {
+        BitmapHandle bitmap = describe(24, ORDER_RGB, 600, DITHER_ORDERED);  // in several blocks
+        ASSERT_EQ(T_StartDitheringExt(&bitmap, palette.data(), 16, bits, nullptr), SUCCESS);
+        Bytes row(1800, 90);
+        Bytes output(1, 0x42);
+        EXPECT_EQ(T_DitherLine(&bitmap, row.data(), output.data()), SUCCESS);
+        EXPECT_EQ(output[0], 0x42);
+        T_StopDithering(&bitmap);
+    }
+}
+
+TEST(Dithering, FailedStartLeavesNothing) {
+    Random random(3);
+    const Palette palette = randomPalette(random, 200);
+    FailingPlatform failing;
+    BitmapHandle bitmap = describe(24, ORDER_BGR, 300, DITHER_STEVENSON_ARCE);
+    const BitmapHandle before = bitmap;
+    const int failures = sweepFailures(
+        failing, kAllFailures, [&] { return T_StartDitheringExt(&bitmap, palette.data(), 200, 8, nullptr); },
+        [&](int32_t result, bool injected) {
+            EXPECT_EQ(result, injected ? FAILURE : SUCCESS);
+            if (injected) {
+                EXPECT_EQ(std::memcmp(&bitmap, &before, sizeof bitmap), 0);
+            }
+            T_StopDithering(&bitmap);
+        });
+    EXPECT_GE(failures, 3) << "state, match table, error rows";
+}
+
+// Without memory for a band the rows go one by one.
+TEST(Dithering, BandsDoWithoutMemory) {
+    Random random(4);
+    Target target(random, 9, false);
+    const BitmapHandle bitmap = describe(24, ORDER_BGR, 40, DITHER_JARVIS);
+    Rows input = randomRows(random, 32, 120);
+    Rows expected(32, Bytes(40));
+    Rows output = expected;
+    Dithered single(bitmap, target);
+    for (size_t y = 0; y < 32; ++y) ASSERT_EQ(single.line(input[y], expected[y]), SUCCESS);
+    FailingPlatform failing;
+    Dithered many(bitmap, target);
+    failing.failFrom(1);
+    EXPECT_EQ(many.rows(ditherKernelsFor(InstructionSet::sse2), random, input, output), SUCCESS);
+    failing.stopFailing();
+    EXPECT_EQ(output, expected);
+}
+
+// A record's copy may still use the first state.
+TEST(Dithering, SecondStartKeepsTheFirstState) {
+    BitmapHandle bitmap = describe(24, ORDER_BGR, 4, DITHER_FLOYD_STEINBERG);
+    ASSERT_EQ(T_StartDithering(&bitmap, nullptr, 2), SUCCESS);
+    BitmapHandle copy = bitmap;
+    ASSERT_EQ(T_StartDithering(&bitmap, nullptr, 16), SUCCESS);
+    ASSERT_NE(copy.pDitherState, bitmap.pDitherState);
+    Bytes row(12, 255);
+    Bytes output(1, 0);
+    EXPECT_EQ(T_DitherLine(&copy, row.data(), output.data()), SUCCESS);
+    EXPECT_EQ(output[0], 0xF0);
+    EXPECT_EQ(T_StopDithering(&copy), SUCCESS);
+    EXPECT_EQ(T_StopDithering(&bitmap), SUCCESS);
+}
+
+// The cells beside the first column collect without end in a tall picture: the sanitizer sees them overflow. Against a
+// palette of one black entry every white pixel leaves its whole level as error.
+TEST(Dithering, SumsBesideTheColumnsStayBounded) {
+    BitmapHandle bitmap = describe(24, ORDER_RGB, 1, DITHER_STEVENSON_ARCE);
+    ASSERT_EQ(T_StartDithering(&bitmap, nullptr, 1), SUCCESS);
+    Bytes pixel(3, 255);
+    uint8_t output = 0;
+    constexpr int32_t kRows = INT32_MAX / (26 * 255) + 1'000;
+    for (int32_t y = 0; y < kRows; ++y) ASSERT_EQ(T_DitherLine(&bitmap, pixel.data(), &output), SUCCESS);
+    EXPECT_EQ(output, 0x80) << "index 1";
+    T_StopDithering(&bitmap);
+}
+
+// Errors that were equal in all channels go on as three once a row has colours.
+TEST(Dithering, GrayRowsThenColoredRows) {
+    Random random(5);
+    const Palette palette = randomPalette(random, 5, true);
+    BitmapHandle gray = describe(16, ORDER_GRAY, 30, DITHER_STUCKI);
+    ASSERT_EQ(T_StartDitheringExt(&gray, palette.data(), 5, 8, nullptr), SUCCESS);
+    // The same levels through a lookup table, which counts as coloured from the first row.
+    Palette lut(65536);
+    for (uint32_t i = 0; i < lut.size(); ++i) {
+        const auto level = static_cast<uint8_t>(i >> 8);
+        lut[i] = {level, level, level, 0};
+    }
+    BitmapHandle colored = describe(16, ORDER_GRAY, 30, DITHER_STUCKI);
+    colored.Flags = BMF_WINDOW;
+    colored.pLUT = lut.data();
+    colored.LUTLength = 65536;
+    ASSERT_EQ(T_StartDitheringExt(&colored, palette.data(), 5, 8, nullptr), SUCCESS);
+    for (int32_t y = 0; y < 6; ++y) {
+        Rows row = randomRows(random, 1, 60);
+        Bytes output(30);
+        Bytes expected(30);
+        if (y == 3) gray.Order = colored.Order = ORDER_BGR;
+        ASSERT_EQ(T_DitherLine(&gray, row[0].data(), output.data()), SUCCESS);
+        ASSERT_EQ(T_DitherLine(&colored, row[0].data(), expected.data()), SUCCESS);
+        EXPECT_EQ(output, expected) << "row " << y;
+    }
+    T_StopDithering(&gray);
+    T_StopDithering(&colored);
+}
+
+TEST(UserMatchTable, HoldsTheNearestEntryOfEveryKey) {
+    Random random(6);
+    for (const uint32_t count : {0u, 1u, 7u, 256u}) {
+        const Palette palette = randomPalette(random, std::max(count, 1u));
+        uint32_t* const table = T_CreateUserMatchTable(palette.data(), count);
+        ASSERT_NE(table, nullptr);
+        EXPECT_EQ(std::vector<uint32_t>(table, table + kMatchTableEntries),
+                  referenceMatchTable(asReference(palette.data()), count));
+        EXPECT_EQ(T_FreeUserMatchTable(table), SUCCESS);
+    }
+    EXPECT_EQ(T_CreateUserMatchTable(nullptr, 3), nullptr);
+    EXPECT_EQ(T_CreateUserMatchTable(fixedPalette(8), static_cast<uint32_t>(-1)), nullptr);
+    EXPECT_EQ(T_FreeUserMatchTable(nullptr), SUCCESS);
+    FailingPlatform failing;
+    const PaletteEntry black{};
+    failing.failAt(1);
+    EXPECT_EQ(T_CreateUserMatchTable(&black, 1), nullptr);
+    failing.stopFailing();
+}
+
+TEST(UserMatchTable, SetterReturnsTheOneBefore) {
+    uint32_t first = 0;
+    uint32_t second = 0;
+    uint32_t* const original = T_SetUserMatchTable(&first);
+    EXPECT_EQ(T_SetUserMatchTable(&second), &first);
+    EXPECT_EQ(T_SetUserMatchTable(original), &second);
+}
+
+}  // namespace
+}  // namespace tnk::test
