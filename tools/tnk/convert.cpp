@@ -77,14 +77,18 @@ void checkOptions(const ConvertOptions& options) {
     if (options.colors && (options.gray || options.palette == "web")) {
         throw usageFailure("--colors goes with the fixed palette or a palette file");
     }
+    const bool fixed = options.palette.empty() || options.palette == "fixed";
+    if (options.colors && fixed && (options.colors < 2 || (options.colors & (options.colors - 1)))) {
+        throw usageFailure("the fixed palettes have 2, 4, 8, ... 256 colours, not " + std::to_string(options.colors));
+    }
     for (int bits : options.bits) {
         const std::string value = "--bits " + std::to_string(bits);
         static constexpr int kDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
         if (std::find(std::begin(kDepths), std::end(kDepths), bits) == std::end(kDepths)) {
             throw usageFailure(value + " is none of 1 to 8, 12, 16, 24, 32, 48 and 64");
         }
-        if (bits > 8 && (!options.palette.empty() || !options.dithers.empty())) {
-            throw usageFailure(value + " has no palette: --palette and --dither are for 1 to 8 bits");
+        if (bits > 8 && (!options.palette.empty() || options.colors || !options.dithers.empty())) {
+            throw usageFailure(value + " has no palette: --palette, --colors and --dither are for 1 to 8 bits");
         }
         if ((bits <= 8 || bits == 12 || options.gray) && !options.order.empty()) {
             throw usageFailure("--order is for colours of 16, 24, 32, 48 and 64 bits");
@@ -99,13 +103,12 @@ void checkOptions(const ConvertOptions& options) {
     }
 }
 
-// The first colours of the smallest fixed palette that has as many: the first of a larger one would be dark ones only.
-std::vector<PaletteEntry> fixedColors(size_t count) {
+// The fixed palette of `count` colours. The first `count` of a larger one would be dark ones only.
+std::vector<PaletteEntry> fixedColors(uint32_t count) {
     uint32_t bits = 1;
-    while (size_t{1} << bits < count) bits++;
-    std::vector<PaletteEntry> palette(size_t{1} << bits);
+    while (1u << bits < count) bits++;
+    std::vector<PaletteEntry> palette(count);
     T_GetFixedPalette(palette.data(), bits);
-    palette.resize(count);
     return palette;
 }
 
@@ -141,7 +144,7 @@ Converter::Converter(const ConvertOptions& options) : options_(options) {
                                         (least > 1 ? " bits" : " bit") + "; --colors N takes the first N");
         }
     }
-    if (palette_.empty() && options.colors) palette_ = fixedColors(static_cast<size_t>(options.colors));
+    if (palette_.empty() && options.colors) palette_ = fixedColors(static_cast<uint32_t>(options.colors));
     const bool alpha = std::any_of(options.bits.begin(), options.bits.end(), [](int b) { return b == 32 || b == 64; });
     picture_ = readPicture(options.in, alpha ? GrayAlpha::kAsColor : GrayAlpha::kDrop);
 }

@@ -108,7 +108,7 @@ CommandLine::CommandLine() {
                          "fixed (the default), web, or a file: .gpl, .pal, .act, or a picture with a palette");
     convert_
         ->add_option("-c,--colors", options_.colors,
-                     "Use N colours only: the first of the palette file, or of the smallest fixed palette that has N")
+                     "Use N colours only: the first of the palette file, or the fixed palette of 2, 4, 8, ... 256")
         ->check(CLI::Range(1, 256));
     convert_->add_option("-d,--dither", options_.dithers, "Dithering method (default floyd-steinberg), a list, or all")
         ->delimiter(',')
