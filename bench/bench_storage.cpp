@@ -1,4 +1,6 @@
 // Rows in and out by kind of storage, and what a new bitmap costs.
+#include <cstring>
+
 #include "contest.h"
 
 namespace tnk::bench {
@@ -24,11 +26,20 @@ void rows(const std::string& kind, uint32_t memoryType) {
     });
 }
 
+// Row by row, as the contenders move them: a copy of 12 KB goes another way through the C library than one of 37 MB.
+void rowCopies(const std::string& job) {
+    contender(job, "memory copy", [] {
+        const size_t bytes = size_t{kWidth} * 3;
+        for (size_t y = 0; y < kHeight; ++y)
+            std::memcpy(output(kPixels * 3) + y * bytes, &pictures().bgr24[y * bytes], bytes);
+    });
+}
+
 }  // namespace
 
 void registerStorage() {
-    copyOf("Put all rows of 24 bits", kPixels * 3, kPixels * 3);
-    copyOf("Get all rows of 24 bits", kPixels * 3, kPixels * 3);
+    rowCopies("Put all rows of 24 bits");
+    rowCopies("Get all rows of 24 bits");
     rows("Tarnkit, memory", MEM_CONVENTIONAL);
     rows("Tarnkit, disk", MEM_NOCONVENTIONAL);
 }
