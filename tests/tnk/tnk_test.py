@@ -320,6 +320,9 @@ class Failing(ToolTest):
         flipped = bytearray(whole["a.png"])
         flipped[len(flipped) // 2] ^= 4
         bad["flip.png"] = bytes(flipped)
+        # A table of more codes than there are: decoders have written past their memory for it.
+        codes = whole["c.jpg"].index(b"\xff\xc4") + 2
+        bad["codes.jpg"] = b"\xff\xd8\xff\xc4\x07\xd3\x00" + b"\x7c" * 16 + bytes(1984) + whole["c.jpg"][codes - 2 :]
         bad["huge.ppm"] = b"P6\n1000000000 1000000000\n255\n" + b"x" * 100
         bad["huge.pgm"] = b"P2\n4000000000 1\n255\n1"
         bad["zero.pgm"] = b"P5\n0 5\n255\n"

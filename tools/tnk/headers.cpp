@@ -24,6 +24,19 @@ void setResolution(Headers& headers, int x, int y) {
     headers.yResolution = y;
 }
 
+// Tables of codes: a class and number, 16 counts, then as many values, at most 256. The decoder takes any number of them
+// and writes past its table.
+bool soundHuffmanTables(const uint8_t* segment, size_t bytes) {
+    while (bytes >= 17) {
+        size_t values = 0;
+        for (int i = 1; i <= 16; i++) values += segment[i];
+        if (values > 256 || values > bytes - 17) return false;
+        segment += 17 + values;
+        bytes -= 17 + values;
+    }
+    return bytes == 0;
+}
+
 bool isChunk(const uint8_t* chunk, const char* type) { return std::memcmp(chunk + 4, type, 4) == 0; }
 
 }  // namespace
@@ -76,10 +89,9 @@ Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& dat
     headers.format = "JPEG";
     size_t at = 2;
     while (data.size() - at >= 2) {
-        if (data[at] != 0xFF)
-            throw fileFailure(file, "the file is damaged (no marker at byte " + std::to_string(at) + ")");
         const uint8_t marker = data[at + 1];
-        if (marker == 0xFF) {
+        // Padding between segments is passed over, as decoders do.
+        if (data[at] != 0xFF || marker == 0xFF) {
             at++;
             continue;
         }
@@ -90,6 +102,9 @@ Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& dat
         if (data.size() - at < 2) break;
         const size_t length = big16(&data[at]);
         if (length < 2 || length > data.size() - at) break;
+        if (marker == 0 || (marker == 0xC4 && !soundHuffmanTables(&data[at + 2], length - 2))) {
+            throw fileFailure(file, "the file is damaged (at byte " + std::to_string(at) + ")");
+        }
         if (marker == 0xE0 && length >= 14 && std::memcmp(&data[at + 2], "JFIF", 5) == 0) {
             const uint8_t* density = &data[at + 9];
             const double scale = density[0] == 1 ? 1 : density[0] == 2 ? 2.54 : 0;
