@@ -6,13 +6,14 @@ import html
 import json
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 
 from PIL import Image, ImageStat
 
 METHODS = ["none", "floyd-steinberg", "stucki", "burkes", "sierra", "stevenson-arce", "jarvis", "ordered", "clustered"]
-CROP = (360, 270)  # shown pixel by pixel
+CROP = (288, 216)  # shown pixel by pixel; the original and nine methods make two rows of five
 
 # The first picture shows every method at every depth, the others the depths in one method and every method at 8 bits.
 ALL = [([1, 2, 4, 8], METHODS, [])]
@@ -86,6 +87,11 @@ def busiest(picture):
         return max(windows, key=lambda window: ImageStat.Stat(gray.crop(window)).stddev[0])
 
 
+def original(picture):
+    """The name of the copy that makes the page complete in itself."""
+    return "original" + picture.suffix
+
+
 def crop(picture, window, target):
     with Image.open(picture) as image:
         image.crop(window).save(target)
@@ -119,6 +125,7 @@ def reduce_picture(options, picture, number, runs):
             items.append({"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": bits,
                           "method": method, "palette": run[2][-1] if run[2] else "fixed", "ms": ms})
     crop(picture, window, folder / "crop-original.png")
+    shutil.copyfile(picture, folder / original(picture))
     with Image.open(picture) as image:
         whole = image.convert("RGB")
         whole.thumbnail(CROP)
@@ -128,15 +135,16 @@ def reduce_picture(options, picture, number, runs):
 
 
 def section(picture, folder, items):
+    link = f"{folder.name}/{original(picture)}"
+    part = FIGURE.format(link=link, crop=f"{folder.name}/crop-original.png", name="original", note="the same part")
     body = [f"<h2>{html.escape(picture.name)}</h2>\n<div class=row>",
-            WHOLE.format(link=picture.as_uri(), picture=f"{folder.name}/whole.png"),
-            FIGURE.format(link=picture.as_uri(), crop=f"{folder.name}/crop-original.png", name="original", note="the part"),
-            "</div>"]
+            WHOLE.format(link=link, picture=f"{folder.name}/whole.png"), "</div>"]
     groups = {}
     for item in items:
         groups.setdefault((item["bits"], item["palette"]), []).append(item)
     for (bits, palette), members in sorted(groups.items()):
         body.append(f"<h3>{bits} {'bit' if bits == 1 else 'bits'}, {palette} palette</h3>\n<div class=row>")
+        body.append(part)
         body += [FIGURE.format(link=item["file"], crop=item["crop"], name=item["method"], note=f"{item['ms']:.0f} ms")
                  for item in members]
         body.append("</div>")
