@@ -41,11 +41,6 @@ class Bitmap {
         if (result < 0) throw fileFailure(file, describeResult(result));
     }
 
-    bool isGray() const {
-        return record_.Order == ORDER_GRAY ||
-               (record_.BitsPerPixel <= 8 && T_IsGrayScaleBitmap(&record_) == GRAYSCALE_NORMAL);
-    }
-
   private:
     BitmapHandle record_;
 };
