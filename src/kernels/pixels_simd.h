@@ -9,6 +9,7 @@
 #include <cstdint>
 
 #include "kernels/kernels.h"
+#include "kernels/pixel_bytes.h"
 
 namespace tnk {
 namespace {
@@ -120,20 +121,7 @@ void spreadTo(const uint8_t* bits, uint8_t* target, size_t count, const PixelTab
 }
 
 void spread(const uint8_t* bits, uint8_t* target, size_t count, const PixelTable& table) {
-    switch (table.pixelBytes) {
-        case 1:
-            return spreadTo<1>(bits, target, count, table);
-        case 2:
-            return spreadTo<2>(bits, target, count, table);
-        case 3:
-            return spreadTo<3>(bits, target, count, table);
-        case 4:
-            return spreadTo<4>(bits, target, count, table);
-        case 6:
-            return spreadTo<6>(bits, target, count, table);
-        default:
-            return spreadTo<8>(bits, target, count, table);
-    }
+    withPixelBytes(table.pixelBytes, [&](auto bytes) { spreadTo<bytes>(bits, target, count, table); });
 }
 
 // Eight pixels a lane: the words of `a` and `b`, of 32 bits each whose upper half is zero.

@@ -4,6 +4,7 @@
 
 #include "kernels/hue_class.h"
 #include "kernels/kernels.h"
+#include "kernels/pixel_bytes.h"
 
 namespace tnk {
 namespace {
@@ -45,20 +46,7 @@ void expandTo(const uint8_t* indexes, uint8_t* target, size_t count, const Pixel
 }
 
 void expand(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table) {
-    switch (table.pixelBytes) {
-        case 1:
-            return expandTo<1>(indexes, target, count, table);
-        case 2:
-            return expandTo<2>(indexes, target, count, table);
-        case 3:
-            return expandTo<3>(indexes, target, count, table);
-        case 4:
-            return expandTo<4>(indexes, target, count, table);
-        case 6:
-            return expandTo<6>(indexes, target, count, table);
-        default:
-            return expandTo<8>(indexes, target, count, table);
-    }
+    withPixelBytes(table.pixelBytes, [&](auto bytes) { expandTo<bytes>(indexes, target, count, table); });
 }
 
 template <uint32_t kBytes>
@@ -67,20 +55,7 @@ void spreadTo(const uint8_t* bits, uint8_t* target, size_t count, const PixelTab
 }
 
 void spread(const uint8_t* bits, uint8_t* target, size_t count, const PixelTable& table) {
-    switch (table.pixelBytes) {
-        case 1:
-            return spreadTo<1>(bits, target, count, table);
-        case 2:
-            return spreadTo<2>(bits, target, count, table);
-        case 3:
-            return spreadTo<3>(bits, target, count, table);
-        case 4:
-            return spreadTo<4>(bits, target, count, table);
-        case 6:
-            return spreadTo<6>(bits, target, count, table);
-        default:
-            return spreadTo<8>(bits, target, count, table);
-    }
+    withPixelBytes(table.pixelBytes, [&](auto bytes) { spreadTo<bytes>(bits, target, count, table); });
 }
 
 void to555(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields) {
