@@ -110,9 +110,7 @@ Result changeHeight(BitmapHandle& bitmap, int32_t newHeight) {
     if (newHeight < 1) return ERROR_INVALID_PARAMETER;
     const uint64_t bytes = bitmap.DataOffset + uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(newHeight);
     if (bytes >= kSizeLimit) return ERROR_SIZE_TOO_LARGE;
-    TRY(storageOf(bitmap).resize(bitmap, static_cast<uint32_t>(bytes)));
-    // KEEP: Size takes in DataOffset here and nowhere else.
-    bitmap.Size = static_cast<uint32_t>(bytes);
+    TRY(storageOf(bitmap).resize(bitmap, newHeight));
     bitmap.Height = newHeight;
     const LibraryLock lock;
     bitmap.CurrentPos = 0;

@@ -35,6 +35,10 @@ bool dataBytes(const BitmapHandle& bitmap, int32_t height, uint32_t* bytes) {
     return fits;
 }
 
+uint32_t bytesWithOffset(const BitmapHandle& bitmap, int32_t height) {
+    return static_cast<uint32_t>(bitmap.DataOffset + uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(height));
+}
+
 Result lendMemory(BitmapHandle& bitmap, int32_t first, int32_t, uint8_t** rows) {
     if (bitmap.pData == nullptr) return ERROR_NOT_ALLOCATED;
     *rows = bitmap.pData + static_cast<ptrdiff_t>(int64_t{first} * bitmap.BytesPerLine);

@@ -26,8 +26,9 @@ struct StorageKind {
     // have to be copied. Notes no row.
     Result (*lend)(BitmapHandle& bitmap, int32_t first, int32_t count, uint8_t** rows);
 
-    // Gives the storage room for `bytes` bytes (kept in 32 bits by the caller), zero beyond the old ones.
-    Result (*resize)(BitmapHandle& bitmap, uint32_t bytes);
+    // Gives the storage room for `height` rows, zero beyond the old ones, and sets Size; Height is still the old one and
+    // the caller's to change. The caller has seen that the plain rows fit 32 bits. A failure leaves all as it was.
+    Result (*resize)(BitmapHandle& bitmap, int32_t height);
 
     // Bytes of pixel data that the storage holds.
     Result (*measure)(const BitmapHandle& bitmap, uint32_t* bytes);
@@ -53,6 +54,10 @@ int64_t seekRow(BitmapHandle& bitmap, int32_t row);
 
 // Bytes of `height` rows, at most kSizeLimit - 1; false beyond.
 bool dataBytes(const BitmapHandle& bitmap, int32_t height, uint32_t* bytes);
+
+// Bytes of `height` rows with what lies before them in the section, which the caller knows to fit.
+// KEEP: Size takes in DataOffset after a change of height and nowhere else.
+uint32_t bytesWithOffset(const BitmapHandle& bitmap, int32_t height);
 
 // The parts that the kinds in memory share.
 int64_t readMemory(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes);

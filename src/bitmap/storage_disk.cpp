@@ -69,8 +69,11 @@ Result lendDisk(BitmapHandle&, int32_t, int32_t, uint8_t** rows) {
     return SUCCESS;
 }
 
-Result resizeDisk(BitmapHandle& bitmap, uint32_t bytes) {
-    return bitmap.DataHandle != 0 && setFileSize(bitmap.DataHandle, bytes) ? SUCCESS : FAILURE;
+Result resizeDisk(BitmapHandle& bitmap, int32_t height) {
+    const uint32_t bytes = bytesWithOffset(bitmap, height);
+    if (bitmap.DataHandle == 0 || !setFileSize(bitmap.DataHandle, bytes)) return FAILURE;
+    bitmap.Size = bytes;
+    return SUCCESS;
 }
 
 }  // namespace

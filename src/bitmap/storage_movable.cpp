@@ -32,7 +32,8 @@ void releaseMovable(BitmapHandle& bitmap) {
     bitmap.pData = nullptr;
 }
 
-Result resizeMovable(BitmapHandle& bitmap, uint32_t bytes) {
+Result resizeMovable(BitmapHandle& bitmap, int32_t height) {
+    const uint32_t bytes = bytesWithOffset(bitmap, height);
     const T_HANDLE block = platform->reallocateMovable(bitmap.DataHandle, bytes);
     if (block == 0) return FAILURE;
     bitmap.DataHandle = block;
@@ -46,6 +47,7 @@ Result resizeMovable(BitmapHandle& bitmap, uint32_t bytes) {
             platform->unlockMovable(block);
         }
     }
+    bitmap.Size = bytes;
     return SUCCESS;
 }
 

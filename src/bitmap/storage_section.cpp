@@ -35,8 +35,9 @@ void releaseSection(BitmapHandle& bitmap) {
     bitmap.DataOffset = 0;
 }
 
-Result resizeSection(BitmapHandle& bitmap, uint32_t bytes) {
+Result resizeSection(BitmapHandle& bitmap, int32_t height) {
     if (bitmap.pData == nullptr) return ERROR_NOT_ALLOCATED;
+    const uint32_t bytes = bytesWithOffset(bitmap, height);
     Section section;
     if (!platform->createSection(bytes, &section)) return FAILURE;
     uint32_t oldBytes = 0;
@@ -46,6 +47,7 @@ Result resizeSection(BitmapHandle& bitmap, uint32_t bytes) {
     std::memcpy(section.view + offset, old.view + offset, std::min(oldBytes, bytes - offset));
     attach(bitmap, section, offset);
     platform->closeSection(old);
+    bitmap.Size = bytes;
     return SUCCESS;
 }
 

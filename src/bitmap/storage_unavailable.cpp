@@ -29,7 +29,7 @@ Result refuseLending(BitmapHandle&, int32_t, int32_t, uint8_t** rows) {
 }
 
 template <int32_t kCode>
-Result refuseResize(BitmapHandle&, uint32_t) {
+Result refuseResize(BitmapHandle&, int32_t) {
     return kCode;
 }
 

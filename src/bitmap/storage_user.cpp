@@ -15,7 +15,7 @@ Result allocateUser(BitmapHandle& bitmap) {
 // The caller's pointer stays in the record, for the caller to free.
 void releaseUser(BitmapHandle& bitmap) { releaseBitmap(bitmap); }
 
-Result resizeUser(BitmapHandle&, uint32_t) { return ERROR_INVALID_PARAMETER; }
+Result resizeUser(BitmapHandle&, int32_t) { return ERROR_INVALID_PARAMETER; }
 
 }  // namespace
 

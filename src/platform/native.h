@@ -53,6 +53,12 @@ uint32_t screenPalette(PaletteEntry (&entries)[256]);
 
 bool deleteRegion(T_HANDLE region);
 
+T_HANDLE loadModule(const T_WCHAR* name);
+void* findSymbol(T_HANDLE module, const char* name);
+bool unloadModule(T_HANDLE module);
+void yieldThread();
+bool diskRoom(const T_WCHAR* directory, uint64_t* bytes);
+
 void toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity);
 
 }  // namespace tnk::native

@@ -43,6 +43,11 @@ const Platform nativePlatform = {
     .deletePalette = native::deletePalette,
     .screenPalette = native::screenPalette,
     .deleteRegion = native::deleteRegion,
+    .loadModule = native::loadModule,
+    .findSymbol = native::findSymbol,
+    .unloadModule = native::unloadModule,
+    .yieldThread = native::yieldThread,
+    .diskRoom = native::diskRoom,
     .toMultibyte = native::toMultibyte,
 };
 

@@ -106,6 +106,18 @@ struct Platform {
 
     bool (*deleteRegion)(T_HANDLE region);
 
+    // Modules. A name without a folder is looked for beside this library first, then where the system looks. 0 when it
+    // cannot be loaded; a symbol that the module does not have is null.
+    T_HANDLE (*loadModule)(const T_WCHAR* name);
+    void* (*findSymbol)(T_HANDLE module, const char* name);
+    bool (*unloadModule)(T_HANDLE module);
+
+    // Lets other threads run.
+    void (*yieldThread)();
+
+    // Bytes that the directory (null or empty: the platform's own for temporary files) has room for.
+    bool (*diskRoom)(const T_WCHAR* directory, uint64_t* bytes);
+
     // UTF-16 to the platform's multibyte code page, zero-terminated, cut to `capacity` bytes.
     void (*toMultibyte)(const T_WCHAR* text, char* out, uint32_t capacity);
 };

@@ -23,7 +23,7 @@ Routine routine(int word) {
 Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy) {
     destination.Region = 0;
     const auto copy = routine<CopyRegionRoutine>(DISPATCH_COPY_REGION);
-    if (copy == nullptr) return SUCCESS;
+    if (copy == nullptr || source.Region == 0) return SUCCESS;
     // The routine sees the source twice, since the destination need not have the source's size; the copy that it attaches
     // is then moved over.
     const T_HANDLE own = source.Region;

@@ -10,9 +10,10 @@ namespace tnk::test {
 
 namespace {
 
-enum Kind { kLocal, kGlobal, kMovable, kSection, kFile, kPalette };
+enum Kind { kLocal, kGlobal, kMovable, kSection, kFile, kPalette, kModule };
 constexpr int LiveObjects::*kCounters[] = {&LiveObjects::local,    &LiveObjects::global, &LiveObjects::movable,
-                                           &LiveObjects::sections, &LiveObjects::files,  &LiveObjects::palettes};
+                                           &LiveObjects::sections, &LiveObjects::files,  &LiveObjects::palettes,
+                                           &LiveObjects::modules};
 
 struct State {
     std::mutex mutex;
@@ -168,6 +169,13 @@ void setSystemRoutines(Platform& table) {
         return fails(kPaletteFailures) ? 0 : real.setPaletteEntries(palette, first, count, entries);
     };
     table.deletePalette = [](T_HANDLE palette) { return real.deletePalette(gone(kPalette, palette)); };
+    table.loadModule = [](const T_WCHAR* name) -> T_HANDLE {
+        return fails(kModuleFailures) ? 0 : born(kModule, real.loadModule(name));
+    };
+    table.findSymbol = [](T_HANDLE module, const char* name) -> void* {
+        return fails(kModuleFailures) ? nullptr : real.findSymbol(module, name);
+    };
+    table.unloadModule = [](T_HANDLE module) { return real.unloadModule(gone(kModule, module)); };
     table.deleteRegion = [](T_HANDLE) {
         std::lock_guard guard(state->mutex);
         ++state->deletedRegions;
@@ -197,7 +205,7 @@ void startFailing(int k, uint32_t kinds, bool later) {
 std::ostream& operator<<(std::ostream& out, const LiveObjects& live) {
     return out << "{local " << live.local << ", global " << live.global << ", movable " << live.movable << " with "
                << live.movableLocks << " locks, sections " << live.sections << ", files " << live.files << ", palettes "
-               << live.palettes << "}";
+               << live.palettes << ", modules " << live.modules << "}";
 }
 
 FailingPlatform::FailingPlatform() : previous_(platform) {

@@ -31,6 +31,7 @@ enum FailureKind : uint32_t {
     kPaletteFailures = 128,  // createPalette, get and set entries
     kBudgetFailures = 256,   // memoryStatus, handleCount
     kThreadFailures = 512,   // createThreadSlot, setThreadValue
+    kModuleFailures = 1024,  // loadModule, findSymbol
 };
 constexpr uint32_t kMemoryFailures = kLocalFailures | kGlobalFailures | kMovableFailures | kSectionFailures;
 constexpr uint32_t kFileFailures = kOpenFailures | kTransferFailures;
@@ -45,6 +46,7 @@ struct LiveObjects {
     int sections = 0;
     int files = 0;
     int palettes = 0;
+    int modules = 0;
     bool operator==(const LiveObjects&) const = default;
 };
 std::ostream& operator<<(std::ostream& out, const LiveObjects& live);

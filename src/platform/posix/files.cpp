@@ -2,6 +2,7 @@
 // openers share a file.
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -43,6 +44,16 @@ int openFlags(const FileRequest& request) {
 bool opensDirectory(int descriptor) {
     struct stat status;
     return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The directory, or the platform's own for temporary files when it is null or empty.
+bool temporaryFolder(const T_WCHAR* directory, char (&folder)[kPathBytes]) {
+    if (directory != nullptr && directory[0] != 0) return toUtf8(directory, folder, sizeof folder);
+    const char* chosen = std::getenv("TMPDIR");
+    if (chosen == nullptr || chosen[0] == 0) chosen = "/tmp";
+    if (std::strlen(chosen) >= sizeof folder) return false;
+    std::strcpy(folder, chosen);
+    return true;
 }
 
 // Moves `count` bytes by as many calls as the system wants; stops at the end of the file or at a failure. What was moved
@@ -125,15 +136,7 @@ bool isDirectory(const T_WCHAR* name) {
 bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) {
     char start[16];
     char folder[kPathBytes];
-    if (!toUtf8(prefix, start, sizeof start)) return false;
-    if (directory != nullptr && directory[0] != 0) {
-        if (!toUtf8(directory, folder, sizeof folder)) return false;
-    } else {
-        const char* chosen = std::getenv("TMPDIR");
-        if (chosen == nullptr || chosen[0] == 0) chosen = "/tmp";
-        if (std::strlen(chosen) >= sizeof folder) return false;
-        std::strcpy(folder, chosen);
-    }
+    if (!toUtf8(prefix, start, sizeof start) || !temporaryFolder(directory, folder)) return false;
     char name[kPathBytes + 32];
     std::snprintf(name, sizeof name, "%s/%sXXXXXX", folder, start);
     const int descriptor = mkostemp(name, O_CLOEXEC);
@@ -142,6 +145,14 @@ bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&pat
     if (toUtf16(name, path, kPathChars)) return true;
     unlink(name);
     return false;
+}
+
+bool diskRoom(const T_WCHAR* directory, uint64_t* bytes) {
+    char folder[kPathBytes];
+    struct statvfs status;
+    if (!temporaryFolder(directory, folder) || statvfs(folder, &status) != 0) return false;
+    *bytes = uint64_t{status.f_bavail} * status.f_frsize;
+    return true;
 }
 
 bool lastErrorIsDiskFull() { return errno == ENOSPC || errno == EDQUOT; }

@@ -2,6 +2,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sched.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -80,5 +81,7 @@ void deleteThreadSlot() {
 void lock() { pthread_mutex_lock(&libraryMutex); }
 
 void unlock() { pthread_mutex_unlock(&libraryMutex); }
+
+void yieldThread() { sched_yield(); }
 
 }  // namespace tnk::native

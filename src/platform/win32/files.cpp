@@ -79,6 +79,19 @@ bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&pat
     return GetTempFileNameW(directory, prefix, 0, path) != 0;
 }
 
+bool diskRoom(const T_WCHAR* directory, uint64_t* bytes) {
+    T_WCHAR standard[MAX_PATH + 1];
+    if (directory == nullptr || directory[0] == 0) {
+        const DWORD length = GetTempPathW(MAX_PATH + 1, standard);
+        if (length == 0 || length > MAX_PATH) return false;
+        directory = standard;
+    }
+    ULARGE_INTEGER room;
+    if (!GetDiskFreeSpaceExW(directory, &room, nullptr, nullptr)) return false;
+    *bytes = room.QuadPart;
+    return true;
+}
+
 bool lastErrorIsDiskFull() {
     const DWORD error = GetLastError();
     return error == ERROR_HANDLE_DISK_FULL || error == ERROR_DISK_FULL;

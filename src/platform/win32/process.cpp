@@ -68,4 +68,6 @@ void lock() { AcquireSRWLockExclusive(&libraryLock); }
 
 void unlock() { ReleaseSRWLockExclusive(&libraryLock); }
 
+void yieldThread() { Sleep(0); }
+
 }  // namespace tnk::native

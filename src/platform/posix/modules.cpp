@@ -1,0 +1,47 @@
+// Modules loaded by name.
+#include <dlfcn.h>
+
+#include <cstring>
+
+#include "platform/native.h"
+#include "platform/posix/text.h"
+
+namespace tnk::native {
+
+namespace {
+
+constexpr size_t kPathBytes = 4096;
+
+// The path of `name` in the folder of the module that this code is part of.
+bool besideLibrary(const char* name, char (&path)[kPathBytes]) {
+    Dl_info self{};
+    if (dladdr(reinterpret_cast<const void*>(&besideLibrary), &self) == 0 || self.dli_fname == nullptr) return false;
+    const char* slash = std::strrchr(self.dli_fname, '/');
+    if (slash == nullptr) return false;
+    const size_t folder = static_cast<size_t>(slash - self.dli_fname) + 1;
+    const size_t length = std::strlen(name) + 1;
+    if (folder + length > kPathBytes) return false;
+    std::memcpy(path, self.dli_fname, folder);
+    std::memcpy(path + folder, name, length);
+    return true;
+}
+
+T_HANDLE open(const char* path) { return reinterpret_cast<T_HANDLE>(dlopen(path, RTLD_NOW | RTLD_LOCAL)); }
+
+}  // namespace
+
+T_HANDLE loadModule(const T_WCHAR* name) {
+    char text[kPathBytes];
+    char path[kPathBytes];
+    if (!toUtf8(name, text, sizeof text)) return 0;
+    if (std::strchr(text, '/') == nullptr && besideLibrary(text, path)) {
+        if (const T_HANDLE module = open(path); module != 0) return module;
+    }
+    return open(text);
+}
+
+void* findSymbol(T_HANDLE module, const char* name) { return dlsym(reinterpret_cast<void*>(module), name); }
+
+bool unloadModule(T_HANDLE module) { return dlclose(reinterpret_cast<void*>(module)) == 0; }
+
+}  // namespace tnk::native
