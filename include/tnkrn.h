@@ -337,6 +337,49 @@ TNK_API int32_t TNK_CALL T_FreeDuplicateBitmap(BitmapHandle* Bitmap, uint32_t Du
 TNK_API int32_t TNK_CALL T_CopyGrayParams(BitmapHandle* Destination, const BitmapHandle* Source);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Copying and trimming
+ *
+ * Coordinates are stored columns and rows. What Destination held is neither looked at nor freed. Reports to the thread's
+ * copy-status callback (T_SetCopyStatusCallBack): 0, then after each row of 100 or fewer, after each percent of more.
+ * Codes of all of them: -1 no scratch memory, or a row could not be stored; -2, -4, -7 a row could not be read; the
+ * callback's value.
+ */
+
+/*
+ * Makes Destination a full copy of Source: pixels, palette, region, overlays, gray parameters. T_CopyBitmap keeps the
+ * kind of storage and the byte map; T_CopyBitmap2 allocates by MemoryType, a MEM_* request, with a new byte map.
+ * Destination and Source the same: 1, nothing is done.
+ * Codes: -13 null record or unallocated source, -789, those of T_DupBitmapNewDim and T_AllocateBitmap. After a failure
+ * Destination has no storage.
+ */
+TNK_API int32_t TNK_CALL T_CopyBitmap(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize);
+TNK_API int32_t TNK_CALL T_CopyBitmap2(BitmapHandle* Destination, BitmapHandle* Source, uint32_t MemoryType,
+                                       uint32_t StructSize);
+
+/*
+ * Makes Destination a bitmap of Width x Height with Source's pixels from (Left, Top) on, and with its attributes as
+ * above. Pixels that Source does not cover, and the bits after the last pixel of a row, are 0. With Destination null or
+ * Source itself the copy replaces Source, which stays as it was after a failure.
+ * Codes: -13 null or unallocated source, -789, -11 Width or Height 0 or negative, the region routine's result, and those
+ * above.
+ */
+TNK_API int32_t TNK_CALL T_CopyBitmapRect(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize,
+                                          int32_t Left, int32_t Top, int32_t Width, int32_t Height);
+TNK_API int32_t TNK_CALL T_CopyBitmapRect2(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize,
+                                           int32_t Left, int32_t Top, int32_t Width, int32_t Height,
+                                           uint32_t MemoryType);
+
+/*
+ * Copies all rows of Source into Destination, which is allocated, has rows of as many bytes and no fewer of them. A
+ * copy that a callback stops leaves the rows copied so far.
+ * Codes: -2 null or not allocated, -789, -13 the rows do not fit.
+ */
+TNK_API int32_t TNK_CALL T_CopyBitmapData(BitmapHandle* Destination, BitmapHandle* Source);
+
+/* Replaces Bitmap by its rectangle, clipped to it. Codes: those of T_CopyBitmapRect; -11 nothing is left. */
+TNK_API int32_t TNK_CALL T_TrimBitmap(BitmapHandle* Bitmap, int32_t Left, int32_t Top, int32_t Width, int32_t Height);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Rows
  *
  * Row is the stored row index. Row, column and byte count are the caller's responsibility: they are not checked
@@ -431,12 +474,49 @@ TNK_API int32_t TNK_CALL T_ResourceLeakReport(void);
 /* ------------------------------------------------------------------------------------------------------------
  * Display dispatch table
  *
- * Twenty pointer-wide words, installed by a display module: optional routines that the kernel calls when a word is
- * not 0. Word 1 copies a region: int32_t routine(BitmapHandle* Destination, BitmapHandle* Source, int32_t DX,
- * int32_t DY), 1 on success. The table is shared by all threads.
+ * Twenty pointer-wide words, shared by all threads, installed by a display module: optional routines that the kernel
+ * calls when a word is not 0. They answer 1 to go on; another answer ends the operation and becomes its result. Routines
+ * about regions are called only for a bitmap that has one.
  */
 #define DISPATCH_WORDS 20
-#define DISPATCH_COPY_REGION 1
+#define DISPATCH_COPY_REGION 1   /* CopyRegionRoutine */
+#define DISPATCH_SEGMENT_COUNT 3 /* SegmentCountRoutine */
+#define DISPATCH_ROW_SEGMENTS 4  /* RowSegmentsRoutine */
+#define DISPATCH_RESIZE 5        /* ResizeRoutine */
+#define DISPATCH_BOUNDS 7        /* BoundsRoutine */
+#define DISPATCH_WRITABLE 16     /* WritableRoutine */
+#define DISPATCH_FLIP 18         /* FlipRoutine, told of a flip */
+#define DISPATCH_REVERSE 19      /* FlipRoutine, told of a reversal */
+
+/* Columns and rows; Right and Bottom are exclusive. */
+typedef struct BitmapRect {
+    int32_t Left;
+    int32_t Top;
+    int32_t Right;
+    int32_t Bottom;
+} BitmapRect;
+
+/* Stores in Destination's Region a copy of Source's, moved by (DX, DY). The two may be the same record: then the copy
+ * takes the place of the region, which the caller has kept. */
+typedef int32_t(TNK_CALL* CopyRegionRoutine)(BitmapHandle* Destination, BitmapHandle* Source, int32_t DX, int32_t DY);
+
+/* Tells how many values a list of row segments must hold; 2 without a routine. */
+typedef int32_t(TNK_CALL* SegmentCountRoutine)(BitmapHandle* Bitmap, uint32_t* Count);
+
+/* Fills Segments with the pairs (start column, end column), end exclusive, of the region's pixels in a row, and sets
+ * Count to the number of values, two a pair. Without a routine: one pair, 0 and the width. */
+typedef int32_t(TNK_CALL* RowSegmentsRoutine)(BitmapHandle* Bitmap, int32_t Row, uint32_t* Segments, uint32_t* Count);
+
+/* Is told that the bitmap, which still has its old size, is about to be resized. */
+typedef int32_t(TNK_CALL* ResizeRoutine)(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight);
+
+/* Gives the bounds of the region, which are then cut to the bitmap; the whole bitmap without a routine. */
+typedef int32_t(TNK_CALL* BoundsRoutine)(BitmapHandle* Bitmap, BitmapRect* Bounds);
+
+/* Answers whether a pixel may be written: 1 to write it. */
+typedef int32_t(TNK_CALL* WritableRoutine)(BitmapHandle* Bitmap, int32_t Row, int32_t Column);
+
+typedef int32_t(TNK_CALL* FlipRoutine)(BitmapHandle* Bitmap);
 
 TNK_API int32_t TNK_CALL T_SetDisDispatch(const uintptr_t* Table); /* -13 null, else 1 */
 TNK_API int32_t TNK_CALL T_GetDisDispatch(uintptr_t* Table);       /* -13 null, -30 word 0 is 0, else 1 */

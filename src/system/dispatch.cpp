@@ -8,8 +8,6 @@ namespace tnk {
 
 namespace {
 
-using CopyRegionRoutine = int32_t(TNK_CALL*)(BitmapHandle* destination, BitmapHandle* source, int32_t dx, int32_t dy);
-
 // Words are read one at a time while other threads may install a table: each is whole, the set need not be.
 std::atomic<uintptr_t> words[DISPATCH_WORDS];
 
@@ -30,6 +28,16 @@ Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, i
     const Result result = copy(&source, &source, dx, dy);
     if (result.ok()) destination.Region = source.Region;
     source.Region = own;
+    return result;
+}
+
+Result moveRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy) {
+    const auto copy = routine<CopyRegionRoutine>(DISPATCH_COPY_REGION);
+    if (copy == nullptr || source.Region == 0) return SUCCESS;
+    T_DeleteTarnRgn(destination.Region);
+    destination.Region = 0;
+    const Result result = copy(&destination, &source, dx, dy);
+    if (!result.ok()) destination.Region = 0;
     return result;
 }
 

@@ -11,6 +11,10 @@ namespace tnk {
 // The source keeps its own region on every path.
 Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);
 
+// Gives a copy that has the source's region the region moved by (dx, dy) in its place. Without a routine, or without a
+// region, nothing changes; after a failure the copy has none.
+Result moveRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);
+
 // Gives `destination` its own copy of the source's overlay set; releases a set. Bitmaps carry none yet.
 Result copyOverlays(BitmapHandle& destination, const BitmapHandle& source);
 void releaseOverlays(BitmapHandle& bitmap);
