@@ -46,11 +46,6 @@ Result canLend(BitmapHandle& bitmap, bool* direct) {
     return SUCCESS;
 }
 
-// Leaves the row cache as copying rows one by one up to `row` would.
-void noteRow(BitmapHandle& bitmap, int32_t row) {
-    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED)) == 0) seekRow(bitmap, row);
-}
-
 bool allocateRows(const BitmapHandle& bitmap, int32_t count, Scratch<uint8_t>& rows) {
     return rows.allocate(uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(count), true);
 }
@@ -77,6 +72,10 @@ int64_t getRow(BitmapHandle& bitmap, uint8_t* buffer, int32_t row, uint32_t byte
 
 int64_t putRow(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t bytes) {
     return storageOf(bitmap).write(bitmap, row, 0, buffer, bytes);
+}
+
+void noteRow(BitmapHandle& bitmap, int32_t row) {
+    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED)) == 0) seekRow(bitmap, row);
 }
 
 Result RowReader::prepare(int32_t window, bool copies) {

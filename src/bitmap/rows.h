@@ -14,6 +14,9 @@ namespace tnk {
 int64_t getRow(BitmapHandle& bitmap, uint8_t* buffer, int32_t row, uint32_t bytes);
 int64_t putRow(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t bytes);
 
+// Leaves the row cache as copying rows one by one up to `row` would.
+void noteRow(BitmapHandle& bitmap, int32_t row);
+
 // Lends whole stored rows: a pointer into memory storage, or into scratch that was filled from elsewhere. Lending
 // leaves the record (CurrentRow, CurrentPos, Size) as copying the same rows would. Movable storage must be accessed.
 class RowReader {

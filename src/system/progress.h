@@ -17,6 +17,11 @@ class Progress {
 
     bool active() const { return callback_ != nullptr; }
     Result begin() { return report(0); }
+    // Rows after which the next report is due, so that a loop without one can work on many at a time.
+    int32_t rowsToReport() const {
+        if (!active()) return INT32_MAX;
+        return step_ > 0 ? 1 : (rows_ - errorSum_ + remainder_ - 1) / remainder_;
+    }
     // After each row. A value other than 1 is the callback's wish to stop.
     Result step() {
         const int32_t before = percent_;
@@ -27,6 +32,11 @@ class Progress {
             ++percent_;
         }
         return percent_ > before ? report(percent_) : Result(SUCCESS);
+    }
+
+    Result step(int32_t rows) {
+        for (; rows > 0; --rows) TRY(step());
+        return SUCCESS;
     }
 
   private:

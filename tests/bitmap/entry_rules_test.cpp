@@ -12,9 +12,11 @@ constexpr int32_t kSize = ERROR_STRUCT_SIZE;
 uint8_t buffer[64];
 uint32_t word;
 BitmapHandle model;
+BitmapHandle stored;
 
 TEST(EntryRules, Bitmap) {
     ASSERT_EQ(T_InitBitmap(&model, sizeof model, 4, 4, 8), SUCCESS);
+    ASSERT_EQ(T_CreateBitmap(&stored, sizeof stored, 1, 9, 5, 8, 0, nullptr, 0, nullptr, 0), SUCCESS);
     using Record = BitmapHandle*;
     const EntryCase cases[] = {
         {"allocate", kNull, 0, kSize, [](Record r) { return T_AllocateBitmap(r, MEM_CONVENTIONAL); }},
@@ -27,6 +29,14 @@ TEST(EntryRules, Bitmap) {
         {"copy", kNull, 0, kSize, [](Record r) { return T_CopyBitmapHandle(nullptr, r, sizeof *r); }},
         {"gray, source", kNull, 0, kSize, [](Record r) { return T_CopyGrayParams(&model, r); }},
         {"gray, destination", kNull, 0, kSize, [](Record r) { return T_CopyGrayParams(r, &model); }},
+        {"whole copy", kNull, kNull, kSize, [](Record r) { return T_CopyBitmap(&model, r, sizeof *r); }},
+        {"whole copy 2", kNull, kNull, kSize, [](Record r) { return T_CopyBitmap2(&model, r, 1, sizeof *r); }},
+        {"data, source", kBare, kBare, kSize, [](Record r) { return T_CopyBitmapData(&stored, r); }},
+        {"data, destination", kBare, kBare, kSize, [](Record r) { return T_CopyBitmapData(r, &stored); }},
+        {"rectangle", kNull, kNull, kSize, [](Record r) { return T_CopyBitmapRect(0, r, sizeof *r, 0, 0, 1, 1); }},
+        {"rectangle 2", kNull, kNull, kSize,
+         [](Record r) { return T_CopyBitmapRect2(0, r, sizeof *r, 0, 0, 1, 1, 1); }},
+        {"trim", kNull, kNull, kSize, [](Record r) { return T_TrimBitmap(r, 0, 0, 1, 1); }},
         {"get", kNull, 0, kSize, [](Record r) { return T_GetBitmapRow(r, buffer, 1, 1); }},
         {"put", kNull, 0, kSize, [](Record r) { return T_PutBitmapRow(r, buffer, 1, 1); }},
         {"get column", kNull, 0, kSize, [](Record r) { return T_GetBitmapRowCol(r, buffer, 1, 1, 1); }},
@@ -34,6 +44,7 @@ TEST(EntryRules, Bitmap) {
         {"segments", kNull, 0, kSize, [](Record r) { return T_PutBitmapRowSegments(r, buffer, 1, 0, &word, 1, 0); }},
     };
     checkEntryCases(cases);
+    T_FreeBitmap(&stored);
 }
 
 // What has no place in the table: other null arguments, size arguments, functions without a result.
@@ -55,6 +66,9 @@ TEST(EntryRules, BitmapArguments) {
     EXPECT_EQ(T_DupBitmapNewDim(&copy, &bitmap, sizeof copy - 4, 1, 1, 8, 0), kSize);
     EXPECT_EQ(T_DupBitmapNewDim(&bitmap, &bitmap, sizeof bitmap, 1, 1, 8, 0), kNull) << "onto itself";
     EXPECT_EQ(T_FreeDuplicateBitmap(nullptr, 15), kNull);
+    EXPECT_EQ(T_CopyBitmap(nullptr, &bitmap, sizeof copy), kNull);
+    EXPECT_EQ(T_CopyBitmap2(&copy, &bitmap, 1, sizeof copy - 4), kSize);
+    EXPECT_EQ(T_CopyBitmapRect(&copy, &bitmap, sizeof copy - 4, 0, 0, 1, 1), kSize);
 
     EXPECT_EQ(T_LockBitmap(nullptr), 0);
     T_UnlockBitmap(nullptr, 0);

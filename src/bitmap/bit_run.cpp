@@ -1,0 +1,60 @@
+#include "bitmap/bit_run.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+
+namespace tnk {
+namespace {
+
+// Eight bits of the stream `first`, `second`, from bit `shift` on; shift is 1 to 7.
+template <bool kLowFirst>
+uint8_t join(uint32_t first, uint32_t second, uint32_t shift) {
+    if constexpr (kLowFirst) return static_cast<uint8_t>(first >> shift | second << (8 - shift));
+    return static_cast<uint8_t>(first << shift | second >> (8 - shift));
+}
+
+template <bool kLowFirst>
+void joinAll(uint8_t* __restrict to, const uint8_t* __restrict from, size_t count, uint32_t shift) {
+    for (size_t i = 0; i < count; ++i) to[i] = join<kLowFirst>(from[i], from[i + 1], shift);
+}
+
+// A byte before the run and one after it are part of the stream and count as 0.
+template <bool kLowFirst>
+void realign(uint8_t* to, size_t toBytes, const uint8_t* from, size_t fromBytes, int32_t shift) {
+    if (shift < 0) {
+        shift += 8;
+        *to++ = join<kLowFirst>(0, from[0], static_cast<uint32_t>(shift));
+        --toBytes;
+    }
+    const size_t pairs = std::min(toBytes, fromBytes - 1);
+    joinAll<kLowFirst>(to, from, pairs, static_cast<uint32_t>(shift));
+    if (pairs < toBytes) to[pairs] = join<kLowFirst>(from[pairs], 0, static_cast<uint32_t>(shift));
+}
+
+// The bits of a byte from `first` up to `end`; all from `first` on when the run ends with the byte.
+uint8_t maskOf(uint32_t first, uint32_t end, bool lowFirst) {
+    if (end == 0) end = 8;
+    const uint32_t mask = lowFirst ? (0xFFu << first) & (0xFFu >> (8 - end)) : (0xFFu >> first) & (0xFFu << (8 - end));
+    return static_cast<uint8_t>(mask);
+}
+
+}  // namespace
+
+void moveBits(uint8_t* to, uint32_t toPhase, const uint8_t* from, uint32_t fromPhase, uint64_t bits, bool lowFirst) {
+    if (bits == 0) return;
+    const auto toBytes = static_cast<size_t>((toPhase + bits + 7) >> 3);
+    const auto fromBytes = static_cast<size_t>((fromPhase + bits + 7) >> 3);
+    const int32_t shift = static_cast<int32_t>(fromPhase) - static_cast<int32_t>(toPhase);
+    if (shift == 0) {
+        std::memcpy(to, from, toBytes);
+    } else if (lowFirst) {
+        realign<true>(to, toBytes, from, fromBytes, shift);
+    } else {
+        realign<false>(to, toBytes, from, fromBytes, shift);
+    }
+    to[0] &= maskOf(toPhase, 0, lowFirst);
+    to[toBytes - 1] &= maskOf(0, static_cast<uint32_t>((toPhase + bits) & 7), lowFirst);
+}
+
+}  // namespace tnk

@@ -1,0 +1,146 @@
+// Whole copies of bitmaps.
+#include "bitmap/copy.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "bitmap/rows.h"
+#include "bitmap/storage.h"
+#include "system/memory.h"
+
+namespace tnk {
+namespace {
+
+constexpr EntryRule kStoredEntry = {ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER, 0};
+constexpr EntryRule kSourceEntry = {ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER, ERROR_STRUCT_SIZE};
+constexpr EntryRule kStoredDataEntry = {ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, 0};
+constexpr EntryRule kDataEntry = {ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, ERROR_STRUCT_SIZE};
+
+constexpr uint32_t kCopyEverything = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS;
+constexpr uint32_t kCopyAttachments = kCopyEverything & ~DUP_ALLOCATE;
+
+// Moves whole stored rows. Rows that have an address are read or written where they lie; only between two bitmaps
+// without one they go through scratch.
+class RowMover {
+  public:
+    RowMover(BitmapHandle& source, BitmapHandle& destination) : source_(source), destination_(destination) {}
+
+    Result prepare() {
+        TRY(storageOf(source_).lend(source_, 0, source_.Height, &from_));
+        if (!storageOf(destination_).lend(destination_, 0, source_.Height, &to_).ok()) return FAILURE;
+        // In memory one move does for all.
+        band_ = from_ != nullptr && to_ != nullptr ? source_.Height : bandRows(source_);
+        if (from_ != nullptr || to_ != nullptr) return SUCCESS;
+        return scratch_.allocate(uint64_t{source_.BytesPerLine} * static_cast<uint32_t>(band_)) ? SUCCESS : FAILURE;
+    }
+
+    int32_t band() const { return band_; }
+
+    Result move(int32_t first, int32_t count) {
+        const size_t offset = size_t{source_.BytesPerLine} * static_cast<uint32_t>(first);
+        const size_t bytes = size_t{source_.BytesPerLine} * static_cast<uint32_t>(count);
+        uint8_t* from = from_ != nullptr ? from_ + offset : nullptr;
+        uint8_t* to = to_ != nullptr ? to_ + offset : from != nullptr ? from : scratch_.data();
+        if (from == nullptr) {
+            TRY(read(to, first, static_cast<uint32_t>(bytes)));
+        } else if (from != to) {
+            std::memmove(to, from, bytes);  // records may share their memory
+        }
+        if (to_ == nullptr && putRow(destination_, to, first, static_cast<uint32_t>(bytes)) != int64_t(bytes)) {
+            return FAILURE;
+        }
+        noteRow(source_, first + count - 1);
+        noteRow(destination_, first + count - 1);
+        return SUCCESS;
+    }
+
+  private:
+    Result read(uint8_t* buffer, int32_t row, uint32_t bytes) {
+        const int64_t moved = getRow(source_, buffer, row, bytes);
+        if (moved < 0) return static_cast<int32_t>(moved);
+        return moved == bytes ? SUCCESS : FAILURE;
+    }
+
+    BitmapHandle& source_;
+    BitmapHandle& destination_;
+    uint8_t* from_ = nullptr;
+    uint8_t* to_ = nullptr;
+    int32_t band_ = 1;
+    Scratch<uint8_t> scratch_;
+};
+
+Result copyData(BitmapHandle& destination, BitmapHandle& source) {
+    // The source's rows are laid into the destination's, which must have room for them.
+    if (destination.BytesPerLine != source.BytesPerLine || destination.Height < source.Height) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const Locked sourceLock(source);
+    const Locked destinationLock(destination);
+    RowMover mover(source, destination);
+    TRY(mover.prepare());
+    Progress progress = copyProgress(source.Height);
+    TRY(progress.begin());
+    for (int32_t row = 0; row < source.Height;) {
+        const int32_t count = std::min({mover.band(), source.Height - row, progress.rowsToReport()});
+        TRY(mover.move(row, count));
+        TRY(progress.step(count));
+        row += count;
+    }
+    return SUCCESS;
+}
+
+Result copyWhole(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request) {
+    TRY(makeCopyRecord(destination, source, source.Width, source.Height, request));
+    const Result copied = copyData(destination, source);
+    if (!copied.ok()) freeBitmap(destination);
+    return copied;
+}
+
+int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t structSize, const uint32_t* request) {
+    if (destination == nullptr) return ERROR_INVALID_PARAMETER;
+    Result entry = checkEntry(kStoredEntry, source);
+    // KEEP: a bitmap is its own copy whatever the sizes say; looking at them first would be the tempting repair.
+    if (entry.ok() && destination == source) return SUCCESS;
+    if (entry.ok()) entry = checkEntry(kSourceEntry, source);
+    if (!entry.ok()) return entry.code;
+    if (structSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
+    return copyWhole(*destination, *source, request).code;
+}
+
+}  // namespace
+
+Result copyBitmap(BitmapHandle& destination, BitmapHandle& source) { return copyWhole(destination, source, nullptr); }
+
+Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height,
+                      const uint32_t* request) {
+    const int32_t bits = source.BitsPerPixel;
+    if (request == nullptr) return duplicateBitmap(destination, source, width, height, bits, kCopyEverything);
+    TRY(duplicateBitmap(destination, source, width, height, bits, kCopyAttachments));
+    Result result = isGray(source) ? copyGrayParams(destination, source) : Result(SUCCESS);
+    if (result.ok()) result = allocateBitmap(destination, *request);
+    if (!result.ok()) freeDuplicateBitmap(destination, kCopyAttachments);
+    return result;
+}
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_CopyBitmap(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize) {
+    return checkAndCopy(Destination, Source, StructSize, nullptr);
+}
+
+extern "C" int32_t TNK_CALL T_CopyBitmap2(BitmapHandle* Destination, BitmapHandle* Source, uint32_t MemoryType,
+                                          uint32_t StructSize) {
+    return checkAndCopy(Destination, Source, StructSize, &MemoryType);
+}
+
+extern "C" int32_t TNK_CALL T_CopyBitmapData(BitmapHandle* Destination, BitmapHandle* Source) {
+    Result entry = checkEntry(kStoredDataEntry, Source);
+    if (entry.ok()) entry = checkEntry(kStoredDataEntry, Destination);
+    if (entry.ok() && Destination == Source) return SUCCESS;
+    if (entry.ok()) entry = checkEntry(kDataEntry, Source);
+    if (entry.ok()) entry = checkEntry(kDataEntry, Destination);
+    if (!entry.ok()) return entry.code;
+    return copyData(*Destination, *Source).code;
+}
