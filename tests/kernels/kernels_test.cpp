@@ -36,19 +36,11 @@ std::vector<InstructionSet> variants() {
     return sets;
 }
 
-class Rows {
-  public:
-    explicit Rows(uint32_t seed) : random_(seed) {}
-
-    std::vector<uint8_t> bytes(size_t count) {
-        std::vector<uint8_t> row(count);
-        for (uint8_t& byte : row) byte = static_cast<uint8_t>(random_());
-        return row;
-    }
-
-  private:
-    std::mt19937 random_;
-};
+std::vector<uint8_t> randomBytes(std::mt19937& random, size_t count) {
+    std::vector<uint8_t> row(count);
+    for (uint8_t& byte : row) byte = static_cast<uint8_t>(random());
+    return row;
+}
 
 void checkRow(const Kernel& kernel, const Kernels& variant, const Shape& shape, const std::vector<uint8_t>& source,
               size_t width, size_t offset) {
@@ -72,12 +64,19 @@ void checkRow(const Kernel& kernel, const Kernels& variant, const Shape& shape, 
                            moved.begin() + static_cast<ptrdiff_t>(offset + targetBytes)));
 }
 
-void checkKernel(const std::string& name, const Shape& shape, const Kernel& kernel) {
-    Rows rows(static_cast<uint32_t>(shape.sourceBits * 64 + shape.targetBits));
+// The kernel `member` of every variant with the constants `values`.
+template <typename Values>
+void checkKernel(const std::string& name, void (*Kernels::*member)(const uint8_t*, uint8_t*, size_t, const Values&),
+                 const Values& values, const Shape& shape) {
+    std::mt19937 random(static_cast<uint32_t>(shape.sourceBits * 64 + shape.targetBits));
+    const Kernel kernel = [&](const Kernels& kernels, const uint8_t* source, uint8_t* target, size_t count) {
+        (kernels.*member)(source, target, count, values);
+    };
     for (InstructionSet set : variants()) {
         for (size_t width = 1; width <= kMaxWidth; ++width) {
             SCOPED_TRACE(name + ", set " + std::to_string(static_cast<int>(set)) + ", width " + std::to_string(width));
-            checkRow(kernel, kernelsFor(set), shape, rows.bytes(bytesOf(width, shape.sourceBits)), width, width % 17);
+            const auto source = randomBytes(random, bytesOf(width, shape.sourceBits));
+            checkRow(kernel, kernelsFor(set), shape, source, width, width % 17);
             if (testing::Test::HasFatalFailure()) return;
         }
     }
@@ -113,58 +112,33 @@ TEST(Kernels, Shuffle) {
         for (uint8_t target : {3, 4, 6, 8}) {
             for (uint32_t seed = 0; seed < 3; ++seed) {
                 const PixelShuffle shuffle = arbitraryShuffle(source, target, seed);
-                checkKernel("shuffle", {source * 8u, target * 8u},
-                            [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-                                kernels.shuffle(from, to, count, shuffle);
-                            });
+                checkKernel("shuffle", &Kernels::shuffle, shuffle, {source * 8u, target * 8u});
             }
         }
     }
 }
 
 TEST(Kernels, TablesOfPixels) {
+    std::mt19937 random(5);
     for (uint32_t bytes : {1u, 2u, 3u, 4u, 6u, 8u}) {
         PixelTable table;
         table.pixelBytes = bytes;
-        const std::vector<uint8_t> content = Rows(bytes).bytes(sizeof table.eight);
+        const std::vector<uint8_t> content = randomBytes(random, sizeof table.eight);
         std::memcpy(table.eight, content.data(), content.size());
-        checkKernel("expand", {8, bytes * 8},
-                    [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-                        kernels.expand(from, to, count, table);
-                    });
-        checkKernel("spread", {1, bytes * 8},
-                    [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-                        kernels.spread(from, to, count, table);
-                    });
+        checkKernel("expand", &Kernels::expand, table, {8, bytes * 8});
+        checkKernel("spread", &Kernels::spread, table, {1, bytes * 8});
     }
 }
 
-TEST(Kernels, Fields555) {
+TEST(Kernels, PixelsOfThreeAndFourBytes) {
     for (uint32_t bytes : {3u, 4u}) {
         for (bool swap : {false, true}) {
+            checkKernel("gray", &Kernels::gray, GrayWeights{bytes, swap}, {bytes * 8, 8});
             for (bool alphaBit : {false, bytes == 4}) {
                 const Fields555 fields = {bytes, swap, alphaBit, 0xC3};
-                checkKernel("to555", {bytes * 8, 16},
-                            [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-                                kernels.to555(from, to, count, fields);
-                            });
-                checkKernel("from555", {16, bytes * 8},
-                            [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-                                kernels.from555(from, to, count, fields);
-                            });
+                checkKernel("to555", &Kernels::to555, fields, {bytes * 8, 16});
+                checkKernel("from555", &Kernels::from555, fields, {16, bytes * 8});
             }
-        }
-    }
-}
-
-TEST(Kernels, Gray) {
-    for (uint32_t bytes : {3u, 4u}) {
-        for (bool rgb : {false, true}) {
-            const GrayWeights weights = {bytes, rgb};
-            checkKernel("gray", {bytes * 8, 8},
-                        [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-                            kernels.gray(from, to, count, weights);
-                        });
         }
     }
 }
@@ -178,10 +152,7 @@ TEST(Kernels, MatchPair) {
         {{-510, -510, -510}, -195075, 4, 0, false},
     };
     for (const PairMatch& match : matches) {
-        checkKernel("matchPair", {match.pixelBytes * 8, 1},
-                    [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-                        kernels.matchPair(from, to, count, match);
-                    });
+        checkKernel("matchPair", &Kernels::matchPair, match, {match.pixelBytes * 8, 1});
     }
 }
 
@@ -191,11 +162,7 @@ TEST(Kernels, Multiply) {
         {{{9467, -1151, -125, 4095}, {-305, 10232, -1735, 4095}, {-2156, -6498, 16846, 4095}}},
         {{{32767, 32767, 32767, 32767}, {-32768, -32768, -32768, -32768}, {-8192, 8192, 0, -1}}},
     };
-    for (const ChannelMatrix& matrix : matrices) {
-        checkKernel("multiply", {32, 32}, [&](const Kernels& kernels, const uint8_t* from, uint8_t* to, size_t count) {
-            kernels.multiply(from, to, count, matrix);
-        });
-    }
+    for (const ChannelMatrix& matrix : matrices) checkKernel("multiply", &Kernels::multiply, matrix, {32, 32});
 }
 
 TEST(Kernels, TheEnvironmentOnlyTakesAway) {
