@@ -7,6 +7,7 @@
 
 #include "color/dither_fixture.h"
 #include "color/dither_modes.h"
+#include "format/pixel_format.h"
 #include "reference/dither.h"
 #include "tnkrn.h"
 
@@ -22,46 +23,24 @@ struct SourceFormat {
     bool grayPalette = false;
 };
 
-const SourceFormat kFormats[] = {
-    {1, 0},
-    {2, 0},
-    {3, 0},
-    {4, 0},
-    {5, 0},
-    {6, 0},
-    {7, 0},
-    {8, 0},
-    {1, 0, 0, -1, 0, true},
-    {8, 0, 0, -1, 0, true},
-    {12, 2},
-    {12, 2, 2, 6},
-    {12, 2, 0, 9, 1024},
-    {12, 2, 3, 9, 100},
-    {16, 0},
-    {16, 1},
-    {16, 2},
-    {16, 2, 4, 15},
-    {16, 2, 9, 11},
-    {16, 2, 0, 15, 65536},
-    {16, 2, 14, 2},
-    {24, 0},
-    {24, 1},
-    {24, 5},
-    {32, 0},
-    {32, 1},
-    {32, 2},
-    {32, 2, 20, 25},
-    {32, 2, 0, 7, 256},
-    {48, 0},
-    {48, 1},
-    {48, 5},
-    {64, 0},
-    {64, 1},
-};
+// Every depth and order, then windows and tables of gray samples.
+std::vector<SourceFormat> sourceFormats() {
+    std::vector<SourceFormat> all = {{1, 0, 0, -1, 0, true}, {8, 0, 0, -1, 0, true}, {12, 2, 2, 6},
+                                     {12, 2, 0, 9, 1024},    {12, 2, 3, 9, 100},     {16, 2, 4, 15},
+                                     {16, 2, 9, 11},         {16, 2, 0, 15, 65536},  {16, 2, 14, 2},
+                                     {32, 2, 20, 25},        {32, 2, 0, 7, 256}};
+    for (int32_t bits = 1; bits <= 64; ++bits) {
+        const PixelFormat* format = findPixelFormat(bits);
+        for (uint32_t order = 0; format != nullptr && order <= ORDER_MATRIX_RGB; ++order) {
+            if ((format->orders >> order & 1) != 0 && (bits > 8 || order == ORDER_RGB)) all.push_back({bits, order});
+        }
+    }
+    return all;
+}
 
 TEST(Dithering, EqualsThePlainFormForEveryFormatMethodAndMode) {
     Random random(32);
-    for (const SourceFormat& format : kFormats) {
+    for (const SourceFormat& format : sourceFormats()) {
         for (uint32_t method = 0; method <= kMaxDitherMethod; ++method) {
             for (uint32_t mode = 0; mode < kMatchModes; ++mode) {
                 const auto width =

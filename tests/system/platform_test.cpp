@@ -48,41 +48,6 @@ TEST(Platform, BudgetsCanBeRead) {
     EXPECT_EQ(counts[1], counts[1] == 0 ? 0 : counts[0] + 1) << "0 where the system counts none";
 }
 
-TEST(Platform, PalettesKeepTheirEntries) {
-    PaletteEntry entries[256];
-    for (int i = 0; i < 256; ++i) {
-        entries[i] = {static_cast<uint8_t>(i), static_cast<uint8_t>(i * 3), static_cast<uint8_t>(i * 7), 0};
-    }
-    entries[200] = entries[100];
-    for (const uint32_t count : {1u, 255u, 256u}) {
-        const T_HANDLE palette = platform->createPalette(entries, count);
-        ASSERT_NE(palette, 0);
-        EXPECT_EQ(platform->paletteSize(palette), count);
-        PaletteEntry read[256] = {};
-        EXPECT_EQ(platform->getPaletteEntries(palette, 0, 256, read), count);
-        EXPECT_EQ(std::memcmp(read, entries, count * sizeof *read), 0);
-        EXPECT_EQ(platform->getPaletteEntries(palette, UINT32_MAX, UINT32_MAX, read), 0u);
-        const uint32_t colour = uint32_t{entries[100].Blue} << 16 | entries[100].Green << 8 | entries[100].Red;
-        EXPECT_EQ(platform->nearestPaletteIndex(palette, colour), count == 1 ? 0u : 100u) << "the first of equal ones";
-
-        const PaletteEntry changed[3] = {{1, 2, 3, 0}, {4, 5, 6, 0}, {7, 8, 9, 0}};
-        EXPECT_EQ(platform->setPaletteEntries(palette, count - 1, 3, changed), 1u) << "cut at the end";
-        EXPECT_EQ(platform->setPaletteEntries(palette, count, 3, changed), 0u);
-        EXPECT_EQ(platform->getPaletteEntries(palette, count - 1, 256, read), 1u);
-        EXPECT_EQ(std::memcmp(read, changed, sizeof *read), 0);
-        EXPECT_TRUE(platform->deletePalette(palette));
-    }
-    const T_HANDLE block = T_OsAllocHandle(100, 0, nullptr);
-    for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}, T_HANDLE{-1}, block}) {
-        EXPECT_EQ(platform->paletteSize(wrong) + platform->nearestPaletteIndex(wrong, 0), 0u);
-        EXPECT_EQ(platform->getPaletteEntries(wrong, 0, 1, entries), 0u);
-        EXPECT_EQ(platform->setPaletteEntries(wrong, 0, 1, entries), 0u);
-        EXPECT_FALSE(platform->deletePalette(wrong));
-    }
-    T_OsFreeHandle(block, 0, nullptr);
-    EXPECT_EQ(platform->createPalette(entries, 257), 0);
-}
-
 TEST(Platform, ConvertsTextAndCutsBetweenCharacters) {
     for (const uint32_t capacity : {0u, 1u, 4u, 8u}) {
         char out[8] = "q";
