@@ -39,7 +39,7 @@ void putModel(const BitmapHandle& bitmap, uint8_t* row, const uint8_t* buffer, u
               bool keepTopBits) {
     const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
     for (uint32_t pixel = start; pixel < end; ++pixel) {
-        if (bits == 2 && start % 4 == 2 && pixel == start + 1) continue;
+        if (bits == 2 && start % 4 == 2 && pixel == start + 1) continue;  // the odd mask of this start
         for (uint32_t bit = 0; bit < bits; ++bit) {
             if (keepTopBits && isTopBit(bitmap, bit)) continue;
             const BitPlace to = bitPlace(bits, kColumn + pixel, bit);
@@ -95,17 +95,6 @@ TEST_P(RowSegments, WriteWhatTheModelWrites) {
     for (const int32_t bits : {8, 16, 24, 32, 48, 64}) checkDepth(bits, ORDER_BGR, true);
     checkDepth(16, ORDER_GRAY, true);
     checkDepth(32, ORDER_GRAY, true);
-}
-
-TEST_P(RowSegments, KeepTheOddStartMaskOfTwoBits) {
-    StoredBitmap stored(GetParam(), 8, 1, 2);
-    const uint8_t ones[] = {0xFF, 0xFF, 0, 0};
-    const uint32_t segment[] = {2, 6};
-    ASSERT_EQ(T_PutBitmapRowSegments(&stored.record, ones, 0, 0, segment, 2, 0), SUCCESS);
-    uint8_t row[4];
-    ASSERT_EQ(T_GetBitmapRow(&stored.record, row, 0, 4), 4);
-    EXPECT_EQ(row[0], 0x0C) << "pixel 3 stays";
-    EXPECT_EQ(row[1], 0xF0);
 }
 
 }  // namespace

@@ -161,6 +161,7 @@ TEST_F(ColorResolution, DeeperEqualsConversionRowByRow) {
         uint32_t flags;
         uint32_t order;
     } kTargets[] = {{12, 0, ORDER_GRAY},
+                    {12, CRF_MATRIXRGB, ORDER_GRAY},
                     {16, CRF_BGR, ORDER_BGR},
                     {16, CRF_GRAY | CRF_BGR, ORDER_GRAY},
                     {24, 0, ORDER_RGB},

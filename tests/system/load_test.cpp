@@ -2,37 +2,26 @@
 #ifdef _WIN32
 #include <windows.h>
 #else
-#include <dlfcn.h>
 #include <malloc.h>
 #include <pthread.h>
 #endif
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <memory>
 #include <thread>
 
-#include "tnkrn.h"
+#include "platform/platform.h"
+#include "support/files.h"
 
+namespace tnk::test {
 namespace {
 
 using GetDithering = int32_t(TNK_CALL*)(void);
 
 #ifdef _WIN32
 
-class Library {
-  public:
-    Library() : module_(LoadLibraryW(L"Tnkrn15u.dll")) {}
-    ~Library() { FreeLibrary(module_); }
-    GetDithering getDithering() const {
-        return reinterpret_cast<GetDithering>(
-            reinterpret_cast<void*>(GetProcAddress(module_, "T_GetDefaultDithering")));
-    }
-
-  private:
-    HMODULE module_;
-};
+constexpr const char* kLibrary = "Tnkrn15u.dll";
 
 size_t heapBytesInUse() {
     HANDLE heaps[64];
@@ -58,20 +47,7 @@ unsigned nextThreadSlot() {
 
 #else
 
-class Library {
-  public:
-    Library() {
-        const auto program = std::filesystem::read_symlink("/proc/self/exe");
-        handle_ = dlopen((program.parent_path() / "libtnkrn15u.so").c_str(), RTLD_NOW | RTLD_LOCAL);
-    }
-    ~Library() { dlclose(handle_); }
-    GetDithering getDithering() const {
-        return reinterpret_cast<GetDithering>(dlsym(handle_, "T_GetDefaultDithering"));
-    }
-
-  private:
-    void* handle_ = nullptr;
-};
+constexpr const char* kLibrary = "libtnkrn15u.so";
 
 // Sanitizers have a heap of their own, which is 0 here; they look for leaks at the program's end.
 size_t heapBytesInUse() { return mallinfo2().uordblks; }
@@ -85,10 +61,24 @@ unsigned nextThreadSlot() {
 
 #endif
 
+class Library {
+  public:
+    Library() : module_(platform->loadModule(wide(kLibrary).c_str())) {
+        EXPECT_NE(module_, 0) << "not beside this program";
+    }
+    ~Library() { platform->unloadModule(module_); }
+    GetDithering getDithering() const {
+        return reinterpret_cast<GetDithering>(platform->findSymbol(module_, "T_GetDefaultDithering"));
+    }
+
+  private:
+    T_HANDLE module_;
+};
+
 void loadUseUnload() {
     const Library library;
     const GetDithering getDithering = library.getDithering();
-    ASSERT_NE(getDithering, nullptr) << "the shared library is not beside the test program";
+    ASSERT_NE(getDithering, nullptr);
     std::thread([=] { EXPECT_EQ(getDithering(), 7); }).join();
     EXPECT_EQ(getDithering(), 7);
 }
@@ -109,3 +99,4 @@ TEST(Loading, LeavesNothingBehind) {
 }
 
 }  // namespace
+}  // namespace tnk::test
