@@ -406,6 +406,30 @@ TNK_API int32_t TNK_CALL T_PutBitmapRowSegments(BitmapHandle* Bitmap, const uint
                                                 const uint32_t* Segments, uint32_t Count, uint32_t KeepTopBits);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Run-compressed rows of 1 bit
+ *
+ * An encoded row is a count of 32 bits, then that many runs of 16 bits, little-endian: lengths in pixels, by turns of 0
+ * bits and of 1 bits, beginning with 0 bits (of which there may be none). A run of more than 65,535 pixels is cut where
+ * the last byte begins that would make it too long, and goes on after an empty run of the other colour: 70,000 pixels
+ * are 65,528, 0, 4,472. A row of W pixels takes at most 4 + 2 x (W + 1) bytes; rows follow each other without padding.
+ * Addresses need no alignment. Plain rows are 1 bit a pixel, the first pixel in the most significant bit.
+ */
+
+/* Encodes Pixels pixels of one row. Src is the byte of the first pixel, StartCol AND 7 its place there. Src is only
+ * read. Returns Pixels. Codes: -13 null. */
+TNK_API int32_t TNK_CALL T_CompressRow(void* Dst, uint8_t* Src, uint32_t StartCol, uint32_t Pixels);
+/* Encodes rows that lie ((Width + 31) >> 3) & ~3 bytes apart. Codes: -13 null. */
+TNK_API int32_t TNK_CALL T_CompressRows(void* Dst, const uint8_t* Src, uint32_t Width, uint32_t Rows);
+
+/* Decodes pixels StartPixel .. StartPixel + Pixels - 1 of an encoded row into (Pixels + 7) / 8 bytes of Dst, from its
+ * first bit on. Pixels that the runs do not reach, and the bits after the last pixel, are 0; runs beyond are not looked
+ * at. Codes: -13 null. */
+TNK_API int32_t TNK_CALL T_ExpandRow(const void* Src, uint8_t* Dst, uint32_t StartPixel, uint32_t Pixels);
+/* Decodes encoded rows into rows ((Width + 31) >> 3) & ~3 bytes apart, of which the first (Width + 7) / 8 bytes are
+ * written. Codes: -13 null. */
+TNK_API int32_t TNK_CALL T_ExpandRows(const void* Src, uint8_t* Dst, uint32_t Width, uint32_t Rows);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Settings of the calling thread, callbacks, version
  */
 

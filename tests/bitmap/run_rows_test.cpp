@@ -1,0 +1,176 @@
+// Rows to runs and back: hand-worked values, and the plain form of the rule over widths, starts and long runs.
+#include "bitmap/run_rows.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+#include "reference/runs.h"
+#include "tnkrn.h"
+
+namespace tnk::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using RunList = std::vector<uint16_t>;
+
+constexpr uint8_t kGuard = 0xC3;
+
+Bytes encoded(const RunList& runs) {
+    Bytes bytes(4 + runs.size() * 2);
+    const auto count = static_cast<uint32_t>(runs.size());
+    std::memcpy(bytes.data(), &count, 4);
+    std::copy_n(reinterpret_cast<const uint8_t*>(runs.data()), runs.size() * 2, bytes.data() + 4);
+    return bytes;
+}
+
+// The row without bytes to spare, so that the sanitizer sees a byte too many read; what was encoded without its guards.
+Bytes compress(Bytes row, uint32_t lead, uint32_t pixels) {
+    const Bytes before = row;
+    Bytes out(static_cast<size_t>(maxEncodedBytes(pixels)) + 16, kGuard);
+    uint8_t none = 0;
+    uint8_t* const source = row.empty() ? &none : row.data();
+    EXPECT_EQ(T_CompressRow(out.data(), source, 64 + lead, pixels), static_cast<int32_t>(pixels));
+    EXPECT_EQ(row, before) << "the source was changed";
+    const size_t used = encoded(RunList(Runs::ofRow(out.data()).count())).size();
+    EXPECT_TRUE(std::all_of(out.begin() + static_cast<ptrdiff_t>(used), out.end(), [](uint8_t byte) {
+        return byte == kGuard;
+    })) << "more was written than the row takes";
+    out.resize(used);
+    return out;
+}
+
+Bytes expand(const Bytes& row, uint32_t start, uint32_t pixels) {
+    Bytes out((size_t{pixels} + 7) / 8 + 16, kGuard);
+    EXPECT_EQ(T_ExpandRow(row.data(), out.data(), start, pixels), SUCCESS);
+    EXPECT_EQ(std::count(out.end() - 16, out.end(), kGuard), 16);
+    out.resize(out.size() - 16);
+    return out;
+}
+
+TEST(RunRows, HandValues) {
+    Bytes first65528(8750, 0);  // 70,000 pixels
+    Bytes ones(8750, 0xFF);
+    Bytes offset(8750, 0);
+    offset[0] = 0x80;
+    const struct {
+        Bytes row;
+        uint32_t lead, pixels;
+        RunList runs;
+    } cases[] = {
+        {Bytes(13, 0), 0, 100, {100}},
+        {{0x80}, 0, 1, {0, 1}},
+        {{0x1F}, 3, 5, {0, 5}},
+        {{0xE0}, 3, 5, {5}},
+        {{0x55, 0xF0}, 0, 12, {1, 1, 1, 1, 1, 1, 1, 5}},
+        {{0x55}, 5, 0, {0}},
+        {{}, 0, 0, {0}},
+        {first65528, 0, 70000, {65528, 0, 4472}},
+        {ones, 0, 70000, {0, 65528, 0, 4472}},
+        {offset, 0, 70000, {0, 1, 65535, 0, 4464}},
+        {first65528, 3, 69997, {65533, 0, 4464}},
+        // The last partial byte closes a run too, though 65,535 pixels would fit exactly.
+        {first65528, 0, 65535, {65535}},
+        {first65528, 0, 65536, {65528, 0, 8}},
+        {first65528, 5, 65536, {65531, 0, 5}},
+    };
+    for (const auto& test : cases) {
+        SCOPED_TRACE(::testing::Message() << test.pixels << " pixels from " << test.lead);
+        EXPECT_EQ(compress(test.row, test.lead, test.pixels), encoded(test.runs));
+        EXPECT_EQ(referenceRuns(test.row.data(), test.lead, test.pixels), test.runs) << "the plain form";
+    }
+}
+
+// Every fifth byte random, the others 0 or FF, at every width and start.
+TEST(RunRows, EqualThePlainForm) {
+    std::mt19937 random(1);
+    for (uint32_t pixels = 0; pixels <= 200; ++pixels) {
+        for (uint32_t lead = 0; lead < 8; ++lead) {
+            Bytes row((lead + pixels + 7) / 8);
+            const auto busy = 1 + random() % 5;
+            for (uint8_t& byte : row) {
+                byte = static_cast<uint8_t>(random() % busy == 0 ? random() : 0u - (random() >> 4 & 1));
+            }
+            const Bytes runs = referenceEncode(row.data(), lead, pixels);
+            ASSERT_EQ(compress(row, lead, pixels), runs) << pixels << " from " << lead;
+            const RunList list = referenceRuns(row.data(), lead, pixels);
+            for (uint32_t start = 0; start <= pixels; start += 1 + static_cast<uint32_t>(random() % 9)) {
+                const uint32_t part = random() % 2 == 0 ? pixels - start : (pixels - start) / 2;
+                ASSERT_EQ(expand(runs, start, part), referenceExpand(list, start, part)) << start << ", " << part;
+            }
+        }
+    }
+}
+
+TEST(RunRows, LongRunsEqualThePlainForm) {
+    std::mt19937 random(2);
+    for (uint32_t i = 0; i < 60; ++i) {
+        const uint32_t lead = i % 8;
+        const uint32_t pixels = 65'500 + static_cast<uint32_t>(random() % 80) + (i % 3) * 65'528;
+        Bytes row((lead + pixels + 7) / 8, i % 2 == 0 ? 0 : 0xFF);
+        for (uint32_t n = 0; n < i % 4; ++n) row[random() % (n == 0 ? 3 : row.size())] ^= 1u << random() % 8;
+        const Bytes runs = referenceEncode(row.data(), lead, pixels);
+        ASSERT_EQ(compress(row, lead, pixels), runs) << i;
+        const auto start = static_cast<uint32_t>(random() % pixels);
+        const RunList list = referenceRuns(row.data(), lead, pixels);
+        ASSERT_EQ(expand(runs, 0, pixels), referenceExpand(list, 0, pixels)) << i;
+        ASSERT_EQ(expand(runs, start, pixels - start), referenceExpand(list, start, pixels - start)) << i;
+    }
+}
+
+TEST(RunRows, ExpandingStandsAnyRuns) {
+    const struct {
+        RunList runs;
+        uint32_t start, pixels;
+        Bytes row;
+    } cases[] = {
+        {{}, 0, 9, {0, 0}},
+        {{}, 3, 9, {0, 0}},
+        {{0, 0, 0, 3}, 0, 9, {0xE0, 0}},
+        {{2, 0, 2, 0, 0, 1}, 0, 8, {0x08}},
+        {{0, 3}, 0, 20, {0xE0, 0, 0}},
+        {{4, 65535, 65535, 65535}, 2, 10, {0x3F, 0xC0}},
+        {{0, 65535}, 0, 0, {}},
+        {{1, 9}, 5, 3, {0xE0}},
+        {{1, 9}, 10, 3, {0}},
+        {{1, 9}, 4'000'000'000, 3, {0}},
+    };
+    for (const auto& test : cases) EXPECT_EQ(expand(encoded(test.runs), test.start, test.pixels), test.row);
+}
+
+TEST(RunRows, RowsFollowEachOther) {
+    const uint32_t width = 45, rows = 7, stride = 8;
+    Bytes plain(stride * rows);
+    std::mt19937 random(3);
+    for (uint8_t& byte : plain) byte = static_cast<uint8_t>(random());
+    Bytes all;
+    for (uint32_t row = 0; row < rows; ++row) {
+        const Bytes one = referenceEncode(plain.data() + row * stride, 0, width);
+        all.insert(all.end(), one.begin(), one.end());
+    }
+    Bytes out(all.size() + 1, kGuard);
+    ASSERT_EQ(T_CompressRows(out.data(), plain.data(), width, rows), SUCCESS);
+    EXPECT_EQ(out.back(), kGuard);
+    out.pop_back();
+    EXPECT_EQ(out, all);
+    Bytes back(plain.size(), kGuard);
+    ASSERT_EQ(T_ExpandRows(all.data(), back.data(), width, rows), SUCCESS);
+    for (uint32_t row = 0; row < rows; ++row) {
+        plain[row * stride + 5] &= 0xF8;
+        plain[row * stride + 6] = plain[row * stride + 7] = kGuard;  // padding bytes stay
+    }
+    EXPECT_EQ(back, plain);
+
+    uint8_t byte[64] = {};
+    for (const auto& [to, from] : {std::pair<uint8_t*, uint8_t*>{nullptr, byte}, {byte, nullptr}}) {
+        EXPECT_EQ(T_CompressRow(to, from, 0, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_CompressRows(to, from, 1, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_ExpandRow(from, to, 0, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_ExpandRows(from, to, 1, 1), ERROR_INVALID_PARAMETER);
+    }
+}
+
+}  // namespace
+}  // namespace tnk::test
