@@ -37,6 +37,7 @@ void registerConversions();
 void registerDithering();
 void registerPalettes();
 void registerStorage();
+void registerRuns();
 void registerMagick();
 void registerPillow();
 

@@ -110,6 +110,7 @@ int main(int argc, char** argv) {
     registerDithering();
     registerPalettes();
     registerStorage();
+    registerRuns();
     registerMagick();
     registerPillow();
     benchmark::RunSpecifiedBenchmarks();
