@@ -380,6 +380,49 @@ TNK_API int32_t TNK_CALL T_CopyBitmapData(BitmapHandle* Destination, BitmapHandl
 TNK_API int32_t TNK_CALL T_TrimBitmap(BitmapHandle* Bitmap, int32_t Left, int32_t Top, int32_t Width, int32_t Height);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Lists of bitmaps
+ *
+ * A list holds records; the pixels of a record belong to the list while it is in it. Indexes count from 0; a run of items
+ * (Index, Count) is cut at the end of the list. A list belongs to one thread at a time.
+ * Codes of all of them: -13 null list or output, an index at or past the count, a run of none; -789 a record's size, or
+ * the size argument; -814 a list that counts items and has none; -1 no memory, the lists are as they were.
+ */
+TNK_API int32_t TNK_CALL T_CreateBitmapList(T_HANDLE* List);
+/* Frees all bitmaps and the list; 1. */
+TNK_API int32_t TNK_CALL T_DestroyBitmapList(T_HANDLE List);
+TNK_API int32_t TNK_CALL T_GetBitmapListCount(T_HANDLE List, uint32_t* Count);
+
+/* Inserts the record before Index, or at the end with any index from the count on. The caller's record still names the
+ * bitmap and is not to be freed. */
+TNK_API int32_t TNK_CALL T_InsertBitmapListItem(T_HANDLE List, uint32_t Index, const BitmapHandle* Bitmap);
+
+/* Takes the item out and, with Bitmap, hands it to the caller. Nothing is freed. */
+TNK_API int32_t TNK_CALL T_RemoveBitmapListItem(T_HANDLE List, uint32_t Index, BitmapHandle* Bitmap);
+
+/* The item's record; the bitmap stays the list's. */
+TNK_API int32_t TNK_CALL T_GetBitmapListItem(T_HANDLE List, uint32_t Index, BitmapHandle* Bitmap, uint32_t StructSize);
+
+/* Overwrites the item, with an empty record when Bitmap is null or of the wrong size. What was there is not freed: this is
+ * for a record that was read, changed, and goes back. */
+TNK_API int32_t TNK_CALL T_SetBitmapListItem(T_HANDLE List, uint32_t Index, const BitmapHandle* Bitmap);
+
+/*
+ * Puts Bitmap in the item's place. The old record is handed out in OldBitmap, of OldStructSize bytes, or freed without
+ * it. Index 0xFFFFFFFF means the last item. An index equal to the count means a spare record behind the items, which
+ * no other function sees and which is freed with the list. An empty list: -13.
+ */
+TNK_API int32_t TNK_CALL T_ReplaceBitmapListItem(T_HANDLE List, uint32_t Index, const BitmapHandle* Bitmap,
+                                                 BitmapHandle* OldBitmap, uint32_t OldStructSize);
+
+/* Removes a run of items and frees their bitmaps. */
+TNK_API int32_t TNK_CALL T_DeleteBitmapListItems(T_HANDLE List, uint32_t Index, uint32_t Count);
+
+/* Moves a run of items into a new list; or copies it with T_CopyBitmap, whose codes end the copy. NewList is written
+ * on success. */
+TNK_API int32_t TNK_CALL T_MoveBitmapListItems(T_HANDLE* NewList, T_HANDLE List, uint32_t Index, uint32_t Count);
+TNK_API int32_t TNK_CALL T_CopyBitmapListItems(T_HANDLE* NewList, T_HANDLE List, uint32_t Index, uint32_t Count);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Rows
  *
  * Row is the stored row index. Row, column and byte count are the caller's responsibility: they are not checked
