@@ -38,6 +38,7 @@ void registerDithering();
 void registerPalettes();
 void registerStorage();
 void registerRuns();
+void registerCopies();
 void registerMagick();
 void registerPillow();
 

@@ -111,6 +111,7 @@ int main(int argc, char** argv) {
     registerPalettes();
     registerStorage();
     registerRuns();
+    registerCopies();
     registerMagick();
     registerPillow();
     benchmark::RunSpecifiedBenchmarks();

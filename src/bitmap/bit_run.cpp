@@ -14,9 +14,24 @@ uint8_t join(uint32_t first, uint32_t second, uint32_t shift) {
     return static_cast<uint8_t>(first << shift | second >> (8 - shift));
 }
 
+// Eight bytes at a time: bits that a shift of the word carries into a neighbouring byte are masked off. The compiler makes
+// vectors of it; of shifts of single bytes it makes 32-bit lanes, five times slower.
 template <bool kLowFirst>
 void joinAll(uint8_t* __restrict to, const uint8_t* __restrict from, size_t count, uint32_t shift) {
-    for (size_t i = 0; i < count; ++i) to[i] = join<kLowFirst>(from[i], from[i + 1], shift);
+    const uint64_t bytes = 0x0101010101010101;
+    const uint64_t ofFirst = bytes * join<kLowFirst>(0xFF, 0, shift);
+    const uint64_t ofSecond = ~ofFirst;
+    const size_t words = count / 8;
+    for (size_t i = 0; i < words; ++i) {
+        uint64_t first, second;
+        std::memcpy(&first, from + 8 * i, 8);
+        std::memcpy(&second, from + 8 * i + 1, 8);
+        first = kLowFirst ? first >> shift : first << shift;
+        second = kLowFirst ? second << (8 - shift) : second >> (8 - shift);
+        const uint64_t word = (first & ofFirst) | (second & ofSecond);
+        std::memcpy(to + 8 * i, &word, 8);
+    }
+    for (size_t i = 8 * words; i < count; ++i) to[i] = join<kLowFirst>(from[i], from[i + 1], shift);
 }
 
 // A byte before the run and one after it are part of the stream and count as 0.
