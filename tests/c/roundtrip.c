@@ -1,6 +1,5 @@
-/* The interface as a C program meets it: the header in C99, a bitmap there and back, files, a palette, settings. */
+/* The interface as a C program meets it: the header in C99, a bitmap there and back, a palette, progress. */
 #include <stdio.h>
-#include <string.h>
 
 #include "tnkrn.h"
 
@@ -49,20 +48,6 @@ static void roundTrip(uint32_t memoryType) {
     CHECK(back.pData == NULL && back.Palette == NULL && back.DataHandle == 0);
 }
 
-static void redirectToMemory(void) {
-    void* context = NULL;
-    T_HANDLE file = 0, block = 0;
-    uint32_t length = 0;
-    char text[6] = "";
-    CHECK(T_StartRedirectToBuffer(&context, &file, REDIRECT_GROW | REDIRECT_WRITE, 0, 0) == SUCCESS);
-    CHECK(T_RedirectedWrite(file, "hello", 5) == 5);
-    CHECK(T_RedirectedSeek(file, 0, 0) == 0);
-    CHECK(T_RedirectedRead(file, text, 99) == 5 && strcmp(text, "hello") == 0);
-    CHECK(T_RedirectedClose(file) == 0);
-    CHECK(T_StopRedirectToBuffer(context, &block, &length) == SUCCESS && length == 5);
-    CHECK(T_OsFreeHandle(block, __LINE__, __FILE__) == SUCCESS);
-}
-
 int main(void) {
     VersionRecord version;
     CHECK(sizeof(PaletteEntry) == 4 && sizeof(VersionRecord) == 108);
@@ -70,7 +55,6 @@ int main(void) {
     CHECK(T_VersionInfo(&version, sizeof version) == SUCCESS && version.MajorVersion == 15);
     roundTrip(MEM_CONVENTIONAL);
     roundTrip(MEM_NOCONVENTIONAL);
-    redirectToMemory();
     printf("%d failures\n", failures);
     return failures != 0;
 }

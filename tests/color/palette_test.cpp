@@ -274,38 +274,6 @@ TEST(BitmapPalette, ComparesWhatBothHave) {
     EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, nullptr, 2), 0);
 }
 
-TEST(PaletteMap, SearchesUnlessAllBytesAgree) {
-    Palette source = {rgb(9, 9, 9), rgb(9, 9, 9), rgb(100, 0, 0)};
-    Palette target = source;
-    target.push_back(rgb(1, 1, 1));
-    uint8_t map[256];
-    const auto run = [&](const Palette* from, uint32_t count, const Palette* to) {
-        std::fill(std::begin(map), std::end(map), uint8_t{0xEE});
-        const bool identity = buildPaletteMap(from ? from->data() : nullptr, count, to ? to->data() : nullptr,
-                                              to ? static_cast<uint32_t>(to->size()) : 0, map);
-        EXPECT_TRUE(count == 256 || map[count] == 0xEE);
-        return identity;
-    };
-    EXPECT_TRUE(run(&source, 3, &target));
-    EXPECT_EQ(map[1], 1);
-    target[2].Reserved = 1;  // now the second entry finds the first
-    EXPECT_FALSE(run(&source, 3, &target));
-    EXPECT_EQ(std::vector<uint8_t>(map, map + 3), (std::vector<uint8_t>{0, 0, 2}));
-    target.resize(2);
-    EXPECT_FALSE(run(&source, 3, &target));
-    EXPECT_EQ(map[2], 1);  // both are as near; the last of red's hue class, to which grays belong
-
-    const Palette grays = grayPalette({0, 1, 2, 3});
-    EXPECT_TRUE(run(nullptr, 4, &grays));  // levels as they are, not spread over the count
-    EXPECT_FALSE(run(nullptr, 256, &grays));
-    EXPECT_EQ(map[255], 3);
-    EXPECT_FALSE(run(&source, 3, nullptr));
-    EXPECT_EQ(map[2], (2 * 100 + 4) >> 3);
-    EXPECT_TRUE(run(&grays, 4, nullptr));
-    EXPECT_TRUE(run(nullptr, 4, nullptr));
-    EXPECT_EQ(map[0], 0xEE);
-}
-
 TEST(TranslateColor, ByTagAndTarget) {
     const Bitmap source(8, {rgb(10, 20, 30), rgb(250, 0, 0), rgb(0, 0, 0)});
     const Bitmap target(4, {rgb(0, 0, 0), rgb(250, 0, 0), rgb(11, 21, 31), rgb(128, 128, 128)});

@@ -61,6 +61,8 @@ class ConvertReference : public testing::Test {
         for (ReferenceColor& color : arbitrary_) color = {byte(), byte(), byte(), byte()};
         // Many equal distances: few levels.
         for (ReferenceColor& color : twin_) color = {few(), few(), few(), 0};
+        marked_ = twin_;
+        marked_[0].reserved = 1;
     }
 
     uint8_t byte() { return static_cast<uint8_t>(random_()); }
@@ -80,6 +82,7 @@ class ConvertReference : public testing::Test {
     std::mt19937 random_{20};
     std::vector<ReferenceColor> arbitrary_;
     std::vector<ReferenceColor> twin_;
+    std::vector<ReferenceColor> marked_;  // the same colours, but not the same bytes: searched
 };
 
 // The bits of the last byte that belong to no pixel.
@@ -150,7 +153,7 @@ TEST_F(ConvertReference, PalettesAndAlpha) {
             std::vector<const ReferenceColor*> targets = {nullptr};
             if (source.hasPalette()) sources = {nullptr, arbitrary_.data(), twin_.data()};
             if (source.bits == 12 || (source.bits == 16 && source.isGray())) sources.push_back(arbitrary_.data());
-            if (target.hasPalette()) targets = {nullptr, arbitrary_.data(), twin_.data()};
+            if (target.hasPalette()) targets = {nullptr, arbitrary_.data(), twin_.data(), marked_.data()};
             for (const ReferenceColor* paletteSrc : sources) {
                 for (const ReferenceColor* paletteDst : targets) {
                     for (uint32_t flags : {0u, 0x20u}) {
