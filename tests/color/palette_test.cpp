@@ -337,7 +337,7 @@ TEST(LogicalPalette, MovesEntriesAndClips) {
         EXPECT_EQ(bytesOf(out.data(), 1), bytesOf(palette.data() + count - 1, 1));
         for (const uint32_t first : {count, 0xFFFFFFFFu}) {
             EXPECT_EQ(T_GetPaletteEntries(handle, first, 0xFFFFFFFF, out.data()), 0u);
-            EXPECT_EQ(T_SetPaletteEntries(handle, first, 1, out.data()), 0u);
+            EXPECT_EQ(platform->setPaletteEntries(handle, first, 1, out.data()), 0u);
         }
         EXPECT_EQ(T_GetPaletteEntries(handle, 0, 1, nullptr), 0u);
         EXPECT_EQ(T_SetPaletteEntries(handle, 0, 1, nullptr), 0u);
@@ -354,13 +354,14 @@ TEST(LogicalPalette, MovesEntriesAndClips) {
         EXPECT_EQ(T_DeletePalette(copy), 1);
     }
     EXPECT_EQ(T_CreatePalette(nullptr, 2), 0);
-    EXPECT_EQ(T_CreatePalette(palette.data(), 257), 0);
+    EXPECT_EQ(platform->createPalette(palette.data(), 257), 0);
     const T_HANDLE block = T_OsAllocHandle(100, 0, nullptr);
     Bitmap bitmap(8, {rgb(7, 8, 9)});
     for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}, T_HANDLE{-1}, block}) {
         EXPECT_EQ(T_DupPalette(wrong), 0);
         EXPECT_EQ(T_GetPaletteSize(wrong) + platform->nearestPaletteIndex(wrong, 0), 0u);
-        EXPECT_EQ(T_SetPaletteEntries(wrong, 0, 1, palette.data()), 0u);
+        EXPECT_EQ(platform->getPaletteEntries(wrong, 0, 1, palette.data()), 0u);
+        EXPECT_EQ(platform->setPaletteEntries(wrong, 0, 1, palette.data()), 0u);
         EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, wrong), ERROR_INVALID_PARAMETER);
         EXPECT_EQ(T_DeletePalette(wrong), 0);
     }
