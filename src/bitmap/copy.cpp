@@ -109,8 +109,6 @@ int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t s
 
 }  // namespace
 
-Result copyBitmap(BitmapHandle& destination, BitmapHandle& source) { return copyWhole(destination, source, nullptr); }
-
 Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height,
                       const uint32_t* request) {
     const int32_t bits = source.BitsPerPixel;

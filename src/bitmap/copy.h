@@ -1,4 +1,4 @@
-// Copies of bitmaps, for the other families.
+// What whole copies and rectangles share.
 #pragma once
 
 #include <algorithm>
@@ -11,9 +11,6 @@
 #include "tnkrn.h"
 
 namespace tnk {
-
-// Makes `destination` a full copy of another record; see T_CopyBitmap.
-Result copyBitmap(BitmapHandle& destination, BitmapHandle& source);
 
 // The record of a copy with its storage, of the source's kind or, with a request, of that. A failure frees it.
 Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height,
