@@ -13,7 +13,8 @@ INSTANTIATE_TEST_SUITE_P(Kinds, CopyOfKind, ::testing::ValuesIn(kAllKinds), kind
 
 TEST_P(CopyOfKind, HasTheSameRows) {
     for (const int32_t bits : kAllDepths) {
-        const int32_t width = bits == 32 ? 1200 : 37;  // wide rows go in several bands
+        // No bits after the last pixel, which not every kind keeps. Wide rows go in several bands.
+        const int32_t width = bits == 32 ? 1200 : 64;
         StoredBitmap source(GetParam(), width, 70, bits);
         const Bytes rows = fillRandomly(source.record);
         BitmapHandle copy;
