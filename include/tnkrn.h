@@ -161,6 +161,7 @@ typedef struct PaletteEntry {
 #define COLOR_TAG_INDEX 0x01000000u /* the low byte is a palette index */
 #define COLOR_TAG_RAW 0x02000000u   /* the low 16 bits are a raw gray sample */
 #define COLOR_TAG_GRAY 0x04000000u  /* the low 16 bits are a gray level; their high byte is the 8-bit level */
+#define COLOR_ERROR 0x80000000u     /* no colour: T_GetPixelColor failed */
 
 /*
  * A bitmap. The caller declares the record, T_InitBitmap fills it, T_AllocateBitmap attaches storage. The table
@@ -473,6 +474,42 @@ TNK_API int32_t TNK_CALL T_ExpandRow(const void* Src, uint8_t* Dst, uint32_t Sta
 TNK_API int32_t TNK_CALL T_ExpandRows(const void* Src, uint8_t* Dst, uint32_t Width, uint32_t Rows);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Pixels. Row is the stored row index, Col the pixel column.
+ */
+
+/*
+ * Move the bytes that a pixel touches, as stored: ((Col + 1) * BitsPerPixel + 7) / 8 - Col * BitsPerPixel / 8 of them.
+ * Neighbours that share the bytes come along.
+ * Codes: -2 null record or buffer or not allocated, -789, -27 depth, -13 BufferSize below that, -1 not all could be
+ * moved: the bytes do not lie in a stored row, or row access failed.
+ */
+TNK_API int32_t TNK_CALL T_GetPixelData(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Col,
+                                        uint32_t BufferSize);
+TNK_API int32_t TNK_CALL T_PutPixelData(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Col,
+                                        uint32_t BufferSize);
+
+/*
+ * The colour value of a pixel: plain, or COLOR_TAG_GRAY for 12- and 16-bit gray pixels, whose samples are read through
+ * LowBit..HighBit and scaled to 16 bits; with a lookup table in force (pLUT and BMF_WINDOW) the colour of its entry.
+ * Channels of 16 bits count by their high byte, alpha not at all. An entry that a palette or table does not have is
+ * black. COLOR_ERROR for null, unallocated, a wrong size, a position outside, 32-bit gray and failed row access.
+ */
+TNK_API uint32_t TNK_CALL T_GetPixelColor(BitmapHandle* Bitmap, int32_t Row, int32_t Col);
+
+/*
+ * Stores a colour value; other pixels and alpha channels keep theirs.
+ *   1-8 bits        COLOR_TAG_INDEX gives the index, anything else the nearest palette entry (0 without a palette)
+ *   12, 16 gray     a level (COLOR_TAG_GRAY) or the gray level of the colour, scaled into LowBit..HighBit, the other
+ *                   bits 0; COLOR_TAG_RAW is the whole sample; with a lookup table in force, the nearest entry's index
+ *   32 gray         the value itself, all 32 bits
+ *   colours         red, green and blue; COLOR_TAG_GRAY means its 8-bit level in all three, other tags do not count
+ * Where the dispatch table has a position routine it decides what may be written, inside the bitmap.
+ * Codes: -2 null or not allocated, -789, -1360 signed samples, -11 the position, -27 depth, -13 an order that the depth
+ * does not have, and those of row access.
+ */
+TNK_API int32_t TNK_CALL T_PutPixelColor(BitmapHandle* Bitmap, int32_t Row, int32_t Col, uint32_t Color);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Settings of the calling thread, callbacks, version
  */
 
@@ -580,7 +617,7 @@ typedef int32_t(TNK_CALL* ResizeRoutine)(BitmapHandle* Bitmap, int32_t NewWidth,
 /* Gives the bounds of the region, which are then cut to the bitmap; the whole bitmap without a routine. */
 typedef int32_t(TNK_CALL* BoundsRoutine)(BitmapHandle* Bitmap, BitmapRect* Bounds);
 
-/* Answers whether a pixel may be written: 1 to write it. */
+/* Answers whether T_PutPixelColor may write a pixel: 1, or anything but 0, to write it where the bitmap has it. */
 typedef int32_t(TNK_CALL* WritableRoutine)(BitmapHandle* Bitmap, int32_t Row, int32_t Column);
 
 typedef int32_t(TNK_CALL* FlipRoutine)(BitmapHandle* Bitmap);

@@ -41,6 +41,12 @@ Result moveRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, i
     return result;
 }
 
+bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column) {
+    const auto check = routine<WritableRoutine>(DISPATCH_WRITABLE);
+    const bool allowed = check == nullptr || check(&bitmap, row, column) != 0;
+    return allowed && isInside(bitmap, row, column);
+}
+
 Result copyOverlays(BitmapHandle& destination, const BitmapHandle&) {
     destination.pOverlays = nullptr;
     return SUCCESS;

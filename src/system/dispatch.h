@@ -15,6 +15,14 @@ Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, i
 // region, nothing changes; after a failure the copy has none.
 Result moveRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);
 
+// Whether the position lies in the bitmap.
+inline bool isInside(const BitmapHandle& bitmap, int32_t row, int32_t column) {
+    return row >= 0 && row < bitmap.Height && column >= 0 && column < bitmap.Width;
+}
+// Whether a pixel there may be written: by the routine where there is one. Outside the bitmap is nothing to write to,
+// whatever the routine says.
+bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column);
+
 // Gives `destination` its own copy of the source's overlay set; releases a set. Bitmaps carry none yet.
 Result copyOverlays(BitmapHandle& destination, const BitmapHandle& source);
 void releaseOverlays(BitmapHandle& bitmap);

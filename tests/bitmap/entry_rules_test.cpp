@@ -8,6 +8,7 @@ namespace {
 constexpr int32_t kNull = ERROR_INVALID_PARAMETER;
 constexpr int32_t kBare = ERROR_NOT_ALLOCATED;
 constexpr int32_t kSize = ERROR_STRUCT_SIZE;
+constexpr int32_t kNoColor = INT32_MIN;  // COLOR_ERROR
 
 uint8_t buffer[64];
 uint32_t word;
@@ -42,6 +43,11 @@ TEST(EntryRules, Bitmap) {
         {"get column", kNull, 0, kSize, [](Record r) { return T_GetBitmapRowCol(r, buffer, 1, 1, 1); }},
         {"put column", kNull, 0, kSize, [](Record r) { return T_PutBitmapRowCol(r, buffer, 1, 1, 1); }},
         {"segments", kNull, 0, kSize, [](Record r) { return T_PutBitmapRowSegments(r, buffer, 1, 0, &word, 1, 0); }},
+        {"get pixel", kBare, kBare, kSize, [](Record r) { return T_GetPixelData(r, buffer, 1, 1, 8); }},
+        {"put pixel", kBare, kBare, kSize, [](Record r) { return T_PutPixelData(r, buffer, 1, 1, 8); }},
+        {"get colour", kNoColor, kNoColor, kNoColor,
+         [](Record r) { return static_cast<int32_t>(T_GetPixelColor(r, 1, 1)); }},
+        {"put colour", kBare, kBare, kSize, [](Record r) { return T_PutPixelColor(r, 1, 1, 0); }},
     };
     checkEntryCases(cases);
     T_FreeBitmap(&stored);
