@@ -868,6 +868,42 @@ TNK_API int32_t TNK_CALL T_GetGrayParams(int32_t BitsPerPixel, int32_t MaxBits, 
 TNK_API int32_t TNK_CALL T_IntGetMinMaxValGray(BitmapHandle* Bitmap, int32_t* MinVal, int32_t* MaxVal);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Gray-scale conversion of whole bitmaps
+ *
+ * Results of 8 bits have a palette of 256 grays from black to white, others are in ORDER_GRAY; both are unsigned, fill
+ * all bits and have no window and no lookup table. MinVal and MaxVal are the range of 12- and 16-bit results. Size,
+ * perspective, resolution, byte map, region, overlays, animation values and the kind of storage stay, but for compressed
+ * rows and caller or movable memory, which become plain memory. In place, the new pixels are built aside: a failure or a
+ * stop leaves the bitmap as it was, success ends a dithering run on it. Reports to the status callback.
+ * Codes of all: -13 null, -2 not allocated, -789, -1486 a lookup table in force of the wrong length, -13 an empty window
+ * or an order that the depth does not have, -3 too large, -1 no memory, those of T_AllocateBitmap and of row access, and
+ * the callback's value.
+ */
+
+/*
+ * To 8, 12 or 16 bits (else -27), by the rules of T_ConvertBuffer: indexes through the palette, colours by
+ * (2 red + 5 green + blue + 4) >> 3. Gray samples are read through LowBit..HighBit with BMF_WINDOW, else through
+ * DataLowBit..DataHighBit, and spread over the result; with a lookup table in force the level of their entry counts.
+ * Signed samples (BMF_SIGNED) need a window, else -1360; one that takes in the sign begins with the least sample.
+ * 1 at once when the bitmap has that form already.
+ */
+TNK_API int32_t TNK_CALL T_GrayScaleBitmap(BitmapHandle* Bitmap, int32_t BitsPerPixel);
+/* The same into Destination, whose old contents are neither looked at nor freed; Source stays as it is, and may have
+ * the form already. The region is copied through the dispatch table. After a failure other than -2, -789 or a null
+ * record Destination is empty. Also -13: Destination is Source. */
+TNK_API int32_t TNK_CALL T_CreateGrayScaleBitmap(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize,
+                                                 int32_t BitsPerPixel);
+
+/*
+ * 32-bit gray (else -27) to 16 and to 8 bits in place: round((s - least) * 65535 / (greatest - least)), or with 255,
+ * halves up. With BMF_WINDOW s is the value of bits LowBit..HighBit, from 0 to all ones; without it, the whole sample,
+ * from the least to the greatest that the bitmap has, where a single value becomes 0. Signed samples (BMF_SIGNED) count
+ * as two's complement, also in a window that takes in the sign. A lookup table in force is used as in T_GrayScaleBitmap.
+ */
+TNK_API int32_t TNK_CALL T_Gray32To16(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_Gray32To8(BitmapHandle* Bitmap);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Dithering
  */
 #define DITHER_NONE 0u            /* nearest colour */

@@ -178,13 +178,6 @@ Result ditherAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapH
     return SUCCESS;
 }
 
-// A lookup table that does not fit its window would be read past its end.
-Result checkGrayTable(const BitmapHandle& bitmap) {
-    if (!isGray(bitmap) || !hasGrayTable(bitmap)) return SUCCESS;
-    const GrayParams window = grayParams(bitmap.BitsPerPixel, bitmap.BitsPerPixel, bitmap.LowBit, bitmap.HighBit);
-    return bitmap.LUTLength == uint64_t{window.mask} + 1 ? SUCCESS : ERROR_LUT_LENGTH;
-}
-
 Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapHandle& destination, RowSink& sink,
                       Progress& progress) {
     PaletteEntry sourcePalette[kMaxPaletteEntries];

@@ -30,6 +30,9 @@ struct GrayParams {
 };
 GrayParams grayParams(int32_t bitsPerPixel, int32_t maxBits, int32_t lowBit, int32_t highBit);
 
+// -1486 when the lookup table in force does not fit its window: it would be read past its end.
+Result checkGrayTable(const BitmapHandle& bitmap);
+
 // Gray level of a colour.
 constexpr uint8_t grayLevel(uint32_t red, uint32_t green, uint32_t blue) {
     return static_cast<uint8_t>((2 * red + 5 * green + blue + 4) >> 3);

@@ -1,6 +1,7 @@
 // The window of significant bits of gray samples.
 #include <algorithm>
 
+#include "bitmap/lifecycle.h"
 #include "format/convert.h"
 
 namespace tnk {
@@ -15,6 +16,12 @@ GrayParams grayParams(int32_t bitsPerPixel, int32_t maxBits, int32_t lowBit, int
     params.mask = bits <= 0 ? 0 : bits >= 32 ? 0xFFFFFFFF : (1u << bits) - 1;
     params.shift = static_cast<int32_t>(high - bits + 1);
     return params;
+}
+
+Result checkGrayTable(const BitmapHandle& bitmap) {
+    if (!isGray(bitmap) || !hasGrayTable(bitmap)) return SUCCESS;
+    const GrayParams window = grayParams(bitmap.BitsPerPixel, bitmap.BitsPerPixel, bitmap.LowBit, bitmap.HighBit);
+    return bitmap.LUTLength == uint64_t{window.mask} + 1 ? SUCCESS : ERROR_LUT_LENGTH;
 }
 
 }  // namespace tnk
