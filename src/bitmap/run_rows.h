@@ -64,7 +64,7 @@ class RunEncoder {
     void endRuns(const uint16_t* ends, uint32_t count, uint64_t last) {
         uint8_t* to = at_;
         for (uint32_t i = 0; i < count; ++i) {
-            const auto run = static_cast<uint16_t>(ends[i] - ends[ptrdiff_t{i} - 1]);
+            const auto run = static_cast<uint16_t>(ends[i] - ends[static_cast<ptrdiff_t>(i) - 1]);
             std::memcpy(to + size_t{i} * kRunBytes, &run, sizeof run);
         }
         at_ += size_t{count} * kRunBytes;
