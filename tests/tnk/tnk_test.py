@@ -24,6 +24,7 @@ from pictures import HEIGHT, WIDTH
 
 COMMAND = []
 WINDOWS = False
+SUPER = False  # the codec module is there
 METHODS = "none floyd-steinberg stucki burkes sierra stevenson-arce jarvis ordered clustered".split()
 DATA = pathlib.Path(__file__).parent / "data"
 
@@ -106,7 +107,7 @@ class Reading(ToolTest):
                 self.assertEqual(self.image("out.png").mode, "RGBA")
                 self.assertEqual(self.image("out.png").tobytes(), expected.convert("RGBA").tobytes())
         # Gray with alpha is gray where no alpha is wanted.
-        self.convert("ga.png", "out.png", "8", "--gray")
+        self.tnk("convert", "ga.png", "out.png", "--gray", "8")
         self.assertEqual(self.image("out.png").tobytes(), ga.getchannel(0).tobytes())
 
     def test_sixteen_bits_a_channel_stay_exact(self):
@@ -121,7 +122,8 @@ class Reading(ToolTest):
         self.assertEqual(pictures.samples16(self.read("alpha.png")), with_alpha)
         self.convert("alpha.png", "color.png", "48", "--order", "bgr")
         self.assertEqual(pictures.samples16(self.read("color.png")), color)
-        self.convert("gray.pgm", "gray-{bits}.png", "12,16", "--gray")
+        for bits in ("12", "16"):
+            self.tnk("convert", "gray.pgm", "gray-{bits}.png", "--gray", bits)
         self.assertEqual(pictures.samples16(self.read("gray-16.png")), gray)
         # Twelve bits stand in a file of sixteen, spread over its range.
         twelve = [v * 65535 // 4095 for v in (g >> 4 for g in gray)]
@@ -131,7 +133,7 @@ class Reading(ToolTest):
         for largest, top in ((1, 255), (7, 255), (1000, 65535)):
             samples = list(range(0, largest + 1, max(1, largest // 50)))
             self.write("in.pgm", pictures.pnm(5, len(samples), 1, largest, samples))
-            self.convert("in.pgm", "out.png", "16", "--gray")
+            self.tnk("convert", "in.pgm", "out.png", "--gray", "16")
             scaled = [(s * top + largest // 2) // largest * (65535 // top) for s in samples]
             self.assertEqual(pictures.samples16(self.read("out.png")), scaled, largest)
 
@@ -194,14 +196,14 @@ class Writing(ToolTest):
         self.assertEqual(struct.unpack_from("<H", self.read("out-16.bmp"), 28)[0], 16)
 
     def test_grays(self):
-        self.convert("in.ppm", "gray-{bits}.png", "4,8", "--gray")
+        self.convert("in.ppm", "gray-{bits}.png", "4,8", "--gray", "8")
         self.assertEqual(list(self.image("gray-8.png").getdata()), [pictures.level(p) for p in self.pixels])
         four = self.image("gray-4.png")
         self.assertEqual(pictures.read_png(self.read("gray-4.png"))[2:4], (4, 0))
         # Dithering keeps the brightness.
         mean = sum(four.convert("L").getdata()) / len(self.pixels)
         self.assertAlmostEqual(mean, sum(pictures.level(p) for p in self.pixels) / len(self.pixels), delta=3)
-        self.convert("in.ppm", "gray.bmp", "8", "--gray")
+        self.tnk("convert", "in.ppm", "gray.bmp", "--gray", "8")
         self.assertEqual(self.image("gray.bmp").tobytes(), self.image("gray-8.png").tobytes())
 
     def test_resolution_goes_along(self):
@@ -267,17 +269,68 @@ class Writing(ToolTest):
         add("in.ppm", "1,2,3,4,5,6,7,8", "--dither", "all")
         add("in.ppm", "8", "--dither", "all", "--palette", "web")
         add("in.ppm", "6", "--dither", "all", "--palette", "own.gpl")
-        add("in.ppm", "1,4,7", "--dither", "all", "--gray")
+        add("in.ppm", "1,4,7", "--dither", "all", "--gray", "8")
         add("in.ppm", "16,24,32")
         add(str(DATA / "small.jpg"), "8,24")
         self.assertEqual(total.hexdigest(), "c917b45a1fd912ad3d48e26e49362d30aa2291420cce3e6f9923f9c9b26fe993")
+
+
+class Working(ToolTest):
+    def test_crop(self):
+        rgb = self.scene_image()
+        rgba = self.scene_image("RGBA")
+        rgba.putalpha(rgb.getchannel(2))
+        for name, image in (("a.png", rgb), ("b.png", rgba), ("c.png", rgb.getchannel(0))):
+            self.save(name, image, dpi=(300, 200))
+            for left, top, width, height in ((5, 3, 40, 20), (-7, -9, 20, 30), (50, 30, 1000, 2147483647), (60, 36, 1, 1)):
+                self.tnk("convert", name, "out.png", "--crop", f"{left},{top},{width},{height}")
+                right, bottom = min(left + width, WIDTH), min(top + height, HEIGHT)
+                part, out = image.crop((max(left, 0), max(top, 0), right, bottom)), self.image("out.png")
+                self.assertEqual((out.mode, out.size, out.tobytes()), (part.mode, part.size, part.tobytes()))
+                self.assertEqual([round(v) for v in out.info["dpi"]], [300, 200])
+        for box in ("61,0,5,5", "0,-8,5,8"):
+            _, err = self.tnk("convert", "a.png", "none.png", "--crop", box, code=1)
+            self.assertIn("a.png: the part to crop lies outside its 61 x 37 pixels", err)
+        self.assertNotIn("none.png", self.names())
+
+    def large(self):
+        """A picture of several times the memory that --memory tiled allows."""
+        self.write("large.ppm", pictures.ppm([row * 10 for row in pictures.scene(100, 20)] * 60))
+        return "large.ppm"
+
+    def test_files_are_the_same_wherever_bitmaps_are_held(self):
+        options = ["--crop", "3,5,990,1190", "--verbose"]
+        runs = [["--bits", "1,4,8,24"], ["--bits", "1,4", "--gray", "8"], ["--gray", "16"], []]
+        held = {"plain": "in memory", "disk": "in a temporary file", "super": ", (1|8|24) bits?,.* super-compressed|, (4|16) bits,.* in memory"}
+        self.large()
+        files = {}
+        for kind, words in held.items():
+            for number, run in enumerate([["--bits", "1"]] if kind == "compressed" else runs):
+                with self.subTest(kind=kind, run=run):
+                    if kind == "super" and not SUPER:
+                        _, err = self.tnk("convert", "large.ppm", "out-{bits}.png", *run, "--memory", kind, code=1)
+                        self.assertIn("large.ppm: super-compression needs the module TFCMP15U", err)
+                        continue
+                    out, _ = self.tnk("convert", "large.ppm", "out-{bits}.png", *run, *options, "--memory", kind)
+                    for line in out.splitlines():
+                        self.assertRegex(line, words)
+                        name = line.split(":")[0]
+                        self.assertEqual(self.read(name), files.setdefault((number, name), self.read(name)), name)
+        self.assertEqual(self.image("out-24.png").size, (990, 1190))
+
+    def test_info_tells_how_a_picture_is_held(self):
+        self.assertIn("temporary file", self.tnk("info", "in.ppm", "--memory", "disk")[0])
+        self.assertIn(f"colours     {len(set(self.pixels))} used", self.tnk("info", "in.ppm")[0])
+        self.write("bits.pbm", pictures.pnm(4, 800, 50, 1, [x // 70 % 2 for x in range(800)] * 50))
+        self.assertIn("1 bit a pixel", self.tnk("info", "bits.pbm")[0])
+        self.assertIn("in.ppm: only pictures of 1 bit", self.tnk("info", "in.ppm", "--memory", "compressed", code=1)[1])
 
 
 class Failing(ToolTest):
     def test_usage(self):
         cases = [
             ([], "subcommand"),
-            (["convert", "in.ppm", "out.png"], "--bits"),
+            (["convert", "in.ppm"], "OUT"),
             (["convert", "in.ppm", "out.png", "--bits", "9"], "none of 1 to 8"),
             (["convert", "in.ppm", "out.png", "--bits", "x"], "--bits"),
             (["convert", "in.ppm", "out.gif", "--bits", "8"], "must end in .png or .bmp"),
@@ -286,8 +339,14 @@ class Failing(ToolTest):
             (["convert", "in.ppm", "out.png", "--bits", "8", "--dither", "all"], "{dither}"),
             (["convert", "in.ppm", "out.png", "--bits", "4", "--palette", "web"], "--bits 8"),
             (["convert", "in.ppm", "out.png", "--bits", "24", "--dither", "none"], "no palette"),
-            (["convert", "in.ppm", "out.png", "--bits", "24", "--gray"], "--gray"),
-            (["convert", "in.ppm", "out.png", "--bits", "8", "--gray", "--palette", "web"], "--gray"),
+            (["convert", "in.ppm", "out.png", "--dither", "none"], "go with --bits"),
+            (["convert", "in.ppm", "out.png", "--gray", "9"], "--gray"),
+            (["convert", "in.ppm", "out.png", "--bits", "24", "--gray", "8"], "--gray"),
+            (["convert", "in.ppm", "out.png", "--bits", "8", "--gray", "8", "--palette", "web"], "--gray"),
+            (["convert", "in.ppm", "out.bmp", "--gray", "16"], "BMP holds no grays"),
+            (["convert", "in.ppm", "out.png", "--crop", "1,2,3"], "--crop"),
+            (["convert", "in.ppm", "out.png", "--crop", "0,0,0,5"], "start at 1"),
+            (["convert", "in.ppm", "out.png", "--bits", "1,8", "--memory", "compressed"], "--bits 1"),
             (["convert", "in.ppm", "out.png", "--bits", "8", "--colors", "9"], "2, 4, 8, ... 256 colours"),
             (["convert", "in.ppm", "out.png", "--bits", "4", "--colors", "32"], "no room for 32 colours"),
             (["convert", "in.ppm", "out.png", "--bits", "8", "--order", "rgb"], "--order"),
@@ -416,17 +475,21 @@ class OnPosix(ToolTest):
         self.assertEqual(self.image("real.png").size, (WIDTH, HEIGHT))
 
     def test_stop(self):
-        rows = pictures.scene(200, 20)
-        self.write("large.ppm", pictures.ppm([row * 10 for row in rows] * 60))
-        arguments = ["convert", "large.ppm", "r-{bits}-{dither}.bmp", "--bits", "1,2,3,4,5,6,7,8", "--dither", "all"]
-        run = subprocess.Popen([*COMMAND, *arguments], cwd=self.place, stderr=subprocess.PIPE)
-        while not list(self.place.glob("r-*.bmp")):
-            self.assertIsNone(run.poll())
-            time.sleep(0.005)
-        run.send_signal(signal.SIGINT)
-        _, err = run.communicate(timeout=60)
-        self.assertEqual((run.returncode, err), (130, b"tnk: interrupted\n"))
-        left = [name for name in self.names() if name not in ("in.ppm", "large.ppm")]
+        self.write("large.ppm", pictures.ppm([row * 10 for row in pictures.scene(200, 20)] * 60))
+
+        def left_after_stop(arguments, sign):
+            """What is there after Ctrl-C, given when a file of such a name was there."""
+            run = subprocess.Popen([*COMMAND, *arguments], cwd=self.place, stderr=subprocess.PIPE)
+            while not list(self.place.glob(sign)):
+                self.assertIsNone(run.poll())
+                time.sleep(0.005)
+            run.send_signal(signal.SIGINT)
+            _, err = run.communicate(timeout=60)
+            self.assertEqual((run.returncode, err), (130, b"tnk: interrupted\n"))
+            return [name for name in self.names() if name not in ("in.ppm", "large.ppm")]
+
+        options = ["--bits", "1,2,3,4,5,6,7,8", "--dither", "all"]
+        left = left_after_stop(["convert", "large.ppm", "r-{bits}-{dither}.bmp", *options], "r-*.bmp")
         self.assertLess(len(left), 72)
         for name in left:
             self.assertRegex(name, r"^r-[1-8]-[a-z-]+\.bmp$")
@@ -455,4 +518,5 @@ class OnPosix(ToolTest):
 if __name__ == "__main__":
     COMMAND = [os.path.abspath(argument) for argument in sys.argv[1:]]
     WINDOWS = COMMAND[-1].endswith(".exe")
+    SUPER = any(pathlib.Path(COMMAND[-1]).parent.glob("TFCMP15U.*"))
     unittest.main(argv=sys.argv[:1])

@@ -11,7 +11,7 @@ namespace tool {
 
 class Bitmap {
   public:
-    Bitmap() { T_InitBitmap(&record_, sizeof record_, 0, 0, 0); }
+    Bitmap() { forget(); }
     Bitmap(Bitmap&& other) noexcept : Bitmap() { std::swap(record_, other.record_); }
     Bitmap& operator=(Bitmap&& other) noexcept {
         std::swap(record_, other.record_);
@@ -23,11 +23,14 @@ class Bitmap {
     BitmapHandle* operator->() { return &record_; }
     const BitmapHandle* operator->() const { return &record_; }
 
+    // Leaves what the record refers to with a new owner.
+    void forget() { T_InitBitmap(&record_, sizeof record_, 0, 0, 0); }
+
     // Rows stored top first. `bits` 0 makes an 8-bit bitmap of grays.
-    void create(const std::string& file, int width, int height, int bits, uint32_t order) {
+    void create(const std::string& file, uint32_t request, int width, int height, int bits, uint32_t order) {
         constexpr uint32_t kTopLeft = 1;
-        const int32_t result = T_CreateBitmap(&record_, sizeof record_, MEM_CONVENTIONAL, width, height, bits, order,
-                                              nullptr, kTopLeft, nullptr, 0);
+        const int32_t result = T_CreateBitmap(&record_, sizeof record_, request, width, height, bits, order, nullptr,
+                                              kTopLeft, nullptr, 0);
         if (result != T_SUCCESS) throw fileFailure(file, describeResult(result));
     }
 

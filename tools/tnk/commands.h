@@ -11,20 +11,26 @@ namespace tool {
 constexpr std::array<const char*, 9> kDitherNames = {
     "none", "floyd-steinberg", "stucki", "burkes", "sierra", "stevenson-arce", "jarvis", "ordered", "clustered"};
 
-struct ConvertOptions {
-    std::string in;
-    std::string out;                   // {bits} and {dither} stand for the values of a result
-    std::vector<int> bits;             // one result for each, and each of the methods
+// What becomes of a picture.
+struct PictureOptions {
+    std::vector<int> crop;             // left, top, width, height; empty: the whole picture
+    int gray = 0;                      // bits of the grays that it becomes first; 0: it keeps its colours
+    std::vector<int> bits;             // one result for each, and each of the methods; empty: as it is by now
     std::vector<std::string> dithers;  // empty: floyd-steinberg
     std::string palette;               // empty: fixed
     int colors = 0;                    // 0: all
-    bool gray = false;
-    std::string order;  // empty: that of the file
+    std::string order;                 // empty: that of the file
+    std::string memory = "plain";
     bool verbose = false;
+};
+
+struct ConvertOptions : PictureOptions {
+    std::string in;
+    std::string out;  // {bits} and {dither} stand for the values of a result
 };
 
 void convert(const ConvertOptions& options);
 
-void info(const std::string& file);
+void info(const std::string& file, const std::string& memory);
 
 }  // namespace tool

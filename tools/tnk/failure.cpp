@@ -1,8 +1,14 @@
 #include "failure.h"
 
+#include "progress.h"
 #include "tnkrn.h"
 
 namespace tool {
+
+void require(int32_t result, const std::string& file) {
+    if (result == Progress::kStopped && interrupted()) throw interruptedFailure();
+    if (result != T_SUCCESS) throw fileFailure(file, describeResult(result));
+}
 
 std::string describeResult(int32_t result) {
     switch (result) {
@@ -20,6 +26,8 @@ std::string describeResult(int32_t result) {
             return "this depth and order do not go together";
         case T_ERROR_DISK_FULL:
             return "no room for a temporary file";
+        case T_ERROR_CODEC_MISSING:
+            return "super-compression needs the module TFCMP15U beside the library, which is not there";
         default:
             return "the library reports error " + std::to_string(result);
     }

@@ -30,4 +30,7 @@ inline Failure interruptedFailure() { return Failure("interrupted", kExitInterru
 // Result codes of the library in words.
 std::string describeResult(int32_t result);
 
+// Throws for every result but success: an interruption when the user stopped the work, else a failure of `file`.
+void require(int32_t result, const std::string& file);
+
 }  // namespace tool

@@ -28,6 +28,8 @@ class OutputFile {
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
+    const std::string& name() const { return name_; }
+
     void write(const void* data, size_t bytes);
     void commit();
 

@@ -12,7 +12,7 @@ namespace tool {
 
 struct Headers {
     const char* format = "";
-    int bitsPerPixel = 0;  // of the file, 0 where the pixels say it (JPEG, PNM)
+    int bitsPerPixel = 0;  // of the file, 0 where the pixels say it (JPEG, PNM of more than 1 bit)
     int xResolution = 0;   // dots per inch, 0 when the file has none
     int yResolution = 0;
     std::vector<PaletteEntry> palette;  // of pictures that have one

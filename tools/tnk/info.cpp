@@ -1,7 +1,11 @@
+#include <algorithm>
 #include <cstdio>
 
+#include "bytes.h"
 #include "commands.h"
+#include "memory.h"
 #include "picture.h"
+#include "progress.h"
 
 namespace tool {
 
@@ -20,25 +24,11 @@ const char* channelNames(int channels) {
     }
 }
 
+std::string inBits(int count) { return std::to_string(count) + (count == 1 ? " bit" : " bits"); }
+
 const char* orderName(const Bitmap& bitmap) {
     if (bitmap->BitsPerPixel <= 8) return "palette indexes";
     return bitmap->Order == ORDER_GRAY ? "gray" : bitmap->Order == ORDER_RGB ? "red first" : "blue first";
-}
-
-const char* memoryName(Bitmap& bitmap) {
-    uint32_t kind = 0;
-    if (T_GetBitmapMemoryInfo(bitmap.get(), &kind, nullptr, nullptr, nullptr, nullptr, nullptr) != T_SUCCESS)
-        return "?";
-    switch (kind) {
-        case MEMKIND_MEMORY:
-            return "in memory";
-        case MEMKIND_TILED:
-            return "in tiles";
-        case MEMKIND_DISK:
-            return "in a temporary file";
-        default:
-            return "compressed";
-    }
 }
 
 bool startsWith(const std::vector<PaletteEntry>& palette, const PaletteEntry* other) {
@@ -69,10 +59,32 @@ std::string describePalette(const std::vector<PaletteEntry>& palette) {
     return "colours of its own";
 }
 
+// Different colours of the pixels, alpha aside; 0 for channels of 16 bits, whose colours would take too long.
+size_t countColors(Bitmap& bitmap, const std::string& file) {
+    if (bitmap->BitsPerPixel > 32 || bitmap->BitsPerPixel % 8 || bitmap->Order == ORDER_GRAY) return 0;
+    const size_t pixel = static_cast<size_t>(bitmap->BitsPerPixel) / 8;
+    std::vector<bool> seen(size_t{1} << 8 * std::min<size_t>(pixel, 3));
+    std::vector<uint8_t> row(bitmap->BytesPerLine);
+    size_t count = 0;
+    for (int y = 0; y < bitmap->Height; y++) {
+        if (interrupted()) throw interruptedFailure();
+        bitmap.getRow(file, row.data(), y);
+        for (size_t x = 0; x < static_cast<size_t>(bitmap->Width); x++) {
+            const uint8_t* p = row.data() + x * pixel;
+            const uint32_t color = pixel == 1 ? *p : little16(p) | static_cast<uint32_t>(p[2]) << 16;
+            if (seen[color]) continue;
+            seen[color] = true;
+            count++;
+        }
+    }
+    return count;
+}
+
 }  // namespace
 
-void info(const std::string& file) {
-    Picture picture = readPicture(file, GrayAlpha::kAsColor);
+void info(const std::string& file, const std::string& memory) {
+    const uint32_t request = memoryRequest(memory);
+    Picture picture = readPicture(file, GrayAlpha::kAsColor, request);
     Bitmap& bitmap = picture.bitmap;
     const Headers& headers = picture.headers;
     const int pixelBits = headers.bitsPerPixel ? headers.bitsPerPixel : picture.channels * picture.bitsPerChannel;
@@ -80,7 +92,7 @@ void info(const std::string& file) {
     std::printf("%s\n", file.c_str());
     std::printf("  format      %s\n", headers.format);
     std::printf("  size        %d x %d pixels\n", bitmap->Width, bitmap->Height);
-    std::printf("  depth       %d bits a pixel\n", pixelBits);
+    std::printf("  depth       %s a pixel\n", inBits(pixelBits).c_str());
     std::printf("  channels    %d of %d bits: %s\n", picture.channels, picture.bitsPerChannel,
                 channelNames(picture.channels));
     if (headers.xResolution > 0) {
@@ -94,8 +106,18 @@ void info(const std::string& file) {
         std::printf("  palette     %zu colours: %s\n", headers.palette.size(),
                     describePalette(headers.palette).c_str());
     }
-    std::printf("  bitmap      %d bits (%s), %u bytes a row, %u bytes %s\n", bitmap->BitsPerPixel, orderName(bitmap),
-                bitmap->BytesPerLine, bitmap->Size, memoryName(bitmap));
+    if (const size_t colors = countColors(bitmap, file)) std::printf("  colours     %zu used\n", colors);
+    if (memory == "compressed") {
+        if (pixelBits != 1) throw fileFailure(file, "only pictures of 1 bit a pixel are held compressed");
+        Bitmap bits;
+        require(T_ColorResBitmap(bitmap.get(), bits.get(), sizeof(BitmapHandle), 1, CRF_FIXEDPALETTE, nullptr, 0, 0,
+                                 nullptr, nullptr),
+                file);
+        bitmap = copyTo(request, bits, file);
+    }
+    std::printf("  bitmap      %s (%s), %u bytes a row\n", inBits(bitmap->BitsPerPixel).c_str(), orderName(bitmap),
+                bitmap->BytesPerLine);
+    std::printf("  held        %s\n", describeMemory(bitmap).c_str());
 }
 
 }  // namespace tool

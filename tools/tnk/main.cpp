@@ -8,6 +8,7 @@
 
 #include "commands.h"
 #include "failure.h"
+#include "memory.h"
 #include "progress.h"
 #include "tnkrn.h"
 
@@ -31,19 +32,29 @@ constexpr const char* kExamples =
 constexpr const char* kInfoExamples =
     "Examples:\n"
     "  tnk info photo.jpg\n"
-    "  tnk info *.png";
+    "  tnk info *.png\n"
+    "  tnk info photo.jpg --memory tiled                         what it takes in tiles";
 
-constexpr const char* kConvertExamples =
+// Of the commands that make pictures.
+constexpr const char* kNotes =
+    "A picture is cropped first, then made gray, then reduced. Without --bits its depth stays.\n"
+    "A crop takes what lies inside the picture; one that lies outside altogether is a failure.\n"
     "Dithering methods: none, floyd-steinberg, stucki, burkes, sierra, stevenson-arce, jarvis, ordered, clustered.\n"
     "PNG and BMP keep palettes: 1, 2, 4 and 8 bits in PNG, 1, 4 and 8 in BMP; other depths take the next that fits.\n"
     "Alpha is kept at 32 and 64 bits; elsewhere the colours stay and the alpha goes.\n"
-    "\n"
+    "The files are the same whatever --memory says: compressed holds results of 1 bit, super pictures of 8 and 24 and\n"
+    "results of 1, 8 and 24 bits (and needs the module TFCMP15U); tiled keeps 2 MB of each in memory.\n"
+    "\n";
+
+constexpr const char* kConvertExamples =
     "Examples:\n"
     "  tnk convert photo.jpg small.png --bits 8                  256 colours, Floyd-Steinberg\n"
     "  tnk convert photo.jpg web.png --bits 8 --palette web --dither ordered\n"
     "  tnk convert photo.jpg logo.bmp --bits 4 --palette brand.gpl\n"
     "  tnk convert photo.jpg print.png --bits 1 --dither clustered\n"
-    "  tnk convert scan.png gray.png --bits 16 --gray\n"
+    "  tnk convert photo.jpg part.png --crop 100,50,640,480\n"
+    "  tnk convert scan.png gray.png --gray 16\n"
+    "  tnk convert photo.jpg ink.png --gray 8 --bits 2           four grays, dithered\n"
     "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all";
 
 // One definition of the command line; what was asked for is in the members after a parse.
@@ -53,11 +64,15 @@ class CommandLine {
     int run(std::vector<std::string> arguments);
 
   private:
+    static void addMemoryOption(CLI::App& command, std::string& memory);
+    static void addPictureOptions(CLI::App& command, PictureOptions& options);
+
     CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
     CLI::App* info_;
     CLI::App* convert_;
     std::vector<std::string> files_;
-    ConvertOptions options_;
+    std::string memory_ = "plain";
+    ConvertOptions convertOptions_;
 };
 
 #if defined(_WIN32)
@@ -85,6 +100,39 @@ std::string versionText() {
            utf8(version.ProductName) + ", built " + version.BuildDate + " " + version.BuildTime + ")";
 }
 
+void CommandLine::addMemoryOption(CLI::App& command, std::string& memory) {
+    command
+        .add_option("-m,--memory", memory,
+                    "Where bitmaps are held: plain (the default), tiled, disk, compressed, super")
+        ->check(CLI::IsMember(std::vector<std::string>(kMemoryNames.begin(), kMemoryNames.end())));
+}
+
+void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) {
+    command.add_option("--crop", options.crop, "Only this part: LEFT,TOP,WIDTH,HEIGHT in pixels")
+        ->delimiter(',')
+        ->expected(4)
+        ->allow_extra_args(false);
+    command
+        .add_option("-g,--gray", options.gray, "Grays of 8, 12 or 16 bits instead of colours; --bits 1-8 reduces them")
+        ->check(CLI::IsMember({8, 12, 16}));
+    command.add_option("-b,--bits", options.bits, "Bits a pixel: 1-8, 12 (gray), 16, 24, 32, 48, 64; or a list")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    command.add_option("-p,--palette", options.palette,
+                       "fixed (the default), web, or a file: .gpl, .pal, .act, or a picture with a palette");
+    command
+        .add_option("-c,--colors", options.colors,
+                    "Use N colours only: the first of the palette file, or the fixed palette of 2, 4, 8, ... 256")
+        ->check(CLI::Range(1, 256));
+    command.add_option("-d,--dither", options.dithers, "Dithering method (default floyd-steinberg), a list, or all")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    command.add_option("--order", options.order, "Order of the colours in the bitmap; the file looks the same")
+        ->check(CLI::IsMember({"rgb", "bgr"}));
+    addMemoryOption(command, options.memory);
+    command.add_flag("-v,--verbose", options.verbose, "Print a line for each result, with the time of conversion");
+}
+
 CommandLine::CommandLine() {
     app_.require_subcommand(1);
     // "/usr/share/photo.jpg" is a name, on Windows too.
@@ -94,30 +142,17 @@ CommandLine::CommandLine() {
 
     info_ = app_.add_subcommand("info", "Tell what is in picture files (PNG, JPEG, BMP, PNM)");
     info_->add_option("FILE", files_, "Pictures")->required();
+    addMemoryOption(*info_, memory_);
     info_->footer(kInfoExamples);
 
     convert_ = app_.add_subcommand("convert", "Convert a picture to another depth, into a PNG or BMP file");
-    convert_->add_option("IN", options_.in, "The picture (PNG, JPEG, BMP, PNM)")->required();
-    convert_->add_option("OUT", options_.out, "The result (.png or .bmp); {bits} and {dither} stand for their values")
-        ->required();
-    convert_->add_option("-b,--bits", options_.bits, "Bits a pixel: 1-8, 12 (gray), 16, 24, 32, 48, 64; or a list")
-        ->required()
-        ->delimiter(',')
-        ->allow_extra_args(false);
-    convert_->add_option("-p,--palette", options_.palette,
-                         "fixed (the default), web, or a file: .gpl, .pal, .act, or a picture with a palette");
+    convert_->add_option("IN", convertOptions_.in, "The picture (PNG, JPEG, BMP, PNM)")->required();
     convert_
-        ->add_option("-c,--colors", options_.colors,
-                     "Use N colours only: the first of the palette file, or the fixed palette of 2, 4, 8, ... 256")
-        ->check(CLI::Range(1, 256));
-    convert_->add_option("-d,--dither", options_.dithers, "Dithering method (default floyd-steinberg), a list, or all")
-        ->delimiter(',')
-        ->allow_extra_args(false);
-    convert_->add_flag("-g,--gray", options_.gray, "Grays instead of colours");
-    convert_->add_option("--order", options_.order, "Order of the colours in the bitmap; the file looks the same")
-        ->check(CLI::IsMember({"rgb", "bgr"}));
-    convert_->add_flag("-v,--verbose", options_.verbose, "Print a line for each result, with the time of conversion");
-    convert_->footer(kConvertExamples);
+        ->add_option("OUT", convertOptions_.out,
+                     "The result (.png or .bmp); {bits} and {dither} stand for their values")
+        ->required();
+    addPictureOptions(*convert_, convertOptions_);
+    convert_->footer(std::string(kNotes) + kConvertExamples);
 }
 
 void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
@@ -147,15 +182,15 @@ int CommandLine::run(std::vector<std::string> arguments) {
         return app_.exit(help);
     } catch (const CLI::ParseError& error) {
         complain(error.what());
-        std::fprintf(stderr, "Run tnk --help, tnk info --help or tnk convert --help for more.\n");
+        std::fprintf(stderr, "Run tnk --help, or tnk COMMAND --help, for more.\n");
         return kExitUsage;
     }
 
     catchInterrupts();
-    if (convert_->parsed()) return guarded([this] { convert(options_); });
+    if (convert_->parsed()) return guarded([this] { convert(convertOptions_); });
     int code = kExitOk;
     for (const std::string& file : files_) {
-        if (const int found = guarded([&file] { info(file); }); found != kExitOk) code = found;
+        if (const int found = guarded([&] { info(file, memory_); }); found != kExitOk) code = found;
         if (code == kExitInterrupted) break;
     }
     return code;

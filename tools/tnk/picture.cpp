@@ -24,6 +24,7 @@ Headers readHeaders(const std::string& file, const std::vector<uint8_t>& data) {
             return readBmpHeaders(file, data);
         case FileKind::kPnm:
             headers.format = "PNM";
+            if (data[1] == '1' || data[1] == '4') headers.bitsPerPixel = 1;
             return headers;
         case FileKind::kUnknown:
             break;
@@ -62,13 +63,13 @@ Pixels decode(const std::string& file, const std::vector<uint8_t>& data, GrayAlp
     return out;
 }
 
-Bitmap toBitmap(const std::string& file, const Pixels& pixels) {
+Bitmap toBitmap(const std::string& file, const Pixels& pixels, uint32_t request) {
     Bitmap bitmap;
     if (pixels.channels == 1) {
         const int bits = pixels.bitsPerChannel == 8 ? 0 : 16;  // 0: 8 bits with a palette of grays
-        bitmap.create(file, pixels.width, pixels.height, bits, ORDER_GRAY);
+        bitmap.create(file, request, pixels.width, pixels.height, bits, ORDER_GRAY);
     } else {
-        bitmap.create(file, pixels.width, pixels.height, pixels.channels * pixels.bitsPerChannel, ORDER_RGB);
+        bitmap.create(file, request, pixels.width, pixels.height, pixels.channels * pixels.bitsPerChannel, ORDER_RGB);
     }
     const size_t rowBytes = pixels.rowBytes();
     for (int y = 0; y < pixels.height; y++) bitmap.putRow(file, pixels.data.get() + y * rowBytes, y, rowBytes);
@@ -77,7 +78,7 @@ Bitmap toBitmap(const std::string& file, const Pixels& pixels) {
 
 }  // namespace
 
-Picture readPicture(const std::string& file, GrayAlpha grayAlpha) {
+Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t request) {
     const std::vector<uint8_t> data = readWholeFile(file);
     Picture picture;
     picture.headers = readHeaders(file, data);
@@ -86,7 +87,7 @@ Picture readPicture(const std::string& file, GrayAlpha grayAlpha) {
     if (interrupted()) throw interruptedFailure();
     picture.channels = pixels.fileChannels;
     picture.bitsPerChannel = pixels.bitsPerChannel;
-    picture.bitmap = toBitmap(file, pixels);
+    picture.bitmap = toBitmap(file, pixels, request);
     if (picture.headers.xResolution > 0) {
         picture.bitmap->XResolution = picture.headers.xResolution;
         picture.bitmap->YResolution = picture.headers.yResolution;

@@ -18,6 +18,7 @@ struct Picture {
 // What becomes of the alpha channel of a gray picture: no bitmap holds gray with alpha.
 enum class GrayAlpha { kDrop, kAsColor };
 
-Picture readPicture(const std::string& file, GrayAlpha grayAlpha);
+// The bitmap is held as `request`, a memory request of the library, says.
+Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t request);
 
 }  // namespace tool

@@ -60,9 +60,11 @@ bool interrupted() { return stopWanted != 0; }
 
 Progress::Progress(std::string label) : label_(tail(label, 36)), terminal_(onTerminal()) {
     T_SetStatusCallBack(onStatus, this, &oldCallback_, &oldUserData_);
+    T_SetCopyStatusCallBack(onStatus, this, &oldCopyCallback_, &oldCopyUserData_);
 }
 
 Progress::~Progress() {
+    T_SetCopyStatusCallBack(oldCopyCallback_, oldCopyUserData_, nullptr, nullptr);
     T_SetStatusCallBack(oldCallback_, oldUserData_, nullptr, nullptr);
     // Blanks rather than a control sequence: older consoles print those.
     if (terminal_ && shown_ >= 0) std::fprintf(stderr, "\r%79s\r", "");

@@ -12,7 +12,7 @@ namespace tool {
 void catchInterrupts();
 bool interrupted();
 
-// While it lives the library's status callback draws a bar on a terminal, and ends an operation with kStopped after
+// While it lives the library's status callbacks draw a bar on a terminal, and end an operation with kStopped after
 // Ctrl-C.
 class Progress {
   public:
@@ -34,6 +34,8 @@ class Progress {
     int shown_ = -1;
     StatusCallback oldCallback_ = nullptr;
     void* oldUserData_ = nullptr;
+    StatusCallback oldCopyCallback_ = nullptr;
+    void* oldCopyUserData_ = nullptr;
 };
 
 }  // namespace tool

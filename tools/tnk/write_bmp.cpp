@@ -2,7 +2,6 @@
 #include <cmath>
 
 #include "bytes.h"
-#include "file.h"
 #include "file_rows.h"
 #include "writer.h"
 
@@ -27,7 +26,8 @@ void putV4Fields(std::vector<uint8_t>& out) {
 
 }  // namespace
 
-void writeBmp(Bitmap& bitmap, const std::string& file, Resolution resolution) {
+void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution) {
+    const std::string& file = output.name();
     const int bits = fileBits(bitmap->BitsPerPixel);
     FileRows rows(bitmap, file, bits, ORDER_BGR);
     std::vector<PaletteEntry> palette;
@@ -63,14 +63,12 @@ void writeBmp(Bitmap& bitmap, const std::string& file, Resolution resolution) {
         out.insert(out.end(), {entry.Blue, entry.Green, entry.Red, 0});
     }
 
-    OutputFile output(file);
     output.write(out.data(), out.size());
     for (int y = bitmap->Height - 1; y >= 0; y--) {
         static constexpr uint8_t kZeros[4] = {};
         output.write(rows.get(y), rows.bytes());
         output.write(kZeros, padding);
     }
-    output.commit();
 }
 
 }  // namespace tool

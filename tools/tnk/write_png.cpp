@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "bytes.h"
-#include "file.h"
 #include "file_rows.h"
 #include "progress.h"
 #include "stb_setup.h"
@@ -154,7 +153,8 @@ void writeChunk(OutputFile& output, const char* type, const uint8_t* data, size_
 
 }  // namespace
 
-void writePng(Bitmap& bitmap, const std::string& file, Resolution resolution) {
+void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution) {
+    const std::string& file = output.name();
     std::vector<PaletteEntry> palette;
     if (bitmap->BitsPerPixel <= 8) palette = filePalette(bitmap, file);
     const Layout layout = layoutOf(bitmap, palette);
@@ -165,7 +165,6 @@ void writePng(Bitmap& bitmap, const std::string& file, Resolution resolution) {
         stbi_zlib_compress(rows.data(), static_cast<int>(rows.size()), &packedBytes, 8), &std::free);
 
     static constexpr uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-    OutputFile output(file);
     output.write(kSignature, sizeof kSignature);
     std::vector<uint8_t> body;
     putBig32(body, static_cast<uint32_t>(bitmap->Width));
@@ -186,7 +185,6 @@ void writePng(Bitmap& bitmap, const std::string& file, Resolution resolution) {
     }
     writeChunk(output, "IDAT", packed.get(), static_cast<size_t>(packedBytes));
     writeChunk(output, "IEND", nullptr, 0);
-    output.commit();
 }
 
 }  // namespace tool

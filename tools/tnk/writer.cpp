@@ -1,7 +1,5 @@
 #include "writer.h"
 
-#include "file.h"
-
 namespace tool {
 
 FileFormat formatOf(const std::string& file) {
@@ -12,9 +10,8 @@ FileFormat formatOf(const std::string& file) {
 }
 
 std::string whyNot(FileFormat format, int bits, bool gray) {
-    if (gray && bits == 32) return "neither PNG nor BMP holds grays of 32 bits; use --bits 16";
     if (format == FileFormat::kPng || bits <= 8) return {};
-    if (bits == 12 || gray) return "BMP holds no grays of more than 8 bits; write a PNG, or use --bits 8 --gray";
+    if (bits == 12 || gray) return "BMP holds no grays of more than 8 bits; write a PNG, or use --gray 8";
     if (bits > 32) return "BMP holds no channels of 16 bits; write a PNG, or use --bits 24";
     return {};
 }

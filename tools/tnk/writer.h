@@ -4,6 +4,7 @@
 #include <string>
 
 #include "bitmap.h"
+#include "file.h"
 
 namespace tool {
 
@@ -20,7 +21,8 @@ uint32_t orderOf(FileFormat format);
 
 enum class Resolution { kWrite, kOmit };
 
-void writePng(Bitmap& bitmap, const std::string& file, Resolution resolution);
-void writeBmp(Bitmap& bitmap, const std::string& file, Resolution resolution);
+// The caller commits.
+void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution);
+void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution);
 
 }  // namespace tool

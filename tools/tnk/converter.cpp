@@ -1,0 +1,252 @@
+#include "converter.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <new>
+#include <utility>
+
+#include "memory.h"
+#include "palette_file.h"
+#include "progress.h"
+
+namespace tool {
+
+namespace {
+
+uint32_t methodOf(const std::string& name) {
+    const auto found = std::find(kDitherNames.begin(), kDitherNames.end(), name);
+    if (found == kDitherNames.end()) throw usageFailure("no dithering method is called '" + name + "'");
+    return static_cast<uint32_t>(found - kDitherNames.begin());
+}
+
+std::vector<uint32_t> methodsOf(const std::vector<std::string>& names) {
+    std::vector<uint32_t> methods;
+    for (const std::string& name : names) {
+        if (name == "all") {
+            for (uint32_t method = 0; method < kDitherNames.size(); method++) methods.push_back(method);
+        } else {
+            methods.push_back(methodOf(name));
+        }
+    }
+    if (methods.empty()) methods.push_back(DITHER_FLOYD_STEINBERG);
+    return methods;
+}
+
+void checkOptions(const PictureOptions& options) {
+    const bool ownPalette = !options.palette.empty();
+    if (!options.crop.empty() && (options.crop[2] < 1 || options.crop[3] < 1)) {
+        throw usageFailure("--crop LEFT,TOP,WIDTH,HEIGHT: width and height start at 1");
+    }
+    if (options.bits.empty() && (ownPalette || options.colors || !options.dithers.empty() || !options.order.empty())) {
+        throw usageFailure("--palette, --colors, --dither and --order go with --bits");
+    }
+    if (options.gray && ownPalette) throw usageFailure("--gray brings its own palette and cannot go with --palette");
+    if (options.colors && (options.gray || options.palette == "web")) {
+        throw usageFailure("--colors goes with the fixed palette or a palette file");
+    }
+    const bool fixed = !ownPalette || options.palette == "fixed";
+    if (options.colors && fixed && (options.colors < 2 || (options.colors & (options.colors - 1)))) {
+        throw usageFailure("the fixed palettes have 2, 4, 8, ... 256 colours, not " + std::to_string(options.colors));
+    }
+    const bool onlyOneBit = !options.bits.empty() &&
+                            std::all_of(options.bits.begin(), options.bits.end(), [](int bits) { return bits == 1; });
+    if (options.memory == "compressed" && !onlyOneBit) {
+        throw usageFailure("--memory compressed holds results of 1 bit: use --bits 1");
+    }
+}
+
+// The fixed palette of `count` colours. The first `count` of a larger one would be dark ones only.
+std::vector<PaletteEntry> fixedColors(uint32_t count) {
+    uint32_t bits = 1;
+    while (1u << bits < count) bits++;
+    std::vector<PaletteEntry> palette(count);
+    T_GetFixedPalette(palette.data(), bits);
+    return palette;
+}
+
+std::vector<PaletteEntry> grayLevels(int bits) {
+    PaletteEntry* grays = T_CreateGrayPalette(static_cast<uint32_t>(bits));
+    if (!grays) throw std::bad_alloc();
+    std::vector<PaletteEntry> palette(grays, grays + (size_t{1} << bits));
+    T_GlobalFree(grays, 0, nullptr);
+    return palette;
+}
+
+// Adds the time of its life to a sum.
+class Stopwatch {
+  public:
+    explicit Stopwatch(double& milliseconds) : sum_(milliseconds) {}
+    ~Stopwatch() { sum_ += std::chrono::duration<double, std::milli>(Clock::now() - start_).count(); }
+    Stopwatch(const Stopwatch&) = delete;
+    Stopwatch& operator=(const Stopwatch&) = delete;
+
+  private:
+    using Clock = std::chrono::steady_clock;
+
+    double& sum_;
+    Clock::time_point start_ = Clock::now();
+};
+
+}  // namespace
+
+bool replaceAll(std::string& text, const std::string& placeholder, const std::string& value) {
+    bool had = false;
+    for (size_t at = 0; (at = text.find(placeholder, at)) != text.npos; at += value.size()) {
+        text.replace(at, placeholder.size(), value);
+        had = true;
+    }
+    return had;
+}
+
+Converter::Converter(const PictureOptions& options, const std::string& out)
+    : options_(options), format_(formatOf(out)), request_(memoryRequest(options.memory)) {
+    checkOptions(options);
+    const std::vector<uint32_t> methods = methodsOf(options.dithers);
+    std::vector<int> depths = options.bits;
+    if (depths.empty()) depths.push_back(options.gray);
+    for (int bits : depths) {
+        if (bits) checkDepth(out, bits);
+        for (uint32_t method : methods) jobs_.push_back({bits, method});
+    }
+    const auto lacks = [&out](const char* placeholder) { return out.find(placeholder) == out.npos; };
+    if (depths.size() > 1 && lacks("{bits}")) throw usageFailure("several --bits need {bits} in " + out);
+    if (methods.size() > 1 && lacks("{dither}")) throw usageFailure("several --dither need {dither} in " + out);
+    readPalette();
+}
+
+void Converter::checkDepth(const std::string& out, int bits) const {
+    const std::string value = "--bits " + std::to_string(bits);
+    static constexpr int kDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
+    if (std::find(std::begin(kDepths), std::end(kDepths), bits) == std::end(kDepths)) {
+        throw usageFailure(value + " is none of 1 to 8, 12, 16, 24, 32, 48 and 64");
+    }
+    if (options_.gray && bits > 8 && bits != options_.gray) {
+        throw usageFailure("--gray has its own depth: only 1 to 8 --bits go with it");
+    }
+    if (bits > 8 && (!options_.palette.empty() || options_.colors || !options_.dithers.empty())) {
+        throw usageFailure(value + " has no palette: --palette, --colors and --dither are for 1 to 8 bits");
+    }
+    if ((bits <= 8 || bits == 12 || options_.gray) && !options_.order.empty()) {
+        throw usageFailure("--order is for colours of 16, 24, 32, 48 and 64 bits");
+    }
+    if (options_.palette == "web" && bits != 8) throw usageFailure("the web palette has 216 colours: --bits 8");
+    if (options_.colors > 1 << std::min(bits, 8)) {
+        throw usageFailure(value + " has no room for " + std::to_string(options_.colors) + " colours");
+    }
+    const std::string why = whyNot(format_, bits, options_.gray != 0);
+    if (!why.empty()) throw usageFailure(out + ": " + why);
+}
+
+void Converter::readPalette() {
+    const std::string& name = options_.palette;
+    if (name.empty() || name == "fixed") {
+        if (options_.colors) palette_ = fixedColors(static_cast<uint32_t>(options_.colors));
+        return;
+    }
+    if (name == "web") return;
+    palette_ = readPaletteFile(name);
+    const size_t wanted = static_cast<size_t>(options_.colors);
+    if (wanted > palette_.size()) {
+        throw fileFailure(name, "has " + std::to_string(palette_.size()) + " colours, not " + std::to_string(wanted));
+    }
+    if (wanted) palette_.resize(wanted);
+    const int least = *std::min_element(options_.bits.begin(), options_.bits.end());
+    if (palette_.size() > size_t{1} << least) {
+        throw fileFailure(name, std::to_string(palette_.size()) + " colours do not fit " + std::to_string(least) +
+                                    (least > 1 ? " bits" : " bit") + "; --colors N takes the first N");
+    }
+}
+
+Page Converter::read(const std::string& file) const {
+    if (interrupted()) throw interruptedFailure();
+    const bool alpha = std::any_of(jobs_.begin(), jobs_.end(),
+                                   [](Job job) { return job.bits == 0 || job.bits == 32 || job.bits == 64; });
+    Picture picture = readPicture(file, alpha ? GrayAlpha::kAsColor : GrayAlpha::kDrop, request_);
+    Page page;
+    page.file = file;
+    page.resolution = picture.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit;
+    page.bitmap = std::move(picture.bitmap);
+    return page;
+}
+
+void Converter::prepare(Page& page) const {
+    Progress progress(page.file);
+    const Stopwatch stopwatch(page.milliseconds);
+    Bitmap& bitmap = page.bitmap;
+    if (!options_.crop.empty()) {
+        const int32_t *box = options_.crop.data(), width = bitmap->Width, height = bitmap->Height;
+        const int32_t code = T_TrimBitmap(bitmap.get(), box[0], box[1], box[2], box[3]);
+        if (code == T_ERROR_INVALID_SIZE) {
+            throw fileFailure(page.file, "the part to crop lies outside its " + std::to_string(width) + " x " +
+                                             std::to_string(height) + " pixels");
+        }
+        require(code, page.file);
+    }
+    if (options_.gray) require(T_GrayScaleBitmap(bitmap.get(), options_.gray), page.file);
+}
+
+Result Converter::make(Page& page, const Job& job, std::string out) const {
+    if (interrupted()) throw interruptedFailure();
+    const int bits = job.bits ? job.bits : page.bitmap->BitsPerPixel;
+    const std::string why = whyNot(format_, bits, options_.gray || page.bitmap->Order == ORDER_GRAY);
+    if (!why.empty()) throw fileFailure(page.file, why);
+    replaceAll(out, "{bits}", std::to_string(bits));
+    replaceAll(out, "{dither}", kDitherNames[job.method]);
+
+    Result result{std::move(out), {page.file, page.resolution, page.milliseconds, {}}, job.method};
+    {
+        Progress progress(result.out);
+        const Stopwatch stopwatch(result.page.milliseconds);
+        result.page.bitmap = reduce(page, job);
+    }
+    return result;
+}
+
+Bitmap Converter::reduce(Page& page, const Job& job) const {
+    if (job.bits == 0 || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
+    if (job.bits > 8) {
+        const bool bgr = options_.order.empty() ? orderOf(format_) == ORDER_BGR : options_.order == "bgr";
+        const bool alpha = job.bits == 32 || job.bits == 64;
+        return resolve(page, job.bits, (bgr ? CRF_BGR : 0) | (alpha ? CRF_OPAQUEALPHA : 0), {});
+    }
+    const uint32_t method = CRF_DITHER_METHOD(job.method);
+    // The picture is gray already: a reduction of its colours to grays would weigh red, green and blue alike.
+    if (options_.gray) return resolve(page, job.bits, CRF_USERPALETTE | method, grayLevels(job.bits));
+    if (!palette_.empty()) return resolve(page, job.bits, CRF_USERPALETTE | method, palette_);
+    return resolve(page, job.bits, (options_.palette == "web" ? CRF_WEBPALETTE : CRF_FIXEDPALETTE) | method, {});
+}
+
+Bitmap Converter::resolve(Page& page, int bits, uint32_t flags, const std::vector<PaletteEntry>& palette) const {
+    Bitmap result;
+    constexpr uint32_t kWebColors = 216;
+    const uint32_t count = flags & CRF_WEBPALETTE ? kWebColors : static_cast<uint32_t>(palette.size());
+    require(T_ColorResBitmap(page.bitmap.get(), result.get(), sizeof(BitmapHandle), bits, flags,
+                             palette.empty() ? nullptr : palette.data(), 0, count, nullptr, nullptr),
+            page.file);
+    // The library makes results plain, on disk or tiled by itself.
+    const bool packed = (request_ & (MEM_COMPRESSED | MEM_SUPERCOMPRESSED)) != 0;
+    return packed ? copyTo(request_, result, page.file) : std::move(result);
+}
+
+void Converter::write(Result& result, OutputFile& output) const {
+    if (format_ == FileFormat::kPng) {
+        writePng(result.page.bitmap, output, result.page.resolution);
+    } else {
+        writeBmp(result.page.bitmap, output, result.page.resolution);
+    }
+}
+
+std::string Converter::report(Result& result) const {
+    if (!options_.verbose) return {};
+    Bitmap& bitmap = result.page.bitmap;
+    const int bits = bitmap->BitsPerPixel;
+    const bool dithered = bits <= 8 && bits != options_.gray && !options_.bits.empty();
+    char numbers[96];
+    std::snprintf(numbers, sizeof numbers, ": %d x %d, %d %s, %s, converted in %.1f ms, ", bitmap->Width,
+                  bitmap->Height, bits, bits == 1 ? "bit" : "bits", dithered ? kDitherNames[result.method] : "exact",
+                  result.page.milliseconds);
+    return result.out + numbers + describeMemory(bitmap) + "\n";
+}
+
+}  // namespace tool

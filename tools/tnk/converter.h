@@ -1,0 +1,65 @@
+// From a picture file to results: what the options ask for, shared by the commands.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "picture.h"
+#include "writer.h"
+
+namespace tool {
+
+// A picture on its way.
+struct Page {
+    std::string file;  // where it came from
+    Resolution resolution = Resolution::kOmit;
+    double milliseconds = 0;  // spent on it by the library
+    Bitmap bitmap;
+};
+
+struct Job {
+    int bits;  // 0: as the picture is
+    uint32_t method;
+};
+
+struct Result {
+    std::string out;
+    Page page;
+    uint32_t method;
+};
+
+// True when `text` had `placeholder`.
+bool replaceAll(std::string& text, const std::string& placeholder, const std::string& value);
+
+class Converter {
+  public:
+    // Reads the palette file too. Both objects stay the caller's; `out` names the results.
+    Converter(const PictureOptions& options, const std::string& out);
+
+    // What to make of each picture.
+    const std::vector<Job>& jobs() const { return jobs_; }
+
+    Page read(const std::string& file) const;
+    // The part that was asked for, and its grays.
+    void prepare(Page& page) const;
+    // `out` with {bits} and {dither} filled in.
+    Result make(Page& page, const Job& job, std::string out) const;
+    void write(Result& result, OutputFile& output) const;
+    // A line for the user; empty unless it was asked for.
+    std::string report(Result& result) const;
+
+  private:
+    void checkDepth(const std::string& out, int bits) const;
+    void readPalette();
+    Bitmap reduce(Page& page, const Job& job) const;
+    Bitmap resolve(Page& page, int bits, uint32_t flags, const std::vector<PaletteEntry>& palette) const;
+
+    const PictureOptions& options_;
+    FileFormat format_;
+    uint32_t request_;  // of memory
+    std::vector<Job> jobs_;
+    std::vector<PaletteEntry> palette_;  // empty: the fixed or the web palette
+};
+
+}  // namespace tool

@@ -1,0 +1,53 @@
+#include "memory.h"
+
+#include <cstdio>
+
+namespace tool {
+
+uint32_t memoryRequest(const std::string& kind) {
+    if (kind == "disk") return MEM_NOCONVENTIONAL;
+    if (kind == "compressed") return MEM_COMPRESSED | MEM_CONVENTIONAL;
+    if (kind == "super") return MEM_SUPERCOMPRESSED | MEM_CONVENTIONAL;
+    if (kind == "tiled") {
+        // Nothing is small enough for one block, and few tiles are in memory at a time: larger pictures are paged.
+        // Each tile that is not in memory has an open file; many small ones would leave none for the results.
+        constexpr int32_t kLargestBlock = 0, kTileBytes = 1 << 20, kTilesBytes = 2 << 20;
+        constexpr uint32_t kWhich = 1u << 1 | 1u << 2 | 1u << 3;
+        T_SetMemoryThresholds(0, kLargestBlock, kTileBytes, kTilesBytes, 0, kWhich);
+    }
+    return MEM_CONVENTIONAL;
+}
+
+Bitmap copyTo(uint32_t request, Bitmap& source, const std::string& file) {
+    Bitmap copy;
+    require(T_CopyBitmap2(copy.get(), source.get(), request, sizeof(BitmapHandle)), file);
+    return copy;
+}
+
+std::string describeMemory(Bitmap& bitmap) {
+    uint32_t kind = 0, tileBytes = 0, tiles = 0, inMemory = 0, mostBytes = 0, leastTiles = 0;
+    if (T_GetBitmapMemoryInfo(bitmap.get(), &kind, &tileBytes, &tiles, &inMemory, &mostBytes, &leastTiles) !=
+            T_SUCCESS ||
+        T_UpdateBitmapSize(bitmap.get()) != T_SUCCESS) {
+        return "nowhere";
+    }
+    const std::string bytes = std::to_string(bitmap->Size) + " bytes ";
+    switch (kind) {
+        case MEMKIND_MEMORY:
+            return bytes + "in memory";
+        case MEMKIND_DISK:
+            return bytes + "in a temporary file";
+        case MEMKIND_TILED:
+            return bytes + "in tiles: " + std::to_string(tiles) + " of " + std::to_string(tileBytes) + " bytes, " +
+                   std::to_string(inMemory) + " in memory (at most " + std::to_string(mostBytes) + " bytes, at least " +
+                   std::to_string(leastTiles) + ")";
+        default:
+            break;
+    }
+    const double plain = static_cast<double>(bitmap->BytesPerLine) * bitmap->Height;
+    char share[32];
+    std::snprintf(share, sizeof share, ", %.1f %% of plain rows", 100 * bitmap->Size / plain);
+    return bytes + (kind == MEMKIND_COMPRESSED ? "compressed" : "super-compressed") + share;
+}
+
+}  // namespace tool
