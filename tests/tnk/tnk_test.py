@@ -325,6 +325,33 @@ class Working(ToolTest):
         self.assertIn("1 bit a pixel", self.tnk("info", "bits.pbm")[0])
         self.assertIn("in.ppm: only pictures of 1 bit", self.tnk("info", "in.ppm", "--memory", "compressed", code=1)[1])
 
+    def test_pages(self):
+        for i, image in enumerate((self.scene_image(), self.scene_image("L"), self.scene_image().quantize(9)), 1):
+            self.save(f"{i}.png", image.crop((0, 0, 30 + i, 20 + i)))
+        options = ["--crop", "2,2,31,99", "--gray", "8", "--bits", "2,8", "--dither", "stucki"]
+        before = self.names()
+        self.tnk("pages", "1.png", "2.png", "3.png", "--out", "p{page}-{bits}.png", "--select", "3,1-2", *options)
+        made = [name for name in self.names() if name not in before]
+        self.assertEqual(made, sorted(f"p{page}-{bits}.png" for page in (1, 2, 3) for bits in (2, 8)))
+        for page, source in (("1", "3"), ("2", "1"), ("3", "2")):
+            self.tnk("convert", source + ".png", "one-{bits}.png", *options)
+            for bits in "28":
+                self.assertEqual(self.read(f"p{page}-{bits}.png"), self.read(f"one-{bits}.png"))
+        self.tnk("pages", *["1.png"] * 9, "2.png", "--out", "many{page}.bmp")
+        self.assertEqual([n for n in self.names() if n.startswith("many")], [f"many{i:02}.bmp" for i in range(1, 11)])
+
+        # One that fails, wherever it does, leaves none behind.
+        self.write("bad.png", self.read("1.png")[:-20])
+        (self.place / "folder2.png").mkdir()
+        self.save("small.png", self.scene_image().crop((0, 0, 5, 5)))
+        before = self.names()
+        cases = [(["1.png", "bad.png"], "all{page}.png", "bad.png: "), (["1.png", "2.png"], "folder{page}.png", "folder2.png: "),
+                 (["1.png", "small.png"], "all{page}.png", "small.png: the part")]
+        for files, target, words in cases:
+            _, err = self.tnk("pages", *files, "--out", target, "--crop", "6,6,9,9", code=1)
+            self.assertIn(words, err)
+            self.assertEqual(self.names(), before)
+
 
 class Failing(ToolTest):
     def test_usage(self):
@@ -347,6 +374,8 @@ class Failing(ToolTest):
             (["convert", "in.ppm", "out.png", "--crop", "1,2,3"], "--crop"),
             (["convert", "in.ppm", "out.png", "--crop", "0,0,0,5"], "start at 1"),
             (["convert", "in.ppm", "out.png", "--bits", "1,8", "--memory", "compressed"], "--bits 1"),
+            (["pages", "in.ppm", "in.ppm", "--out", "out.png"], "{page}"),
+            (["pages", "in.ppm", "--out", "out.png", "--select", "1-2"], "from 1 to 1"),
             (["convert", "in.ppm", "out.png", "--bits", "8", "--colors", "9"], "2, 4, 8, ... 256 colours"),
             (["convert", "in.ppm", "out.png", "--bits", "4", "--colors", "32"], "no room for 32 colours"),
             (["convert", "in.ppm", "out.png", "--bits", "8", "--order", "rgb"], "--order"),
@@ -360,7 +389,7 @@ class Failing(ToolTest):
                 self.assertTrue(err.startswith("tnk: "), err)
                 self.assertIn(words, err)
         self.assertEqual(self.names(), before)
-        for arguments in (["--help"], ["info", "--help"], ["convert", "--help"]):
+        for arguments in (["--help"], ["info", "--help"], ["convert", "--help"], ["pages", "--help"]):
             out, err = self.tnk(*arguments)
             self.assertIn("Examples:", out)
         self.assertRegex(self.tnk("--version")[0], r"^tnk 15\.0 \(")
@@ -461,6 +490,8 @@ class OnPosix(ToolTest):
         for name in ("old.png", "new.bmp"):
             _, err = self.convert("in.ppm", name, "24", code=1, preexec_fn=small_files)
             self.assertRegex(err, rf"^tnk: {name}: .+")
+        _, err = self.tnk("pages", "in.ppm", "in.ppm", "--out", "new{page}.bmp", code=1, preexec_fn=small_files)
+        self.assertRegex(err, r"^tnk: new1.bmp: .+")
         self.assertEqual(self.names(), ["in.ppm", "old.png"])
         self.assertEqual(self.read("old.png"), b"precious")
 
@@ -489,6 +520,7 @@ class OnPosix(ToolTest):
             return [name for name in self.names() if name not in ("in.ppm", "large.ppm")]
 
         options = ["--bits", "1,2,3,4,5,6,7,8", "--dither", "all"]
+        self.assertEqual(left_after_stop(["pages", "large.ppm", "--out", "r-{bits}-{dither}.bmp", *options], "r-1*"), [])
         left = left_after_stop(["convert", "large.ppm", "r-{bits}-{dither}.bmp", *options], "r-*.bmp")
         self.assertLess(len(left), 72)
         for name in left:

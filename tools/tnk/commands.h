@@ -29,7 +29,16 @@ struct ConvertOptions : PictureOptions {
     std::string out;  // {bits} and {dither} stand for the values of a result
 };
 
+struct PagesOptions : PictureOptions {
+    std::vector<std::string> in;
+    std::string out;                  // {page} too
+    std::vector<std::string> select;  // numbers and ranges, from 1; empty: all in order
+};
+
 void convert(const ConvertOptions& options);
+
+// All or nothing: results appear under their names when every one of them is written.
+void pages(const PagesOptions& options);
 
 void info(const std::string& file, const std::string& memory);
 

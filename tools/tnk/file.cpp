@@ -139,12 +139,16 @@ void OutputFile::write(const void* data, size_t bytes) {
     if (bytes && std::fwrite(data, 1, bytes, file_) != bytes) fail();
 }
 
-void OutputFile::commit() {
-    if (interrupted()) throw interruptedFailure();
+void OutputFile::finish() {
     std::FILE* file = file_;
     file_ = nullptr;
     // A full disk may show only here.
-    if (std::fclose(file) != 0) fail();
+    if (file && std::fclose(file) != 0) fail();
+}
+
+void OutputFile::commit() {
+    if (interrupted()) throw interruptedFailure();
+    finish();
     std::error_code error;
     fs::rename(temporary_, target_, error);
     if (error) throw fileFailure(name_, error.message());

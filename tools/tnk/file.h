@@ -31,6 +31,8 @@ class OutputFile {
     const std::string& name() const { return name_; }
 
     void write(const void* data, size_t bytes);
+    // The file is whole, but has its temporary name still.
+    void finish();
     void commit();
 
   private:

@@ -26,6 +26,7 @@ constexpr const char* kExamples =
     "  tnk info photo.jpg\n"
     "  tnk convert photo.jpg photo.png --bits 8\n"
     "  tnk convert photo.jpg fax.bmp --bits 1 --dither stucki\n"
+    "  tnk pages scan1.png scan2.png --out page-{page}.png --gray 8\n"
     "\n"
     "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C.";
 
@@ -57,6 +58,13 @@ constexpr const char* kConvertExamples =
     "  tnk convert photo.jpg ink.png --gray 8 --bits 2           four grays, dithered\n"
     "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all";
 
+constexpr const char* kPagesExamples =
+    "Results appear when all of them are written: a picture that fails leaves none behind.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk pages scan*.png --out page-{page}.png --bits 1 --dither none\n"
+    "  tnk pages a.jpg b.jpg c.jpg --out {page}-{bits}.png --bits 1,8 --select 3,1-2";
+
 // One definition of the command line; what was asked for is in the members after a parse.
 class CommandLine {
   public:
@@ -70,9 +78,11 @@ class CommandLine {
     CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
     CLI::App* info_;
     CLI::App* convert_;
+    CLI::App* pages_;
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     ConvertOptions convertOptions_;
+    PagesOptions pagesOptions_;
 };
 
 #if defined(_WIN32)
@@ -153,6 +163,19 @@ CommandLine::CommandLine() {
         ->required();
     addPictureOptions(*convert_, convertOptions_);
     convert_->footer(std::string(kNotes) + kConvertExamples);
+
+    pages_ = app_.add_subcommand("pages", "Convert several pictures at once");
+    pages_->add_option("IN", pagesOptions_.in, "The pictures (PNG, JPEG, BMP, PNM)")->required();
+    pages_
+        ->add_option("-o,--out", pagesOptions_.out,
+                     "The results (.png or .bmp); {page}, {bits} and {dither} stand for their values")
+        ->required();
+    pages_
+        ->add_option("-s,--select", pagesOptions_.select, "Pictures to take, in this order: numbers and ranges from 1")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    addPictureOptions(*pages_, pagesOptions_);
+    pages_->footer(std::string(kNotes) + kPagesExamples);
 }
 
 void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
@@ -188,6 +211,7 @@ int CommandLine::run(std::vector<std::string> arguments) {
 
     catchInterrupts();
     if (convert_->parsed()) return guarded([this] { convert(convertOptions_); });
+    if (pages_->parsed()) return guarded([this] { pages(pagesOptions_); });
     int code = kExitOk;
     for (const std::string& file : files_) {
         if (const int found = guarded([&] { info(file, memory_); }); found != kExitOk) code = found;
