@@ -134,6 +134,37 @@ def reduce_picture(options, picture, number, runs):
     return folder, items, True
 
 
+def make_pages(options):
+    """One run of the program over all pictures: a part of each in grays. Returns the section that shows it."""
+    folder, stamp = options.out / "pages", options.out / "pages" / "stamp.json"
+    sizes = []
+    for picture in options.pictures:
+        with Image.open(picture) as image:
+            sizes.append(image.size)
+    left, top = (max(0, (min(size) - length) // 2) for size, length in zip(zip(*sizes), CROP))
+    arguments = ["--crop", f"{left},{top},{CROP[0]},{CROP[1]}", "--gray", "8", "--bits", "8,2"]
+    names = [f"{page:0{len(str(len(sizes)))}}-{bits}.png" for bits in (8, 2) for page in range(1, len(sizes) + 1)]
+    state = checksum(options.library, options.tnk, arguments, bool(options.native), *options.pictures)
+    if not stamp.exists() or json.loads(stamp.read_text()) != state or not all((folder / n).exists() for n in names):
+        shutil.rmtree(folder, ignore_errors=True)
+        native = folder / "native"
+        native.mkdir(parents=True)
+        runs = [([options.wine, options.tnk], folder)] + ([([options.native], native)] if options.native else [])
+        for command, place in runs:
+            out = str(place / "{page}-{bits}.png")
+            if subprocess.run([*command, "pages", *map(str, options.pictures), "--out", out, *arguments]).returncode:
+                sys.exit("tnk pages failed")
+        for name in names if options.native else ():
+            if not filecmp.cmp(folder / name, native / name, shallow=False):
+                sys.exit(f"{folder / name} and {native / name} differ")
+        shutil.rmtree(native)
+        stamp.write_text(json.dumps(state))
+    shown = " ".join(["tnk pages", *(picture.name for picture in options.pictures), "--out {page}-{bits}.png", *arguments])
+    figures = [FIGURE.format(link=f"pages/{name}", crop=f"pages/{name}", name=name, note="") for name in names]
+    return "\n".join(["<h2>A part of each, in 256 and in 4 grays</h2>", f"<p><code>{html.escape(shown)}</code></p>",
+                      "<div class=row>", *figures, "</div>"]), len(names)
+
+
 def section(picture, folder, items):
     link = f"{folder.name}/{original(picture)}"
     part = FIGURE.format(link=link, crop=f"{folder.name}/crop-original.png", name="original", note="the same part")
@@ -169,6 +200,9 @@ def main():
         total += len(items)
         print(f"{picture.name}: {len(items)} results" + ("" if fresh else ", up to date"), flush=True)
         body.append(section(picture, folder, items))
+    part, made = make_pages(options)
+    body.append(part)
+    total += made
     compared = f" All {total} results equal those of the native build, byte by byte." if options.native else ""
     page = options.out / "index.html"
     page.write_text(PAGE.format(width=CROP[0], height=CROP[1], program=options.tnk.name, library=options.library.name,
