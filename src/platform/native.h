@@ -7,8 +7,11 @@
 namespace tnk::native {
 
 void* allocateLocal(size_t bytes, bool zero);
+void* reallocateLocal(void* block, size_t bytes);
 void freeLocal(void* block);
 void* allocateGlobal(size_t bytes, bool zero);
+void* reallocateGlobal(void* block, size_t bytes);
+size_t sizeOfGlobal(const void* block);
 void freeGlobal(void* block);
 
 T_HANDLE allocateMovable(size_t bytes);
@@ -40,6 +43,11 @@ void* threadValue();
 bool setThreadValue(void* value);
 void deleteThreadSlot();
 
+uint32_t allocateSlot();
+bool freeSlot(uint32_t slot);
+void* slotValue(uint32_t slot);
+bool setSlotValue(uint32_t slot, void* value);
+
 void lock();
 void unlock();
 
@@ -53,12 +61,18 @@ uint32_t screenPalette(PaletteEntry (&entries)[256]);
 
 bool deleteRegion(T_HANDLE region);
 
+T_HANDLE createDeviceContext(T_HANDLE palette);
+bool deleteDeviceContext(T_HANDLE context);
+
 T_HANDLE loadModule(const T_WCHAR* name);
 void* findSymbol(T_HANDLE module, const char* name);
 bool unloadModule(T_HANDLE module);
 void yieldThread();
 bool diskRoom(const T_WCHAR* directory, uint64_t* bytes);
 
-void toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity);
+uint64_t toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity);
+uint64_t toWide(const char* text, T_WCHAR* out, uint32_t capacity);
+
+void diagnose(const char* text);
 
 }  // namespace tnk::native

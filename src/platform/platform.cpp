@@ -6,8 +6,11 @@ namespace tnk {
 
 const Platform nativePlatform = {
     .allocateLocal = native::allocateLocal,
+    .reallocateLocal = native::reallocateLocal,
     .freeLocal = native::freeLocal,
     .allocateGlobal = native::allocateGlobal,
+    .reallocateGlobal = native::reallocateGlobal,
+    .sizeOfGlobal = native::sizeOfGlobal,
     .freeGlobal = native::freeGlobal,
     .allocateMovable = native::allocateMovable,
     .reallocateMovable = native::reallocateMovable,
@@ -33,6 +36,10 @@ const Platform nativePlatform = {
     .threadValue = native::threadValue,
     .setThreadValue = native::setThreadValue,
     .deleteThreadSlot = native::deleteThreadSlot,
+    .allocateSlot = native::allocateSlot,
+    .freeSlot = native::freeSlot,
+    .slotValue = native::slotValue,
+    .setSlotValue = native::setSlotValue,
     .lock = native::lock,
     .unlock = native::unlock,
     .createPalette = native::createPalette,
@@ -43,12 +50,16 @@ const Platform nativePlatform = {
     .deletePalette = native::deletePalette,
     .screenPalette = native::screenPalette,
     .deleteRegion = native::deleteRegion,
+    .createDeviceContext = native::createDeviceContext,
+    .deleteDeviceContext = native::deleteDeviceContext,
     .loadModule = native::loadModule,
     .findSymbol = native::findSymbol,
     .unloadModule = native::unloadModule,
     .yieldThread = native::yieldThread,
     .diskRoom = native::diskRoom,
     .toMultibyte = native::toMultibyte,
+    .toWide = native::toWide,
+    .diagnose = native::diagnose,
 };
 
 const Platform* platform = &nativePlatform;

@@ -40,17 +40,22 @@ struct FileRequest {
 enum class SeekOrigin { start, current, end };
 
 constexpr T_HANDLE kNoFile = -1;
+constexpr uint32_t kNoSlot = UINT32_MAX;
 constexpr uint32_t kPathChars = 264;  // capacity of a path with its terminator
 
 // One table of routines; every call of the library goes through `platform`. Tests put a table in its place that
 // fails the k-th call. A routine that fails returns null, 0, false or -1 as its type says and changes nothing.
 struct Platform {
-    // Scratch memory on the runtime heap.
+    // Scratch memory on the runtime heap. A failed reallocation leaves the block alone; growth is not cleared.
     void* (*allocateLocal)(size_t bytes, bool zero);
+    void* (*reallocateLocal)(void* block, size_t bytes);
     void (*freeLocal)(void* block);
 
-    // Fixed global blocks: palettes and what else a caller may come to own.
+    // Fixed global blocks: palettes and what else a caller may come to own. Growth is zero-filled; a failed
+    // reallocation leaves the block alone.
     void* (*allocateGlobal)(size_t bytes, bool zero);
+    void* (*reallocateGlobal)(void* block, size_t bytes);
+    size_t (*sizeOfGlobal)(const void* block);
     void (*freeGlobal)(void* block);
 
     // Movable blocks, zero-filled; growth is zero-filled. A failed reallocation leaves the block alone; a locked block
@@ -91,6 +96,13 @@ struct Platform {
     bool (*setThreadValue)(void* value);
     void (*deleteThreadSlot)();
 
+    // Slots of thread-local storage for callers; the value is null at first in every thread. Reading it leaves the last
+    // error as it was.
+    uint32_t (*allocateSlot)();  // kNoSlot when there is none left
+    bool (*freeSlot)(uint32_t slot);
+    void* (*slotValue)(uint32_t slot);
+    bool (*setSlotValue)(uint32_t slot, void* value);
+
     // The library lock, not recursive. Locking needs no earlier call.
     void (*lock)();
     void (*unlock)();
@@ -106,6 +118,11 @@ struct Platform {
 
     bool (*deleteRegion)(T_HANDLE region);
 
+    // A memory device context compatible with the screen. A palette other than 0 is selected into it and belongs to it
+    // from then on, also after a failure. 0 where the system has none.
+    T_HANDLE (*createDeviceContext)(T_HANDLE palette);
+    bool (*deleteDeviceContext)(T_HANDLE context);
+
     // Modules. A name without a folder is looked for beside this library first, then where the system looks. 0 when it
     // cannot be loaded; a symbol that the module does not have is null.
     T_HANDLE (*loadModule)(const T_WCHAR* name);
@@ -118,8 +135,14 @@ struct Platform {
     // Bytes that the directory (null or empty: the platform's own for temporary files) has room for.
     bool (*diskRoom)(const T_WCHAR* directory, uint64_t* bytes);
 
-    // UTF-16 to the platform's multibyte code page, zero-terminated, cut to `capacity` bytes.
-    void (*toMultibyte)(const T_WCHAR* text, char* out, uint32_t capacity);
+    // UTF-16 to the platform's multibyte code page and back, zero-terminated, cut to `capacity` between characters; with
+    // a capacity of 0 nothing is written. What is malformed becomes replacement characters. Returns the capacity that the
+    // whole text takes.
+    uint64_t (*toMultibyte)(const T_WCHAR* text, char* out, uint32_t capacity);
+    uint64_t (*toWide)(const char* text, T_WCHAR* out, uint32_t capacity);
+
+    // Tells a developer something: the debugger, or the standard error stream.
+    void (*diagnose)(const char* text);
 };
 
 extern const Platform nativePlatform;

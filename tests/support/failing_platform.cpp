@@ -24,6 +24,7 @@ struct State {
     bool injected = false;
     std::map<std::pair<Kind, uintptr_t>, int> alive;  // the value counts the locks of a movable block
     int deletedRegions = 0;
+    std::string diagnostics;
     bool diskIsFull = false;  // as of the last file call that failed
     std::optional<uint64_t> diskRoom;
     std::optional<MemoryStatus> memory;
@@ -57,6 +58,13 @@ Handle gone(Kind kind, Handle handle) {
     std::lock_guard guard(state->mutex);
     state->alive.erase({kind, (uintptr_t)handle});
     return handle;
+}
+
+// A block that moved, or one that stays because moving failed.
+template <typename Handle>
+Handle moved(Kind kind, Handle from, Handle to) {
+    if (to != Handle{}) gone(kind, from);
+    return born(kind, to);
 }
 
 void addLock(T_HANDLE block, int change) {
@@ -93,18 +101,22 @@ void setMemoryRoutines(Platform& table) {
     table.allocateLocal = [](size_t bytes, bool zero) -> void* {
         return fails(kLocalFailures) ? nullptr : born(kLocal, real.allocateLocal(bytes, zero));
     };
+    table.reallocateLocal = [](void* block, size_t bytes) -> void* {
+        return moved(kLocal, block, fails(kLocalFailures) ? nullptr : real.reallocateLocal(block, bytes));
+    };
     table.freeLocal = [](void* block) { real.freeLocal(gone(kLocal, block)); };
     table.allocateGlobal = [](size_t bytes, bool zero) -> void* {
         return fails(kGlobalFailures) ? nullptr : born(kGlobal, real.allocateGlobal(bytes, zero));
+    };
+    table.reallocateGlobal = [](void* block, size_t bytes) -> void* {
+        return moved(kGlobal, block, fails(kGlobalFailures) ? nullptr : real.reallocateGlobal(block, bytes));
     };
     table.freeGlobal = [](void* block) { real.freeGlobal(gone(kGlobal, block)); };
     table.allocateMovable = [](size_t bytes) -> T_HANDLE {
         return fails(kMovableFailures) ? 0 : born(kMovable, real.allocateMovable(bytes));
     };
     table.reallocateMovable = [](T_HANDLE block, size_t bytes) -> T_HANDLE {
-        const T_HANDLE moved = fails(kMovableFailures) ? 0 : real.reallocateMovable(block, bytes);
-        if (moved != 0) gone(kMovable, block);
-        return born(kMovable, moved);
+        return moved(kMovable, block, fails(kMovableFailures) ? 0 : real.reallocateMovable(block, bytes));
     };
     table.lockMovable = [](T_HANDLE block) -> void* {
         void* data = fails(kMovableFailures) ? nullptr : real.lockMovable(block);
@@ -159,6 +171,10 @@ void setSystemRoutines(Platform& table) {
         return !fails(kThreadFailures) && real.createThreadSlot(release);
     };
     table.setThreadValue = [](void* value) { return !fails(kThreadFailures) && real.setThreadValue(value); };
+    table.allocateSlot = [] { return fails(kThreadFailures) ? kNoSlot : real.allocateSlot(); };
+    table.setSlotValue = [](uint32_t slot, void* value) {
+        return !fails(kThreadFailures) && real.setSlotValue(slot, value);
+    };
     table.createPalette = [](const PaletteEntry* entries, uint32_t count) -> T_HANDLE {
         return fails(kPaletteFailures) ? 0 : born(kPalette, real.createPalette(entries, count));
     };
@@ -176,6 +192,10 @@ void setSystemRoutines(Platform& table) {
         return fails(kModuleFailures) ? nullptr : real.findSymbol(module, name);
     };
     table.unloadModule = [](T_HANDLE module) { return real.unloadModule(gone(kModule, module)); };
+    table.diagnose = [](const char* text) {
+        std::lock_guard guard(state->mutex);
+        state->diagnostics += text;
+    };
     table.deleteRegion = [](T_HANDLE) {
         std::lock_guard guard(state->mutex);
         ++state->deletedRegions;
@@ -253,6 +273,11 @@ LiveObjects FailingPlatform::live() const {
 int FailingPlatform::deletedRegions() const {
     std::lock_guard guard(state->mutex);
     return state->deletedRegions;
+}
+
+std::string FailingPlatform::diagnostics() const {
+    std::lock_guard guard(state->mutex);
+    return state->diagnostics;
 }
 
 void FailingPlatform::setDiskRoom(uint64_t bytes) {

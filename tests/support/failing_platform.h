@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <string>
 #include <utility>
 
 #include "platform/platform.h"
@@ -21,8 +22,8 @@ namespace tnk::test {
 
 // Groups of routines that can fail. Combine them to say which calls are counted.
 enum FailureKind : uint32_t {
-    kLocalFailures = 1,      // allocateLocal
-    kGlobalFailures = 2,     // allocateGlobal
+    kLocalFailures = 1,      // allocate, reallocate
+    kGlobalFailures = 2,     // allocate, reallocate
     kMovableFailures = 4,    // allocate, reallocate, lock
     kSectionFailures = 8,    // createSection
     kOpenFailures = 16,      // openFile, makeTempName
@@ -30,7 +31,7 @@ enum FailureKind : uint32_t {
     kCloseFailures = 64,     // closeFile, deleteFile: they do their work, then report failure
     kPaletteFailures = 128,  // createPalette, get and set entries
     kBudgetFailures = 256,   // memoryStatus, handleCount
-    kThreadFailures = 512,   // createThreadSlot, setThreadValue
+    kThreadFailures = 512,   // createThreadSlot, setThreadValue, allocateSlot, setSlotValue
     kModuleFailures = 1024,  // loadModule, findSymbol
 };
 constexpr uint32_t kMemoryFailures = kLocalFailures | kGlobalFailures | kMovableFailures | kSectionFailures;
@@ -70,6 +71,8 @@ class FailingPlatform {
     LiveObjects live() const;
     // Regions that were handed to deleteRegion; it succeeds for all of them.
     int deletedRegions() const;
+    // What was handed to diagnose, which tells nobody else.
+    std::string diagnostics() const;
 
     // Bytes that files can still take; writes beyond it come out short, then fail, and the disk is reported as full.
     void setDiskRoom(uint64_t bytes);

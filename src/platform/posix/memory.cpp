@@ -26,6 +26,14 @@ struct SectionObject {
     size_t bytes;
 };
 
+// Stands before the data of a global block. The heap's own word on the size is rounded up, and growth from there would
+// leave bytes that nobody cleared.
+struct alignas(16) GlobalHeader {
+    size_t bytes;
+};
+
+GlobalHeader* headerOf(void* block) { return static_cast<GlobalHeader*>(block) - 1; }
+
 // Below this, a huge page would mostly hold nothing.
 constexpr uint64_t kHugePageThreshold = 8u << 20;
 
@@ -38,11 +46,34 @@ void* allocateLocal(size_t bytes, bool zero) {
     return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
 }
 
+void* reallocateLocal(void* block, size_t bytes) { return std::realloc(block, atLeastOne(bytes)); }
+
 void freeLocal(void* block) { std::free(block); }
 
-void* allocateGlobal(size_t bytes, bool zero) { return allocateLocal(bytes, zero); }
+void* allocateGlobal(size_t bytes, bool zero) {
+    if (bytes > SIZE_MAX - sizeof(GlobalHeader)) return nullptr;
+    auto* header = static_cast<GlobalHeader*>(allocateLocal(sizeof(GlobalHeader) + bytes, zero));
+    if (header == nullptr) return nullptr;
+    header->bytes = bytes;
+    return header + 1;
+}
 
-void freeGlobal(void* block) { std::free(block); }
+void* reallocateGlobal(void* block, size_t bytes) {
+    if (bytes > SIZE_MAX - sizeof(GlobalHeader)) return nullptr;
+    const size_t before = sizeOfGlobal(block);
+    auto* header = static_cast<GlobalHeader*>(reallocateLocal(headerOf(block), sizeof(GlobalHeader) + bytes));
+    if (header == nullptr) return nullptr;
+    auto* data = reinterpret_cast<uint8_t*>(header + 1);
+    if (bytes > before) std::memset(data + before, 0, bytes - before);
+    header->bytes = bytes;
+    return data;
+}
+
+size_t sizeOfGlobal(const void* block) { return headerOf(const_cast<void*>(block))->bytes; }
+
+void freeGlobal(void* block) {
+    if (block != nullptr) std::free(headerOf(block));
+}
 
 T_HANDLE allocateMovable(size_t bytes) {
     auto* block = makeObject<MovableBlock>();

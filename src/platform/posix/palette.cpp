@@ -84,4 +84,11 @@ uint32_t screenPalette(PaletteEntry (&)[256]) { return 0; }
 // Regions come from a display module only, and this system has none whose regions the library could delete.
 bool deleteRegion(T_HANDLE) { return false; }
 
+T_HANDLE createDeviceContext(T_HANDLE palette) {
+    if (palette != 0) deletePalette(palette);
+    return 0;
+}
+
+bool deleteDeviceContext(T_HANDLE) { return false; }
+
 }  // namespace tnk::native

@@ -1,4 +1,4 @@
-// Budgets of the process, thread slot, library lock.
+// Budgets of the process, thread slots, library lock.
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -78,10 +79,23 @@ void deleteThreadSlot() {
     pthread_mutex_unlock(&slotMutex);
 }
 
+uint32_t allocateSlot() {
+    pthread_key_t key;
+    return pthread_key_create(&key, nullptr) == 0 ? key : kNoSlot;
+}
+
+bool freeSlot(uint32_t slot) { return pthread_key_delete(slot) == 0; }
+
+void* slotValue(uint32_t slot) { return pthread_getspecific(slot); }
+
+bool setSlotValue(uint32_t slot, void* value) { return pthread_setspecific(slot, value) == 0; }
+
 void lock() { pthread_mutex_lock(&libraryMutex); }
 
 void unlock() { pthread_mutex_unlock(&libraryMutex); }
 
 void yieldThread() { sched_yield(); }
+
+void diagnose(const char* text) { std::fprintf(stderr, "%s\n", text); }
 
 }  // namespace tnk::native

@@ -50,6 +50,35 @@ size_t encodeUtf8(uint32_t value, char (&bytes)[4]) {
     return count;
 }
 
+size_t encodeUtf16(uint32_t value, T_WCHAR (&units)[2]) {
+    if (value < 0x10000) {
+        units[0] = static_cast<T_WCHAR>(value);
+        return 1;
+    }
+    units[0] = static_cast<T_WCHAR>(0xD7C0 + (value >> 10));
+    units[1] = static_cast<T_WCHAR>(0xDC00 + (value & 0x3FF));
+    return 2;
+}
+
+// Cuts between characters and shows what is malformed by the replacement character.
+template <typename From, typename To, size_t kUnits>
+uint64_t convert(const From* text, To* out, uint32_t capacity, uint32_t (*next)(const From*&),
+                 size_t (*encode)(uint32_t, To (&)[kUnits])) {
+    uint64_t needed = 1;
+    uint32_t used = 0;
+    bool cut = capacity == 0;
+    while (*text != 0) {
+        const uint32_t value = next(text);
+        To units[kUnits];
+        const size_t count = encode(value == kMalformed ? kReplacement : value, units);
+        cut = cut || used + count >= capacity;
+        for (size_t i = 0; i < count && !cut; ++i) out[used++] = units[i];
+        needed += count;
+    }
+    if (capacity != 0) out[used] = 0;
+    return needed;
+}
+
 }  // namespace
 
 bool toUtf8(const T_WCHAR* text, char* out, size_t capacity) {
@@ -70,30 +99,21 @@ bool toUtf16(const char* text, T_WCHAR* out, size_t capacity) {
     size_t used = 0;
     while (*text != 0) {
         const uint32_t value = nextFromUtf8(text);
-        if (value == kMalformed || used + (value > 0xFFFF ? 2 : 1) >= capacity) return false;
-        if (value > 0xFFFF) {
-            out[used++] = static_cast<T_WCHAR>(0xD800 + ((value - 0x10000) >> 10));
-            out[used++] = static_cast<T_WCHAR>(0xDC00 + (value & 0x3FF));
-        } else {
-            out[used++] = static_cast<T_WCHAR>(value);
-        }
+        T_WCHAR units[2];
+        const size_t count = value != kMalformed ? encodeUtf16(value, units) : capacity;
+        if (used + count >= capacity) return false;
+        for (size_t i = 0; i < count; ++i) out[used++] = units[i];
     }
     out[used] = 0;
     return true;
 }
 
-// Cuts between characters and shows what is malformed by the replacement character.
-void toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity) {
-    if (capacity == 0) return;
-    size_t used = 0;
-    while (*text != 0) {
-        const uint32_t value = nextFromUtf16(text);
-        char bytes[4];
-        const size_t count = encodeUtf8(value == kMalformed ? kReplacement : value, bytes);
-        if (used + count >= capacity) break;
-        for (size_t i = 0; i < count; ++i) out[used++] = bytes[i];
-    }
-    out[used] = 0;
+uint64_t toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity) {
+    return convert(text, out, capacity, nextFromUtf16, encodeUtf8);
+}
+
+uint64_t toWide(const char* text, T_WCHAR* out, uint32_t capacity) {
+    return convert(text, out, capacity, nextFromUtf8, encodeUtf16);
 }
 
 }  // namespace tnk::native

@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "platform/win32/windows_api.h"
 
 namespace tnk::native {
@@ -95,22 +93,6 @@ bool diskRoom(const T_WCHAR* directory, uint64_t* bytes) {
 bool lastErrorIsDiskFull() {
     const DWORD error = GetLastError();
     return error == ERROR_HANDLE_DISK_FULL || error == ERROR_DISK_FULL;
-}
-
-void toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity) {
-    if (capacity == 0) return;
-    uint32_t used = 0;
-    // Character by character, since the system's conversion of a text that does not fit gives nothing at all.
-    while (*text != 0) {
-        const int units = IS_SURROGATE_PAIR(text[0], text[1]) ? 2 : 1;
-        char bytes[16];
-        const int count = WideCharToMultiByte(CP_ACP, 0, text, units, bytes, sizeof bytes, nullptr, nullptr);
-        if (count <= 0 || used + static_cast<uint32_t>(count) >= capacity) break;
-        std::copy_n(bytes, count, out + used);
-        used += static_cast<uint32_t>(count);
-        text += units;
-    }
-    out[used] = 0;
 }
 
 }  // namespace tnk::native

@@ -16,9 +16,21 @@ void* allocateLocal(size_t bytes, bool zero) {
     return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
 }
 
+void* reallocateLocal(void* block, size_t bytes) { return std::realloc(block, atLeastOne(bytes)); }
+
 void freeLocal(void* block) { std::free(block); }
 
 void* allocateGlobal(size_t bytes, bool zero) { return GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)); }
+
+void* reallocateGlobal(void* block, size_t bytes) {
+    // A fixed block may move only when it is asked for as if it were movable; it stays a fixed one.
+    auto* moved = static_cast<char*>(GlobalReAlloc(block, atLeastOne(bytes), GMEM_MOVEABLE | GMEM_ZEROINIT));
+    // The one byte that stays must not come back when the block grows again.
+    if (moved != nullptr && bytes == 0) *moved = 0;
+    return moved;
+}
+
+size_t sizeOfGlobal(const void* block) { return GlobalSize(const_cast<void*>(block)); }
 
 void freeGlobal(void* block) { GlobalFree(block); }
 

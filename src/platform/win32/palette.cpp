@@ -1,4 +1,4 @@
-// Logical palettes, regions and the screen's palette: GDI objects.
+// Logical palettes, regions, device contexts and the screen's palette: GDI objects.
 #include <algorithm>
 
 #include "platform/win32/windows_api.h"
@@ -87,5 +87,23 @@ uint32_t screenPalette(PaletteEntry (&entries)[256]) {
 }
 
 bool deleteRegion(T_HANDLE region) { return DeleteObject(systemHandle(region)) != 0; }
+
+T_HANDLE createDeviceContext(T_HANDLE palette) {
+    const HDC context = CreateCompatibleDC(nullptr);
+    if (palette == 0) return handleOf(context);
+    if (context != nullptr && SelectPalette(context, paletteOf(palette), FALSE) != nullptr) return handleOf(context);
+    deletePalette(palette);
+    if (context != nullptr) DeleteDC(context);
+    return 0;
+}
+
+bool deleteDeviceContext(T_HANDLE context) {
+    if (GetObjectType(systemHandle(context)) != OBJ_MEMDC) return false;
+    const HDC dc = static_cast<HDC>(systemHandle(context));
+    const auto standard = static_cast<HPALETTE>(GetStockObject(DEFAULT_PALETTE));
+    const HPALETTE palette = SelectPalette(dc, standard, FALSE);
+    if (palette != nullptr && palette != standard) DeleteObject(palette);
+    return DeleteDC(dc) != 0;
+}
 
 }  // namespace tnk::native

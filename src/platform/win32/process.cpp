@@ -1,4 +1,4 @@
-// Budgets of the process, thread slot, library lock.
+// Budgets of the process, thread slots, library lock.
 #include <atomic>
 
 #include "platform/win32/windows_api.h"
@@ -44,12 +44,7 @@ bool createThreadSlot(void (*)(void* value)) {
 
 void* threadValue() {
     const DWORD index = slot.load(std::memory_order_acquire);
-    if (index == TLS_OUT_OF_INDEXES) return nullptr;
-    // TlsGetValue clears the last error, which a caller may still want to ask for.
-    const DWORD error = GetLastError();
-    void* value = TlsGetValue(index);
-    SetLastError(error);
-    return value;
+    return index != TLS_OUT_OF_INDEXES ? slotValue(index) : nullptr;
 }
 
 bool setThreadValue(void* value) {
@@ -64,10 +59,29 @@ void deleteThreadSlot() {
     ReleaseSRWLockExclusive(&slotLock);
 }
 
+uint32_t allocateSlot() {
+    static_assert(kNoSlot == TLS_OUT_OF_INDEXES);
+    return TlsAlloc();
+}
+
+bool freeSlot(uint32_t index) { return TlsFree(index) != 0; }
+
+void* slotValue(uint32_t index) {
+    // TlsGetValue clears the last error, which a caller may still want to ask for.
+    const DWORD error = GetLastError();
+    void* value = TlsGetValue(index);
+    SetLastError(error);
+    return value;
+}
+
+bool setSlotValue(uint32_t index, void* value) { return TlsSetValue(index, value) != 0; }
+
 void lock() { AcquireSRWLockExclusive(&libraryLock); }
 
 void unlock() { ReleaseSRWLockExclusive(&libraryLock); }
 
 void yieldThread() { Sleep(0); }
+
+void diagnose(const char* text) { OutputDebugStringA(text); }
 
 }  // namespace tnk::native
