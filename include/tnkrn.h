@@ -569,12 +569,6 @@ TNK_API int32_t TNK_CALL T_CopyPlaybackParms(BitmapHandle* Destination, const Bi
 /* Fills the record: version 15.0. Codes: -13 null, -789 Size is not sizeof(VersionRecord). */
 TNK_API int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size);
 
-/* Hooks for leak tracking. This library tracks nothing: they do nothing and return 1. */
-TNK_API int32_t TNK_CALL T_ResourceAdd(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);
-TNK_API int32_t TNK_CALL T_ResourceRemove(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);
-TNK_API int32_t TNK_CALL T_ResourceLeakDetect(void);
-TNK_API int32_t TNK_CALL T_ResourceLeakReport(void);
-
 /* ------------------------------------------------------------------------------------------------------------
  * Display dispatch table
  *
@@ -720,6 +714,33 @@ TNK_API int32_t TNK_CALL T_StopRedirectToBuffer(void* Context, T_HANDLE* hBuffer
 /* ------------------------------------------------------------------------------------------------------------
  * Memory blocks. Line and Module name the place of the call, for tracking; 0 and null are accepted.
  */
+
+/* Kinds of memory. Each kind has a family of its own, which re-allocates, measures and frees it. */
+#define RESOURCE_GLOBAL 1u   /* T_Global...: a locked global block, which may change hands: palettes, tables */
+#define RESOURCE_HEAP 2u     /* T_Local...: a block of the runtime heap, for work */
+#define RESOURCE_HANDLE 3u   /* T_Os...Handle: an unlocked global handle, always zero-filled */
+#define RESOURCE_ZERO 0x100u /* added to one of them: zero-filled */
+
+/*
+ * Blocks by kind: T_GlobalAlloc makes RESOURCE_GLOBAL blocks, and RESOURCE_HANDLE ones as T_OsAllocHandle does (the
+ * pointer is the handle); T_LocalAlloc makes RESOURCE_HEAP ones. Any other kind is null and sends "Invalid resource type
+ * used in (LINE) MODULE" to the debugger, outside Windows to the standard error stream.
+ *   Re-allocation keeps the contents as far as they fit; growth is zero-filled. The block may move; after a failure it
+ *   is as it was. A null block gives null.
+ *   Size is in bytes, 0 for null; the platform may round global blocks up.
+ *   Free accepts null and returns 1.
+ * Null on failure. What a bitmap is to own (Palette, pLUT, pByteMap) is a RESOURCE_GLOBAL block, and so are the palette
+ * arrays that the library hands out.
+ */
+TNK_API void* TNK_CALL T_GlobalAlloc(uint32_t Kind, uint32_t Bytes, uint32_t Line, const char* Module);
+TNK_API void* TNK_CALL T_GlobalReAlloc(void* Block, uint32_t Bytes, uint32_t Line, const char* Module);
+TNK_API uint32_t TNK_CALL T_GlobalSize(const void* Block);
+TNK_API int32_t TNK_CALL T_GlobalFree(void* Block, uint32_t Line, const char* Module);
+TNK_API void* TNK_CALL T_LocalAlloc(uint32_t Kind, uint32_t Bytes, uint32_t Line, const char* Module);
+TNK_API void* TNK_CALL T_LocalReAlloc(void* Block, uint32_t Bytes, uint32_t Line, const char* Module);
+TNK_API uint32_t TNK_CALL T_LocalSize(const void* Block);
+TNK_API int32_t TNK_CALL T_LocalFree(void* Block, uint32_t Line, const char* Module);
+
 /* Movable blocks (HGLOBALs on Windows), zero-filled; growth is zero-filled too. 0 on failure; a failed
  * re-allocation leaves the block as it was. */
 TNK_API T_HANDLE TNK_CALL T_OsAllocHandle(uint32_t Bytes, uint32_t Line, const char* Module);
@@ -729,8 +750,11 @@ TNK_API int32_t TNK_CALL T_OsUnlockHandle(T_HANDLE Block); /* 1 */
 TNK_API uint32_t TNK_CALL T_OsSizeHandle(T_HANDLE Block);  /* bytes; the platform may round up */
 TNK_API int32_t TNK_CALL T_OsFreeHandle(T_HANDLE Block, uint32_t Line, const char* Module); /* 1; 0 is accepted */
 
-/* Frees a palette array that the library made (T_CreateFixedPalette and the like); null is accepted. Returns 1. */
-TNK_API int32_t TNK_CALL T_GlobalFree(void* Block, uint32_t Line, const char* Module);
+/* Hooks for leak tracking. This library tracks nothing: they do nothing and return 1. */
+TNK_API int32_t TNK_CALL T_ResourceAdd(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);
+TNK_API int32_t TNK_CALL T_ResourceRemove(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);
+TNK_API int32_t TNK_CALL T_ResourceLeakDetect(void);
+TNK_API int32_t TNK_CALL T_ResourceLeakReport(void);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Palettes

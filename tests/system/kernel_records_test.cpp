@@ -1,4 +1,4 @@
-// The version record, animation values, the dispatch table and the memory blocks for callers.
+// The version record, animation values and the dispatch table.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -82,40 +82,6 @@ TEST(Dispatch, StoresTheTableAndDeletesRegions) {
     EXPECT_EQ(counting.deletedRegions(), 0);
     EXPECT_EQ(T_DeleteTarnRgn(7), SUCCESS);
     EXPECT_EQ(counting.deletedRegions(), 1);
-}
-
-// What is expected beyond `used` bytes of 0x77 is zero; then the whole block is filled.
-void checkBlock(T_HANDLE block, uint32_t used, uint32_t bytes) {
-    EXPECT_GE(T_OsSizeHandle(block), bytes);
-    auto* data = static_cast<uint8_t*>(T_OsLockHandle(block));
-    ASSERT_NE(data, nullptr);
-    for (uint32_t i = 0; i < bytes; ++i) {
-        ASSERT_EQ(data[i], i < used ? 0x77 : 0) << i;
-        data[i] = 0x77;
-    }
-    EXPECT_EQ(T_OsReAllocHandle(block, bytes + 100'000, 0, nullptr), 0) << "its address is in use";
-    EXPECT_EQ(T_OsUnlockHandle(block), SUCCESS);
-}
-
-TEST(MovableBlocks, AreZeroGrowAndStayWhereTheyAreLocked) {
-    FailingPlatform failing;
-    T_HANDLE block = T_OsAllocHandle(16, 0, nullptr);
-    checkBlock(block, 0, 16);
-    const uint32_t sizes[][2] = {{100'000, 16}, {0, 0}, {48, 0}};  // an empty block is one; what was cut is gone
-    for (const auto& [bytes, used] : sizes) {
-        failing.failAt(1, kMovableFailures);
-        EXPECT_EQ(T_OsReAllocHandle(block, bytes, 0, nullptr), 0) << "and loses nothing";
-        block = T_OsReAllocHandle(block, bytes, 0, nullptr);
-        ASSERT_NE(block, 0);
-        checkBlock(block, used, bytes);
-    }
-    EXPECT_EQ(failing.live(), (LiveObjects{.movable = 1}));
-    EXPECT_EQ(T_OsFreeHandle(block, 0, nullptr), SUCCESS);
-    EXPECT_EQ(failing.live(), LiveObjects{});
-
-    EXPECT_TRUE(T_OsReAllocHandle(0, 10, 0, nullptr) == 0 && T_OsLockHandle(0) == nullptr && T_OsSizeHandle(0) == 0);
-    EXPECT_TRUE(T_OsUnlockHandle(0) == SUCCESS && T_OsFreeHandle(0, 0, nullptr) == SUCCESS);
-    EXPECT_EQ(T_GlobalFree(nullptr, 0, nullptr), SUCCESS);
 }
 
 }  // namespace
