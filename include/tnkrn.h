@@ -750,6 +750,21 @@ TNK_API int32_t TNK_CALL T_OsUnlockHandle(T_HANDLE Block); /* 1 */
 TNK_API uint32_t TNK_CALL T_OsSizeHandle(T_HANDLE Block);  /* bytes; the platform may round up */
 TNK_API int32_t TNK_CALL T_OsFreeHandle(T_HANDLE Block, uint32_t Line, const char* Module); /* 1; 0 is accepted */
 
+/*
+ * Huge blocks: more bytes than an address space holds, reached by position. They lie in memory where that can be had,
+ * else in a temporary file, and are zero at first, as is growth. A block belongs to one thread at a time.
+ * A transfer that would pass the end is refused whole; a resize that fails leaves the block as it was.
+ * Codes: -814 Block null; -13 no such block, null buffer, a size of 0 or above 2^63 - 1, a transfer past the end; -1 no
+ * memory and no file; -295 the disk is full; -4 seek, -5 write, -7 read. T_HugeSize: 0 for what is no block. T_HugeFree
+ * accepts 0.
+ */
+TNK_API int32_t TNK_CALL T_HugeAlloc(T_HANDLE* Block, uint64_t Bytes, uint32_t Line, const char* Module);
+TNK_API int32_t TNK_CALL T_HugeReSize(T_HANDLE Block, uint64_t Bytes, uint32_t Line, const char* Module);
+TNK_API uint64_t TNK_CALL T_HugeSize(T_HANDLE Block);
+TNK_API int32_t TNK_CALL T_HugeRead(T_HANDLE Block, uint64_t Position, void* Buffer, uint32_t Bytes);
+TNK_API int32_t TNK_CALL T_HugeWrite(T_HANDLE Block, uint64_t Position, const void* Buffer, uint32_t Bytes);
+TNK_API int32_t TNK_CALL T_HugeFree(T_HANDLE Block, uint32_t Line, const char* Module);
+
 /* Hooks for leak tracking. This library tracks nothing: they do nothing and return 1. */
 TNK_API int32_t TNK_CALL T_ResourceAdd(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);
 TNK_API int32_t TNK_CALL T_ResourceRemove(uint32_t Kind, T_HANDLE Resource, uint32_t Line, const char* Module);

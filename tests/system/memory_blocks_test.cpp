@@ -1,9 +1,12 @@
-// Memory blocks for callers: the same promises for each family.
+// Memory blocks for callers: the same promises for each family. Huge blocks: the same promises wherever they lie.
 #include <gtest/gtest.h>
 
-#include <string>
+#include <algorithm>
+#include <cstring>
+#include <vector>
 
 #include "support/failing_platform.h"
+#include "support/files.h"
 
 namespace tnk::test {
 namespace {
@@ -90,6 +93,95 @@ TEST(MemoryBlocks, TellOfKindsThatThereAreNot) {
     const std::string longName(1000, 'x');
     EXPECT_EQ(T_LocalAlloc(RESOURCE_GLOBAL, 16, 1, longName.c_str()), nullptr);
     EXPECT_EQ(catching.live(), LiveObjects{});
+}
+
+// Transfers, refusals and resizes, compared with a plain array. Returns the first failure.
+int32_t useHugeBlock(T_HANDLE block) {
+    std::vector<uint8_t> model(100'000), read(100'000);
+    const auto resize = [&](uint32_t bytes) {
+        const int32_t result = T_HugeReSize(block, bytes, 1, "m");
+        if (result == SUCCESS) model.resize(bytes);
+        return result;
+    };
+    const uint32_t steps[] = {1, 50'001, 30'000, 120'000};
+    for (const uint32_t bytes : steps) {
+        const uint32_t end = static_cast<uint32_t>(model.size());
+        const uint64_t position = end / 3;
+        const uint8_t text[] = {1, 2, 3, 4, 5};
+        const uint32_t count = std::min(end, 5u);
+        int32_t result = T_HugeWrite(block, position, text, count);
+        if (result != SUCCESS) return result;
+        std::copy_n(text, count, model.begin() + static_cast<ptrdiff_t>(position));
+        for (const uint64_t start : {uint64_t{end}, uint64_t{end} - 1, uint64_t{1} << 32, UINT64_MAX}) {
+            EXPECT_EQ(T_HugeWrite(block, start, text, 2), ERROR_INVALID_PARAMETER) << start;
+            EXPECT_EQ(T_HugeRead(block, start, read.data(), 2), ERROR_INVALID_PARAMETER) << start;
+        }
+        EXPECT_EQ(T_HugeReSize(block, 0, 1, "m"), ERROR_INVALID_PARAMETER);
+        result = resize(bytes);
+        EXPECT_EQ(T_HugeSize(block), model.size());
+        read.assign(model.size(), 0xEE);
+        const int32_t reading = T_HugeRead(block, 0, read.data(), static_cast<uint32_t>(model.size()));
+        if (reading != SUCCESS) return reading;
+        EXPECT_EQ(read, model);
+        if (result != SUCCESS) return result;
+    }
+    return SUCCESS;
+}
+
+TEST(HugeMemory, KeepsItsBytesInMemoryAndInAFile) {
+    FailingPlatform failing;
+    const TempDirectorySetting setting;
+    for (const bool inFile : {false, true}) {
+        SCOPED_TRACE(inFile);
+        if (inFile) failing.setMemoryStatus({1 << 20, 1 << 10, 0, 0});
+        const auto operation = [&] {
+            T_HANDLE block = 0;
+            const int32_t result = T_HugeAlloc(&block, 100'000, 1, "m");
+            if (result != SUCCESS) return result;
+            EXPECT_EQ(failing.live().files, inFile || failing.injected() ? 1 : 0);
+            const int32_t used = useHugeBlock(block);
+            EXPECT_EQ(T_HugeFree(block, 1, "m"), SUCCESS);
+            return used;
+        };
+        const auto check = [&](int32_t result, bool injected) {
+            // A failed section is made good by a file.
+            EXPECT_TRUE(result == SUCCESS || (injected && (result == FAILURE || (result <= -4 && result >= -7))));
+        };
+        EXPECT_GT(sweepFailures(failing, kAllFailures, operation, check), inFile ? 20 : 5);
+        sweepFailures(failing, kSectionFailures, operation, check, true);
+        EXPECT_EQ(setting.folder().entries(), 0);
+    }
+}
+
+TEST(HugeMemory, ReachesPastFourGigabytesAndTellsAFullDisk) {
+    FailingPlatform failing;
+    T_HANDLE block = 0;
+    failing.failFrom(1, kSectionFailures);
+    ASSERT_EQ(T_HugeAlloc(&block, uint64_t{5} << 30, 1, "m"), SUCCESS);
+    failing.stopFailing();
+    const uint64_t far = (uint64_t{5} << 30) - 3;
+    char bytes[4] = {};
+    EXPECT_EQ(T_HugeWrite(block, far, "far", 3), SUCCESS);
+    EXPECT_EQ(T_HugeRead(block, far - 1, bytes, 4), SUCCESS);
+    EXPECT_EQ(std::memcmp(bytes, "\0far", 4), 0);
+    failing.setDiskRoom(2);
+    EXPECT_EQ(T_HugeWrite(block, 0, "far", 3), ERROR_DISK_FULL);
+    EXPECT_EQ(T_HugeFree(block, 1, "m"), SUCCESS);
+    EXPECT_EQ(failing.live(), LiveObjects{});
+
+    EXPECT_EQ(T_HugeAlloc(nullptr, 10, 1, "m"), ERROR_NULL_POINTER);
+    for (const uint64_t size : {uint64_t{0}, UINT64_MAX}) {
+        EXPECT_EQ(T_HugeAlloc(&block, size, 1, "m"), ERROR_INVALID_PARAMETER);
+    }
+    const T_HANDLE other = T_OsAllocHandle(100, 1, "m");
+    for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}, other}) {
+        EXPECT_EQ(T_HugeRead(wrong, 0, bytes, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_HugeWrite(wrong, 0, bytes, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_HugeReSize(wrong, 1, 1, "m"), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_HugeSize(wrong), 0u);
+        EXPECT_EQ(T_HugeFree(wrong, 1, "m"), wrong == 0 ? SUCCESS : ERROR_INVALID_PARAMETER);
+    }
+    T_OsFreeHandle(other, 1, "m");
 }
 
 }  // namespace
