@@ -772,6 +772,43 @@ TNK_API int32_t TNK_CALL T_ResourceLeakDetect(void);
 TNK_API int32_t TNK_CALL T_ResourceLeakReport(void);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Thread slots, strings, modules
+ */
+
+/* Slots that hold one pointer a thread, null at first. T_TlsAlloc gives an index, or -1 when there is no slot left.
+ * Values stay the caller's: neither the end of a thread nor T_TlsFree does anything to them. Setting and freeing: 1, -13
+ * for an index that is not in use, -1 when the platform fails; reading such an index gives null. */
+TNK_API int32_t TNK_CALL T_TlsAlloc(void);
+TNK_API int32_t TNK_CALL T_TlsFree(int32_t Index);
+TNK_API void* TNK_CALL T_TlsGetValue(int32_t Index);
+TNK_API int32_t TNK_CALL T_TlsSetValue(int32_t Index, void* Value);
+
+/*
+ * Narrow text, in the platform's multibyte code page (UTF-8 outside Windows), to wide text and back. Malformed text
+ * becomes replacement characters. The length is that of the whole result, in characters of its type with the terminator;
+ * 0 for null, and where it does not fit 31 bits. The helpers write at most Capacity characters, always with the
+ * terminator, cut between characters, and return Out; null when an argument is null or Capacity is not positive.
+ * C++ callers have the classes T_A2W and T_W2A at the end of this header.
+ */
+TNK_API int32_t TNK_CALL T_A2WLength(const char* Text);
+TNK_API int32_t TNK_CALL T_W2ALength(const T_WCHAR* Text);
+TNK_API T_WCHAR* TNK_CALL T_A2WHelper(T_WCHAR* Out, const char* Text, int32_t Capacity);
+TNK_API char* TNK_CALL T_W2AHelper(char* Out, const T_WCHAR* Text, int32_t Capacity);
+
+/*
+ * A loader of an optional module. Opening remembers the name and loads nothing; a name without a folder is looked for
+ * beside this library first, then where the system looks. Loads are counted: the module goes with as many unloads, or
+ * with T_DllLoaderClose. Finding a symbol loads a module that is not loaded, which counts as one load. After a failure
+ * the next call tries again. A loader belongs to one thread at a time. C++ callers have the class T_DllLoader.
+ */
+TNK_API T_HANDLE TNK_CALL T_DllLoaderOpen(const T_WCHAR* Name);              /* 0: null, empty, no memory */
+TNK_API int32_t TNK_CALL T_DllLoaderLoad(T_HANDLE Loader);                   /* 1, -13 no loader, -1 */
+TNK_API int32_t TNK_CALL T_DllLoaderUnload(T_HANDLE Loader);                 /* 1, -13, -1 not loaded */
+TNK_API int32_t TNK_CALL T_DllLoaderIsLoaded(T_HANDLE Loader);               /* 1 or 0 */
+TNK_API void* TNK_CALL T_DllLoaderFind(T_HANDLE Loader, const char* Symbol); /* null: not found */
+TNK_API int32_t TNK_CALL T_DllLoaderClose(T_HANDLE Loader);                  /* 1, -13; 0 is accepted */
+
+/* ------------------------------------------------------------------------------------------------------------
  * Palettes
  */
 
@@ -1037,6 +1074,80 @@ TNK_API int32_t TNK_CALL T_ColorResBitmap(BitmapHandle* Source, BitmapHandle* De
 
 #ifdef __cplusplus
 }
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Helper classes for C++. They are inline over the functions above and so work with every compiler.
+ */
+
+/* Narrow text as wide text for as long as the object lives:  T_OsDelete(T_A2W(name)). Null stays null, and is what is
+ * given without memory. */
+class T_A2W {
+  public:
+    explicit T_A2W(const char* Text) : Result(nullptr) {
+        const int32_t length = T_A2WLength(Text);
+        if (length == 0) return;
+        T_WCHAR* out =
+            length <= InsideLength
+                ? Inside
+                : static_cast<T_WCHAR*>(T_LocalAlloc(RESOURCE_HEAP, static_cast<uint32_t>(length) * 2u, 0, "T_A2W"));
+        Result = T_A2WHelper(out, Text, length);
+    }
+    ~T_A2W() {
+        if (Result != Inside) T_LocalFree(Result, 0, "T_A2W");
+    }
+    T_A2W(const T_A2W&) = delete;
+    T_A2W& operator=(const T_A2W&) = delete;
+    operator const T_WCHAR*() const { return Result; }
+
+  private:
+    enum { InsideLength = 264 };
+    T_WCHAR* Result;
+    T_WCHAR Inside[InsideLength];
+};
+
+/* Wide text as narrow text, likewise. */
+class T_W2A {
+  public:
+    explicit T_W2A(const T_WCHAR* Text) : Result(nullptr) {
+        const int32_t length = T_W2ALength(Text);
+        if (length == 0) return;
+        char* out = length <= InsideLength
+                        ? Inside
+                        : static_cast<char*>(T_LocalAlloc(RESOURCE_HEAP, static_cast<uint32_t>(length), 0, "T_W2A"));
+        Result = T_W2AHelper(out, Text, length);
+    }
+    ~T_W2A() {
+        if (Result != Inside) T_LocalFree(Result, 0, "T_W2A");
+    }
+    T_W2A(const T_W2A&) = delete;
+    T_W2A& operator=(const T_W2A&) = delete;
+    operator const char*() const { return Result; }
+
+  private:
+    enum { InsideLength = 528 };
+    char* Result;
+    char Inside[InsideLength];
+};
+
+/* An optional module:  T_DllLoader codec(name); auto load = codec.Find<LoadRoutine>("fltLoadBuffer"); */
+class T_DllLoader {
+  public:
+    explicit T_DllLoader(const T_WCHAR* Name) : Loader(T_DllLoaderOpen(Name)) {}
+    ~T_DllLoader() { T_DllLoaderClose(Loader); }
+    T_DllLoader(const T_DllLoader&) = delete;
+    T_DllLoader& operator=(const T_DllLoader&) = delete;
+
+    bool Load() { return T_DllLoaderLoad(Loader) == T_SUCCESS; }
+    bool Unload() { return T_DllLoaderUnload(Loader) == T_SUCCESS; }
+    bool IsLoaded() const { return T_DllLoaderIsLoaded(Loader) != 0; }
+    template <typename Routine>
+    Routine Find(const char* Symbol) {
+        return reinterpret_cast<Routine>(T_DllLoaderFind(Loader, Symbol));
+    }
+
+  private:
+    T_HANDLE Loader;
+};
 #endif
 
 #endif

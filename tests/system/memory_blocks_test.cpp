@@ -173,7 +173,7 @@ TEST(HugeMemory, ReachesPastFourGigabytesAndTellsAFullDisk) {
     for (const uint64_t size : {uint64_t{0}, UINT64_MAX}) {
         EXPECT_EQ(T_HugeAlloc(&block, size, 1, "m"), ERROR_INVALID_PARAMETER);
     }
-    const T_HANDLE other = T_OsAllocHandle(100, 1, "m");
+    const T_HANDLE other = T_DllLoaderOpen(wide("none").c_str());
     for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}, other}) {
         EXPECT_EQ(T_HugeRead(wrong, 0, bytes, 1), ERROR_INVALID_PARAMETER);
         EXPECT_EQ(T_HugeWrite(wrong, 0, bytes, 1), ERROR_INVALID_PARAMETER);
@@ -181,7 +181,7 @@ TEST(HugeMemory, ReachesPastFourGigabytesAndTellsAFullDisk) {
         EXPECT_EQ(T_HugeSize(wrong), 0u);
         EXPECT_EQ(T_HugeFree(wrong, 1, "m"), wrong == 0 ? SUCCESS : ERROR_INVALID_PARAMETER);
     }
-    T_OsFreeHandle(other, 1, "m");
+    EXPECT_EQ(T_DllLoaderClose(other), SUCCESS);
 }
 
 }  // namespace
