@@ -809,6 +809,66 @@ TNK_API void* TNK_CALL T_DllLoaderFind(T_HANDLE Loader, const char* Symbol); /* 
 TNK_API int32_t TNK_CALL T_DllLoaderClose(T_HANDLE Loader);                  /* 1, -13; 0 is accepted */
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Objects of Windows
+ *
+ * Each function makes or frees one object by the system call of the same name. Structures are the system's own: RECT,
+ * LOGPALETTE, LOGPEN, LOGBRUSH, LOGFONTW, BITMAP, BITMAPINFO, POINT, RGNDATA. Colour is a plain colour value. The result
+ * is a handle, 0 on failure; a null structure gives 0 where the system asks for one. Objects go with T_WinDeleteObject,
+ * which, as T_WinReleaseDC and T_WinDeleteDC, returns 1, or 0 when the system refuses. Outside Windows every result is 0.
+ */
+TNK_API T_HANDLE TNK_CALL T_WinGetDC(T_HANDLE Window, uint32_t Line, const char* Module);
+TNK_API int32_t TNK_CALL T_WinReleaseDC(T_HANDLE Window, T_HANDLE DC, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateDC(const T_WCHAR* Driver, const T_WCHAR* Device, const T_WCHAR* Port,
+                                        const void* DevMode, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateCompatibleDC(T_HANDLE DC, uint32_t Line, const char* Module);
+TNK_API int32_t TNK_CALL T_WinDeleteDC(T_HANDLE DC, uint32_t Line, const char* Module);
+
+TNK_API T_HANDLE TNK_CALL T_WinCreateBitmap(int32_t Width, int32_t Height, uint32_t Planes, uint32_t BitsPerPixel,
+                                            const void* Bits, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateBitmapIndirect(const void* Bitmap, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateCompatibleBitmap(T_HANDLE DC, int32_t Width, int32_t Height, uint32_t Line,
+                                                      const char* Module);
+/* The section's pixels are told in Bits, null on failure. */
+TNK_API T_HANDLE TNK_CALL T_WinCreateDIBSection(T_HANDLE DC, const void* Info, uint32_t Usage, void** Bits,
+                                                T_HANDLE Section, uint32_t Offset, uint32_t Line, const char* Module);
+
+TNK_API T_HANDLE TNK_CALL T_WinCreatePalette(const void* Palette, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateHalftonePalette(T_HANDLE DC, uint32_t Line, const char* Module);
+
+TNK_API T_HANDLE TNK_CALL T_WinCreatePen(int32_t Style, int32_t Width, uint32_t Color, uint32_t Line,
+                                         const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreatePenIndirect(const void* Pen, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateSolidBrush(uint32_t Color, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateHatchBrush(int32_t Style, uint32_t Color, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreatePatternBrush(T_HANDLE Bitmap, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateDIBPatternBrushPt(const void* PackedDib, uint32_t Usage, uint32_t Line,
+                                                       const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateBrushIndirect(const void* Brush, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateFontIndirect(const void* Font, uint32_t Line, const char* Module);
+
+TNK_API T_HANDLE TNK_CALL T_WinCreateRectRgn(int32_t Left, int32_t Top, int32_t Right, int32_t Bottom, uint32_t Line,
+                                             const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateRectRgnIndirect(const void* Rect, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateEllipticRgn(int32_t Left, int32_t Top, int32_t Right, int32_t Bottom,
+                                                 uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateEllipticRgnIndirect(const void* Rect, uint32_t Line, const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreateRoundRectRgn(int32_t Left, int32_t Top, int32_t Right, int32_t Bottom,
+                                                  int32_t CornerWidth, int32_t CornerHeight, uint32_t Line,
+                                                  const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinCreatePolygonRgn(const void* Points, int32_t Count, int32_t FillMode, uint32_t Line,
+                                                const char* Module);
+TNK_API T_HANDLE TNK_CALL T_WinExtCreateRegion(const void* Transform, uint32_t Bytes, const void* Data, uint32_t Line,
+                                               const char* Module);
+
+TNK_API int32_t TNK_CALL T_WinDeleteObject(T_HANDLE Object, uint32_t Line, const char* Module);
+
+/* A memory device context of the toolkit, compatible with the screen; the palette of Bitmap, where it is given and has
+ * one, is selected into it. 0 on failure, for a record of the wrong size and outside Windows. Only T_DeleteTarnDC frees
+ * it whole: 1, or -1 when the platform refuses; 0 is accepted. */
+TNK_API T_HANDLE TNK_CALL T_CreateTarnDC(const BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_DeleteTarnDC(T_HANDLE DC);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Palettes
  */
 
