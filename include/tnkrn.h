@@ -646,6 +646,7 @@ TNK_API int32_t TNK_CALL T_DeleteTarnRgn(T_HANDLE Region);
 
 /* Routines that T_RedirectIO installs; each takes the user data of its slot last. Meaning as the T_Os functions. */
 typedef T_HANDLE(TNK_CALL* OpenRoutine)(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags, void* UserData);
+typedef T_HANDLE(TNK_CALL* OpenRoutineA)(const char* Name, uint32_t OpenFlags, uint32_t ShareFlags, void* UserData);
 typedef int32_t(TNK_CALL* ReadRoutine)(T_HANDLE File, void* Buffer, uint32_t Count, void* UserData);
 typedef int32_t(TNK_CALL* WriteRoutine)(T_HANDLE File, const void* Buffer, uint32_t Count, void* UserData);
 typedef int32_t(TNK_CALL* SeekRoutine)(T_HANDLE File, int32_t Offset, int32_t Origin, void* UserData);
@@ -675,6 +676,11 @@ TNK_API int32_t TNK_CALL T_OsGetLastError(int32_t Default);
 /* Installs five routines for the calling thread; null means the library's own. UserData goes to all five. */
 TNK_API void TNK_CALL T_RedirectIO(OpenRoutine Open, ReadRoutine Read, WriteRoutine Write, SeekRoutine Seek,
                                    CloseRoutine Close, void* UserData);
+
+/* The same with an open routine that takes narrow names; characters that the code page does not have arrive replaced.
+ * 1, or -1, and then nothing is installed, when the process has used 64 different narrow routines already. */
+TNK_API int32_t TNK_CALL T_RedirectIOA(OpenRoutineA Open, ReadRoutine Read, WriteRoutine Write, SeekRoutine Seek,
+                                       CloseRoutine Close, void* UserData);
 
 /* Exchanges, slot by slot, the installed values with the caller's. Each pointer is optional; a null routine stays
  * out but the old one is returned. Calling it again with the returned values undoes it. */

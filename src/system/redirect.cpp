@@ -1,10 +1,13 @@
 // Redirection of file accesses to a caller's routines and to a memory block.
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cstring>
 #include <utility>
 
 #include "platform/platform.h"
 #include "system/file.h"
+#include "system/memory.h"
 #include "system/settings.h"
 
 namespace tnk {
@@ -130,6 +133,38 @@ int32_t TNK_CALL memoryClose(T_HANDLE handle, void* userData) {
     return 0;
 }
 
+// Open routines with narrow names. Each gets a wide routine of its own, which can then be stored, exchanged and put back
+// like any other: the settings have no place for a narrow one.
+constexpr size_t kNarrowRoutines = 64;
+std::atomic<OpenRoutineA> narrowRoutines[kNarrowRoutines];
+
+template <size_t kIndex>
+T_HANDLE TNK_CALL openNarrow(const T_WCHAR* name, uint32_t openFlags, uint32_t shareFlags, void* userData) {
+    const OpenRoutineA open = narrowRoutines[kIndex].load(std::memory_order_acquire);
+    if (name == nullptr) return open(nullptr, openFlags, shareFlags, userData);
+    const uint64_t length = platform->toMultibyte(name, nullptr, 0);
+    Scratch<char> narrow;
+    if (length > UINT32_MAX || !narrow.allocate(length)) return kNoFile;
+    platform->toMultibyte(name, narrow.data(), static_cast<uint32_t>(length));
+    return open(narrow.data(), openFlags, shareFlags, userData);
+}
+
+template <size_t... kIndices>
+constexpr std::array<OpenRoutine, sizeof...(kIndices)> wideRoutines(std::index_sequence<kIndices...>) {
+    return {openNarrow<kIndices>...};
+}
+
+constexpr auto kWideRoutines = wideRoutines(std::make_index_sequence<kNarrowRoutines>());
+
+// The wide form of a narrow routine, the same one each time; null when all are taken by others.
+OpenRoutine wideFormOf(OpenRoutineA narrow) {
+    for (size_t i = 0; i < kNarrowRoutines; ++i) {
+        OpenRoutineA holder = nullptr;
+        if (narrowRoutines[i].compare_exchange_strong(holder, narrow) || holder == narrow) return kWideRoutines[i];
+    }
+    return nullptr;
+}
+
 constexpr FileRoutines kMemoryRoutines = {memoryOpen, memoryRead, memoryWrite, memorySeek, memoryClose};
 
 }  // namespace
@@ -147,6 +182,14 @@ extern "C" void TNK_CALL T_RedirectIO(OpenRoutine Open, ReadRoutine Read, WriteR
         Close != nullptr ? Close : kLibraryRoutines.close,
     };
     settings.routineData = {UserData, UserData, UserData, UserData, UserData};
+}
+
+extern "C" int32_t TNK_CALL T_RedirectIOA(OpenRoutineA Open, ReadRoutine Read, WriteRoutine Write, SeekRoutine Seek,
+                                          CloseRoutine Close, void* UserData) {
+    const OpenRoutine wide = Open != nullptr ? wideFormOf(Open) : nullptr;
+    if (Open != nullptr && wide == nullptr) return FAILURE;
+    T_RedirectIO(wide, Read, Write, Seek, Close, UserData);
+    return SUCCESS;
 }
 
 extern "C" void TNK_CALL T_FilterIO(OpenRoutine* Open, ReadRoutine* Read, WriteRoutine* Write, SeekRoutine* Seek,

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "support/failing_platform.h"
+#include "support/files.h"
 #include "system/file.h"
 #include "system/settings.h"
 
@@ -74,6 +77,49 @@ TEST(Redirection, CallsTheCallersRoutinesWithTheirData) {
     expected.routines.seek = anySeek;
     EXPECT_EQ(installed(), expected);
     T_RedirectIO(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(installed(), kStandard);
+}
+
+std::string openedName;
+
+template <int kIndex>
+T_HANDLE TNK_CALL narrowOpen(const char* name, uint32_t openFlags, uint32_t shareFlags, void* data) {
+    openedName = name != nullptr ? name : "(null)";
+    return anyOpen(nullptr, openFlags, shareFlags, data) + kIndex;
+}
+
+template <int... kIndices>
+std::vector<OpenRoutineA> narrowOpens(std::integer_sequence<int, kIndices...>) {
+    return {narrowOpen<kIndices>...};
+}
+
+TEST(Redirection, HandsNarrowNamesToNarrowRoutines) {
+    int32_t data = 1000;
+    const auto opens = narrowOpens(std::make_integer_sequence<int, 65>());
+    const std::string longName(5000, 'n');
+    for (int i = 0; i < 130; ++i) {
+        const int routine = i % 65;
+        const Routines before = installed();
+        const bool possible = routine < 64;
+        EXPECT_EQ(T_RedirectIOA(opens[routine], anyRead, nullptr, nullptr, nullptr, &data),
+                  possible ? SUCCESS : FAILURE);
+        EXPECT_EQ(installed() == before, !possible);
+        EXPECT_EQ(T_RedirectedOpen(wide(longName).c_str(), 3, 0x180), 1000 + 0x183 + std::min(routine, 63));
+        EXPECT_EQ(openedName, longName);
+    }
+    EXPECT_EQ(T_RedirectedRead(20, nullptr, 4), 1024);
+    void* context = nullptr;
+    ASSERT_EQ(T_StartRedirectToBuffer(&context, nullptr, 0, 0, 0), SUCCESS);
+    EXPECT_EQ(T_RedirectIOA(opens[1], nullptr, nullptr, nullptr, nullptr, nullptr), SUCCESS);
+    EXPECT_EQ(T_StopRedirectToBuffer(context, nullptr, nullptr), SUCCESS);
+    EXPECT_EQ(T_RedirectedOpen(nullptr, 0, 0), 1063) << "each routine comes back as itself";
+    EXPECT_EQ(openedName, "(null)");
+    {
+        FailingPlatform failing;
+        failing.failAt(1, kLocalFailures);
+        EXPECT_EQ(T_RedirectedOpen(wide("n").c_str(), 0, 0), kNoFile);
+    }
+    EXPECT_EQ(T_RedirectIOA(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), SUCCESS);
     EXPECT_EQ(installed(), kStandard);
 }
 
