@@ -26,6 +26,17 @@ bool besideLibrary(const char* name, char (&path)[kPathBytes]) {
     return true;
 }
 
+// Gives a name without an ending the usual one; false when it does not fit.
+bool addEnding(char (&name)[kPathBytes]) {
+    constexpr char kEnding[] = ".so";
+    const char* slash = std::strrchr(name, '/');
+    if (std::strchr(slash != nullptr ? slash : name, '.') != nullptr) return true;
+    const size_t length = std::strlen(name);
+    if (length + sizeof kEnding > kPathBytes) return false;
+    std::memcpy(name + length, kEnding, sizeof kEnding);
+    return true;
+}
+
 T_HANDLE open(const char* path) { return reinterpret_cast<T_HANDLE>(dlopen(path, RTLD_NOW | RTLD_LOCAL)); }
 
 }  // namespace
@@ -33,7 +44,7 @@ T_HANDLE open(const char* path) { return reinterpret_cast<T_HANDLE>(dlopen(path,
 T_HANDLE loadModule(const T_WCHAR* name) {
     char text[kPathBytes];
     char path[kPathBytes];
-    if (!toUtf8(name, text, sizeof text)) return 0;
+    if (!toUtf8(name, text, sizeof text) || !addEnding(text)) return 0;
     if (std::strchr(text, '/') == nullptr && besideLibrary(text, path)) {
         if (const T_HANDLE module = open(path); module != 0) return module;
     }
