@@ -2,11 +2,20 @@
 
 include(CMakePackageConfigHelpers)
 
-install(FILES ${PROJECT_SOURCE_DIR}/include/tnkrn.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/include/tnkrn.h ${PROJECT_SOURCE_DIR}/include/tnkrn_codec.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS tnkrn
     RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(TARGET tfcmp)
+    # Beside the library, where it is looked for first.
+    if(WIN32)
+        install(TARGETS tfcmp LIBRARY DESTINATION ${CMAKE_INSTALL_BINDIR})
+    else()
+        install(TARGETS tfcmp LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+    endif()
+endif()
 if(WIN32)
     install(FILES ${TNK_MSVC_LIBRARY} DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()

@@ -261,9 +261,10 @@ TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSiz
 /*
  * Attaches storage to an initialised record, choosing memory, tiles or a temporary file by MemoryType and the
  * thread's memory thresholds. Storage that the record already had is not freed.
- * Memory and disk storage start as zero.
+ * Storage starts as zero. MEM_SUPERCOMPRESSED needs an optional codec module (tnkrn_codec.h) and gives memory when the
+ * process is short of handles.
  * Codes: -13 null or bad request, -789, -11 Size is 0, -1 no memory or no temporary file, -5 the file could not
- * be made long enough.
+ * be made long enough, -356 no codec module.
  */
 TNK_API int32_t TNK_CALL T_AllocateBitmap(BitmapHandle* Bitmap, uint32_t MemoryType);
 
@@ -284,14 +285,15 @@ TNK_API int32_t TNK_CALL T_CopyBitmapHandle(BitmapHandle* Destination, const Bit
  */
 TNK_API int32_t TNK_CALL T_ChangeBitmapHeight(BitmapHandle* Bitmap, int32_t NewHeight);
 
-/* Recomputes Size from the storage. Codes: -2 null or not allocated, -789. */
+/* Recomputes Size from the storage: the packed bytes of a super-compressed bitmap (whose Size counts the plain rows until
+ * then), else BytesPerLine x Height. Codes: -2 null or not allocated, -789. */
 TNK_API int32_t TNK_CALL T_UpdateBitmapSize(BitmapHandle* Bitmap);
 
 /*
  * Hands caller memory of Size bytes to a bitmap; no copy, the caller keeps ownership. For an allocated
  * MEM_USER bitmap DataSize is ignored, otherwise it must equal Size; storage that the bitmap owned is released and it
  * becomes a MEM_USER bitmap.
- * Codes: -13 null record or DataSize, -789.
+ * Codes: -13 null record or DataSize (also when Size counts packed bytes), -789.
  */
 TNK_API int32_t TNK_CALL T_SetBitmapDataPointer(BitmapHandle* Bitmap, void* Data, uint32_t DataSize);
 
@@ -429,7 +431,8 @@ TNK_API int32_t TNK_CALL T_CopyBitmapListItems(T_HANDLE* NewList, T_HANDLE List,
  * Row is the stored row index. Row, column and byte count are the caller's responsibility: they are not checked
  * against the bitmap. The four transfer functions return the bytes moved, or a code: -13 null, -789, -2 memory
  * storage without a data pointer (movable and not accessed), -4 seek, -5 write, -7 read, -1 neither memory nor
- * disk storage.
+ * disk storage. Super-compressed bitmaps do check: -1 for bytes outside, with nothing moved; also -1 without memory,
+ * and the codec module's negative code for rows that it cannot unpack.
  */
 TNK_API int32_t TNK_CALL T_GetBitmapRow(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Bytes);
 TNK_API int32_t TNK_CALL T_PutBitmapRow(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Bytes);

@@ -107,6 +107,8 @@ Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType) {
     const uint32_t request = effectiveRequest(bitmap.BitsPerPixel, memoryType);
     if (request == 0) return ERROR_INVALID_PARAMETER;
 
+    // Size may count the packed bytes of storage that was not freed.
+    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) != 0) dataBytes(bitmap, bitmap.Height, &bitmap.Size);
     bitmap.Flags &= ~kStorageFlags;
     freeByteMap(bitmap);
     TRY(attachByteMap(bitmap));

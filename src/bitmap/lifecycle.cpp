@@ -93,7 +93,10 @@ Result setPerspective(BitmapHandle& bitmap, uint32_t viewPerspective) {
 Result setDataPointer(BitmapHandle& bitmap, void* data, uint32_t dataSize) {
     const bool callersMemory = isAllocated(bitmap) && (bitmap.Flags & BMF_USERDATA) != 0;
     const bool anySize = callersMemory && (bitmap.Flags & BMF_MOVABLE) == 0;
-    if (!anySize && dataSize != bitmap.Size) return ERROR_INVALID_PARAMETER;
+    // Size may count packed bytes, fewer than the rows need.
+    uint32_t rowsSize = 0;
+    dataBytes(bitmap, bitmap.Height, &rowsSize);
+    if (!anySize && (dataSize != bitmap.Size || dataSize < rowsSize)) return ERROR_INVALID_PARAMETER;
     if (isAllocated(bitmap) && !callersMemory) {
         // Storage of the library's own would be lost behind the new pointer, and the caller's memory freed in its place.
         storageOf(bitmap).release(bitmap);

@@ -40,7 +40,7 @@ extern const StorageKind kUserStorage;             // memory of the caller
 extern const StorageKind kDiskStorage;             // a temporary file
 extern const StorageKind kTiledStorage;            // tiles: cannot be had
 extern const StorageKind kCompressedStorage;       // run-compressed rows: cannot be had
-extern const StorageKind kSuperCompressedStorage;  // chunks compressed by a codec module: cannot be had
+extern const StorageKind kSuperCompressedStorage;  // chunks packed by a codec module
 extern const StorageKind kNoStorage;               // what an unallocated bitmap has
 
 // The flags that say which storage a bitmap has.

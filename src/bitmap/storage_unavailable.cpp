@@ -1,4 +1,4 @@
-// Tiled, run-compressed and super-compressed storage, which this build cannot make. A record whose flags claim one of
+// Tiled and run-compressed storage, which this build cannot make. A record whose flags claim one of
 // them, or none at all, gets a code from every operation and nothing is touched.
 #include "bitmap/storage.h"
 
@@ -48,8 +48,6 @@ const StorageKind kTiledStorage =
     unavailable<ERROR_NOT_ALLOCATED>(MEMKIND_TILED, refuseAllocation<FAILURE>, measureRows);
 const StorageKind kCompressedStorage =
     unavailable<ERROR_NOT_ALLOCATED>(MEMKIND_COMPRESSED, refuseAllocation<FAILURE>, measureMissing);
-const StorageKind kSuperCompressedStorage =
-    unavailable<ERROR_NOT_ALLOCATED>(MEMKIND_SUPERCOMPRESSED, refuseAllocation<ERROR_CODEC_MISSING>, measureMissing);
 const StorageKind kNoStorage = unavailable<FAILURE>(MEMKIND_DISK, refuseAllocation<FAILURE>, measureRows);
 
 }  // namespace tnk

@@ -54,6 +54,8 @@ TEST(AllocateBitmap, ValidatesTheRequest) {
         {ERROR_CODEC_MISSING, 8, {1024, 1025, 1536}},
         {ERROR_CODEC_MISSING, 24, {1024, 1025, 1536}},
     };
+    FailingPlatform failing;
+    failing.failFrom(1, kModuleFailures);
     for (const auto& test : cases) {
         for (const uint32_t request : test.requests) {
             SCOPED_TRACE(::testing::Message() << "request " << request << " at " << test.bits << " bits");
@@ -113,6 +115,7 @@ TEST(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
 
     failing.setHandleCount(17'999);
     EXPECT_EQ(flagsOf(MEM_DISK), kDisk);
+    failing.failFrom(1, kModuleFailures);
     EXPECT_EQ(flagsOf(MEM_SUPERCOMPRESSED, 8, ERROR_CODEC_MISSING), kNothing);
     failing.setHandleCount(18'000);
     EXPECT_EQ(flagsOf(MEM_DISK), kMemory) << "no more files";

@@ -130,6 +130,7 @@ TEST_F(DuplicateBitmap, TakesTheSourcesKindOfStorage) {
     EXPECT_EQ(T_GetBitmapRow(&copy, &byte, 0, 1), ERROR_FILE_SEEK);
     T_FreeDuplicateBitmap(&copy, 0);
 
+    failing.failFrom(1, kModuleFailures);
     source.Flags |= BMF_SUPERCOMPRESSED;
     EXPECT_EQ(T_DupBitmapNewDim(&copy, &source, sizeof copy, 5, 5, 8, kEverything), ERROR_CODEC_MISSING);
     source.Flags &= ~BMF_SUPERCOMPRESSED;

@@ -1,4 +1,4 @@
-// Runs of pixels at every depth against a form that moves one bit at a time, in memory and on disk.
+// Runs of pixels at every depth against a form that moves one bit at a time, in each kind of storage.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -86,7 +86,7 @@ class RowSegments : public ::testing::TestWithParam<Kind> {
 
     std::mt19937 random_{7};
 };
-INSTANTIATE_TEST_SUITE_P(Kinds, RowSegments, ::testing::Values(Kind::section, Kind::disk), kindName);
+INSTANTIATE_TEST_SUITE_P(Kinds, RowSegments, ::testing::ValuesIn(kAllKinds), kindName);
 
 TEST_P(RowSegments, WriteWhatTheModelWrites) {
     for (const int32_t bits : {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64}) {

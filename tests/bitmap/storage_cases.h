@@ -5,27 +5,38 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "tnkrn.h"
 
 namespace tnk::test {
 
-enum class Kind { section, disk, user, movable };
+enum class Kind { section, disk, user, movable, super };
 
-constexpr Kind kAllKinds[] = {Kind::section, Kind::disk, Kind::user, Kind::movable};
+constexpr Kind kAllKinds[] = {
+    Kind::user,  Kind::section, Kind::disk, Kind::movable,
+#ifdef TNK_TEST_CODEC
+    Kind::super,
+#endif
+};
+// Without the caller's memory.
+constexpr auto kOwnKinds = std::span(kAllKinds).subspan<1>();
 
 inline std::string kindName(const ::testing::TestParamInfo<Kind>& info) {
-    constexpr const char* kNames[] = {"Section", "Disk", "User", "Movable"};
+    constexpr const char* kNames[] = {"Section", "Disk", "User", "Movable", "Super"};
     return kNames[static_cast<int>(info.param)];
 }
+
+// Super-compressed bitmaps have 1, 8 or 24 bits; at other depths the request gives a section.
+inline bool isSuper(const BitmapHandle& bitmap) { return (bitmap.Flags & BMF_SUPERCOMPRESSED) != 0; }
 
 // A bitmap that is allocated, accessed and zero, and frees itself.
 class StoredBitmap {
   public:
     StoredBitmap(Kind kind, int32_t width, int32_t height, int32_t bits) {
         EXPECT_EQ(T_InitBitmap(&record, sizeof record, width, height, bits), SUCCESS);
-        constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_USER};
+        constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_USER, 0, MEM_SUPERCOMPRESSED};
         if (kind == Kind::movable) {
             record.DataHandle = T_OsAllocHandle(record.Size, 0, nullptr);
             record.Flags = BMF_ALLOCATED | BMF_MEMORY | BMF_MOVABLE;

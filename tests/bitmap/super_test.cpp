@@ -1,0 +1,371 @@
+// Super-compressed storage: against plain memory with the real codec, and with codecs that lie.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <random>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "storage_cases.h"
+#include "support/failing_platform.h"
+#include "tnkrn_codec.h"
+
+namespace tnk::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// What the codec of these tests does wrong.
+enum Lie {
+    kHonest,
+    kSaveFails,
+    kSaveClaimsNothing,
+    kSaveClaimsTooMuch,
+    kSaveClaimsLess,
+    kSaveWritesTooMuch,
+    kSavePacksOtherRows,
+    kLoadWritesTooMuch,
+    kLoadFails,  // from here on, what was packed cannot be had back
+    kLoadAnswersNoCode,
+    kLoadDoesNothing,
+    kLoadGivesOtherRows,
+    kLies,
+};
+std::atomic<int> lie = kHonest;
+
+// Pairs of count and value.
+int32_t TNK_CALL saveRuns(const CodecChunk* chunk, const uint8_t* rows, uint8_t* packed, uint32_t capacity,
+                          uint32_t* packedBytes) {
+    const size_t bytes = size_t{chunk->BytesPerLine} * static_cast<uint32_t>(chunk->Rows);
+    uint32_t used = 0;
+    for (size_t i = 0, count = 0; i < bytes; i += count, used += 2) {
+        for (count = 1; count < 255 && i + count < bytes && rows[i + count] == rows[i];) ++count;
+        if (used + 2 > capacity) return FAILURE;
+        packed[used] = static_cast<uint8_t>(count);
+        packed[used + 1] = rows[i];
+    }
+    *packedBytes = used;
+    if (lie == kSaveClaimsNothing) *packedBytes = 0;
+    if (lie == kSaveClaimsTooMuch) *packedBytes = capacity + 1;
+    if (lie == kSaveClaimsLess) *packedBytes = used - 2;
+    if (lie == kSaveWritesTooMuch) packed[capacity + 100] = 1;
+    if (lie == kSavePacksOtherRows) ++packed[used - 1];
+    return lie == kSaveFails ? ERROR_FILE_WRITE : SUCCESS;
+}
+
+int32_t TNK_CALL loadRuns(const CodecChunk* chunk, const uint8_t* packed, uint32_t packedBytes, uint8_t* rows) {
+    const size_t bytes = size_t{chunk->BytesPerLine} * static_cast<uint32_t>(chunk->Rows);
+    if (lie == kLoadDoesNothing) return SUCCESS;
+    size_t done = 0;
+    for (uint32_t i = 0; i + 1 < packedBytes && done + packed[i] <= bytes; i += 2) {
+        if (lie == kLoadFails && done > bytes / 2) return ERROR_FILE_READ;
+        std::memset(rows + done, packed[i + 1], packed[i]);
+        done += packed[i];
+    }
+    if (lie == kLoadAnswersNoCode) return 7;
+    if (lie == kLoadGivesOtherRows) ++rows[bytes - 1];
+    if (lie == kLoadWritesTooMuch) rows[bytes + 10] = 1;
+    return done == bytes ? SUCCESS : FAILURE;
+}
+
+// While it lives, modules are those of the test: `present` names them, `lacking` those without a second entry point.
+struct CodecPlatform {
+    explicit CodecPlatform(std::set<std::string> modules = {"TFCMP15U"}, std::set<std::string> halves = {})
+        : previous(platform), table(*platform) {
+        present = std::move(modules);
+        lacking = std::move(halves);
+        tried.clear();
+        lie = kHonest;
+        table.loadModule = [](const T_WCHAR* name) -> T_HANDLE {
+            tried.emplace_back(name, std::find(name, name + 20, 0));
+            if (present.count(tried.back()) == 0) return 0;
+            ++loaded;
+            return lacking.count(tried.back()) != 0 ? 2 : 1;
+        };
+        table.findSymbol = [](T_HANDLE module, const char* name) -> void* {
+            if (std::strcmp(name, "fltSaveBuffer") == 0) return reinterpret_cast<void*>(saveRuns);
+            const bool found = module == 1 && std::strcmp(name, "fltLoadBuffer") == 0;
+            return found ? reinterpret_cast<void*>(loadRuns) : nullptr;
+        };
+        table.unloadModule = [](T_HANDLE) { return --loaded >= 0; };
+        platform = &table;
+    }
+    ~CodecPlatform() {
+        EXPECT_EQ(loaded, 0) << "modules left loaded";
+        platform = previous;
+    }
+    CodecPlatform(const CodecPlatform&) = delete;
+    CodecPlatform& operator=(const CodecPlatform&) = delete;
+
+    static inline std::set<std::string> present, lacking;
+    static inline std::vector<std::string> tried;
+    static inline int loaded = 0;
+    const Platform* previous;
+    Platform table;
+};
+
+// Four rows make a chunk.
+constexpr int32_t kWidth = 65536;
+constexpr int32_t kHeight = 18;
+
+// Rows that the codec packs well, all different.
+Bytes makeRow(int32_t row, int32_t version) {
+    Bytes bytes(kWidth, static_cast<uint8_t>(row * 7 + version * 31));
+    std::fill_n(bytes.begin(), 100 * row + version + 1, static_cast<uint8_t>(version + 1));
+    return bytes;
+}
+
+// A packed bitmap of such rows, beside plain ones.
+struct Filled {
+    Filled() : stored(Kind::super, kWidth, kHeight, 8), model(kHeight) {
+        for (int32_t row = 0; row < kHeight; ++row) EXPECT_EQ(put(row, 0), kWidth);
+        EXPECT_EQ(T_UpdateBitmapSize(&bitmap), SUCCESS);
+        EXPECT_LT(bitmap.Size, uint32_t{kWidth} * kHeight / 50);
+    }
+    int32_t put(int32_t row, int32_t version) {
+        const Bytes bytes = makeRow(row, version);
+        const int32_t result = T_PutBitmapRow(&bitmap, bytes.data(), row, kWidth);
+        if (result == kWidth) model[static_cast<size_t>(row)] = bytes;
+        return result;
+    }
+    int32_t get(int32_t row) {
+        Bytes bytes(kWidth);
+        const int32_t result = T_GetBitmapRow(&bitmap, bytes.data(), row, kWidth);
+        EXPECT_TRUE(result != kWidth || bytes == model[static_cast<size_t>(row)]) << "row " << row;
+        return result;
+    }
+    void expectAllRows() {
+        for (int32_t row = 0; row < kHeight; ++row) ASSERT_EQ(get(row), kWidth);
+    }
+
+    StoredBitmap stored;
+    BitmapHandle& bitmap = stored.record;
+    std::vector<Bytes> model;
+};
+
+TEST(SuperStorage, LosesNoRowToACodecThatLies) {
+    FailingPlatform failing;
+    const CodecPlatform codec;
+    for (int i = 1; i < kLies; ++i) {
+        SCOPED_TRACE(i);
+        Filled filled;
+        lie = i;
+        std::mt19937 random(static_cast<uint32_t>(i));
+        int refused = 0;
+        for (int32_t step = 0; step < 60; ++step) {
+            const auto row = static_cast<int32_t>(random() % kHeight);
+            const int32_t result = random() % 2 != 0 ? filled.put(row, step % 5) : filled.get(row);
+            if (result == kWidth) continue;
+            EXPECT_EQ(result, lie == kLoadFails ? ERROR_FILE_READ : FAILURE) << "step " << step;
+            ++refused;
+        }
+        EXPECT_EQ(refused > 0, lie >= kLoadFails);
+        lie = kHonest;
+        filled.expectAllRows();
+    }
+    EXPECT_EQ(failing.live(), LiveObjects{});
+}
+
+TEST(SuperStorage, LosesNoRowWithoutMemory) {
+    FailingPlatform failing;
+    const CodecPlatform codec;
+    BitmapHandle fresh;
+    ASSERT_EQ(T_InitBitmap(&fresh, sizeof fresh, 8, 8, 8), SUCCESS);
+    const auto allocate = [&] { return T_AllocateBitmap(&fresh, MEM_SUPERCOMPRESSED); };
+    const auto checkFresh = [&](int32_t result, bool injected) {
+        EXPECT_EQ(result, injected ? FAILURE : SUCCESS);
+        EXPECT_EQ(fresh.pByteMap == nullptr, injected);
+        T_FreeBitmap(&fresh);
+    };
+    EXPECT_EQ(sweepFailures(failing, kMemoryFailures, allocate, checkFresh), 3) << "byte map, store, table";
+
+    // Changed rows in both plain places, then a row elsewhere and more rows.
+    int refused = 0;
+    for (const bool fromThere : {false, true}) {
+        bool injected = true;
+        for (int k = 1; injected; ++k) {
+            SCOPED_TRACE(k);
+            Filled filled;
+            for (const int32_t row : {1, 6}) ASSERT_EQ(filled.put(row, 3), kWidth);
+            fromThere ? failing.failFrom(k) : failing.failAt(k);
+            const int32_t result = filled.put(13, 4);
+            const int32_t grown = T_ChangeBitmapHeight(&filled.bitmap, 3000);
+            injected = failing.injected();
+            failing.stopFailing();
+            EXPECT_TRUE(result == kWidth || (injected && result == FAILURE)) << result;
+            EXPECT_TRUE(grown == SUCCESS || (injected && grown == FAILURE)) << grown;
+            EXPECT_EQ(filled.bitmap.Height, grown == SUCCESS ? 3000 : kHeight);
+            refused += result != kWidth;
+            filled.expectAllRows();
+        }
+    }
+    EXPECT_GT(refused, 0);
+    EXPECT_EQ(failing.live(), LiveObjects{});
+}
+
+TEST(SuperStorage, TakesTheModuleOfTheDepth) {
+    FailingPlatform failing;
+    const std::string fax = "TFFAX15U", general = "TFCMP15U";
+    const struct {
+        int32_t bits;
+        std::set<std::string> present, lacking;
+        std::vector<std::string> tried;
+        int32_t result;
+    } cases[] = {
+        {1, {fax, general}, {}, {fax}, SUCCESS},
+        {1, {general}, {}, {fax, general}, SUCCESS},
+        {1, {fax, general}, {fax}, {fax, general}, SUCCESS},
+        {8, {fax, general}, {}, {general}, SUCCESS},
+        {24, {general}, {general}, {general}, ERROR_CODEC_MISSING},
+        {24, {fax}, {}, {general}, ERROR_CODEC_MISSING},
+        {1, {}, {}, {fax, general}, ERROR_CODEC_MISSING},
+    };
+    for (const auto& c : cases) {
+        const CodecPlatform codec(c.present, c.lacking);
+        const bool found = c.result == SUCCESS;
+        BitmapHandle bitmap;
+        ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 9, 9, c.bits), SUCCESS);
+        EXPECT_EQ(T_AllocateBitmap(&bitmap, MEM_SUPERCOMPRESSED), c.result);
+        EXPECT_EQ(CodecPlatform::tried, c.tried);
+        EXPECT_EQ(CodecPlatform::loaded, found);
+        EXPECT_EQ(bitmap.Flags, found ? BMF_ALLOCATED | BMF_MEMORY | BMF_SUPERCOMPRESSED : 0);
+        EXPECT_EQ(bitmap.pByteMap != nullptr, found);
+        T_FreeBitmap(&bitmap);
+        EXPECT_EQ(failing.live(), LiveObjects{});
+    }
+}
+
+TEST(SuperStorage, RefusesRowsOutsideAndMeasuresWhatIsStored) {
+    const CodecPlatform codec;
+    Filled filled;
+    BitmapHandle& bitmap = filled.bitmap;
+    Bytes rows(size_t{3} * kWidth, 0xEE);
+    for (const int32_t row : {-1, INT32_MIN, kHeight, INT32_MAX, kHeight - 2}) {
+        EXPECT_EQ(T_GetBitmapRow(&bitmap, rows.data(), row, 3 * kWidth), FAILURE) << row;
+        EXPECT_EQ(T_PutBitmapRowCol(&bitmap, rows.data(), row, 1, 3 * kWidth), FAILURE) << row;
+    }
+    EXPECT_EQ(T_PutBitmapRowCol(&bitmap, rows.data(), 0, UINT32_MAX, UINT32_MAX), FAILURE);
+    EXPECT_EQ(rows, Bytes(rows.size(), 0xEE));
+    filled.expectAllRows();
+
+    const uint32_t packed = bitmap.Size;
+    EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 1'000), SUCCESS);
+    EXPECT_EQ(T_UpdateBitmapSize(&bitmap), SUCCESS);
+    EXPECT_EQ(bitmap.Size, packed) << "rows never written cost nothing";
+    std::mt19937 random(1);
+    for (uint8_t& byte : rows) byte = static_cast<uint8_t>(random());
+    EXPECT_EQ(T_PutBitmapRow(&bitmap, rows.data(), 500, 3 * kWidth), 3 * kWidth);
+    EXPECT_EQ(T_UpdateBitmapSize(&bitmap), SUCCESS);
+    EXPECT_EQ(bitmap.Size, packed + 4 * kWidth) << "a chunk that does not get smaller is stored as it is";
+    EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, rows.data(), bitmap.Size), ERROR_INVALID_PARAMETER)
+        << "Size counts packed bytes, too few for the rows";
+
+    // The record, freed or not, goes on to storage that takes Size for the bytes of its rows.
+    BitmapHandle copy = bitmap;
+    copy.pByteMap = nullptr;  // stays with the other record
+    EXPECT_EQ(T_AllocateBitmap(&copy, MEM_CONVENTIONAL), SUCCESS);
+    EXPECT_EQ(copy.Size, uint32_t{kWidth} * 1000);
+    T_FreeBitmap(&copy);
+    T_FreeBitmap(&bitmap);
+    EXPECT_EQ(bitmap.Size, uint32_t{kWidth} * 1000);
+}
+
+TEST(SuperStorage, ServesThreads) {
+    const CodecPlatform codec;
+    Filled filled;
+    std::vector<std::thread> threads;
+    for (int32_t start = 0; start < 2; ++start) {
+        threads.emplace_back([&, start] {
+            for (int32_t i = 0; i < 40; ++i) EXPECT_EQ(filled.get((start * 9 + i * 5) % kHeight), kWidth);
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+}
+
+#ifdef TNK_TEST_CODEC
+
+TEST(SuperStorage, EqualsPlainMemory) {
+    FailingPlatform failing;
+    for (const int32_t bits : {1, 8, 24}) {
+        SCOPED_TRACE(bits);
+        const int32_t width = 20'000 / bits + 3;
+        StoredBitmap stored(Kind::super, width, 300, bits);
+        BitmapHandle& bitmap = stored.record;
+        const size_t line = bitmap.BytesPerLine;
+        Bytes model(line * 300);
+        std::mt19937 random(static_cast<uint32_t>(bits));
+        for (int step = 0; step < 120; ++step) {
+            if (step % 20 == 19) {
+                const auto height = static_cast<int32_t>(1 + random() % 500);
+                ASSERT_EQ(T_ChangeBitmapHeight(&bitmap, height), SUCCESS);
+                model.resize(line * static_cast<uint32_t>(height), 0);
+            }
+            const auto row = static_cast<int32_t>(random() % static_cast<uint32_t>(bitmap.Height));
+            const auto column = static_cast<uint32_t>(random() % static_cast<uint32_t>(width));
+            const size_t start = line * static_cast<uint32_t>(row) + size_t{column} * static_cast<uint32_t>(bits) / 8;
+            const size_t most = step % 5 == 0 ? model.size() : line;  // over several chunks, or about a row
+            const auto count = static_cast<uint32_t>(std::min(random() % most, model.size() - start));
+            Bytes bytes(count + 1, 0xEE);
+            if (random() % 2 != 0) {
+                const uint32_t spread = std::array{1, 5, 256}[random() % 3];  // flat, smooth, noise
+                for (uint32_t i = 0; i < count; ++i) model[start + i] = static_cast<uint8_t>(i / 9 + random() % spread);
+                ASSERT_EQ(T_PutBitmapRowCol(&bitmap, model.data() + start, row, column, count), int64_t{count});
+            } else {
+                ASSERT_EQ(T_GetBitmapRowCol(&bitmap, bytes.data(), row, column, count), int64_t{count});
+                ASSERT_EQ(std::memcmp(bytes.data(), model.data() + start, count), 0) << "step " << step;
+                ASSERT_EQ(bytes[count], 0xEE);
+            }
+        }
+        Bytes all(model.size());
+        T_GetBitmapRow(&bitmap, all.data(), 0, static_cast<uint32_t>(all.size()));
+        EXPECT_TRUE(all == model);
+    }
+    EXPECT_EQ(failing.live(), LiveObjects{});
+}
+
+// The module's own entry points, on bytes that nothing has checked.
+TEST(CodecModule, SurvivesDamageAndSmallBuffers) {
+    const T_WCHAR name[] = {'T', 'F', 'C', 'M', 'P', '1', '5', 'U', 0};
+    const T_HANDLE module = platform->loadModule(name);
+    ASSERT_NE(module, 0);
+    const auto save = reinterpret_cast<CodecSaveRoutine>(platform->findSymbol(module, "fltSaveBuffer"));
+    const auto load = reinterpret_cast<CodecLoadRoutine>(platform->findSymbol(module, "fltLoadBuffer"));
+    ASSERT_TRUE(save != nullptr && load != nullptr);
+    std::mt19937 random(5);
+    for (const int32_t bits : {1, 8, 24}) {
+        SCOPED_TRACE(bits);
+        const CodecChunk chunk = {sizeof chunk, bits, ORDER_BGR, 320 / bits, 50, 40};
+        Bytes rows(2000), packed(3000), back(2000);
+        for (size_t i = 0; i < rows.size(); ++i) rows[i] = static_cast<uint8_t>(i / 40 * 3 + i % 40 + random() % 2);
+        uint32_t size = 0;
+        ASSERT_EQ(save(&chunk, rows.data(), packed.data(), 3000, &size), SUCCESS);
+        for (const uint32_t capacity : {0u, 1u, size - 1}) {
+            Bytes tight(size, 0xEE);
+            uint32_t written = 0;
+            EXPECT_EQ(save(&chunk, rows.data(), tight.data(), capacity, &written), FAILURE);
+            EXPECT_EQ(tight[capacity], 0xEE) << "stays inside";
+        }
+        ASSERT_EQ(save(&chunk, rows.data(), packed.data(), size, &size), SUCCESS) << "the exact capacity";
+        ASSERT_EQ(load(&chunk, packed.data(), size, back.data()), SUCCESS);
+        EXPECT_TRUE(back == rows);
+        for (uint32_t i = 0; i < size; ++i) {
+            Bytes damaged(packed.begin(), packed.begin() + size);
+            damaged[i] ^= static_cast<uint8_t>(1u << random() % 8);
+            const int32_t result = load(&chunk, damaged.data(), size, back.data());
+            EXPECT_TRUE(result == FAILURE || (result == SUCCESS && back == rows)) << i;
+            const Bytes cut(packed.begin(), packed.begin() + i + 1);
+            EXPECT_EQ(load(&chunk, cut.data(), i, back.data()), FAILURE) << i;
+        }
+    }
+    EXPECT_TRUE(platform->unloadModule(module));
+}
+
+#endif
+
+}  // namespace
+}  // namespace tnk::test
