@@ -301,7 +301,8 @@ class Working(ToolTest):
     def test_files_are_the_same_wherever_bitmaps_are_held(self):
         options = ["--crop", "3,5,990,1190", "--verbose"]
         runs = [["--bits", "1,4,8,24"], ["--bits", "1,4", "--gray", "8"], ["--gray", "16"], []]
-        held = {"plain": "in memory", "disk": "in a temporary file", "super": ", (1|8|24) bits?,.* super-compressed|, (4|16) bits,.* in memory"}
+        held = {"plain": "in memory", "disk": "in a temporary file",
+                "super": ", (1|8|24) bits?,.* super-compressed|, (4|16) bits,.* in memory"}
         self.large()
         files = {}
         for kind, words in held.items():
