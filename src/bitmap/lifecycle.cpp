@@ -90,13 +90,17 @@ Result setPerspective(BitmapHandle& bitmap, uint32_t viewPerspective) {
     return SUCCESS;
 }
 
+// Caller memory holds plain rows, whatever the storage it takes the place of.
+uint32_t plainSize(const BitmapHandle& bitmap) {
+    uint32_t bytes = bitmap.Size;
+    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) != 0) dataBytes(bitmap, bitmap.Height, &bytes);
+    return bytes;
+}
+
 Result setDataPointer(BitmapHandle& bitmap, void* data, uint32_t dataSize) {
     const bool callersMemory = isAllocated(bitmap) && (bitmap.Flags & BMF_USERDATA) != 0;
     const bool anySize = callersMemory && (bitmap.Flags & BMF_MOVABLE) == 0;
-    // Size may count packed bytes, fewer than the rows need.
-    uint32_t rowsSize = 0;
-    dataBytes(bitmap, bitmap.Height, &rowsSize);
-    if (!anySize && (dataSize != bitmap.Size || dataSize < rowsSize)) return ERROR_INVALID_PARAMETER;
+    if (!anySize && dataSize != plainSize(bitmap)) return ERROR_INVALID_PARAMETER;
     if (isAllocated(bitmap) && !callersMemory) {
         // Storage of the library's own would be lost behind the new pointer, and the caller's memory freed in its place.
         storageOf(bitmap).release(bitmap);

@@ -39,7 +39,7 @@ extern const StorageKind kMovableStorage;          // a movable block, accessed 
 extern const StorageKind kUserStorage;             // memory of the caller
 extern const StorageKind kDiskStorage;             // a temporary file
 extern const StorageKind kTiledStorage;            // tiles: cannot be had
-extern const StorageKind kCompressedStorage;       // run-compressed rows: cannot be had
+extern const StorageKind kCompressedStorage;       // run-compressed rows of 1 bit
 extern const StorageKind kSuperCompressedStorage;  // chunks packed by a codec module
 extern const StorageKind kNoStorage;               // what an unallocated bitmap has
 

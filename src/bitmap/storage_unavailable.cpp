@@ -1,5 +1,5 @@
-// Tiled and run-compressed storage, which this build cannot make. A record whose flags claim one of
-// them, or none at all, gets a code from every operation and nothing is touched.
+// Tiled storage, which this build cannot make. A record whose flags claim it, or none at all, gets a code from every
+// operation and nothing is touched.
 #include "bitmap/storage.h"
 
 namespace tnk {
@@ -33,8 +33,6 @@ Result refuseResize(BitmapHandle&, int32_t) {
     return kCode;
 }
 
-Result measureMissing(const BitmapHandle&, uint32_t*) { return ERROR_NOT_ALLOCATED; }
-
 template <int32_t kCode>
 constexpr StorageKind unavailable(uint32_t reportedKind, Result (*allocate)(BitmapHandle&),
                                   Result (*measure)(const BitmapHandle&, uint32_t*)) {
@@ -46,8 +44,6 @@ constexpr StorageKind unavailable(uint32_t reportedKind, Result (*allocate)(Bitm
 
 const StorageKind kTiledStorage =
     unavailable<ERROR_NOT_ALLOCATED>(MEMKIND_TILED, refuseAllocation<FAILURE>, measureRows);
-const StorageKind kCompressedStorage =
-    unavailable<ERROR_NOT_ALLOCATED>(MEMKIND_COMPRESSED, refuseAllocation<FAILURE>, measureMissing);
 const StorageKind kNoStorage = unavailable<FAILURE>(MEMKIND_DISK, refuseAllocation<FAILURE>, measureRows);
 
 }  // namespace tnk

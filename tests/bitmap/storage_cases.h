@@ -3,19 +3,21 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "tnkrn.h"
 
 namespace tnk::test {
 
-enum class Kind { section, disk, user, movable, super };
+enum class Kind { section, disk, user, movable, super, compressed };
 
 constexpr Kind kAllKinds[] = {
-    Kind::user,  Kind::section, Kind::disk, Kind::movable,
+    Kind::user,  Kind::section, Kind::disk, Kind::movable, Kind::compressed,
 #ifdef TNK_TEST_CODEC
     Kind::super,
 #endif
@@ -23,20 +25,41 @@ constexpr Kind kAllKinds[] = {
 // Without the caller's memory.
 constexpr auto kOwnKinds = std::span(kAllKinds).subspan<1>();
 
+// Run-compressed rows have 1 bit.
+constexpr bool kindTakes(Kind kind, int32_t bits) { return kind != Kind::compressed || bits == 1; }
+constexpr int32_t depthFor(Kind kind, int32_t bits) { return kindTakes(kind, bits) ? bits : 1; }
+
 inline std::string kindName(const ::testing::TestParamInfo<Kind>& info) {
-    constexpr const char* kNames[] = {"Section", "Disk", "User", "Movable", "Super"};
+    constexpr const char* kNames[] = {"Section", "Disk", "User", "Movable", "Super", "Compressed"};
     return kNames[static_cast<int>(info.param)];
 }
 
 // Super-compressed bitmaps have 1, 8 or 24 bits; at other depths the request gives a section.
 inline bool isSuper(const BitmapHandle& bitmap) { return (bitmap.Flags & BMF_SUPERCOMPRESSED) != 0; }
 
+// The bytes of all rows; Size is another matter where rows are compressed.
+inline size_t plainBytes(const BitmapHandle& bitmap) {
+    return size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(bitmap.Height);
+}
+
+// Clears in `rows` what a compressed bitmap does not keep: the bits after each row's last pixel.
+inline void dropLostBits(const BitmapHandle& bitmap, std::vector<uint8_t>& rows) {
+    if ((bitmap.Flags & BMF_COMPRESSED) == 0) return;
+    const auto width = static_cast<uint32_t>(bitmap.Width);
+    for (size_t i = 0; i < rows.size(); ++i) {
+        const size_t column = i % bitmap.BytesPerLine * 8;
+        const size_t kept = column >= width ? 0 : std::min<size_t>(8, width - column);
+        rows[i] &= static_cast<uint8_t>(0xFF00u >> kept);
+    }
+}
+
 // A bitmap that is allocated, accessed and zero, and frees itself.
 class StoredBitmap {
   public:
     StoredBitmap(Kind kind, int32_t width, int32_t height, int32_t bits) {
         EXPECT_EQ(T_InitBitmap(&record, sizeof record, width, height, bits), SUCCESS);
-        constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_USER, 0, MEM_SUPERCOMPRESSED};
+        constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL,    MEM_NOCONVENTIONAL, MEM_USER, 0,
+                                          MEM_SUPERCOMPRESSED, MEM_COMPRESSED};
         if (kind == Kind::movable) {
             record.DataHandle = T_OsAllocHandle(record.Size, 0, nullptr);
             record.Flags = BMF_ALLOCATED | BMF_MEMORY | BMF_MOVABLE;
