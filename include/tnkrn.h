@@ -170,7 +170,7 @@ typedef struct PaletteEntry {
 typedef struct BitmapHandle {
     uint32_t StructSize;      /* sizeof(BitmapHandle) */
     T_HANDLE DataHandle;      /* section, temporary file or movable block; 0 for caller memory [0] */
-    uint8_t* pData;           /* pixel data of memory storage [null] */
+    uint8_t* pData;           /* pixel data of memory storage; else the library's own [null] */
     int32_t Width;            /* pixels a row */
     int32_t Height;           /* rows */
     int32_t BitsPerPixel;     /* 1-8, 12, 16, 24, 32, 48 or 64 */
@@ -182,7 +182,7 @@ typedef struct BitmapHandle {
     PaletteEntry* Palette;    /* ColorCount entries, freed with the bitmap [null] */
     uint32_t ViewPerspective; /* orientation code 1-8 [4] */
     uint32_t Order;           /* ORDER_* [0 up to 8 bits, ORDER_GRAY for 12, else ORDER_BGR] */
-    uint32_t Size;            /* bytes of pixel data */
+    uint32_t Size;            /* bytes of pixel data; of the encoded rows when BMF_COMPRESSED */
     void* pDitherState;       /* state of T_StartDithering [null] */
     uint32_t DitherMethod;    /* method 0-8 used when this bitmap is reduced [the thread's default] */
     T_HANDLE Region;          /* region, deleted with the bitmap [0] */
@@ -261,8 +261,8 @@ TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSiz
 /*
  * Attaches storage to an initialised record, choosing memory, tiles or a temporary file by MemoryType and the
  * thread's memory thresholds. Storage that the record already had is not freed.
- * Storage starts as zero. MEM_SUPERCOMPRESSED needs an optional codec module (tnkrn_codec.h) and gives memory when the
- * process is short of handles.
+ * Storage starts as zero; Size of a run-compressed bitmap is the sum of its encoded rows. MEM_SUPERCOMPRESSED needs an
+ * optional codec module (tnkrn_codec.h) and gives memory when the process is short of handles.
  * Codes: -13 null or bad request, -789, -11 Size is 0, -1 no memory or no temporary file, -5 the file could not
  * be made long enough, -356 no codec module.
  */
@@ -291,9 +291,9 @@ TNK_API int32_t TNK_CALL T_UpdateBitmapSize(BitmapHandle* Bitmap);
 
 /*
  * Hands caller memory of Size bytes to a bitmap; no copy, the caller keeps ownership. For an allocated
- * MEM_USER bitmap DataSize is ignored, otherwise it must equal Size; storage that the bitmap owned is released and it
- * becomes a MEM_USER bitmap.
- * Codes: -13 null record or DataSize (also when Size counts packed bytes), -789.
+ * MEM_USER bitmap DataSize is ignored, otherwise it must equal Size (of plain rows, whatever the storage); storage that
+ * the bitmap owned is released and it becomes a MEM_USER bitmap.
+ * Codes: -13 null record or DataSize, -789.
  */
 TNK_API int32_t TNK_CALL T_SetBitmapDataPointer(BitmapHandle* Bitmap, void* Data, uint32_t DataSize);
 
@@ -433,6 +433,8 @@ TNK_API int32_t TNK_CALL T_CopyBitmapListItems(T_HANDLE* NewList, T_HANDLE List,
  * storage without a data pointer (movable and not accessed), -4 seek, -5 write, -7 read, -1 neither memory nor
  * disk storage. Super-compressed bitmaps do check: -1 for bytes outside, with nothing moved; also -1 without memory,
  * and the codec module's negative code for rows that it cannot unpack.
+ * Run-compressed rows do know their end: a transfer that is not inside the bitmap is -1 and changes nothing. They keep no
+ * padding; it reads as 0.
  */
 TNK_API int32_t TNK_CALL T_GetBitmapRow(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Bytes);
 TNK_API int32_t TNK_CALL T_PutBitmapRow(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Bytes);
@@ -475,6 +477,43 @@ TNK_API int32_t TNK_CALL T_ExpandRow(const void* Src, uint8_t* Dst, uint32_t Sta
 /* Decodes encoded rows into rows ((Width + 31) >> 3) & ~3 bytes apart, of which the first (Width + 7) / 8 bytes are
  * written. Codes: -13 null. */
 TNK_API int32_t TNK_CALL T_ExpandRows(const void* Src, uint8_t* Dst, uint32_t Width, uint32_t Rows);
+
+/*
+ * Rows of a 1-bit bitmap, in any kind of storage, as encoded rows; the Col forms move Pixels pixels from column Col on,
+ * as one encoded row of Pixels pixels.
+ *   WorkBuffer  BytesPerLine bytes for the call's own use while storage is not compressed, or null
+ *   Buffer      get: room for 4 + 2 x (pixels + 1) bytes a row. Put: pixels that the runs lack are 0, runs beyond the
+ *               last pixel are not looked at
+ * Return the rows moved. Codes: -13 null, Rows below 1, Pixels 0; -2 not allocated; -789; -27 not 1 bit; -11 rows or
+ * columns outside the bitmap; -1 no memory; those of row access. A put that fails leaves the row at which it failed,
+ * and those after it, as they were; in storage on disk that row may be written in part.
+ */
+TNK_API int32_t TNK_CALL T_GetBitmapRowCompressed(BitmapHandle* Bitmap, void* WorkBuffer, void* Buffer,
+                                                  int32_t FirstRow, int32_t Rows);
+TNK_API int32_t TNK_CALL T_PutBitmapRowCompressed(BitmapHandle* Bitmap, void* WorkBuffer, const void* Buffer,
+                                                  int32_t FirstRow, int32_t Rows);
+TNK_API int32_t TNK_CALL T_GetBitmapRowColCompressed(BitmapHandle* Bitmap, void* WorkBuffer, void* Buffer, int32_t Row,
+                                                     uint32_t Col, uint32_t Pixels);
+TNK_API int32_t TNK_CALL T_PutBitmapRowColCompressed(BitmapHandle* Bitmap, void* WorkBuffer, const void* Buffer,
+                                                     int32_t Row, uint32_t Col, uint32_t Pixels);
+
+/* Turn an image of encoded rows upside down (the order of its rows), or left to right (each row of Width pixels: missing
+ * pixels count as 0, runs beyond the last pixel are dropped). Dst may be Src, else they must not overlap. A mirrored row
+ * of up to 65,535 pixels has at most one run more than it had; any has room in 4 + 2 x (Width + 1) bytes.
+ * Codes: -13 null; -1 no memory for mirroring in place (nothing has changed). */
+TNK_API int32_t TNK_CALL T_FlipCompressedBuffer(const void* Src, void* Dst, uint32_t Rows);
+TNK_API int32_t TNK_CALL T_MirrorCompressedBuffer(const void* Src, void* Dst, uint32_t Width, uint32_t Rows);
+
+/*
+ * Change the storage of a 1-bit bitmap: Compress not 0 makes it run-compressed, 0 takes compressed rows to what a
+ * request of MEM_CONVENTIONAL gives; T_ToggleBitmapCompression does the one or the other. All else in the record stays;
+ * a bitmap that is as wanted is left alone. Memory of the caller is no longer used afterwards, and stays the caller's.
+ * Reports to the status callback.
+ * Codes: -13 null, or movable storage that is accessed; -2 not allocated; -789; -27 not 1 bit; those of T_AllocateBitmap
+ * and of row access; a callback's value. After a failure the bitmap is as it was.
+ */
+TNK_API int32_t TNK_CALL T_ChangeBitmapCompression(BitmapHandle* Bitmap, uint32_t Compress);
+TNK_API int32_t TNK_CALL T_ToggleBitmapCompression(BitmapHandle* Bitmap);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Pixels. Row is the stored row index, Col the pixel column.

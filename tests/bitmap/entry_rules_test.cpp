@@ -48,6 +48,14 @@ TEST(EntryRules, Bitmap) {
         {"get colour", kNoColor, kNoColor, kNoColor,
          [](Record r) { return static_cast<int32_t>(T_GetPixelColor(r, 1, 1)); }},
         {"put colour", kBare, kBare, kSize, [](Record r) { return T_PutPixelColor(r, 1, 1, 0); }},
+        {"get runs", kNull, kBare, kSize, [](Record r) { return T_GetBitmapRowCompressed(r, 0, buffer, 0, 1); }},
+        {"put runs", kNull, kBare, kSize, [](Record r) { return T_PutBitmapRowCompressed(r, 0, buffer, 0, 1); }},
+        {"get run columns", kNull, kBare, kSize,
+         [](Record r) { return T_GetBitmapRowColCompressed(r, 0, buffer, 0, 0, 1); }},
+        {"put run columns", kNull, kBare, kSize,
+         [](Record r) { return T_PutBitmapRowColCompressed(r, 0, buffer, 0, 0, 1); }},
+        {"compression", kNull, kBare, kSize, [](Record r) { return T_ChangeBitmapCompression(r, 1); }},
+        {"toggled compression", kNull, kBare, kSize, T_ToggleBitmapCompression},
     };
     checkEntryCases(cases);
     T_FreeBitmap(&stored);
@@ -63,6 +71,10 @@ TEST(EntryRules, BitmapArguments) {
     ASSERT_EQ(T_CreateBitmap(&bitmap, sizeof bitmap, 1, 9, 5, 8, 0, nullptr, 0, nullptr, 0), SUCCESS);
     EXPECT_EQ(T_GetBitmapRow(&bitmap, nullptr, 0, 1), kNull);
     EXPECT_EQ(T_PutBitmapRow(&bitmap, nullptr, 0, 1), kNull);
+    EXPECT_EQ(T_GetBitmapRowCompressed(&bitmap, nullptr, nullptr, 0, 1), kNull);
+    EXPECT_EQ(T_PutBitmapRowColCompressed(&bitmap, nullptr, nullptr, 0, 0, 1), kNull);
+    EXPECT_EQ(T_GetBitmapRowCompressed(&bitmap, nullptr, buffer, 0, 1), ERROR_BPP_NOT_SUPPORTED);
+    EXPECT_EQ(T_ToggleBitmapCompression(&bitmap), ERROR_BPP_NOT_SUPPORTED);
     EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, nullptr, 0, 0, &word, 1, 0), kNull);
     EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, buffer, 0, 0, nullptr, 2, 0), kNull);
     EXPECT_EQ(T_GetBitmapMemoryInfo(&bitmap, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), kNull);
