@@ -302,6 +302,7 @@ class Working(ToolTest):
         options = ["--crop", "3,5,990,1190", "--verbose"]
         runs = [["--bits", "1,4,8,24"], ["--bits", "1,4", "--gray", "8"], ["--gray", "16"], []]
         held = {"plain": "in memory", "disk": "in a temporary file",
+                "compressed": r"bytes compressed, \d+\.\d % of plain rows",
                 "super": ", (1|8|24) bits?,.* super-compressed|, (4|16) bits,.* in memory"}
         self.large()
         files = {}
@@ -323,7 +324,9 @@ class Working(ToolTest):
         self.assertIn("temporary file", self.tnk("info", "in.ppm", "--memory", "disk")[0])
         self.assertIn(f"colours     {len(set(self.pixels))} used", self.tnk("info", "in.ppm")[0])
         self.write("bits.pbm", pictures.pnm(4, 800, 50, 1, [x // 70 % 2 for x in range(800)] * 50))
-        self.assertIn("1 bit a pixel", self.tnk("info", "bits.pbm")[0])
+        out, _ = self.tnk("info", "bits.pbm", "--memory", "compressed")
+        self.assertIn("1 bit a pixel", out)
+        self.assertRegex(out, r"bytes compressed, [1-3]?\d\.\d % of plain rows")
         self.assertIn("in.ppm: only pictures of 1 bit", self.tnk("info", "in.ppm", "--memory", "compressed", code=1)[1])
 
     def test_pages(self):
