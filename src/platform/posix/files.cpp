@@ -33,17 +33,28 @@ int aboveStandardStreams(int descriptor) {
     return moved;
 }
 
+// File systems write a file that was truncated to the disk when it is closed, even one that has no name any more. So one
+// that is to vanish is truncated only where there is something to cut.
+bool truncatesAfterwards(const FileRequest& request) { return request.deleteOnClose && request.write; }
+
 int openFlags(const FileRequest& request) {
     int flags = O_CLOEXEC | O_NOCTTY;
     flags |= request.read && request.write ? O_RDWR : request.write ? O_WRONLY : O_RDONLY;
-    if (request.creation == FileCreation::createAlways) flags |= O_CREAT | O_TRUNC;
-    if (request.creation == FileCreation::truncateExisting) flags |= O_TRUNC;
+    if (request.creation == FileCreation::createAlways) flags |= O_CREAT;
+    if (request.creation != FileCreation::openExisting && !truncatesAfterwards(request)) flags |= O_TRUNC;
     return flags;
 }
 
-bool opensDirectory(int descriptor) {
+// Refuses directories and cuts what openFlags left whole.
+bool isReady(int descriptor, const FileRequest& request) {
     struct stat status;
-    return fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+    if (fstat(descriptor, &status) != 0) return false;
+    if (S_ISDIR(status.st_mode)) {
+        errno = EACCES;
+        return false;
+    }
+    const bool cuts = request.creation != FileCreation::openExisting && truncatesAfterwards(request);
+    return !cuts || status.st_size == 0 || ftruncate(descriptor, 0) == 0;
 }
 
 // The directory, or the platform's own for temporary files when it is null or empty.
@@ -84,9 +95,10 @@ T_HANDLE openFile(const FileRequest& request) {
     const mode_t mode = request.readOnly ? 0444 : 0666;
     const int descriptor = aboveStandardStreams(open(name, openFlags(request), mode));
     if (descriptor < 0) return kNoFile;
-    if (opensDirectory(descriptor)) {
+    if (!isReady(descriptor, request)) {
+        const int error = errno;
         close(descriptor);
-        errno = EACCES;
+        errno = error;
         return kNoFile;
     }
     // The name goes at once: nothing is left behind however the process ends.
