@@ -263,6 +263,11 @@ TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSiz
  * thread's memory thresholds. Storage that the record already had is not freed.
  * Storage starts as zero; Size of a run-compressed bitmap is the sum of its encoded rows. MEM_SUPERCOMPRESSED needs an
  * optional codec module (tnkrn_codec.h) and gives memory when the process is short of handles.
+ * Tiles (T_SetMemoryThresholds) are runs of whole rows, each in memory or in a temporary file of its own, the least
+ * recently used in files. They are tried where plain memory cannot be had or the thresholds rule it out, before disk: a
+ * MaxMemory of 0 makes MEM_CONVENTIONAL and MEM_TILED give tiles, and so does MEM_DISK above the tile size. Rows of tiles
+ * are moved by T_GetBitmapRow, T_PutBitmapRow and their companions only; outside the bitmap these fail. A read that pages
+ * may give -1, -4, -5, -7 or -295: no row that was stored is lost, and it can be tried again.
  * Codes: -13 null or bad request, -789, -11 Size is 0, -1 no memory or no temporary file, -5 the file could not
  * be made long enough, -356 no codec module.
  */
@@ -309,7 +314,8 @@ TNK_API void TNK_CALL T_UnlockBitmap(BitmapHandle* Bitmap, uint32_t WasLocked);
 
 /*
  * Tells the storage kind (MEMKIND_*). The other outputs, each optional, are written for tiles only: bytes of a
- * tile, tiles, tiles in memory, and the two limits.
+ * tile, tiles, tiles in memory, Limit1 the most bytes that tiles hold in memory, Limit2 the least number of tiles in
+ * memory, whatever their bytes.
  * Codes: -2 null or not allocated, -789, -13 MemoryKind null.
  */
 TNK_API int32_t TNK_CALL T_GetBitmapMemoryInfo(const BitmapHandle* Bitmap, uint32_t* MemoryKind, uint32_t* TileBytes,
@@ -575,7 +581,10 @@ TNK_API int32_t TNK_CALL T_SetDefaultMemoryType(uint32_t Type);
  *   Reserve     memory to leave free; percent of physical memory plus paging file [0]
  *   MaxMemory   largest bitmap served from memory; percent of what is available [0x7FFFFFFF]
  *   TileSize    bytes of a tile, never negative; 0 means 16,777,216 [0]
- *   Threshold4, Threshold5  limits of tiled storage [-100, 1]
+ *   Threshold4  most memory that the tiles of a bitmap hold; percent of what is available at its allocation (of at most
+ *               1 GB in 32-bit processes) [-100]
+ *   Threshold5  least number of its tiles that stay in memory, at least 1; percent of its tiles [1]. It wins over
+ *               Threshold4: 0 there keeps just these.
  * The setter looks at the values that Which selects (bits 0-4 in the order above) and stops with -13 at the first
  * one that is out of range; those before it stay stored. Both return 1.
  */

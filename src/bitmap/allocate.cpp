@@ -19,10 +19,6 @@ bool shortOfHandles() {
     return !platform->handleCount(&count) || count >= kHandleLimit / 10 * 9;
 }
 
-uint32_t tileSize(const ThreadSettings& settings) {
-    return settings.tileSize > 0 ? static_cast<uint32_t>(settings.tileSize) : kDefaultTileSize;
-}
-
 bool isValidRequest(uint32_t request) {
     switch (request) {
         case MEM_CONVENTIONAL:
@@ -55,18 +51,13 @@ uint32_t effectiveRequest(int32_t bits, uint32_t request) {
     return isValidRequest(request) ? request : 0;
 }
 
-// A threshold in bytes; a negative one is percent of `base`.
-int64_t thresholdBytes(int32_t threshold, uint64_t base) {
-    return threshold >= 0 ? int64_t{threshold} : static_cast<int64_t>(base) * -int64_t{threshold} / 100;
-}
-
 bool exceedsMemory(uint32_t size, const ThreadSettings& settings) {
     MemoryStatus status{};
     if (!platform->memoryStatus(&status)) return settings.maxMemory >= 0 && int64_t{size} > settings.maxMemory;
     const uint64_t total = status.totalPhysical + status.totalPageFile;
     const uint64_t available = status.availablePhysical + status.availablePageFile;
-    const int64_t rest = static_cast<int64_t>(available) - thresholdBytes(settings.reserve, total);
-    return int64_t{size} > rest || int64_t{size} > thresholdBytes(settings.maxMemory, available);
+    const int64_t rest = static_cast<int64_t>(available) - thresholdAmount(settings.reserve, total);
+    return int64_t{size} > rest || int64_t{size} > thresholdAmount(settings.maxMemory, available);
 }
 
 // Settles whether a plain request goes to disk (MEM_DISK set) or may try memory first.

@@ -125,9 +125,10 @@ Result changeHeight(BitmapHandle& bitmap, int32_t newHeight) {
     return SUCCESS;
 }
 
-Result reportMemory(const BitmapHandle& bitmap, uint32_t* kind) {
+Result reportMemory(const BitmapHandle& bitmap, uint32_t* kind, const TileOutputs& tiles) {
     if (kind == nullptr) return ERROR_INVALID_PARAMETER;
     *kind = (bitmap.Flags & BMF_MEMORY) != 0 ? storageOf(bitmap).reportedKind : MEMKIND_DISK;
+    if (*kind == MEMKIND_TILED) reportTiles(bitmap, tiles);
     return SUCCESS;
 }
 
@@ -258,9 +259,10 @@ extern "C" void TNK_CALL T_UnlockBitmap(BitmapHandle* Bitmap, uint32_t WasLocked
     if (Bitmap != nullptr && WasLocked == 0) releaseBitmap(*Bitmap);
 }
 
-extern "C" int32_t TNK_CALL T_GetBitmapMemoryInfo(const BitmapHandle* Bitmap, uint32_t* MemoryKind, uint32_t*,
-                                                  uint32_t*, uint32_t*, uint32_t*, uint32_t*) {
+extern "C" int32_t TNK_CALL T_GetBitmapMemoryInfo(const BitmapHandle* Bitmap, uint32_t* MemoryKind, uint32_t* TileBytes,
+                                                  uint32_t* TileCount, uint32_t* TilesInMemory, uint32_t* Limit1,
+                                                  uint32_t* Limit2) {
     const Result entry = checkEntry(kStorageEntry, Bitmap);
     if (!entry.ok()) return entry.code;
-    return reportMemory(*Bitmap, MemoryKind).code;
+    return reportMemory(*Bitmap, MemoryKind, {TileBytes, TileCount, TilesInMemory, Limit1, Limit2}).code;
 }

@@ -38,7 +38,7 @@ extern const StorageKind kSectionStorage;          // a memory section
 extern const StorageKind kMovableStorage;          // a movable block, accessed by locking it
 extern const StorageKind kUserStorage;             // memory of the caller
 extern const StorageKind kDiskStorage;             // a temporary file
-extern const StorageKind kTiledStorage;            // tiles: cannot be had
+extern const StorageKind kTiledStorage;            // tiles, in memory or in files of their own
 extern const StorageKind kCompressedStorage;       // run-compressed rows of 1 bit
 extern const StorageKind kSuperCompressedStorage;  // chunks packed by a codec module
 extern const StorageKind kNoStorage;               // what an unallocated bitmap has
@@ -64,6 +64,16 @@ int64_t readMemory(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* 
 int64_t writeMemory(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes);
 Result lendMemory(BitmapHandle& bitmap, int32_t first, int32_t count, uint8_t** rows);
 Result measureRows(const BitmapHandle& bitmap, uint32_t* bytes);
+
+// Where T_GetBitmapMemoryInfo wants the facts of tiles; null where it does not.
+struct TileOutputs {
+    uint32_t* tileBytes;
+    uint32_t* tileCount;
+    uint32_t* tilesInMemory;
+    uint32_t* limit1;
+    uint32_t* limit2;
+};
+void reportTiles(const BitmapHandle& bitmap, const TileOutputs& outputs);
 
 // Locks and unlocks movable storage; nothing for other kinds.
 void accessBitmap(BitmapHandle& bitmap);

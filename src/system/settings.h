@@ -34,11 +34,11 @@ struct ThreadSettings {
     int32_t xResolution;
     int32_t yResolution;
     uint32_t memoryType;
-    int32_t maxMemory;  // threshold 2
-    int32_t reserve;    // threshold 1
-    int32_t tileSize;   // threshold 3; 0 or less: kDefaultTileSize
-    int32_t threshold4;
-    int32_t threshold5;
+    int32_t maxMemory;   // threshold 2
+    int32_t reserve;     // threshold 1
+    int32_t tileSize;    // threshold 3; 0 or less: kDefaultTileSize
+    int32_t threshold4;  // the most memory that the tiles of a bitmap hold
+    int32_t threshold5;  // the least number of its tiles in memory
     T_WCHAR tempDirectory[kPathChars];
     StatusCallback statusCallback;
     void* statusUserData;
@@ -52,6 +52,15 @@ static_assert(sizeof(void*) != 4 || sizeof(ThreadSettings) == 159 * 4);
 
 constexpr uint32_t kDefaultTileSize = 16'777'216;
 constexpr uint32_t kSettingsScratchBytes = 4096;
+
+inline uint32_t tileSize(const ThreadSettings& settings) {
+    return settings.tileSize > 0 ? static_cast<uint32_t>(settings.tileSize) : kDefaultTileSize;
+}
+
+// A threshold in units of `base`, of which a negative one is a percentage.
+inline int64_t thresholdAmount(int32_t threshold, uint64_t base) {
+    return threshold >= 0 ? int64_t{threshold} : static_cast<int64_t>(base) * -int64_t{threshold} / 100;
+}
 
 // The calling thread's block. Its first call in a thread takes the library lock, so it must not be made under it.
 ThreadSettings& currentSettings();

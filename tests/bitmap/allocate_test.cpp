@@ -12,6 +12,7 @@ namespace tnk::test {
 namespace {
 
 constexpr uint32_t kMemory = BMF_ALLOCATED | BMF_MEMORY;
+constexpr uint32_t kTiles = BMF_ALLOCATED | BMF_MEMORY | BMF_TILED;
 constexpr uint32_t kDisk = BMF_ALLOCATED | BMF_DISK;
 constexpr uint32_t kUser = BMF_ALLOCATED | BMF_MEMORY | BMF_USERDATA;
 constexpr uint32_t kNothing = 0;
@@ -81,24 +82,24 @@ TEST(AllocateBitmap, ChoosesByThresholds) {
         uint32_t flags;
     } cases[] = {
         {0, kNoLimit, kMegabyte / 2, kMegabyte / 2, kMemory},  // both budgets count
-        {1, kNoLimit, kMegabyte / 2, kMegabyte / 2, kDisk},
+        {1, kNoLimit, kMegabyte / 2, kMegabyte / 2, kTiles},
         {0, kOne, 8 * kMegabyte, 0, kMemory},
-        {0, kOne - 1, 8 * kMegabyte, 0, kDisk},
-        {INT32_MAX, kNoLimit, 8 * kMegabyte, 0, kDisk},  // a rest below zero
-        {0, -50, kMegabyte, kMegabyte, kMemory},         // percent of what is available
-        {0, -49, kMegabyte, kMegabyte, kDisk},
+        {0, kOne - 1, 8 * kMegabyte, 0, kTiles},
+        {INT32_MAX, kNoLimit, 8 * kMegabyte, 0, kTiles},  // a rest below zero
+        {0, -50, kMegabyte, kMegabyte, kMemory},          // percent of what is available
+        {0, -49, kMegabyte, kMegabyte, kTiles},
         {-25, kNoLimit, 3 * kMegabyte, 2 * kMegabyte, kMemory},  // percent of all, 16 MB
-        {-26, kNoLimit, 3 * kMegabyte, 2 * kMegabyte, kDisk},
+        {-26, kNoLimit, 3 * kMegabyte, 2 * kMegabyte, kTiles},
     };
     FailingPlatform failing;
     for (const auto& c : cases) {
         SCOPED_TRACE(::testing::Message() << c.reserve << ", " << c.maxMemory);
         const Thresholds thresholds(c.reserve, c.maxMemory, 0);
         failing.setMemoryStatus({12 * kMegabyte, c.availablePhysical, 4 * kMegabyte, c.availablePageFile});
-        for (const uint32_t request : {MEM_CONVENTIONAL, MEM_NOTILES, MEM_NOTILES | MEM_CONVENTIONAL}) {
-            EXPECT_EQ(flagsOf(request), c.flags) << request;
+        for (const uint32_t request : {MEM_CONVENTIONAL, MEM_TILED}) EXPECT_EQ(flagsOf(request), c.flags) << request;
+        for (const uint32_t request : {MEM_NOTILES, MEM_NOTILES | MEM_CONVENTIONAL}) {
+            EXPECT_EQ(flagsOf(request), c.flags == kTiles ? kDisk : c.flags) << request;
         }
-        EXPECT_EQ(flagsOf(MEM_TILED), c.flags == kDisk ? kNothing : kMemory) << "never disk";
         EXPECT_EQ(flagsOf(MEM_NOCONVENTIONAL), kDisk);
         EXPECT_EQ(flagsOf(MEM_USER), kUser);
     }
@@ -109,12 +110,12 @@ TEST(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
     constexpr auto kOne = static_cast<int32_t>(kMegabyte);
     for (const int32_t tileSize : {kOne, 0, kOne - 1}) {  // 0 is 16 MB
         const Thresholds thresholds(0, 1, tileSize);
-        EXPECT_EQ(flagsOf(MEM_DISK), tileSize == kOne - 1 ? kDisk : kMemory) << "whatever the other thresholds";
+        EXPECT_EQ(flagsOf(MEM_DISK), tileSize == kOne - 1 ? kTiles : kMemory) << "whatever the other thresholds";
     }
     const Thresholds thresholds(0, INT32_MAX, kOne - 1);
 
     failing.setHandleCount(17'999);
-    EXPECT_EQ(flagsOf(MEM_DISK), kDisk);
+    EXPECT_EQ(flagsOf(MEM_DISK), kTiles) << "before disk";
     failing.failFrom(1, kModuleFailures);
     EXPECT_EQ(flagsOf(MEM_SUPERCOMPRESSED, 8, ERROR_CODEC_MISSING), kNothing);
     failing.setHandleCount(18'000);

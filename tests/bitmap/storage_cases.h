@@ -14,10 +14,10 @@
 
 namespace tnk::test {
 
-enum class Kind { section, disk, user, movable, super, compressed };
+enum class Kind { section, disk, user, movable, super, compressed, tiled };
 
 constexpr Kind kAllKinds[] = {
-    Kind::user,  Kind::section, Kind::disk, Kind::movable, Kind::compressed,
+    Kind::user,  Kind::section, Kind::disk, Kind::movable, Kind::compressed, Kind::tiled,
 #ifdef TNK_TEST_CODEC
     Kind::super,
 #endif
@@ -30,7 +30,7 @@ constexpr bool kindTakes(Kind kind, int32_t bits) { return kind != Kind::compres
 constexpr int32_t depthFor(Kind kind, int32_t bits) { return kindTakes(kind, bits) ? bits : 1; }
 
 inline std::string kindName(const ::testing::TestParamInfo<Kind>& info) {
-    constexpr const char* kNames[] = {"Section", "Disk", "User", "Movable", "Super", "Compressed"};
+    constexpr const char* kNames[] = {"Section", "Disk", "User", "Movable", "Super", "Compressed", "Tiled"};
     return kNames[static_cast<int>(info.param)];
 }
 
@@ -53,6 +53,17 @@ inline void dropLostBits(const BitmapHandle& bitmap, std::vector<uint8_t>& rows)
     }
 }
 
+// While it lives, new bitmaps of the thread get tiles of `tileSize` bytes, of which `mostBytes` bytes and at least
+// `leastTiles` tiles stay in memory.
+struct TileSettings {
+    explicit TileSettings(uint32_t tileSize, int32_t mostBytes = 0, int32_t leastTiles = 1) {
+        EXPECT_EQ(T_SetMemoryThresholds(0, 0, static_cast<int32_t>(tileSize), mostBytes, leastTiles, 31), SUCCESS);
+    }
+    ~TileSettings() { T_SetMemoryThresholds(0, INT32_MAX, 0, -100, 1, 31); }
+    TileSettings(const TileSettings&) = delete;
+    TileSettings& operator=(const TileSettings&) = delete;
+};
+
 // A bitmap that is allocated, accessed and zero, and frees itself.
 class StoredBitmap {
   public:
@@ -63,6 +74,10 @@ class StoredBitmap {
         if (kind == Kind::movable) {
             record.DataHandle = T_OsAllocHandle(record.Size, 0, nullptr);
             record.Flags = BMF_ALLOCATED | BMF_MEMORY | BMF_MOVABLE;
+        } else if (kind == Kind::tiled) {
+            const TileSettings twoRows(2 * record.BytesPerLine);
+            EXPECT_EQ(T_AllocateBitmap(&record, MEM_TILED), SUCCESS);
+            EXPECT_EQ(record.Flags, BMF_ALLOCATED | BMF_MEMORY | BMF_TILED);
         } else {
             EXPECT_EQ(T_AllocateBitmap(&record, kRequests[static_cast<int>(kind)]), SUCCESS);
         }

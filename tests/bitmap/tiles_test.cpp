@@ -1,0 +1,304 @@
+// Bitmaps in tiles against plain memory, with most of the tiles in their files.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "storage_cases.h"
+#include "support/failing_platform.h"
+#include "support/files.h"
+
+namespace tnk::test {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+// What T_GetBitmapMemoryInfo tells.
+struct Info {
+    uint32_t kind, tileBytes, tileCount, inMemory, limit1, limit2;
+    bool operator==(const Info&) const = default;
+};
+
+Info infoOf(const BitmapHandle& bitmap) {
+    Info info{};
+    EXPECT_EQ(T_GetBitmapMemoryInfo(&bitmap, &info.kind, &info.tileBytes, &info.tileCount, &info.inMemory, &info.limit1,
+                                    &info.limit2),
+              SUCCESS);
+    return info;
+}
+
+// An 8-bit bitmap in tiles beside the same bytes in plain memory.
+class Tiled {
+  public:
+    Tiled(int32_t width, int32_t height) {
+        EXPECT_EQ(T_InitBitmap(&record, sizeof record, width, height, 8), SUCCESS);
+        EXPECT_EQ(T_AllocateBitmap(&record, MEM_CONVENTIONAL), SUCCESS);
+        model.resize(record.Size);
+    }
+    ~Tiled() { T_FreeBitmap(&record); }
+    Tiled(const Tiled&) = delete;
+    Tiled& operator=(const Tiled&) = delete;
+
+    uint8_t* at(int32_t row, uint32_t column) { return &model[size_t{record.BytesPerLine} * size_t(row) + column]; }
+    int32_t put(int32_t row, uint32_t column, const Bytes& bytes) {
+        const auto count = static_cast<uint32_t>(bytes.size());
+        const int32_t result = T_PutBitmapRowCol(&record, bytes.data(), row, column, count);
+        if (result > 0) std::memcpy(at(row, column), bytes.data(), count);
+        return result;
+    }
+    int32_t putRow(int32_t row, int value) { return put(row, 0, Bytes(record.BytesPerLine, uint8_t(row + value))); }
+    void expectSpan(int32_t row, uint32_t column, uint32_t count) {
+        Bytes bytes(count, 0xEE);
+        ASSERT_EQ(T_GetBitmapRowCol(&record, bytes.data(), row, column, count), static_cast<int32_t>(count));
+        ASSERT_EQ(std::memcmp(bytes.data(), at(row, column), count), 0) << row << ", " << column << ", " << count;
+    }
+    void expectAll() { expectSpan(0, 0, record.Size); }
+
+    BitmapHandle record;
+    Bytes model;
+};
+
+TEST(Tiles, HoldRandomSpansThroughPagingAndHeights) {
+    const TempDirectorySetting directory;
+    constexpr struct {
+        uint32_t tileSize;
+        int32_t mostBytes, leastTiles;
+    } cases[] = {{1000, 0, 1}, {1, 0, 1}, {700, 1500, 1}, {333, 0, 3}, {5000, -100, 1}, {1 << 20, 0, 1}, {400, 0, -40}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.tileSize);
+        FailingPlatform failing;
+        std::mt19937 random(c.tileSize);
+        const auto below = [&random](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
+        const TileSettings settings(c.tileSize, c.mostBytes, c.leastTiles);
+        Tiled tiled(99, 61);
+        const uint32_t line = tiled.record.BytesPerLine;
+        for (int step = 0; step < 4000 && !HasFailure(); ++step) {
+            const auto row = static_cast<int32_t>(below(uint32_t(tiled.record.Height)));
+            const uint32_t column = below(3) == 0 ? below(line) : 0;
+            const uint32_t left = tiled.record.Size - uint32_t(row) * line - column;
+            Bytes bytes(std::min(left, below(below(8) == 0 ? line * 30 : line) + 1));
+            if (below(2) == 0) {
+                for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+                EXPECT_EQ(tiled.put(row, column, bytes), static_cast<int32_t>(bytes.size()));
+            } else {
+                tiled.expectSpan(row, column, static_cast<uint32_t>(bytes.size()));
+            }
+            if (step % 97 != 0) continue;
+            ASSERT_EQ(T_ChangeBitmapHeight(&tiled.record, static_cast<int32_t>(1 + below(90))), SUCCESS);
+            tiled.model.resize(size_t{line} * uint32_t(tiled.record.Height), 0);
+            EXPECT_EQ(tiled.record.Size, tiled.model.size());
+        }
+        tiled.expectAll();
+        const uint32_t tileBytes = std::clamp(c.tileSize / line, 1u, 61u) * line;
+        const Info info = infoOf(tiled.record);
+        EXPECT_EQ(info.tileBytes, tileBytes);
+        EXPECT_EQ(info.tileCount, (tiled.record.Size - 1) / tileBytes + 1);
+        EXPECT_LE(info.inMemory, std::max(info.limit2, info.limit1 / tileBytes));
+        EXPECT_EQ(static_cast<int>(info.inMemory), failing.live().sections);
+        T_FreeBitmap(&tiled.record);
+        EXPECT_EQ(failing.live(), LiveObjects{});
+        EXPECT_EQ(directory.folder().entries(), 0);
+    }
+}
+
+TEST(Tiles, RefuseSpansOutside) {
+    const TileSettings settings(2 * 64);
+    Tiled tiled(64, 10);
+    ASSERT_EQ(tiled.put(0, 0, Bytes(640, 1)), 640);
+    constexpr struct {
+        int32_t row;
+        uint32_t column, bytes;
+    } outside[] = {{-1, 0, 1}, {-1, 64, 1}, {INT32_MIN, 0, 64}, {10, 0, 0},         {9, 64, 1},
+                   {9, 63, 2}, {0, 0, 641}, {INT32_MAX, 0, 64}, {0, UINT32_MAX, 1}, {0, 1, UINT32_MAX}};
+    for (const auto& c : outside) {
+        uint8_t bytes[1024] = {9};
+        EXPECT_EQ(T_GetBitmapRowCol(&tiled.record, bytes, c.row, c.column, c.bytes), FAILURE);
+        EXPECT_EQ(bytes[0], 9);
+        EXPECT_EQ(T_PutBitmapRowCol(&tiled.record, bytes, c.row, c.column, c.bytes), FAILURE);
+        if (c.column == 0) {
+            EXPECT_EQ(T_PutBitmapRow(&tiled.record, bytes, c.row, c.bytes), 0) << "a code for columns";
+        }
+    }
+    tiled.expectAll();
+    BitmapHandle claimed = tiled.record;  // a flag without a table behind it
+    claimed.pData = nullptr;
+    uint8_t byte = 0;
+    uint32_t kind = 0;
+    EXPECT_EQ(T_GetBitmapRow(&claimed, &byte, 0, 1), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(T_ChangeBitmapHeight(&claimed, 5), ERROR_NOT_ALLOCATED);
+    EXPECT_EQ(T_GetBitmapMemoryInfo(&claimed, &kind, &kind, &kind, &kind, &kind, &kind), SUCCESS);
+    claimed.pByteMap = nullptr;
+    T_FreeBitmap(&claimed);
+}
+
+TEST(Tiles, PageOutTheLeastRecentlyUsed) {
+    FailingPlatform failing;
+    const TileSettings settings(64, 3 * 64, 2);
+    Tiled tiled(64, 6);
+    EXPECT_EQ(infoOf(tiled.record), (Info{MEMKIND_TILED, 64, 6, 2, 3 * 64, 2})) << "the least number is there at once";
+    // The table: five words, then four a tile, of which the second is the view.
+    const auto inMemory = [&tiled] {
+        std::string tiles;
+        const auto* words = reinterpret_cast<const uintptr_t*>(tiled.record.pData);
+        for (int i = 0; i < 6; ++i) tiles += words[5 + 4 * i + 1] != 0 ? static_cast<char>('0' + i) : '.';
+        return tiles;
+    };
+    const auto get = [&tiled](int32_t row) { tiled.expectSpan(row, 0, 64); };
+    const auto put = [&tiled](int32_t row) { ASSERT_EQ(tiled.putRow(row, 7), 64); };
+    get(5);
+    EXPECT_EQ(inMemory(), "01....") << "what was never written needs no memory";
+    put(0);
+    put(3);
+    put(4);
+    EXPECT_EQ(inMemory(), "0..34.") << "0 was used after 1";
+    EXPECT_EQ(failing.live().files, 0) << "1 had nothing to be kept";
+    get(0);
+    put(1);
+    EXPECT_EQ(inMemory(), "01..4.");
+    put(5);
+    put(3);
+    failing.setDiskRoom(0);  // what did not change since it was stored is not stored again
+    for (const int32_t row : {4, 0, 1, 4}) get(row);
+    EXPECT_EQ(infoOf(tiled.record).inMemory, 4u) << "one beyond the limits, where unchanged tiles take turns";
+    tiled.expectAll();
+}
+
+// What is allowed in memory and what is written stay far below the bitmap's size.
+TEST(Tiles, Hold4GigabytesIn64Megabytes) {
+    FailingPlatform failing;
+    const TileSettings settings(0, 64 << 20);
+    BitmapHandle bitmap;
+    constexpr int32_t kRows = 65000;
+    ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 65536, kRows, 8), SUCCESS);
+    ASSERT_EQ(T_AllocateBitmap(&bitmap, MEM_TILED), SUCCESS);
+    EXPECT_EQ(infoOf(bitmap), (Info{MEMKIND_TILED, 16 << 20, 254, 1, 64 << 20, 1}));
+    Bytes line(65536);
+    for (const bool writes : {true, false}) {
+        for (int32_t row = 0; row < kRows; row += row % 256 == 255 ? 1 : 85) {  // first and last of a tile, two between
+            const Bytes expected(65536, static_cast<uint8_t>(row % 251 + 1));
+            line = expected;
+            ASSERT_EQ(writes ? T_PutBitmapRow(&bitmap, line.data(), row, 65536)
+                             : T_GetBitmapRow(&bitmap, line.data(), row, 65536),
+                      65536);
+            ASSERT_EQ(line, expected) << row;
+            ASSERT_LE(failing.live().sections, 4);
+        }
+    }
+    for (const int32_t row : {40, 64001}) {
+        ASSERT_EQ(T_GetBitmapRow(&bitmap, line.data(), row, 65536), 65536);
+        EXPECT_EQ(line, Bytes(65536, 0));
+    }
+    T_FreeBitmap(&bitmap);
+    EXPECT_EQ(failing.live(), LiveObjects{});
+}
+
+TEST(Tiles, AllocateAsMemoryAndDiskAllow) {
+    FailingPlatform failing;
+    BitmapHandle bitmap;
+    ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 64, 4096, 8), SUCCESS);
+    const auto allocate = [&bitmap] { return T_AllocateBitmap(&bitmap, MEM_TILED); };
+    const TileSettings settings(64 << 10, -50, -75);
+    failing.setMemoryStatus({8 << 20, 1 << 20, 8 << 20, 1 << 20});
+    // Sections that cannot be had are tried again with half the tile, down to eight rows; so is the table.
+    std::vector<Info> made;
+    const auto check = [&](int32_t result, bool) {
+        if (result == SUCCESS) made.push_back(infoOf(bitmap));
+        T_FreeBitmap(&bitmap);
+    };
+    EXPECT_EQ(sweepFailures(failing, kMemoryFailures, allocate, check), 5);
+    const Info halved = {MEMKIND_TILED, 32 << 10, 8, 6, 1 << 20, 6};
+    EXPECT_EQ(made, (std::vector<Info>{halved, halved, halved, halved, {MEMKIND_TILED, 64 << 10, 4, 3, 1 << 20, 3}}));
+    EXPECT_EQ(sweepFailures(failing, kMemoryFailures, allocate, check, true), 5);
+    EXPECT_EQ(made.size(), 6u) << "no size can be had while memory fails";
+    bitmap.BytesPerLine = 0;  // as a caller may have left it
+    EXPECT_EQ(allocate(), FAILURE);
+}
+
+// Five tiles, two of which stay in memory, so that every step pages.
+class TilesUnderFailure : public ::testing::Test {
+  protected:
+    TilesUnderFailure() {
+        for (int32_t row = 0; row < 10; row += 2) EXPECT_EQ(tiled_.putRow(row, 1), 64);
+    }
+
+    FailingPlatform failing_;
+    TempDirectorySetting directory_;
+    TileSettings settings_{2 * 64, 0, 2};
+    Tiled tiled_{64, 10};
+};
+
+// A put that failed changed nothing, and every row that was stored is there.
+TEST_F(TilesUnderFailure, LosesNoStoredRow) {
+    for (int k = 1; k < 240; ++k) {
+        const uint32_t kinds[] = {kAllFailures, kFileFailures, kSectionFailures};
+        SCOPED_TRACE(k);
+        k % 2 == 0 ? failing_.failFrom(k / 6, kinds[k % 3]) : failing_.failAt(k / 6, kinds[k % 3]);
+        for (const int32_t row : {1, 8, 3, 6, 5}) {
+            const int32_t put = tiled_.putRow(row, k);
+            EXPECT_TRUE(put == 64 || (put == FAILURE && failing_.injected())) << put;
+            uint8_t bytes[64];
+            const int32_t got = T_GetBitmapRow(&tiled_.record, bytes, 9 - row, 64);
+            if (got < 0) {
+                EXPECT_TRUE(failing_.injected());
+                EXPECT_TRUE(got == FAILURE || got <= ERROR_FILE_SEEK) << got;
+            } else {
+                EXPECT_EQ(std::memcmp(bytes, tiled_.at(9 - row, 0), 64), 0);
+            }
+        }
+        failing_.stopFailing();
+        tiled_.expectAll();
+        ASSERT_FALSE(HasFailure());
+    }
+    T_FreeBitmap(&tiled_.record);
+    EXPECT_EQ(failing_.live(), LiveObjects{});
+    EXPECT_EQ(directory_.folder().entries(), 0);
+}
+
+TEST_F(TilesUnderFailure, PassesTheLimitsOnAFullDisk) {
+    failing_.setDiskRoom(0);
+    for (const int32_t row : {1, 3, 5, 7, 9}) ASSERT_EQ(tiled_.putRow(row, 2), 64);
+    EXPECT_EQ(infoOf(tiled_.record).inMemory, 5u);
+    failing_.setDiskRoom(UINT64_MAX);
+    ASSERT_EQ(T_ChangeBitmapHeight(&tiled_.record, 12), SUCCESS);
+    tiled_.model.resize(12 * 64);
+    ASSERT_EQ(tiled_.putRow(11, 2), 64);
+    EXPECT_EQ(infoOf(tiled_.record).inMemory, 2u) << "back within the limits";
+
+    failing_.setDiskRoom(0);
+    failing_.failFrom(1, kSectionFailures);
+    for (const int32_t row : {11, 9}) ASSERT_EQ(tiled_.putRow(row, 3), 64);
+    uint8_t byte = 9;
+    EXPECT_EQ(T_GetBitmapRow(&tiled_.record, &byte, 0, 1), ERROR_DISK_FULL) << "no memory either";
+    EXPECT_EQ(T_PutBitmapRow(&tiled_.record, &byte, 0, 1), 0);
+    failing_.stopFailing();
+    tiled_.expectAll();
+}
+
+TEST(Tiles, TwoThreadsReadWhileTilesArePaged) {
+    const TileSettings settings(4 * 256, 0, 2);
+    Tiled tiled(256, 64);
+    for (int32_t row = 0; row < 64; ++row) ASSERT_EQ(tiled.putRow(row, 0), 256);
+    std::atomic<int> wrong = 0;
+    const auto read = [&](uint32_t seed) {
+        std::mt19937 random(seed);
+        for (int i = 0; i < 2000; ++i) {
+            const auto row = static_cast<int32_t>(random() % 64);
+            uint8_t bytes[256];
+            const bool got = T_GetBitmapRow(&tiled.record, bytes, row, 256) == 256;
+            if (!got || std::memcmp(bytes, tiled.at(row, 0), 256) != 0) ++wrong;
+            if (i % 50 == 0 && infoOf(tiled.record).inMemory > 2) ++wrong;
+        }
+    };
+    std::thread first(read, 1);
+    std::thread second(read, 2);
+    first.join();
+    second.join();
+    EXPECT_EQ(wrong, 0);
+}
+
+}  // namespace
+}  // namespace tnk::test
