@@ -8,6 +8,7 @@ import io
 import os
 import pathlib
 import random
+import re
 import shutil
 import signal
 import struct
@@ -301,7 +302,7 @@ class Working(ToolTest):
     def test_files_are_the_same_wherever_bitmaps_are_held(self):
         options = ["--crop", "3,5,990,1190", "--verbose"]
         runs = [["--bits", "1,4,8,24"], ["--bits", "1,4", "--gray", "8"], ["--gray", "16"], []]
-        held = {"plain": "in memory", "disk": "in a temporary file",
+        held = {"plain": "in memory", "disk": "in a temporary file", "tiled": r"in tiles: \d+ of \d+ bytes",
                 "compressed": r"bytes compressed, \d+\.\d % of plain rows",
                 "super": ", (1|8|24) bits?,.* super-compressed|, (4|16) bits,.* in memory"}
         self.large()
@@ -321,6 +322,9 @@ class Working(ToolTest):
         self.assertEqual(self.image("out-24.png").size, (990, 1190))
 
     def test_info_tells_how_a_picture_is_held(self):
+        out, _ = self.tnk("info", self.large(), "--memory", "tiled")
+        tiles, resident = map(int, re.search(r"in tiles: (\d+) of \d+ bytes, (\d+) in memory", out).groups())
+        self.assertEqual((tiles, resident), (4, 2))
         self.assertIn("temporary file", self.tnk("info", "in.ppm", "--memory", "disk")[0])
         self.assertIn(f"colours     {len(set(self.pixels))} used", self.tnk("info", "in.ppm")[0])
         self.write("bits.pbm", pictures.pnm(4, 800, 50, 1, [x // 70 % 2 for x in range(800)] * 50))
