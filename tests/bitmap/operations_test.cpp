@@ -1,0 +1,46 @@
+// Every operation on pixel data gives the same in every kind of storage as in plain memory.
+#include "support/bitmap_operations.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "storage_cases.h"
+
+namespace tnk::test {
+namespace {
+
+class Operations : public ::testing::TestWithParam<Kind> {};
+INSTANTIATE_TEST_SUITE_P(Kinds, Operations, ::testing::ValuesIn(kAllKinds), kindName);
+
+struct Format {
+    int32_t bits;
+    uint32_t order;
+};
+
+TEST_P(Operations, LikePlainMemory) {
+    constexpr Format kFormats[] = {{1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},  {7, 0},
+                                   {8, 0},  {12, 2}, {16, 1}, {16, 2}, {24, 1}, {24, 0}, {24, 5},
+                                   {32, 1}, {32, 2}, {48, 0}, {48, 5}, {64, 1}};
+    std::mt19937 random(4711);
+    for (const Format& format : kFormats) {
+        for (const int32_t width : {1, 37, 200}) {
+            SCOPED_TRACE(::testing::Message() << format.bits << " bits, order " << format.order << ", width " << width);
+            StoredBitmap subject(GetParam(), width, 41, format.bits);
+            StoredBitmap model(Kind::section, width, 41, format.bits);
+            for (BitmapHandle* bitmap : {&subject.record, &model.record}) {
+                bitmap->Order = format.order;
+                if (format.bits <= 8) {
+                    ASSERT_EQ(T_CreateBitmapFixedPalette(bitmap), SUCCESS);
+                }
+            }
+            std::vector<uint8_t> script(800);
+            for (uint8_t& byte : script) byte = static_cast<uint8_t>(random());
+            OperationPair pair(subject.record, model.record, Script(script.data(), script.size()));
+            ASSERT_STREQ(pair.run(), nullptr);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace tnk::test
