@@ -69,6 +69,49 @@ class RowMover {
     Scratch<uint8_t> scratch_;
 };
 
+// Moves run-compressed rows as they are encoded, between bitmaps of one width.
+class RunMover {
+  public:
+    RunMover(BitmapHandle& source, BitmapHandle& destination) : source_(source), destination_(destination) {}
+
+    static bool takes(const BitmapHandle& source, const BitmapHandle& destination) {
+        return (source.Flags & destination.Flags & BMF_COMPRESSED) != 0 && source.Width == destination.Width;
+    }
+
+    Result prepare() {
+        return row_.allocate(2 * uint64_t{static_cast<uint32_t>(source_.Width)} + 6) ? SUCCESS : FAILURE;
+    }
+
+    int32_t band() const { return kMostBandRows; }
+
+    Result move(int32_t first, int32_t count) {
+        for (int32_t row = first; row < first + count; ++row) {
+            TRY(T_GetBitmapRowCompressed(&source_, nullptr, row_.data(), row, 1));
+            TRY(T_PutBitmapRowCompressed(&destination_, nullptr, row_.data(), row, 1));
+        }
+        return SUCCESS;
+    }
+
+  private:
+    BitmapHandle& source_;
+    BitmapHandle& destination_;
+    Scratch<uint8_t> row_;
+};
+
+template <typename Mover>
+Result moveAllRows(Mover mover, int32_t rows) {
+    TRY(mover.prepare());
+    Progress progress = copyProgress(rows);
+    TRY(progress.begin());
+    for (int32_t row = 0; row < rows;) {
+        const int32_t count = std::min({mover.band(), rows - row, progress.rowsToReport()});
+        TRY(mover.move(row, count));
+        TRY(progress.step(count));
+        row += count;
+    }
+    return SUCCESS;
+}
+
 Result copyData(BitmapHandle& destination, BitmapHandle& source) {
     // The source's rows are laid into the destination's, which must have room for them.
     if (destination.BytesPerLine != source.BytesPerLine || destination.Height < source.Height) {
@@ -76,17 +119,8 @@ Result copyData(BitmapHandle& destination, BitmapHandle& source) {
     }
     const Locked sourceLock(source);
     const Locked destinationLock(destination);
-    RowMover mover(source, destination);
-    TRY(mover.prepare());
-    Progress progress = copyProgress(source.Height);
-    TRY(progress.begin());
-    for (int32_t row = 0; row < source.Height;) {
-        const int32_t count = std::min({mover.band(), source.Height - row, progress.rowsToReport()});
-        TRY(mover.move(row, count));
-        TRY(progress.step(count));
-        row += count;
-    }
-    return SUCCESS;
+    if (RunMover::takes(source, destination)) return moveAllRows(RunMover(source, destination), source.Height);
+    return moveAllRows(RowMover(source, destination), source.Height);
 }
 
 Result copyWhole(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request) {
