@@ -1,39 +1,16 @@
-// What the tests of copies share: random rows, progress on record.
+// What the tests of copies share: progress on record, sources by request.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <random>
 #include <vector>
 
+#include "bitmap/storage_cases.h"
 #include "support/failing_platform.h"
 #include "tnkrn.h"
 
 namespace tnk::test {
-
-using Bytes = std::vector<uint8_t>;
-
-constexpr int32_t kAllDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
-
-inline Bytes rowsOf(BitmapHandle& bitmap) {
-    Bytes rows(size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(bitmap.Height));
-    for (int32_t y = 0; y < bitmap.Height; ++y) {
-        T_GetBitmapRow(&bitmap, &rows[size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(y)], y, bitmap.BytesPerLine);
-    }
-    return rows;
-}
-
-// Fills whole rows, what lies after the last pixel too, and returns what the bitmap holds then.
-inline Bytes fillRandomly(BitmapHandle& bitmap) {
-    static std::mt19937 random(7);
-    Bytes row(bitmap.BytesPerLine);
-    for (int32_t y = 0; y < bitmap.Height; ++y) {
-        for (uint8_t& byte : row) byte = static_cast<uint8_t>(random());
-        EXPECT_GT(T_PutBitmapRow(&bitmap, row.data(), y, bitmap.BytesPerLine), 0);
-    }
-    return rowsOf(bitmap);
-}
 
 // Records what the copy-status callback is told, and ends the copy with a value after `stopAt` reports.
 struct CopyReports {

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "bitmap/copy_fixture.h"
-#include "bitmap/storage_cases.h"
 
 namespace tnk::test {
 namespace {
@@ -28,23 +27,18 @@ Bytes cutPlainly(const BitmapHandle& source, const Bytes& rows, const Rect& r) {
     return out;
 }
 
-class RectOfKind : public ::testing::TestWithParam<Kind> {};
-INSTANTIATE_TEST_SUITE_P(Kinds, RectOfKind, ::testing::ValuesIn(kAllKinds), kindName);
-
-TEST_P(RectOfKind, EqualsThePlainRule) {
+TEST(CopyRect, EqualsThePlainRule) {
     for (const int32_t bits : kAllDepths) {
-        StoredBitmap source(GetParam(), 261, 9, bits);
+        StoredBitmap source(Kind::section, 261, 9, bits);
         const Bytes rows = fillRandomly(source.record);
         std::vector<Rect> cases = {{0, 0, 261, 9}, {260, 8, 5, 5}, {261, 0, 3, 3}, {INT32_MIN, INT32_MAX, 9, 9}};
         for (const int32_t left : {-9, -4, -1, 0, 1, 2, 3, 4, 5, 6, 7}) {
             for (const int32_t width : {1, 17, 190, 280}) cases.push_back({left, left % 4, width, 5});
         }
         for (const Rect& r : cases) {
+            const uint32_t memory = r.width == 17 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL;
             BitmapHandle copy;
-            const bool toDisk = r.width == 17;
-            ASSERT_EQ(toDisk
-                          ? T_CopyBitmapRect2(&copy, &source.record, sizeof copy, r.left, r.top, r.width, r.height, 128)
-                          : T_CopyBitmapRect(&copy, &source.record, sizeof copy, r.left, r.top, r.width, r.height),
+            ASSERT_EQ(T_CopyBitmapRect2(&copy, &source.record, sizeof copy, r.left, r.top, r.width, r.height, memory),
                       SUCCESS);
             EXPECT_TRUE(rowsOf(copy) == cutPlainly(source.record, rows, r)) << bits << ": " << r.left << ' ' << r.width;
             T_FreeBitmap(&copy);
@@ -60,7 +54,7 @@ int32_t TNK_CALL copyRegionRoutine(BitmapHandle* destination, BitmapHandle*, int
     return dx == 0 && dy == 0 ? SUCCESS : regionResult;
 }
 
-class CopyRect : public CopyTest {
+class Trim : public CopyTest {
   protected:
     void SetUp() override {
         uintptr_t table[DISPATCH_WORDS] = {1};
@@ -82,9 +76,9 @@ class CopyRect : public CopyTest {
         EXPECT_TRUE(source.Width == 30 && source.Region == 77 && source.Palette != nullptr);
     }
 };
-INSTANTIATE_TEST_SUITE_P(Requests, CopyRect, ::testing::Values(MEM_CONVENTIONAL, MEM_NOCONVENTIONAL));
+INSTANTIATE_TEST_SUITE_P(Requests, Trim, ::testing::Values(MEM_CONVENTIONAL, MEM_NOCONVENTIONAL));
 
-TEST_P(CopyRect, ReplacesTheSourceByWhatLiesInside) {
+TEST_P(Trim, ReplacesTheSourceByWhatLiesInside) {
     const std::pair<Rect, Rect> cases[] = {{{-3, -2, 10, 10}, {0, 0, 7, 8}}, {{28, 15, 90, INT32_MAX}, {28, 15, 2, 5}}};
     for (const auto& [r, left] : cases) {
         const Bytes expected = cutPlainly(source, rows, left);
@@ -106,7 +100,7 @@ TEST_P(CopyRect, ReplacesTheSourceByWhatLiesInside) {
     expectUnharmed();
 }
 
-TEST_P(CopyRect, LeavesTheSourceAfterAFailure) {
+TEST_P(Trim, LeavesTheSourceAfterAFailure) {
     for (size_t stop = 0; stop <= 5; ++stop) {
         CopyReports reports(stop);
         EXPECT_EQ(T_CopyBitmapRect(nullptr, &source, sizeof source, 3, 15, 8, 10), CopyReports::kStopped);

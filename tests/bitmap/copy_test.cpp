@@ -3,36 +3,9 @@
 #include <cstring>
 
 #include "bitmap/copy_fixture.h"
-#include "bitmap/storage_cases.h"
 
 namespace tnk::test {
 namespace {
-
-class CopyOfKind : public ::testing::TestWithParam<Kind> {};
-INSTANTIATE_TEST_SUITE_P(Kinds, CopyOfKind, ::testing::ValuesIn(kAllKinds), kindName);
-
-TEST_P(CopyOfKind, HasTheSameRows) {
-    for (const int32_t bits : kAllDepths) {
-        // No bits after the last pixel, which not every kind keeps. Wide rows go in several bands.
-        const int32_t width = bits == 32 ? 1200 : 64;
-        StoredBitmap source(GetParam(), width, 70, bits);
-        const Bytes rows = fillRandomly(source.record);
-        BitmapHandle copy;
-        for (const uint32_t request : {0u, MEM_NOCONVENTIONAL}) {
-            ASSERT_EQ(request == 0 ? T_CopyBitmap(&copy, &source.record, sizeof copy)
-                                   : T_CopyBitmap2(&copy, &source.record, request, sizeof copy),
-                      SUCCESS);
-            EXPECT_TRUE(rowsOf(copy) == rows) << bits;
-            EXPECT_EQ((copy.Flags & BMF_DISK) != 0, request != 0 || GetParam() == Kind::disk);
-            T_FreeBitmap(&copy);
-        }
-        for (const Kind kind : kAllKinds) {
-            StoredBitmap target(kind, width, 70, bits);
-            EXPECT_EQ(T_CopyBitmapData(&target.record, &source.record), SUCCESS);
-            EXPECT_TRUE(rowsOf(target.record) == rows) << bits << " to kind " << static_cast<int>(kind);
-        }
-    }
-}
 
 using Copy = CopyTest;
 INSTANTIATE_TEST_SUITE_P(Requests, Copy, ::testing::Values(MEM_CONVENTIONAL, MEM_NOCONVENTIONAL));

@@ -13,18 +13,18 @@ namespace {
 class Operations : public ::testing::TestWithParam<Kind> {};
 INSTANTIATE_TEST_SUITE_P(Kinds, Operations, ::testing::ValuesIn(kAllKinds), kindName);
 
-struct Format {
-    int32_t bits;
-    uint32_t order;
-};
-
 TEST_P(Operations, LikePlainMemory) {
+    struct Format {
+        int32_t bits;
+        uint32_t order;
+    };
     constexpr Format kFormats[] = {{1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},  {7, 0},
                                    {8, 0},  {12, 2}, {16, 1}, {16, 2}, {24, 1}, {24, 0}, {24, 5},
                                    {32, 1}, {32, 2}, {48, 0}, {48, 5}, {64, 1}};
     std::mt19937 random(4711);
     for (const Format& format : kFormats) {
-        for (const int32_t width : {1, 37, 200}) {
+        // The widest rows have runs of more than 65,535 pixels, and several chunks of packed rows.
+        for (const int32_t width : {1, 37, 200, 140'003 / format.bits}) {
             SCOPED_TRACE(::testing::Message() << format.bits << " bits, order " << format.order << ", width " << width);
             StoredBitmap subject(GetParam(), width, 41, format.bits);
             StoredBitmap model(Kind::section, width, 41, format.bits);
@@ -34,7 +34,7 @@ TEST_P(Operations, LikePlainMemory) {
                     ASSERT_EQ(T_CreateBitmapFixedPalette(bitmap), SUCCESS);
                 }
             }
-            std::vector<uint8_t> script(800);
+            std::vector<uint8_t> script(width > 1000 ? 150 : 800);
             for (uint8_t& byte : script) byte = static_cast<uint8_t>(random());
             OperationPair pair(subject.record, model.record, Script(script.data(), script.size()));
             ASSERT_STREQ(pair.run(), nullptr);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <random>
 #include <span>
 #include <string>
 #include <vector>
@@ -13,6 +14,10 @@
 #include "tnkrn.h"
 
 namespace tnk::test {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr int32_t kAllDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
 
 enum class Kind { section, disk, user, movable, super, compressed, tiled };
 
@@ -42,8 +47,29 @@ inline size_t plainBytes(const BitmapHandle& bitmap) {
     return size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(bitmap.Height);
 }
 
+inline Bytes rowsOf(BitmapHandle& bitmap) {
+    const uint32_t line = bitmap.BytesPerLine;
+    Bytes rows(plainBytes(bitmap), 0xEE);
+    for (int32_t y = 0; y < bitmap.Height; ++y) {
+        EXPECT_EQ(T_GetBitmapRow(&bitmap, &rows[size_t{line} * static_cast<uint32_t>(y)], y, line),
+                  static_cast<int32_t>(line));
+    }
+    return rows;
+}
+
+// Fills whole rows, what lies after the last pixel too, and returns what the bitmap holds then.
+inline Bytes fillRandomly(BitmapHandle& bitmap) {
+    static std::mt19937 random(7);
+    Bytes row(bitmap.BytesPerLine);
+    for (int32_t y = 0; y < bitmap.Height; ++y) {
+        for (uint8_t& byte : row) byte = static_cast<uint8_t>(random());
+        EXPECT_GT(T_PutBitmapRow(&bitmap, row.data(), y, bitmap.BytesPerLine), 0);
+    }
+    return rowsOf(bitmap);
+}
+
 // Clears in `rows` what a compressed bitmap does not keep: the bits after each row's last pixel.
-inline void dropLostBits(const BitmapHandle& bitmap, std::vector<uint8_t>& rows) {
+inline void dropLostBits(const BitmapHandle& bitmap, Bytes& rows) {
     if ((bitmap.Flags & BMF_COMPRESSED) == 0) return;
     const auto width = static_cast<uint32_t>(bitmap.Width);
     for (size_t i = 0; i < rows.size(); ++i) {

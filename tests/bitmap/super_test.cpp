@@ -1,8 +1,7 @@
-// Super-compressed storage: against plain memory with the real codec, and with codecs that lie.
+// Super-compressed storage with codecs that lie, and the codec module on damaged bytes.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstring>
 #include <random>
@@ -17,8 +16,6 @@
 
 namespace tnk::test {
 namespace {
-
-using Bytes = std::vector<uint8_t>;
 
 // What the codec of these tests does wrong.
 enum Lie {
@@ -288,45 +285,6 @@ TEST(SuperStorage, ServesThreads) {
 }
 
 #ifdef TNK_TEST_CODEC
-
-TEST(SuperStorage, EqualsPlainMemory) {
-    FailingPlatform failing;
-    for (const int32_t bits : {1, 8, 24}) {
-        SCOPED_TRACE(bits);
-        const int32_t width = 20'000 / bits + 3;
-        StoredBitmap stored(Kind::super, width, 300, bits);
-        BitmapHandle& bitmap = stored.record;
-        const size_t line = bitmap.BytesPerLine;
-        Bytes model(line * 300);
-        std::mt19937 random(static_cast<uint32_t>(bits));
-        for (int step = 0; step < 120; ++step) {
-            if (step % 20 == 19) {
-                const auto height = static_cast<int32_t>(1 + random() % 500);
-                ASSERT_EQ(T_ChangeBitmapHeight(&bitmap, height), SUCCESS);
-                model.resize(line * static_cast<uint32_t>(height), 0);
-            }
-            const auto row = static_cast<int32_t>(random() % static_cast<uint32_t>(bitmap.Height));
-            const auto column = static_cast<uint32_t>(random() % static_cast<uint32_t>(width));
-            const size_t start = line * static_cast<uint32_t>(row) + size_t{column} * static_cast<uint32_t>(bits) / 8;
-            const size_t most = step % 5 == 0 ? model.size() : line;  // over several chunks, or about a row
-            const auto count = static_cast<uint32_t>(std::min(random() % most, model.size() - start));
-            Bytes bytes(count + 1, 0xEE);
-            if (random() % 2 != 0) {
-                const uint32_t spread = std::array{1, 5, 256}[random() % 3];  // flat, smooth, noise
-                for (uint32_t i = 0; i < count; ++i) model[start + i] = static_cast<uint8_t>(i / 9 + random() % spread);
-                ASSERT_EQ(T_PutBitmapRowCol(&bitmap, model.data() + start, row, column, count), int64_t{count});
-            } else {
-                ASSERT_EQ(T_GetBitmapRowCol(&bitmap, bytes.data(), row, column, count), int64_t{count});
-                ASSERT_EQ(std::memcmp(bytes.data(), model.data() + start, count), 0) << "step " << step;
-                ASSERT_EQ(bytes[count], 0xEE);
-            }
-        }
-        Bytes all(model.size());
-        T_GetBitmapRow(&bitmap, all.data(), 0, static_cast<uint32_t>(all.size()));
-        EXPECT_TRUE(all == model);
-    }
-    EXPECT_EQ(failing.live(), LiveObjects{});
-}
 
 // The module's own entry points, on bytes that nothing has checked.
 TEST(CodecModule, SurvivesDamageAndSmallBuffers) {

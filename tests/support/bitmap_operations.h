@@ -43,6 +43,21 @@ class Script {
     const uint8_t* end_;
 };
 
+inline bool samePixels(BitmapHandle& a, BitmapHandle& b) {
+    if (a.Width != b.Width || a.Height != b.Height || a.BitsPerPixel != b.BitsPerPixel) return false;
+    std::vector<uint8_t> rowA(a.BytesPerLine), rowB(b.BytesPerLine);
+    const uint64_t bits = uint64_t(a.Width) * uint64_t(a.BitsPerPixel);
+    for (int32_t y = 0; y < a.Height; ++y) {
+        const auto bytes = static_cast<int32_t>(a.BytesPerLine);
+        if (T_GetBitmapRow(&a, rowA.data(), y, a.BytesPerLine) != bytes) return false;
+        if (T_GetBitmapRow(&b, rowB.data(), y, b.BytesPerLine) != bytes) return false;
+        if (std::memcmp(rowA.data(), rowB.data(), bits / 8) != 0) return false;
+        const auto mask = static_cast<uint8_t>(0xFF00u >> (bits & 7));
+        if (mask != 0 && ((rowA[bits / 8] ^ rowB[bits / 8]) & mask) != 0) return false;
+    }
+    return true;
+}
+
 class OperationPair {
   public:
     OperationPair(BitmapHandle& subject, BitmapHandle& model, Script script)
@@ -71,26 +86,15 @@ class OperationPair {
         return call(subject_) == call(model_);
     }
 
-    static bool samePixels(BitmapHandle& a, BitmapHandle& b) {
-        if (a.Width != b.Width || a.Height != b.Height || a.BitsPerPixel != b.BitsPerPixel) return false;
-        std::vector<uint8_t> rowA(a.BytesPerLine), rowB(b.BytesPerLine);
-        const uint64_t bits = uint64_t(a.Width) * uint64_t(a.BitsPerPixel);
-        for (int32_t y = 0; y < a.Height; ++y) {
-            const auto bytes = static_cast<int32_t>(a.BytesPerLine);
-            if (T_GetBitmapRow(&a, rowA.data(), y, a.BytesPerLine) != bytes) return false;
-            if (T_GetBitmapRow(&b, rowB.data(), y, b.BytesPerLine) != bytes) return false;
-            if (std::memcmp(rowA.data(), rowB.data(), bits / 8) != 0) return false;
-            const auto mask = static_cast<uint8_t>(0xFF00u >> (bits & 7));
-            if (mask != 0 && ((rowA[bits / 8] ^ rowB[bits / 8]) & mask) != 0) return false;
-        }
-        return true;
-    }
-
-    bool putRow() {
+    // Whole rows, then a part of one.
+    bool putRows() {
         const int32_t y = row();
+        const uint32_t rows = script_.next(std::min(uint32_t(model_.Height - y), 4u));
+        const uint32_t bytes = model_.BytesPerLine * rows + script_.next(model_.BytesPerLine + 1);
         const auto pixels = script_.pixels(model_.BytesPerLine, rowBits());
-        const uint32_t bytes = script_.next(4) != 0 ? model_.BytesPerLine : script_.next(model_.BytesPerLine + 1);
-        return both([&](BitmapHandle& b) { return T_PutBitmapRow(&b, pixels.data(), y, bytes); });
+        std::vector<uint8_t> all;
+        while (all.size() <= bytes) all.insert(all.end(), pixels.begin(), pixels.end());
+        return both([&](BitmapHandle& b) { return T_PutBitmapRow(&b, all.data(), y, bytes); });
     }
 
     bool putColumns() {
@@ -172,7 +176,13 @@ class OperationPair {
     }
 
     bool copy() {
-        return sameResults([](BitmapHandle* to, BitmapHandle* from) { return T_CopyBitmap(to, from, sizeof *to); });
+        constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED,
+                                          MEM_SUPERCOMPRESSED};
+        const uint32_t kind = script_.next(2 * std::size(kRequests));
+        return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
+            return kind < std::size(kRequests) ? T_CopyBitmap2(to, from, kRequests[kind], sizeof *to)
+                                               : T_CopyBitmap(to, from, sizeof *to);
+        });
     }
 
     bool copyRect() {
@@ -199,6 +209,36 @@ class OperationPair {
             [&](BitmapHandle* to, BitmapHandle* from) { return T_CreateGrayScaleBitmap(to, from, sizeof *to, bits); });
     }
 
+    // Any runs: too few pixels, too many, empty runs, none.
+    bool putRuns() {
+        if (model_.BitsPerPixel != 1) return true;
+        const int32_t y = row();
+        const uint32_t column = script_.next(uint32_t(model_.Width));
+        const uint32_t pixels = 1 + script_.next(uint32_t(model_.Width) - column);
+        const uint32_t count = script_.next(9);
+        std::vector<uint8_t> runs(4 + 2 * count), a(8 + 2 * size_t(pixels)), b(a.size());
+        std::memcpy(runs.data(), &count, 4);
+        for (size_t at = 4; at < runs.size(); at += 2) {
+            const auto run = static_cast<uint16_t>(script_.next(3) == 0 ? 0 : script_.next(pixels / 2 + 2));
+            std::memcpy(&runs[at], &run, 2);
+        }
+        const auto get = [&](BitmapHandle& bitmap, uint8_t* to) {
+            return T_GetBitmapRowColCompressed(&bitmap, nullptr, to, y, column, pixels);
+        };
+        return get(subject_, a.data()) == get(model_, b.data()) && a == b && both([&](BitmapHandle& bitmap) {
+                   return T_PutBitmapRowColCompressed(&bitmap, nullptr, runs.data(), y, column, pixels);
+               });
+    }
+
+    // Size is kept while rows change; of packed rows it is found out here.
+    bool updateSize() {
+        const bool packed = (subject_.Flags & BMF_SUPERCOMPRESSED) != 0;
+        const bool plain = (subject_.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) == 0;
+        const uint32_t size = subject_.Size;
+        return both([](BitmapHandle& b) { return T_UpdateBitmapSize(&b); }) && (packed || size == subject_.Size) &&
+               (!plain || size == model_.Size);
+    }
+
     bool compressedRows() {
         if (model_.BitsPerPixel != 1) return true;
         const int32_t first = row();
@@ -218,7 +258,7 @@ class OperationPair {
     Script script_;
 
     static constexpr Operation kOperations[] = {
-        {"put row", &OperationPair::putRow},
+        {"put rows", &OperationPair::putRows},
         {"put columns", &OperationPair::putColumns},
         {"get columns", &OperationPair::getColumns},
         {"put segments", &OperationPair::putSegments},
@@ -230,6 +270,8 @@ class OperationPair {
         {"change depth", &OperationPair::changeDepth},
         {"to gray", &OperationPair::toGray},
         {"compressed rows", &OperationPair::compressedRows},
+        {"put runs", &OperationPair::putRuns},
+        {"size", &OperationPair::updateSize},
     };
 };
 
