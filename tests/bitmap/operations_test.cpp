@@ -14,15 +14,8 @@ class Operations : public ::testing::TestWithParam<Kind> {};
 INSTANTIATE_TEST_SUITE_P(Kinds, Operations, ::testing::ValuesIn(kAllKinds), kindName);
 
 TEST_P(Operations, LikePlainMemory) {
-    struct Format {
-        int32_t bits;
-        uint32_t order;
-    };
-    constexpr Format kFormats[] = {{1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},  {7, 0},
-                                   {8, 0},  {12, 2}, {16, 1}, {16, 2}, {24, 1}, {24, 0}, {24, 5},
-                                   {32, 1}, {32, 2}, {48, 0}, {48, 5}, {64, 1}};
     std::mt19937 random(4711);
-    for (const Format& format : kFormats) {
+    for (const auto& format : kFormats) {
         // The widest rows have runs of more than 65,535 pixels, and several chunks of packed rows.
         for (const int32_t width : {1, 37, 200, 140'003 / format.bits}) {
             SCOPED_TRACE(::testing::Message() << format.bits << " bits, order " << format.order << ", width " << width);

@@ -99,12 +99,6 @@ class Pixels : public ::testing::Test {
 };
 
 TEST_F(Pixels, FollowTheRules) {
-    constexpr struct {
-        int32_t bits;
-        uint32_t order;
-    } kFormats[] = {{1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},  {7, 0},  {8, 0},
-                    {12, 2}, {16, 0}, {16, 1}, {16, 2}, {24, 0}, {24, 1}, {24, 5}, {32, 0},
-                    {32, 1}, {32, 2}, {48, 0}, {48, 1}, {48, 5}, {64, 0}, {64, 1}};
     for (const auto& format : kFormats) {
         StoredBitmap stored(Kind::section, 21, 2, format.bits);
         BitmapHandle& b = stored.record;

@@ -13,20 +13,6 @@ namespace {
 constexpr uint32_t kPixels = 40;
 constexpr uint32_t kColumn = 8;  // whole bytes at every depth
 
-// Bit `bit` of pixel `pixel`, counted from the most significant; the byte and its mask.
-struct BitPlace {
-    size_t byte;
-    uint8_t mask;
-};
-
-BitPlace bitPlace(uint32_t bits, uint32_t pixel, uint32_t bit) {
-    const size_t position = size_t{pixel} * bits + bit;
-    if (bits != 12) return {position / 8, static_cast<uint8_t>(0x80 >> position % 8)};
-    // Two samples in three bytes, the low bits first.
-    const size_t low = size_t{pixel} * 12 + (11 - bit);
-    return {low / 8, static_cast<uint8_t>(1 << low % 8)};
-}
-
 // Whether a bit of a whole-byte pixel stays: the last bytes, or the top bit of 16, which lies in the last byte.
 bool isTopBit(const BitmapHandle& bitmap, uint32_t bit) {
     if (bitmap.BitsPerPixel == 16) return bitmap.Order != ORDER_GRAY && bit == 8;
@@ -36,13 +22,15 @@ bool isTopBit(const BitmapHandle& bitmap, uint32_t bit) {
 void putModel(const BitmapHandle& bitmap, uint8_t* row, const uint8_t* buffer, uint32_t start, uint32_t end,
               bool keepTopBits) {
     const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    uint8_t* const to = row + kColumn * bits / 8;
     for (uint32_t pixel = start; pixel < end; ++pixel) {
         if (bits == 2 && start % 4 == 2 && pixel == start + 1) continue;  // the odd mask of this start
         for (uint32_t bit = 0; bit < bits; ++bit) {
             if (keepTopBits && isTopBit(bitmap, bit)) continue;
-            const BitPlace to = bitPlace(bits, kColumn + pixel, bit);
-            const BitPlace from = bitPlace(bits, pixel, bit);
-            if (((row[to.byte] & to.mask) != 0) != ((buffer[from.byte] & from.mask) != 0)) row[to.byte] ^= to.mask;
+            // Two samples of 12 bits lie in three bytes, the low bits first.
+            const uint32_t at = pixel * bits + (bits == 12 ? 11 - bit : bit);
+            const auto mask = static_cast<uint8_t>(bits == 12 ? 1 << at % 8 : 0x80 >> at % 8);
+            to[at / 8] = static_cast<uint8_t>((to[at / 8] & ~mask) | (buffer[at / 8] & mask));
         }
     }
 }

@@ -17,6 +17,12 @@ namespace tnk::test {
 
 using Bytes = std::vector<uint8_t>;
 
+constexpr struct {
+    int32_t bits;
+    uint32_t order;
+} kFormats[] = {{1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},  {7, 0},  {8, 0},
+                {12, 2}, {16, 0}, {16, 1}, {16, 2}, {24, 0}, {24, 1}, {24, 5}, {32, 0},
+                {32, 1}, {32, 2}, {48, 0}, {48, 1}, {48, 5}, {64, 0}, {64, 1}};
 constexpr int32_t kAllDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
 
 enum class Kind { section, disk, user, movable, super, compressed, tiled };

@@ -157,9 +157,14 @@ class OperationPair {
     }
 
     bool changeHeight() {
-        if ((subject_.Flags & (BMF_USERDATA | BMF_LOCKED)) != 0) return true;
+        if ((subject_.Flags & BMF_USERDATA) != 0) return true;
         const int32_t height = 1 + script_.nextSigned(64);
-        return both([&](BitmapHandle& b) { return T_ChangeBitmapHeight(&b, height); });
+        return both([&](BitmapHandle& b) {
+            T_ReleaseBitmap(&b);
+            const int32_t result = T_ChangeBitmapHeight(&b, height);
+            T_AccessBitmap(&b);
+            return result;
+        });
     }
 
     // Makes a bitmap of each by `make` and compares what came out.

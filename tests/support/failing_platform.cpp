@@ -33,8 +33,14 @@ struct State {
 
 State* state = nullptr;
 
+// The state, locked as long as this lives.
+struct Locked {
+    std::lock_guard<std::mutex> guard{state->mutex};
+    State* operator->() const { return state; }
+};
+
 bool fails(uint32_t kind) {
-    std::lock_guard guard(state->mutex);
+    const Locked guard;
     if ((state->kinds & kind) == 0) return false;
     ++state->calls;
     const bool failing = state->failLater ? state->calls >= state->failAt : state->calls == state->failAt;
@@ -47,7 +53,7 @@ bool fails(uint32_t kind) {
 
 template <typename Handle>
 Handle born(Kind kind, Handle handle, Handle none = Handle{}) {
-    std::lock_guard guard(state->mutex);
+    const Locked guard;
     if (handle != none) state->alive[{kind, (uintptr_t)handle}] = 0;  // a pointer or an integer
     return handle;
 }
@@ -55,7 +61,7 @@ Handle born(Kind kind, Handle handle, Handle none = Handle{}) {
 // What was made before this platform was installed is not known here and not counted.
 template <typename Handle>
 Handle gone(Kind kind, Handle handle) {
-    std::lock_guard guard(state->mutex);
+    const Locked guard;
     state->alive.erase({kind, (uintptr_t)handle});
     return handle;
 }
@@ -68,14 +74,14 @@ Handle moved(Kind kind, Handle from, Handle to) {
 }
 
 void addLock(T_HANDLE block, int change) {
-    std::lock_guard guard(state->mutex);
+    const Locked guard;
     const auto found = state->alive.find({kMovable, (uintptr_t)block});
     if (found != state->alive.end()) found->second += change;
 }
 
 template <typename T>
 bool substitute(std::optional<T> State::*known, T* value) {
-    std::lock_guard guard(state->mutex);
+    const Locked guard;
     if ((state->*known).has_value()) *value = *(state->*known);
     return (state->*known).has_value();
 }
@@ -83,7 +89,7 @@ bool substitute(std::optional<T> State::*known, T* value) {
 int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
     if (fails(kTransferFailures)) return -1;
     {
-        std::lock_guard guard(state->mutex);
+        const Locked guard;
         if (state->diskRoom.has_value()) {
             state->diskIsFull = count > *state->diskRoom;
             const auto fitting = static_cast<uint32_t>(std::min<uint64_t>(count, *state->diskRoom));
@@ -155,7 +161,7 @@ void setFileRoutines(Platform& table) {
         return !fails(kOpenFailures) && real.makeTempName(directory, prefix, path);
     };
     table.lastErrorIsDiskFull = [] {
-        std::lock_guard guard(state->mutex);
+        const Locked guard;
         return state->diskRoom.has_value() || state->injected ? state->diskIsFull : real.lastErrorIsDiskFull();
     };
 }
@@ -192,15 +198,8 @@ void setSystemRoutines(Platform& table) {
         return fails(kModuleFailures) ? nullptr : real.findSymbol(module, name);
     };
     table.unloadModule = [](T_HANDLE module) { return real.unloadModule(gone(kModule, module)); };
-    table.diagnose = [](const char* text) {
-        std::lock_guard guard(state->mutex);
-        state->diagnostics += text;
-    };
-    table.deleteRegion = [](T_HANDLE) {
-        std::lock_guard guard(state->mutex);
-        ++state->deletedRegions;
-        return true;
-    };
+    table.diagnose = [](const char* text) { Locked()->diagnostics += text; };
+    table.deleteRegion = [](T_HANDLE) { return ++Locked()->deletedRegions > 0; };
 }
 
 Platform makeTable() {
@@ -212,7 +211,7 @@ Platform makeTable() {
 }
 
 void startFailing(int k, uint32_t kinds, bool later) {
-    std::lock_guard guard(state->mutex);
+    const Locked guard;
     state->kinds = kinds;
     state->failAt = k;
     state->failLater = later;
@@ -250,18 +249,12 @@ void FailingPlatform::failAt(int k, uint32_t kinds) { startFailing(k, kinds, fal
 
 void FailingPlatform::failFrom(int k, uint32_t kinds) { startFailing(k, kinds, true); }
 
-void FailingPlatform::stopFailing() {
-    std::lock_guard guard(state->mutex);
-    state->kinds = 0;
-}
+void FailingPlatform::stopFailing() { Locked()->kinds = 0; }
 
-bool FailingPlatform::injected() const {
-    std::lock_guard guard(state->mutex);
-    return state->injected;
-}
+bool FailingPlatform::injected() const { return Locked()->injected; }
 
 LiveObjects FailingPlatform::live() const {
-    std::lock_guard guard(state->mutex);
+    const Locked guard;
     LiveObjects live;
     for (const auto& [key, locks] : state->alive) {
         ++(live.*kCounters[key.first]);
@@ -270,29 +263,12 @@ LiveObjects FailingPlatform::live() const {
     return live;
 }
 
-int FailingPlatform::deletedRegions() const {
-    std::lock_guard guard(state->mutex);
-    return state->deletedRegions;
-}
+int FailingPlatform::deletedRegions() const { return Locked()->deletedRegions; }
 
-std::string FailingPlatform::diagnostics() const {
-    std::lock_guard guard(state->mutex);
-    return state->diagnostics;
-}
+std::string FailingPlatform::diagnostics() const { return Locked()->diagnostics; }
 
-void FailingPlatform::setDiskRoom(uint64_t bytes) {
-    std::lock_guard guard(state->mutex);
-    state->diskRoom = bytes;
-}
-
-void FailingPlatform::setMemoryStatus(const MemoryStatus& status) {
-    std::lock_guard guard(state->mutex);
-    state->memory = status;
-}
-
-void FailingPlatform::setHandleCount(uint32_t count) {
-    std::lock_guard guard(state->mutex);
-    state->handles = count;
-}
+void FailingPlatform::setDiskRoom(uint64_t bytes) { Locked()->diskRoom = bytes; }
+void FailingPlatform::setMemoryStatus(const MemoryStatus& status) { Locked()->memory = status; }
+void FailingPlatform::setHandleCount(uint32_t count) { Locked()->handles = count; }
 
 }  // namespace tnk::test

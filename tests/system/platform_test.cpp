@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <string>
 
 #include "support/files.h"
 
@@ -16,21 +15,6 @@ extern "C" __declspec(dllimport) void __stdcall SetLastError(unsigned long code)
 
 namespace tnk::test {
 namespace {
-
-TEST(Platform, SectionsAreZeroAndAligned) {
-    for (const uint64_t bytes : {uint64_t{1}, uint64_t{4097}, uint64_t{20} << 20, uint64_t{0}, UINT64_MAX}) {
-        Section section;
-        const bool possible = bytes != 0 && bytes != UINT64_MAX;
-        ASSERT_EQ(platform->createSection(bytes, &section), possible);
-        EXPECT_EQ(section.handle != 0, possible);
-        EXPECT_EQ(section.view != nullptr, possible);
-        if (!possible) continue;
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(section.view) % 4096, 0u);
-        EXPECT_EQ(section.view[0] | section.view[bytes - 1], 0);
-        section.view[bytes - 1] = 1;
-        platform->closeSection(section);
-    }
-}
 
 TEST(Platform, BudgetsCanBeRead) {
     MemoryStatus status;
@@ -46,21 +30,6 @@ TEST(Platform, BudgetsCanBeRead) {
     ASSERT_TRUE(platform->handleCount(&counts[1]));
     T_OsClose(file);
     EXPECT_EQ(counts[1], counts[1] == 0 ? 0 : counts[0] + 1) << "0 where the system counts none";
-}
-
-TEST(Platform, ConvertsTextAndCutsBetweenCharacters) {
-    for (const uint32_t capacity : {0u, 1u, 4u, 8u}) {
-        char out[8] = "q";
-        platform->toMultibyte(wide("abcdefghijk").c_str(), out, capacity);
-        EXPECT_EQ(std::string(out), capacity == 0 ? "q" : std::string("abcdefg").substr(0, capacity - 1));
-    }
-#ifndef _WIN32
-    char out[8];
-    platform->toMultibyte(u"a\u20AC\u20AC\u20AC", out, sizeof out);
-    EXPECT_STREQ(out, "a\u20AC\u20AC") << "two of three fit beside the terminator";
-    platform->toMultibyte(u"\xD83D!", out, sizeof out);
-    EXPECT_STREQ(out, "\uFFFD!");
-#endif
 }
 
 #ifdef _WIN32

@@ -28,25 +28,20 @@ Routines installed() { return {currentSettings().routines, currentSettings().rou
 
 const Routines kStandard = {kLibraryRoutines, {}};
 
+int32_t valueOf(void* data) { return *static_cast<int32_t*>(data); }
 T_HANDLE TNK_CALL anyOpen(const T_WCHAR*, uint32_t openFlags, uint32_t shareFlags, void* data) {
-    return static_cast<T_HANDLE>(openFlags + shareFlags) + *static_cast<int32_t*>(data);
+    return static_cast<T_HANDLE>(openFlags + shareFlags) + valueOf(data);
 }
-
 int32_t TNK_CALL anyRead(T_HANDLE file, void*, uint32_t count, void* data) {
-    return static_cast<int32_t>(file) + static_cast<int32_t>(count) + *static_cast<int32_t*>(data);
+    return static_cast<int32_t>(file + count) + valueOf(data);
 }
-
 int32_t TNK_CALL anyWrite(T_HANDLE file, const void*, uint32_t count, void* data) {
     return -anyRead(file, nullptr, count, data);
 }
-
 int32_t TNK_CALL anySeek(T_HANDLE file, int32_t offset, int32_t origin, void* data) {
-    return static_cast<int32_t>(file) + 10 * offset + origin + *static_cast<int32_t*>(data);
+    return static_cast<int32_t>(file) + 10 * offset + origin + valueOf(data);
 }
-
-int32_t TNK_CALL anyClose(T_HANDLE file, void* data) {
-    return static_cast<int32_t>(file) + *static_cast<int32_t*>(data);
-}
+int32_t TNK_CALL anyClose(T_HANDLE file, void* data) { return static_cast<int32_t>(file) + valueOf(data); }
 
 TEST(Redirection, CallsTheCallersRoutinesWithTheirData) {
     int32_t data[5] = {1000, 2000, 3000, 4000, 5000};
