@@ -200,6 +200,11 @@ TEST(MovableStorage, HasAnAddressWhileAccessed) {
     bitmap.DataOffset = 0;
     T_AccessBitmap(&bitmap);
     EXPECT_EQ(bitmap.pData[8], 9);
+    bitmap.pData[80] = 7;  // behind the rows, where the block is longer
+    T_ReleaseBitmap(&bitmap);
+    ASSERT_EQ(T_ChangeBitmapHeight(&bitmap, 12), SUCCESS);
+    T_AccessBitmap(&bitmap);
+    EXPECT_EQ(bitmap.pData[80], 0) << "new rows are zero";
 }
 
 TEST(DiskStorage, ReportsFailedTransfers) {

@@ -235,13 +235,23 @@ class OperationPair {
                });
     }
 
+    uint32_t encodedSize() {
+        uint32_t sum = 0, runs = 0;
+        std::vector<uint8_t> row(8 + 2 * size_t(model_.Width));
+        for (int32_t y = 0; y < model_.Height; ++y, sum += 4 + 2 * runs) {
+            T_GetBitmapRowCompressed(&model_, nullptr, row.data(), y, 1);
+            std::memcpy(&runs, row.data(), 4);
+        }
+        return sum;
+    }
+
     // Size is kept while rows change; of packed rows it is found out here.
     bool updateSize() {
         const bool packed = (subject_.Flags & BMF_SUPERCOMPRESSED) != 0;
         const bool plain = (subject_.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) == 0;
         const uint32_t size = subject_.Size;
         return both([](BitmapHandle& b) { return T_UpdateBitmapSize(&b); }) && (packed || size == subject_.Size) &&
-               (!plain || size == model_.Size);
+               (packed || subject_.Size == (plain ? model_.Size : encodedSize()));
     }
 
     bool compressedRows() {

@@ -97,6 +97,7 @@ TEST(Text, SurvivesWhatIsMalformed) {
               "b\uFFFD");
     char cut[8];
     EXPECT_STREQ(T_W2AHelper(cut, u"a\u20AC\u20AC\u20AC", 8), "a\u20AC\u20AC") << "two of three fit";
+    EXPECT_STREQ(T_W2AHelper(cut, u"a\u20AC\u20AC\u20AC", 7), "a\u20AC") << "one byte less";
     EXPECT_EQ(WideString(T_A2W("\u20AC\U0001F600\xC3(")), u"\u20AC\U0001F600\uFFFD(");
 #endif
 }
