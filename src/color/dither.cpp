@@ -5,6 +5,7 @@
 #include <new>
 
 #include "bitmap/lifecycle.h"
+#include "color/color_fetch.h"
 #include "color/dither_state.h"
 #include "format/pixel_format.h"
 #include "kernels/dither_methods.h"
@@ -34,34 +35,6 @@ DitherStatePtr makeState() {
     return DitherStatePtr(block != nullptr ? new (block) DitherState : nullptr);
 }
 
-bool isGrayPalette(const PaletteEntry (&palette)[kMaxPaletteEntries]) {
-    return std::all_of(std::begin(palette), std::end(palette),
-                       [](const PaletteEntry& entry) { return entry.Red == entry.Green && entry.Red == entry.Blue; });
-}
-
-// The window of gray samples, also for bitmaps that are not gray now: the order is read with each row.
-void prepareGray(DitherState& state, const BitmapHandle& bitmap) {
-    const int32_t maxBits = hasGrayTable(bitmap) ? bitmap.BitsPerPixel : 8;
-    state.gray = grayParams(bitmap.BitsPerPixel, maxBits, bitmap.LowBit, bitmap.HighBit);
-    for (uint32_t value = 0; value < 256; ++value) {
-        const bool scaled = state.gray.mask > 0 && state.gray.mask < 255;
-        state.grayScale[value] = static_cast<uint8_t>(scaled ? value * 255 / state.gray.mask : value);
-    }
-}
-
-void prepareSource(DitherState& state, const BitmapHandle& bitmap) {
-    if (bitmap.BitsPerPixel <= 8) {
-        readBitmapPalette(bitmap, state.sourcePalette);
-        state.sourcePaletteGray = isGrayPalette(state.sourcePalette);
-        state.sourcePaletteLevels = state.sourcePaletteGray;
-        for (uint32_t i = 0; i < kMaxPaletteEntries; ++i) {
-            if (state.sourcePalette[i].Red != i) state.sourcePaletteLevels = false;
-        }
-    } else {
-        prepareGray(state, bitmap);
-    }
-}
-
 }  // namespace
 
 ErrorShape errorShape(uint32_t method) { return kErrorShapes[method]; }
@@ -86,7 +59,7 @@ Result startDithering(BitmapHandle& bitmap, const PaletteEntry* palette, uint32_
     state->shape = errorShape(state->method);
     state->columns = bitmap.Width;
     state->grayErrors = isGrayPalette(state->palette);
-    prepareSource(*state, bitmap);
+    readSourceColors(bitmap, state->source);
     if (state->isOrdered()) prepareOrdered(*state);
     if (state->diffuses()) {
         const uint64_t cells = uint64_t{state->cells()} * kChannels * static_cast<uint32_t>(state->shape.rows);

@@ -22,8 +22,7 @@ DitherBand* bandOf(DitherState& state) {
 // One band on its way through its columns.
 class BandRun {
   public:
-    BandRun(DitherState& state, DitherBand& band, const DitherSource& source, const DitherKernels& kernels,
-            int32_t width)
+    BandRun(DitherState& state, DitherBand& band, const ColorFetch& source, const DitherKernels& kernels, int32_t width)
         : state_(state),
           band_(band),
           source_(source),
@@ -63,8 +62,8 @@ class BandRun {
             for (auto& lines : band_.pixels) std::memcpy(lines[row], lines[row] + kBandBlock, kBandBehind);
             std::memcpy(band_.indexes[row], band_.indexes[row] + kBandBlock, kBandBehind);
             if (count == 0) continue;
-            const DitherPlanes planes{band_.pixels[0][row] + kBandBehind, band_.pixels[1][row] + kBandBehind,
-                                      band_.pixels[2][row] + kBandBehind};
+            const ColorPlanes planes{band_.pixels[0][row] + kBandBehind, band_.pixels[1][row] + kBandBehind,
+                                     band_.pixels[2][row] + kBandBehind};
             source_.fetch(source_, input[row] + source_.offsetOf(first), count, planes);
         }
     }
@@ -134,7 +133,7 @@ class BandRun {
 
     DitherState& state_;
     DitherBand& band_;
-    const DitherSource& source_;
+    const ColorFetch& source_;
     const DitherKernels& kernels_;
     const int32_t rows_;
     const uint32_t channels_;
@@ -144,7 +143,7 @@ class BandRun {
 
 }  // namespace
 
-bool ditherBand(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
+bool ditherBand(const DitherKernels& kernels, DitherState& state, const ColorFetch& source, int32_t width,
                 uint8_t* const* input, uint8_t* const* output) {
     DitherBand* const band = bandOf(state);
     if (band == nullptr) return false;

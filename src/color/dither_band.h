@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "color/dither_fetch.h"
+#include "color/color_fetch.h"
 #include "color/dither_state.h"
 #include "kernels/dither_kernels.h"
 #include "system/result.h"
@@ -19,7 +19,7 @@ constexpr int32_t kMaxBandWidth = INT32_MAX - 2 * kBandBlock;
 
 // Dithers the next kernels.bandRows rows, `width` pixels each (at most kMaxBandWidth), of a run that diffuses errors.
 // False, with nothing done, when memory ran out.
-bool ditherBand(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
+bool ditherBand(const DitherKernels& kernels, DitherState& state, const ColorFetch& source, int32_t width,
                 uint8_t* const* input, uint8_t* const* output);
 
 }  // namespace tnk

@@ -8,15 +8,6 @@
 
 namespace tnk {
 
-constexpr int32_t kDitherBlock = 256;  // pixels that are fetched, dithered and packed at a time: whole bytes everywhere
-
-// Pixels of a block. Gray pixels have one plane for all three.
-struct PixelPlanes {
-    const uint8_t* red;
-    const uint8_t* green;
-    const uint8_t* blue;
-};
-
 // A row while it is dithered, block after block.
 class DitherRow {
   public:
@@ -29,10 +20,10 @@ class DitherRow {
     int32_t done = 0;  // pixels; the cores count them
 
     // Errors of each channel: those of the block, after the last ones of the block before.
-    int32_t errors[kChannels][kPastErrors + kDitherBlock + kPastErrors] = {};
+    int32_t errors[kChannels][kPastErrors + kColorBlock + kPastErrors] = {};
 };
 
-// `count` is at most kDitherBlock; every block but the last is full.
+// `count` is at most kColorBlock; every block but the last is full.
 using DitherCore = void (*)(DitherRow& row, const PixelPlanes& pixels, int32_t count, uint8_t* indexes);
 
 // The core for the run's method and mode. `gray`: the three channels are one, also in the errors.

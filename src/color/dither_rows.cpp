@@ -1,10 +1,10 @@
 // The dithering engine: rows.
 #include <algorithm>
 
+#include "color/color_fetch.h"
 #include "color/dither.h"
 #include "color/dither_band.h"
 #include "color/dither_cores.h"
-#include "color/dither_fetch.h"
 #include "color/dither_modes.h"
 #include "color/dither_pack.h"
 #include "color/dither_state.h"
@@ -12,8 +12,6 @@
 
 namespace tnk {
 namespace {
-
-bool inPlainOrder(const BitmapHandle& bitmap) { return bitmap.Order == ORDER_RGB || bitmap.Order == ORDER_BGR; }
 
 // From here on the channels' errors may differ.
 void separateErrors(DitherState& state) {
@@ -28,14 +26,14 @@ void separateErrors(DitherState& state) {
 
 // Fetches, dithers and packs a row. `core` makes the indexes of a block.
 template <typename Core>
-void ditherBlocks(const DitherState& state, const DitherSource& source, int32_t width, const uint8_t* input,
+void ditherBlocks(const DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input,
                   uint8_t* output, Core core) {
-    alignas(32) uint8_t channels[kChannels][kDitherBlock];
-    alignas(32) uint8_t indexes[kDitherBlock];
-    const DitherPlanes planes{channels[0], channels[1], channels[2]};
+    alignas(32) uint8_t channels[kChannels][kColorBlock];
+    alignas(32) uint8_t indexes[kColorBlock];
+    const ColorPlanes planes{channels[0], channels[1], channels[2]};
     int32_t count;
     for (int32_t x = 0; x < width; x += count) {
-        count = std::min(kDitherBlock, width - x);
+        count = std::min(kColorBlock, width - x);
         source.fetch(source, input + source.offsetOf(x), count, planes);
         core(source.planesOf(planes), count, indexes);
         packIndexes(source.kernels, indexes, state.outputBits, count,
@@ -43,7 +41,7 @@ void ditherBlocks(const DitherState& state, const DitherSource& source, int32_t 
     }
 }
 
-void ditherRow(DitherState& state, const DitherSource& source, int32_t width, const uint8_t* input, uint8_t* output) {
+void ditherRow(DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input, uint8_t* output) {
     const DitherCore core = chooseDitherCore(state, source.gray && state.grayErrors);
     DitherRow row(state, width);
     ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
@@ -52,7 +50,7 @@ void ditherRow(DitherState& state, const DitherSource& source, int32_t width, co
 }
 
 // A row of a method without errors, by vectors.
-void ditherRowBy(const DitherKernels& kernels, DitherState& state, const DitherSource& source, int32_t width,
+void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFetch& source, int32_t width,
                  const uint8_t* input, uint8_t* output) {
     const DitherRowCore core = kernels.rowCore(quantisingOf(state), source.gray);
     const DitherMatch match = ditherMatchOf(state);
@@ -68,9 +66,7 @@ void ditherRowBy(const DitherKernels& kernels, DitherState& state, const DitherS
 
 }  // namespace
 
-bool ditherChangesInput(const BitmapHandle& bitmap) {
-    return (bitmap.BitsPerPixel == 24 || bitmap.BitsPerPixel == 48) && !inPlainOrder(bitmap);
-}
+bool ditherChangesInput(const BitmapHandle& bitmap) { return needsPlainOrder(bitmap); }
 
 Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output, int32_t count) {
     return ditherRowsBy(ditherKernelsFor(instructionSet()), bitmap, input, output, count);
@@ -87,15 +83,14 @@ Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t*
 
     int32_t bits = state.sourceBits;
     uint32_t order = bitmap.Order;
-    const bool converts = (bits == 24 || bits == 48) && !inPlainOrder(bitmap);
-    if (converts) {
+    if (needsPlainOrder(bitmap)) {
         for (int32_t i = 0; i < count && bitmap.Width > 0; ++i) {
             TRY(T_ConvertBuffer(input[i], bitmap.Width, bits, 24, order, ORDER_BGR, nullptr, nullptr));
         }
         bits = 24;
         order = ORDER_BGR;
     }
-    const DitherSource source = chooseDitherSource(kernels, state, bitmap, bits, order);
+    const ColorFetch source = chooseColorFetch(kernels, state.source, bitmap, bits, order);
     if (!source.gray) separateErrors(state);
     int32_t done = 0;
     if (kernels != nullptr && state.diffuses() && bitmap.Width <= kMaxBandWidth) {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <span>
 
+#include "color/color_fetch.h"
 #include "color/palette.h"
 #include "format/convert.h"
 #include "kernels/dither_kernels.h"
@@ -48,11 +49,7 @@ struct DitherState {
 
     // Source.
     int32_t sourceBits = 0;
-    PaletteEntry sourcePalette[kMaxPaletteEntries] = {};
-    bool sourcePaletteGray = false;
-    bool sourcePaletteLevels = false;  // entry i is the gray level i
-    GrayParams gray;
-    uint8_t grayScale[256] = {};  // window value to 8-bit level
+    SourceColors source;
 
     // Destination. An index at or past the count counts as black.
     uint32_t count = 0;

@@ -1,6 +1,8 @@
-#include "color/dither_fetch.h"
+#include "color/color_fetch.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "bitmap/lifecycle.h"
 #include "format/packed_pixels.h"
@@ -11,7 +13,7 @@ namespace {
 uint32_t load16(const uint8_t* bytes) { return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8; }
 uint32_t load32(const uint8_t* bytes) { return load16(bytes) | load16(bytes + 2) << 16; }
 
-void putColor(const DitherPlanes& planes, int32_t x, const PaletteEntry& color) {
+void putColor(const ColorPlanes& planes, int32_t x, const PaletteEntry& color) {
     planes.red[x] = color.Red;
     planes.green[x] = color.Green;
     planes.blue[x] = color.Blue;
@@ -19,7 +21,7 @@ void putColor(const DitherPlanes& planes, int32_t x, const PaletteEntry& color) 
 
 // Pixels of `Stride` bytes, one a channel; the byte of each channel.
 template <int32_t Stride, int32_t Red, int32_t Green, int32_t Blue>
-void splitPixels(const DitherKernels* kernels, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+void splitPixels(const DitherKernels* kernels, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     static_assert(Green == 1 && (Red == 0 || Blue == 0));
     int32_t x = 0;
     const auto vectors = kernels == nullptr ? nullptr : Stride == 3 ? kernels->splitThree : kernels->splitFour;
@@ -34,25 +36,25 @@ void splitPixels(const DitherKernels* kernels, const uint8_t* pixels, int32_t co
     }
 }
 
-void fetchIndexed(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
-    uint8_t unpacked[kDitherBlock];
+void fetchIndexed(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
+    uint8_t unpacked[kColorBlock];
     const uint8_t* indexes = pixels;
     if (source.bits < 8) {
         unpackPixels(static_cast<uint32_t>(source.bits), pixels, unpacked, static_cast<size_t>(count));
         indexes = unpacked;
     }
-    const PaletteEntry* const palette = source.state.sourcePalette;
+    const PaletteEntry* const palette = source.colors.palette;
     if (source.gray) {
         for (int32_t x = 0; x < count; ++x) planes.red[x] = palette[indexes[x]].Red;
         return;
     }
-    PaletteEntry colors[kDitherBlock];
+    PaletteEntry colors[kColorBlock];
     for (int32_t x = 0; x < count; ++x) colors[x] = palette[indexes[x]];
     splitPixels<4, 2, 1, 0>(source.kernels, reinterpret_cast<const uint8_t*>(colors), count, planes);
 }
 
 // 8-bit indexes that are their own gray levels.
-void fetchLevels(const DitherSource&, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+void fetchLevels(const ColorFetch&, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     std::memcpy(planes.red, pixels, static_cast<size_t>(count));
 }
 
@@ -74,23 +76,23 @@ uint32_t windowValue(const GrayParams& window, uint32_t sample) {
 }
 
 template <int32_t Bits>
-void fetchGray(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+void fetchGray(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     for (int32_t x = 0; x < count; ++x) {
-        const uint32_t value = windowValue(source.state.gray, loadSample<Bits>(pixels, x));
-        planes.red[x] = source.state.grayScale[value & 0xFF];
+        const uint32_t value = windowValue(source.colors.gray, loadSample<Bits>(pixels, x));
+        planes.red[x] = source.colors.grayScale[value & 0xFF];
     }
 }
 
 template <int32_t Bits>
-void fetchGrayTable(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+void fetchGrayTable(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     for (int32_t x = 0; x < count; ++x) {
-        const uint32_t value = windowValue(source.state.gray, loadSample<Bits>(pixels, x));
+        const uint32_t value = windowValue(source.colors.gray, loadSample<Bits>(pixels, x));
         putColor(planes, x, value < source.tableLength ? source.table[value] : PaletteEntry{});
     }
 }
 
 template <bool RedHigh>
-void fetch555(const DitherSource&, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+void fetch555(const ColorFetch&, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     const auto widen = [](uint32_t value) { return static_cast<uint8_t>((value & 31) << 3 | (value & 31) >> 2); };
     for (int32_t x = 0; x < count; ++x) {
         const uint32_t pixel = load16(pixels + x * 2);
@@ -101,19 +103,19 @@ void fetch555(const DitherSource&, const uint8_t* pixels, int32_t count, const D
 }
 
 template <int32_t Stride, int32_t Red, int32_t Green, int32_t Blue>
-void fetchBytes(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
+void fetchBytes(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     splitPixels<Stride, Red, Green, Blue>(source.kernels, pixels, count, planes);
 }
 
 // 16-bit channels by their high bytes; the places are those of the channels in a pixel.
 template <int32_t Channels, int32_t Red, int32_t Green, int32_t Blue>
-void fetchWords(const DitherSource& source, const uint8_t* pixels, int32_t count, const DitherPlanes& planes) {
-    uint8_t high[kDitherBlock * Channels];
+void fetchWords(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
+    uint8_t high[kColorBlock * Channels];
     for (int32_t i = 0; i < count * Channels; ++i) high[i] = pixels[2 * i + 1];
     splitPixels<Channels, Red, Green, Blue>(source.kernels, high, count, planes);
 }
 
-void chooseGray(DitherSource& source, const BitmapHandle& bitmap) {
+void chooseGray(ColorFetch& source, const BitmapHandle& bitmap) {
     source.gray = !hasGrayTable(bitmap);
     source.table = bitmap.pLUT;
     source.tableLength = bitmap.LUTLength;
@@ -130,15 +132,43 @@ void chooseGray(DitherSource& source, const BitmapHandle& bitmap) {
     }
 }
 
+// The window of gray samples, also for bitmaps that are not gray now: the order is read with each row.
+void readGray(const BitmapHandle& bitmap, SourceColors& colors) {
+    const int32_t maxBits = hasGrayTable(bitmap) ? bitmap.BitsPerPixel : 8;
+    colors.gray = grayParams(bitmap.BitsPerPixel, maxBits, bitmap.LowBit, bitmap.HighBit);
+    for (uint32_t value = 0; value < 256; ++value) {
+        const bool scaled = colors.gray.mask > 0 && colors.gray.mask < 255;
+        colors.grayScale[value] = static_cast<uint8_t>(scaled ? value * 255 / colors.gray.mask : value);
+    }
+}
+
 }  // namespace
 
-DitherSource chooseDitherSource(const DitherKernels* kernels, const DitherState& state, const BitmapHandle& bitmap,
-                                int32_t bits, uint32_t order) {
-    DitherSource source{.state = state, .kernels = kernels, .bits = bits};
+bool isGrayPalette(const PaletteEntry (&palette)[kMaxPaletteEntries]) {
+    return std::all_of(std::begin(palette), std::end(palette),
+                       [](const PaletteEntry& entry) { return entry.Red == entry.Green && entry.Red == entry.Blue; });
+}
+
+void readSourceColors(const BitmapHandle& bitmap, SourceColors& colors) {
+    if (bitmap.BitsPerPixel > 8) {
+        readGray(bitmap, colors);
+        return;
+    }
+    readBitmapPalette(bitmap, colors.palette);
+    colors.paletteGray = isGrayPalette(colors.palette);
+    colors.paletteLevels = colors.paletteGray;
+    for (uint32_t i = 0; i < kMaxPaletteEntries; ++i) {
+        if (colors.palette[i].Red != i) colors.paletteLevels = false;
+    }
+}
+
+ColorFetch chooseColorFetch(const DitherKernels* kernels, const SourceColors& colors, const BitmapHandle& bitmap,
+                            int32_t bits, uint32_t order) {
+    ColorFetch source{.colors = colors, .kernels = kernels, .bits = bits};
     const bool bgr = order == ORDER_BGR;
     if (bits <= 8) {
-        source.gray = state.sourcePaletteGray;
-        source.fetch = bits == 8 && state.sourcePaletteLevels ? fetchLevels : fetchIndexed;
+        source.gray = colors.paletteGray;
+        source.fetch = bits == 8 && colors.paletteLevels ? fetchLevels : fetchIndexed;
     } else if (bits == 12 || ((bits == 16 || bits == 32) && order == ORDER_GRAY)) {
         chooseGray(source, bitmap);
     } else if (bits == 16) {
