@@ -1,5 +1,6 @@
 #include "system/dispatch.h"
 
+#include <algorithm>
 #include <atomic>
 
 #include "platform/platform.h"
@@ -14,6 +15,12 @@ std::atomic<uintptr_t> words[DISPATCH_WORDS];
 template <typename Routine>
 Routine routine(int word) {
     return reinterpret_cast<Routine>(words[word].load(std::memory_order_acquire));
+}
+
+// Null for a bitmap without a region.
+template <typename Routine>
+Routine regionRoutine(const BitmapHandle& bitmap, int word) {
+    return bitmap.Region != 0 ? routine<Routine>(word) : nullptr;
 }
 
 }  // namespace
@@ -45,6 +52,33 @@ bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column) {
     const auto check = routine<WritableRoutine>(DISPATCH_WRITABLE);
     const bool allowed = check == nullptr || check(&bitmap, row, column) != 0;
     return allowed && isInside(bitmap, row, column);
+}
+
+Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds) {
+    const BitmapRect whole{0, 0, bitmap.Width, bitmap.Height};
+    *bounds = whole;
+    const auto ask = regionRoutine<BoundsRoutine>(bitmap, DISPATCH_BOUNDS);
+    if (ask == nullptr) return SUCCESS;
+    TRY(ask(&bitmap, bounds));
+    bounds->Left = std::clamp(bounds->Left, 0, whole.Right);
+    bounds->Top = std::clamp(bounds->Top, 0, whole.Bottom);
+    bounds->Right = std::clamp(bounds->Right, bounds->Left, whole.Right);
+    bounds->Bottom = std::clamp(bounds->Bottom, bounds->Top, whole.Bottom);
+    return SUCCESS;
+}
+
+Result segmentCount(BitmapHandle& bitmap, uint32_t* count) {
+    *count = 2;
+    const auto ask = regionRoutine<SegmentCountRoutine>(bitmap, DISPATCH_SEGMENT_COUNT);
+    return ask != nullptr ? ask(&bitmap, count) : SUCCESS;
+}
+
+Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32_t* count) {
+    segments[0] = 0;
+    segments[1] = static_cast<uint32_t>(bitmap.Width);
+    *count = 2;
+    const auto ask = regionRoutine<RowSegmentsRoutine>(bitmap, DISPATCH_ROW_SEGMENTS);
+    return ask != nullptr ? ask(&bitmap, row, segments, count) : SUCCESS;
 }
 
 Result copyOverlays(BitmapHandle& destination, const BitmapHandle&) {

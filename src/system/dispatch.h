@@ -23,6 +23,12 @@ inline bool isInside(const BitmapHandle& bitmap, int32_t row, int32_t column) {
 // whatever the routine says.
 bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column);
 
+// The rectangle that holds the bitmap's region, inside the bitmap; the values that a list of a row's segments must have
+// room for; the segments themselves, `count` values. A bitmap without a region is one rectangle.
+Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds);
+Result segmentCount(BitmapHandle& bitmap, uint32_t* count);
+Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32_t* count);
+
 // Gives `destination` its own copy of the source's overlay set; releases a set. Bitmaps carry none yet.
 Result copyOverlays(BitmapHandle& destination, const BitmapHandle& source);
 void releaseOverlays(BitmapHandle& bitmap);

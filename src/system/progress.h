@@ -22,6 +22,8 @@ class Progress {
         if (!active()) return INT32_MAX;
         return step_ > 0 ? 1 : (rows_ - errorSum_ + remainder_ - 1) / remainder_;
     }
+    // When the rows that are left need no look.
+    Result finish() { return report(100); }
     // After each row. A value other than 1 is the callback's wish to stop.
     Result step() {
         const int32_t before = percent_;

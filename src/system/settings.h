@@ -72,6 +72,21 @@ void detachProcess();
 // Frees the calling thread's block, for systems that tell of a thread's end but do not release its slot.
 void detachThread();
 
+// Silences the thread's status callback for the operations inside another one.
+class CallbackOff {
+  public:
+    CallbackOff() : settings_(currentSettings()), callback_(settings_.statusCallback) {
+        settings_.statusCallback = nullptr;
+    }
+    ~CallbackOff() { settings_.statusCallback = callback_; }
+    CallbackOff(const CallbackOff&) = delete;
+    CallbackOff& operator=(const CallbackOff&) = delete;
+
+  private:
+    ThreadSettings& settings_;
+    StatusCallback callback_;
+};
+
 // Holds the library lock, which guards the row seek cache.
 class LibraryLock {
   public:

@@ -1,0 +1,287 @@
+// Counting of distinct colours: one bit for each colour that can be, set as pixels are met.
+#include "color/color_count.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "bitmap/lifecycle.h"
+#include "bitmap/region_scan.h"
+#include "bitmap/rows.h"
+#include "color/palette.h"
+#include "format/convert.h"
+#include "format/packed_pixels.h"
+#include "system/memory.h"
+#include "system/progress.h"
+#include "system/settings.h"
+
+namespace tnk {
+namespace {
+
+constexpr EntryRule kCountRule = {ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, ERROR_STRUCT_SIZE};
+
+constexpr uint32_t kTrueColorBits = 24;
+
+uint32_t load16(const uint8_t* bytes) { return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8; }
+uint32_t load32(const uint8_t* bytes) { return load16(bytes) | load16(bytes + 2) << 16; }
+uint32_t keyOf(uint32_t first, uint32_t second, uint32_t third) { return first << 16 | second << 8 | third; }
+
+// How the pixels of a bitmap are counted, settled before the first row.
+struct CountRule {
+    uint32_t keyBits = kTrueColorBits;
+    GrayParams gray;
+    const PaletteEntry* table = nullptr;  // lookup table of gray samples
+    uint32_t tableLength = 0;
+    PaletteEntry palette[kMaxPaletteEntries];
+    uint8_t first[kMaxPaletteEntries];  // the first entry of the same colour
+    uint64_t enough = UINT64_MAX;       // the scan ends with as many colours
+    bool redFirst = false;
+};
+
+class ColorSet {
+  public:
+    Result prepare(const CountRule& rule, PaletteEntry* colors, uint32_t capacity) {
+        const uint64_t keys = uint64_t{1} << rule.keyBits;
+        if (!seen_.allocate((keys + 63) / 64, true)) return FAILURE;
+        colors_ = colors;
+        capacity_ = capacity;
+        enough_ = rule.enough;
+        return SUCCESS;
+    }
+
+    // False when the answer is settled.
+    template <typename ColorOf>
+    bool add(uint32_t key, ColorOf colorOf) {
+        uint64_t& word = seen_[key >> 6];
+        const uint64_t bit = uint64_t{1} << (key & 63);
+        if ((word & bit) != 0) return true;
+        word |= bit;
+        if (colors_ != nullptr && count_ < capacity_) colors_[count_] = colorOf(key);
+        return ++count_ < enough_;
+    }
+
+    uint32_t count() const { return count_; }
+
+  private:
+    Scratch<uint64_t> seen_;
+    PaletteEntry* colors_ = nullptr;
+    uint32_t capacity_ = 0;
+    uint32_t count_ = 0;
+    uint64_t enough_ = 0;
+};
+
+// Counts the pixels start .. end - 1 of a row; false when the answer is settled.
+using CountRun = bool (*)(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end);
+
+bool countIndexes(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
+    for (uint32_t x = start; x < end; ++x) {
+        if (!colors.add(rule.first[row[x]], [&](uint32_t key) { return rule.palette[key]; })) return false;
+    }
+    return true;
+}
+
+// A window beyond the sample's bits is empty.
+uint32_t windowValue(const GrayParams& gray, uint32_t sample) {
+    return gray.shift >= 0 && gray.shift < 32 ? (sample >> gray.shift) & gray.mask : 0;
+}
+
+template <int32_t Bits>
+uint32_t sampleAt(const uint8_t* row, uint32_t x) {
+    if constexpr (Bits == 12) {
+        const uint8_t* const pair = row + size_t{x} / 2 * 3;
+        return x % 2 == 0 ? load16(pair) & 0xFFF : load16(pair + 1) >> 4;
+    } else if constexpr (Bits == 16) {
+        return load16(row + size_t{x} * 2);
+    } else {
+        return load32(row + size_t{x} * 4);
+    }
+}
+
+template <int32_t Bits>
+bool countGray(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
+    const auto gray = [](uint32_t key) {
+        const auto level = static_cast<uint8_t>(key);
+        return PaletteEntry{level, level, level, 0};
+    };
+    for (uint32_t x = start; x < end; ++x) {
+        if (!colors.add(windowValue(rule.gray, sampleAt<Bits>(row, x)), gray)) return false;
+    }
+    return true;
+}
+
+// Gray samples by the colours of their lookup table; a sample without an entry is black.
+template <int32_t Bits>
+bool countTable(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
+    for (uint32_t x = start; x < end; ++x) {
+        const uint32_t value = windowValue(rule.gray, sampleAt<Bits>(row, x));
+        const PaletteEntry entry = value < rule.tableLength ? rule.table[value] : PaletteEntry{};
+        if (!colors.add(keyOf(entry.Blue, entry.Green, entry.Red), [&](uint32_t) { return entry; })) return false;
+    }
+    return true;
+}
+
+bool count555(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
+    const auto widen = [](uint32_t value) { return static_cast<uint8_t>((value & 31) << 3 | (value & 31) >> 2); };
+    const auto color = [&](uint32_t key) {
+        const uint8_t low = widen(key), middle = widen(key >> 5), high = widen(key >> 10);
+        return rule.redFirst ? PaletteEntry{high, middle, low, 0} : PaletteEntry{low, middle, high, 0};
+    };
+    for (uint32_t x = start; x < end; ++x) {
+        if (!colors.add(load16(row + size_t{x} * 2) & 0x7FFF, color)) return false;
+    }
+    return true;
+}
+
+// The bytes First, First + Step and First + 2 Step of each pixel.
+template <uint32_t Stride, uint32_t First, uint32_t Step>
+bool countBytes(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
+    const auto color = [&](uint32_t key) {
+        const auto first = static_cast<uint8_t>(key >> 16), third = static_cast<uint8_t>(key);
+        const auto second = static_cast<uint8_t>(key >> 8);
+        return rule.redFirst ? PaletteEntry{third, second, first, 0} : PaletteEntry{first, second, third, 0};
+    };
+    const uint8_t* pixel = row + size_t{start} * Stride + First;
+    for (uint32_t x = start; x < end; ++x, pixel += Stride) {
+        if (!colors.add(keyOf(pixel[0], pixel[Step], pixel[2 * Step]), color)) return false;
+    }
+    return true;
+}
+
+// Entries of the same colour count as the first of them.
+uint32_t findDistinct(CountRule& rule, uint32_t entries) {
+    uint32_t distinct = entries;
+    for (uint32_t i = 0; i < kMaxPaletteEntries; ++i) {
+        rule.first[i] = static_cast<uint8_t>(i);
+        for (uint32_t j = 0; j < i; ++j) {
+            if (std::memcmp(&rule.palette[i], &rule.palette[j], 3) != 0) continue;
+            rule.first[i] = static_cast<uint8_t>(j);
+            if (i < entries) --distinct;
+            break;
+        }
+    }
+    return distinct;
+}
+
+Result settleGray(const BitmapHandle& bitmap, bool collects, CountRule& rule) {
+    const bool hasTable = hasGrayTable(bitmap);
+    const int32_t maxBits = collects && !hasTable ? 8 : bitmap.BitsPerPixel;
+    rule.gray = grayParams(bitmap.BitsPerPixel, maxBits, bitmap.LowBit, bitmap.HighBit);
+    if (hasTable && bitmap.BitsPerPixel < 32) {
+        rule.table = bitmap.pLUT;
+        rule.tableLength = bitmap.LUTLength;
+        return SUCCESS;
+    }
+    rule.keyBits = static_cast<uint32_t>(std::max(rule.gray.bits, 0));
+    // Half a gigabyte of bits for samples of 32 is more than a count is worth.
+    return rule.keyBits <= kTrueColorBits ? SUCCESS : FAILURE;
+}
+
+Result settleRule(const BitmapHandle& bitmap, bool collects, uint32_t capacity, CountRule& rule) {
+    if (collects) rule.enough = uint64_t{capacity} + 1;
+    rule.redFirst = bitmap.Order != ORDER_BGR && bitmap.Order != ORDER_MATRIX_RGB;
+    if (bitmap.BitsPerPixel <= 8) {
+        rule.keyBits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+        readBitmapPalette(bitmap, rule.palette);
+        rule.enough = std::min<uint64_t>(rule.enough, findDistinct(rule, 1u << rule.keyBits));
+    } else if (bitmap.BitsPerPixel == 12 || isGray(bitmap)) {
+        return settleGray(bitmap, collects, rule);
+    } else if (bitmap.BitsPerPixel == 16) {
+        rule.keyBits = 15;
+    }
+    return SUCCESS;
+}
+
+CountRun chooseRun(const BitmapHandle& bitmap, const CountRule& rule) {
+    const bool gray = bitmap.BitsPerPixel == 12 || isGray(bitmap);
+    switch (bitmap.BitsPerPixel) {
+        case 12:
+            return rule.table != nullptr ? countTable<12> : countGray<12>;
+        case 16:
+            return !gray ? count555 : rule.table != nullptr ? countTable<16> : countGray<16>;
+        case 24:
+            return countBytes<3, 0, 1>;
+        case 32:
+            return gray ? countGray<32> : countBytes<4, 0, 1>;
+        case 48:
+            return countBytes<6, 1, 2>;
+        case 64:
+            return countBytes<8, 1, 2>;
+        default:
+            return countIndexes;
+    }
+}
+
+class ColorScan {
+  public:
+    explicit ColorScan(BitmapHandle& bitmap) : bitmap_(bitmap), reader_(bitmap), region_(bitmap) {}
+
+    Result prepare(PaletteEntry* colors, uint32_t capacity) {
+        TRY(settleRule(bitmap_, colors != nullptr, capacity, rule_));
+        TRY(colors_.prepare(rule_, colors, capacity));
+        TRY(reader_.prepare());
+        const auto width = static_cast<uint32_t>(bitmap_.Width);
+        if (bitmap_.BitsPerPixel < 8 && !unpacked_.allocate(width)) return FAILURE;
+        return region_.prepare();
+    }
+
+    Result run() {
+        const CountRun countRun = chooseRun(bitmap_, rule_);
+        const ThreadSettings& settings = currentSettings();
+        Progress progress(settings.statusCallback, settings.statusUserData, region_.rows());
+        TRY(progress.begin());
+        for (int32_t row = region_.top(); row < region_.bottom(); ++row) {
+            bool open = true;
+            TRY(countRow(row, countRun, &open));
+            if (!open) return progress.finish();
+            TRY(progress.step());
+        }
+        return SUCCESS;
+    }
+
+    uint32_t count() const { return colors_.count(); }
+
+  private:
+    Result countRow(int32_t row, CountRun countRun, bool* open) {
+        uint8_t* pixels;
+        TRY(reader_.read(row, 1, &pixels));
+        TRY(region_.readRow(row));
+        if (unpacked_) {
+            unpackPixels(static_cast<uint32_t>(bitmap_.BitsPerPixel), pixels, unpacked_.data(), unpacked_.size());
+            pixels = unpacked_.data();
+        }
+        for (const RowSegment& segment : region_.segments()) {
+            *open = countRun(rule_, colors_, pixels, segment.start, segment.end);
+            if (!*open) break;
+        }
+        return SUCCESS;
+    }
+
+    BitmapHandle& bitmap_;
+    RowReader reader_;
+    RegionScan region_;
+    CountRule rule_;
+    ColorSet colors_;
+    Scratch<uint8_t> unpacked_;
+};
+
+}  // namespace
+
+Result countColors(BitmapHandle& bitmap, PaletteEntry* colors, uint32_t* count) {
+    const Locked lock(bitmap);
+    ColorScan scan(bitmap);
+    TRY(scan.prepare(colors, colors != nullptr ? *count : 0));
+    TRY(scan.run());
+    *count = scan.count();
+    return SUCCESS;
+}
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_GetBitmapColorCountExt(BitmapHandle* Bitmap, uint32_t* Count, PaletteEntry* Colors) {
+    constexpr EntryRule kStorageFirst = {kCountRule.onNull, kCountRule.onUnallocated, 0};
+    if (const Result entry = checkEntry(kStorageFirst, Bitmap); !entry.ok()) return entry.code;
+    if (Count == nullptr) return ERROR_INVALID_PARAMETER;
+    if (const Result entry = checkEntry(kCountRule, Bitmap); !entry.ok()) return entry.code;
+    return countColors(*Bitmap, Colors, Count).code;
+}
