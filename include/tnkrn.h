@@ -1144,10 +1144,40 @@ TNK_API int32_t TNK_CALL T_FreeUserMatchTable(uint32_t* Table);
 TNK_API uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Colours of pictures
+ */
+
+/*
+ * Counts the distinct colours inside the bitmap's region, or of the whole bitmap without one. With a Colors array Count
+ * holds the array's entries on entry: colours are collected in the order of their first pixels, and one more than there
+ * is room for ends the count, so that Count comes back as the room and one. Without it gray bitmaps count samples, and
+ * with it 8-bit levels; colours of 48 and 64 bits count by their high bytes; alpha does not count. Reports to the status
+ * callback.
+ * Codes: -2 null or not allocated, -13 null Count, -789, -1 no memory, or 32-bit gray of more than 24 valid bits
+ * without an array; those of row access; a callback's value. Count is then as it was.
+ */
+TNK_API int32_t TNK_CALL T_GetBitmapColorCountExt(BitmapHandle* Bitmap, uint32_t* Count, PaletteEntry* Colors);
+
+/*
+ * Chooses one palette for all bitmaps of a list: their own colours where there are no more than wanted (a single bitmap),
+ * or their palettes in one (8 bits or fewer each); else those of a histogram of 5 bits a channel that is split where it
+ * varies most (variance-based quantisation, S. Wan, P. Prusinkiewicz, S. Wong, 1990). Sorted by red, green, blue.
+ *   Palette         room for Count entries; those that are not needed become zero
+ *   Count           colours wanted, 1-256; gets the number chosen
+ *   MatchTable      null, or gets a table for T_StartDitheringExt (0 for colours that do not occur), which the caller frees
+ *                   with T_FreeUserMatchTable, or null where no pixel needs one
+ *   NeedsDithering  gets 0 when every pixel's colour is in the palette, else 1
+ * Codes: -13 null pointer, list or Count; -2 no bitmap, or one without storage; -789; -1 no memory; those of row access.
+ * Nothing is written then.
+ */
+TNK_API int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
+                                                  uint32_t** MatchTable, uint32_t* NeedsDithering);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Colour resolution
  */
 
-/* Palette choice, bits 0-9 of the flags, for destinations of 8 bits or fewer. Optimized palettes are refused so far. */
+/* Palette choice, bits 0-9 of the flags, for destinations of 8 bits or fewer. */
 #define CRF_OPTIMIZEDPALETTE 0x0000u    /* optimized from the image */
 #define CRF_FIXEDPALETTE 0x0001u        /* the fixed palette of the depth */
 #define CRF_RESERVESYSTEMCOLORS 0x0008u /* optimized, keeping the display's static colours */
@@ -1155,6 +1185,7 @@ TNK_API uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table);
 #define CRF_USERMATCHTABLE 0x0020u      /* with CRF_USERPALETTE: the thread's current match table */
 #define CRF_WEBPALETTE 0x0040u          /* the web palette, 8 bits only; with CRF_FIXEDPALETTE: fixed elsewhere */
 #define CRF_NOMATCHTABLE 0x0200u        /* optimized without a match table */
+#define CRF_PEELDOMINANT 0x0400u        /* optimized: dominant colours may take all entries but one, not all but 63 */
 /* Order of deeper destinations (RGB without any). */
 #define CRF_BGR 0x0004u
 #define CRF_GRAY 0x0080u
@@ -1188,6 +1219,24 @@ TNK_API int32_t TNK_CALL T_ColorResBitmap(BitmapHandle* Source, BitmapHandle* De
                                           int32_t BitsPerPixel, uint32_t Flags, const PaletteEntry* Palette,
                                           T_HANDLE PaletteHandle, uint32_t ColorCount, ColorResRowCallback RowCallback,
                                           void* UserData);
+
+/* Takes rows of a list's items: the item's new bitmap, Rows rows, the item's index, the first row's number. */
+typedef int32_t(TNK_CALL* ColorResListRowCallback)(BitmapHandle* Bitmap, uint8_t* Row, uint32_t Item, uint32_t FirstRow,
+                                                   uint32_t Rows, void* UserData);
+
+/*
+ * Converts every bitmap of a list in place, in order, and stops at the first that fails. Optimized palettes are built once
+ * for all items, which are then dithered to it through one match table; with CRF_NOMATCHTABLE each item gets its own. User
+ * palettes share a match table too. The thread's current table is as it was afterwards.
+ * Codes: -13 null list, both palettes, depth; -2 no items for an optimized palette; else as T_ColorResBitmap. Items before
+ * the failing one stay converted, it and those after it are as they were.
+ */
+TNK_API int32_t TNK_CALL T_ColorResBitmapListExt(T_HANDLE List, int32_t BitsPerPixel, uint32_t Flags,
+                                                 const PaletteEntry* Palette, T_HANDLE PaletteHandle,
+                                                 uint32_t ColorCount, ColorResListRowCallback RowCallback,
+                                                 void* UserData);
+TNK_API int32_t TNK_CALL T_ColorResBitmapList(T_HANDLE List, int32_t BitsPerPixel, uint32_t Flags,
+                                              const PaletteEntry* Palette, T_HANDLE PaletteHandle, uint32_t ColorCount);
 
 #ifdef __cplusplus
 }

@@ -1,11 +1,12 @@
 // Colour resolution: a bitmap at another depth, dithered to a palette or converted row by row.
+#include "color/color_resolution.h"
+
 #include <algorithm>
 #include <cstring>
 
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
 #include "color/dither.h"
-#include "color/palette.h"
 #include "format/convert.h"
 #include "format/pixel_format.h"
 #include "system/dispatch.h"
@@ -23,33 +24,6 @@ constexpr EntryRule kColorResRule{.onNull = ERROR_INVALID_PARAMETER,
 
 constexpr uint32_t kSelectionMask = 0x3FF & ~(CRF_BGR | CRF_GRAY);  // these two say nothing about a palette
 constexpr uint32_t kOrderFlags = CRF_BGR | CRF_GRAY | CRF_MATRIXRGB;
-
-// One call, its arguments settled.
-struct ColorResJob {
-    int32_t bits;
-    uint32_t flags;
-    uint32_t selection;  // palette choice, for 8 bits or fewer
-    const PaletteEntry* palette;
-    T_HANDLE paletteHandle;
-    uint32_t colorCount;
-    ColorResRowCallback rowCallback;
-    void* userData;
-    bool wanted;  // there is a destination to write
-
-    uint32_t ditherMethod() const { return (flags >> 16) & 0xFF; }
-    bool reducesToPalette() const { return bits <= 8; }
-};
-
-Result settleDepth(ColorResJob& job) {
-    if (findPixelFormat(job.bits) == nullptr) return ERROR_INVALID_PARAMETER;
-    if (job.reducesToPalette()) {
-        const uint32_t most = 1u << job.bits;
-        job.colorCount = job.colorCount == 0 ? most : std::min(job.colorCount, most);
-    }
-    // KEEP: 12 bits are gray whatever else is asked for; every other flag is dropped, not refused.
-    if (job.bits == 12) job.flags = (job.flags & CRF_BGR) | CRF_GRAY;
-    return SUCCESS;
-}
 
 // The order of a destination of more than 8 bits.
 Result chooseOrder(const ColorResJob& job, uint32_t& order) {
@@ -76,62 +50,21 @@ Result chooseOrder(const ColorResJob& job, uint32_t& order) {
     }
 }
 
-// What the engine dithers to.
-struct PaletteChoice {
-    PaletteEntry entries[kMaxPaletteEntries] = {};
-    uint32_t* matchTable = nullptr;  // the thread's, or none
-};
-
-Result readUserPalette(const ColorResJob& job, PaletteChoice& choice) {
-    if (job.paletteHandle != 0) {
-        // Entries that the handle lacks are black.
-        const uint32_t read = platform->getPaletteEntries(job.paletteHandle, 0, job.colorCount, choice.entries);
-        return read > 0 ? SUCCESS : ERROR_INVALID_PARAMETER;
-    }
-    if (job.palette == nullptr) return ERROR_INVALID_PARAMETER;
-    std::copy_n(job.palette, job.colorCount, choice.entries);
-    return SUCCESS;
-}
-
-Result choosePalette(const ColorResJob& job, PaletteChoice& choice) {
-    const PaletteEntry* table = nullptr;
-    switch (job.selection) {
-        case CRF_USERPALETTE | CRF_USERMATCHTABLE:
-            choice.matchTable = currentSettings().userMatchTable;
-            [[fallthrough]];
-        case CRF_USERPALETTE:
-            return readUserPalette(job, choice);
-        case CRF_WEBPALETTE:
-            if (job.bits != 8) return ERROR_INVALID_PARAMETER;
-            table = webPalette();
-            break;
-        case CRF_FIXEDPALETTE | CRF_WEBPALETTE:
-            table = job.bits == 8 ? webPalette() : fixedPalette(job.bits);
-            break;
-        case CRF_FIXEDPALETTE:
-            table = fixedPalette(job.bits);
-            break;
-        default:
-            return ERROR_INVALID_PARAMETER;
-    }
-    std::copy_n(table, job.colorCount, choice.entries);
-    return SUCCESS;
-}
-
 // Hands finished rows on: to the callback, then to the destination, then the report.
 class RowSink {
   public:
-    RowSink(const ColorResJob& job, BitmapHandle& destination, Progress& progress)
-        : job_(job), destination_(destination), writer_(destination), progress_(progress) {}
+    // Not `wanted`: there is no destination to write.
+    RowSink(const ColorResJob& job, BitmapHandle& destination, bool wanted, Progress& progress)
+        : job_(job), destination_(destination), wanted_(wanted), writer_(destination), progress_(progress) {}
 
     Result prepare(int32_t window) {
-        if (job_.wanted) return writer_.prepare(window);
+        if (wanted_) return writer_.prepare(window);
         const uint64_t bytes = uint64_t{destination_.BytesPerLine} * static_cast<uint32_t>(window);
         return scratch_.allocate(bytes, true) ? SUCCESS : FAILURE;
     }
 
     Result lend(int32_t first, int32_t count, uint8_t** rows) {
-        if (job_.wanted) return writer_.lend(first, count, rows);
+        if (wanted_) return writer_.lend(first, count, rows);
         for (int32_t i = 0; i < count; ++i) {
             rows[i] = scratch_.data() + size_t{destination_.BytesPerLine} * static_cast<uint32_t>(i);
         }
@@ -141,7 +74,7 @@ class RowSink {
     Result put(uint8_t* const* rows, int32_t count) {
         for (int32_t i = 0; i < count; ++i) {
             if (job_.rowCallback != nullptr) TRY(job_.rowCallback(&destination_, rows[i], 1, job_.userData));
-            if (job_.wanted) TRY(writer_.put(1));
+            if (wanted_) TRY(writer_.put(1));
             TRY(progress_.step());
         }
         return SUCCESS;
@@ -150,6 +83,7 @@ class RowSink {
   private:
     const ColorResJob& job_;
     BitmapHandle& destination_;
+    bool wanted_;
     RowWriter writer_;
     Scratch<uint8_t> scratch_;
     Progress& progress_;
@@ -178,8 +112,8 @@ Result ditherAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapH
     return SUCCESS;
 }
 
-Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapHandle& destination, RowSink& sink,
-                      Progress& progress) {
+Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapHandle& destination,
+                      const PaletteChoice& choice, RowSink& sink, Progress& progress) {
     PaletteEntry sourcePalette[kMaxPaletteEntries];
     ConvertSpec spec{.bitsSrc = source.BitsPerPixel,
                      .bitsDst = destination.BitsPerPixel,
@@ -195,6 +129,7 @@ Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const Bitmap
         readBitmapPalette(source, sourcePalette);
         spec.paletteSrc = sourcePalette;
     }
+    if (job.reducesToPalette()) spec.paletteDst = choice.entries;
     RowConverter converter;
     TRY(converter.prepare(spec));
     RowReader reader(source);
@@ -213,25 +148,28 @@ Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const Bitmap
 }
 
 // What the destination is going to be, settled before anything is attached to it.
-Result describeDestination(const ColorResJob& job, const BitmapHandle& source, BitmapHandle& destination,
+Result describeDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandle& destination,
                            PaletteChoice& choice) {
     TRY(initBitmap(destination, source.Width, source.Height, job.bits));
     destination.ViewPerspective = source.ViewPerspective;
     destination.XResolution = source.XResolution;
     destination.YResolution = source.YResolution;
-    destination.ColorCount = job.colorCount;
+    destination.ColorCount = job.palette.count;
     TRY(checkGrayTable(source));
-    return job.reducesToPalette() ? choosePalette(job, choice) : chooseOrder(job, destination.Order);
+    if (!job.reducesToPalette()) return chooseOrder(job, destination.Order);
+    TRY(choosePalette(job.palette, source, choice));
+    destination.ColorCount = choice.count;
+    return SUCCESS;
 }
 
 // Fills the described destination from the source. After a failure what was attached to it is the caller's to free.
-Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandle& destination,
+Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandle& destination, bool wanted,
                        const PaletteChoice& choice) {
     TRY(copyRegion(destination, source, 0, 0));
-    if (job.reducesToPalette() && T_SetBitmapNewPalette(&destination, choice.entries, job.colorCount) != 1) {
+    if (job.reducesToPalette() && T_SetBitmapNewPalette(&destination, choice.entries, choice.count) != 1) {
         return FAILURE;
     }
-    if (job.wanted) {
+    if (wanted) {
         TRY(allocateBitmap(destination, (source.Flags & BMF_DISK) != 0 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL));
     }
     T_CopyPlaybackParms(&destination, &source);
@@ -240,22 +178,54 @@ Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandl
     const Locked destinationLock(destination);
     const ThreadSettings& settings = currentSettings();
     Progress progress(settings.statusCallback, settings.statusUserData, source.Height);
-    RowSink sink(job, destination, progress);
-    if (job.reducesToPalette()) {
+    RowSink sink(job, destination, wanted, progress);
+    if (job.reducesToPalette() && choice.dithers) {
         TRY(ditherAllRows(job, source, destination, choice, sink, progress));
     } else {
-        TRY(convertAllRows(job, source, destination, sink, progress));
+        TRY(convertAllRows(job, source, destination, choice, sink, progress));
     }
     return copyOverlays(destination, source);
+}
+
+}  // namespace
+
+Result checkColorResSource(const BitmapHandle& source) {
+    if ((source.Flags & BMF_SIGNED) != 0 && (source.Flags & BMF_WINDOW) == 0) return ERROR_SIGNED_DATA;
+    return isAllocated(source) ? SUCCESS : ERROR_INVALID_PARAMETER;
+}
+
+Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette, T_HANDLE paletteHandle,
+                      uint32_t colorCount, ColorResJob& job) {
+    if (palette != nullptr && paletteHandle != 0) return ERROR_INVALID_PARAMETER;
+    if (findPixelFormat(bits) == nullptr) return ERROR_INVALID_PARAMETER;
+    job.bits = bits;
+    job.flags = flags;
+    // KEEP: 12 bits are gray whatever else is asked for; every other flag is dropped, not refused.
+    if (bits == 12) job.flags = (flags & CRF_BGR) | CRF_GRAY;
+    // A handle is a user palette, whatever else was chosen; only the match table is still a choice then.
+    uint32_t selection = flags & kSelectionMask;
+    if (paletteHandle != 0) selection = CRF_USERPALETTE | (selection & CRF_USERMATCHTABLE);
+    if (job.reducesToPalette()) {
+        const uint32_t most = 1u << bits;
+        colorCount = colorCount == 0 ? most : std::min(colorCount, most);
+    }
+    job.palette = {.bits = bits,
+                   .selection = selection,
+                   .peelsOn = (flags & CRF_PEELDOMINANT) != 0,
+                   .entries = palette,
+                   .handle = paletteHandle,
+                   .count = colorCount};
+    return SUCCESS;
 }
 
 Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle* destination) {
     PaletteChoice choice;
     BitmapHandle described{};
     const bool inPlace = destination == &source;
+    const bool wanted = destination != nullptr;
     if (const Result settled = describeDestination(job, source, described, choice); !settled.ok()) {
         // The caller's record may never have been initialised, and its size says by now that it can be freed.
-        if (destination != nullptr && !inPlace) *destination = described;
+        if (wanted && !inPlace) *destination = described;
         return settled;
     }
 
@@ -265,12 +235,12 @@ Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle
     BitmapHandle original = source;
     original.pDitherState = nullptr;
     BitmapHandle temporary;
-    BitmapHandle& target = destination != nullptr ? *destination : temporary;
+    BitmapHandle& target = wanted ? *destination : temporary;
 
     target = described;
-    Result result = fillDestination(job, original, target, choice);
-    if (result.ok() && job.wanted) result = T_IntGetMinMaxValGray(&target, &target.MinVal, &target.MaxVal);
-    if (!result.ok() || !job.wanted) freeBitmap(target);
+    Result result = fillDestination(job, original, target, wanted, choice);
+    if (result.ok() && wanted) result = T_IntGetMinMaxValGray(&target, &target.MinVal, &target.MaxVal);
+    if (!result.ok() || !wanted) freeBitmap(target);
     if (!inPlace) return result;
     if (!result.ok()) {
         source = saved;
@@ -282,7 +252,6 @@ Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle
     return SUCCESS;
 }
 
-}  // namespace
 }  // namespace tnk
 
 using namespace tnk;
@@ -294,21 +263,11 @@ extern "C" int32_t TNK_CALL T_ColorResBitmap(BitmapHandle* Source, BitmapHandle*
     if (const Result entry = checkEntry(kColorResRule, Source); !entry.ok()) return entry.code;
     if (StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
     if (Destination != nullptr) Destination->StructSize = sizeof(BitmapHandle);
-    if ((Source->Flags & BMF_SIGNED) != 0 && (Source->Flags & BMF_WINDOW) == 0) return ERROR_SIGNED_DATA;
-    if (!isAllocated(*Source)) return ERROR_INVALID_PARAMETER;
-    if (Palette != nullptr && PaletteHandle != 0) return ERROR_INVALID_PARAMETER;
-    // A handle is a user palette, whatever else was chosen; only the match table is still a choice then.
-    uint32_t selection = Flags & kSelectionMask;
-    if (PaletteHandle != 0) selection = CRF_USERPALETTE | (selection & CRF_USERMATCHTABLE);
-    ColorResJob job{.bits = BitsPerPixel,
-                    .flags = Flags,
-                    .selection = selection,
-                    .palette = Palette,
-                    .paletteHandle = PaletteHandle,
-                    .colorCount = ColorCount,
-                    .rowCallback = RowCallback,
-                    .userData = UserData,
-                    .wanted = Destination != nullptr};
-    if (const Result depth = settleDepth(job); !depth.ok()) return depth.code;
+    if (const Result source = checkColorResSource(*Source); !source.ok()) return source.code;
+    ColorResJob job{};
+    const Result settled = settleColorRes(BitsPerPixel, Flags, Palette, PaletteHandle, ColorCount, job);
+    if (!settled.ok()) return settled.code;
+    job.rowCallback = RowCallback;
+    job.userData = UserData;
     return colorResBitmap(job, *Source, Destination).code;
 }

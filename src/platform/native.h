@@ -58,6 +58,7 @@ uint32_t setPaletteEntries(T_HANDLE palette, uint32_t first, uint32_t count, con
 uint32_t nearestPaletteIndex(T_HANDLE palette, uint32_t color);
 bool deletePalette(T_HANDLE palette);
 uint32_t screenPalette(PaletteEntry (&entries)[256]);
+uint32_t screenReserved();
 
 bool deleteRegion(T_HANDLE region);
 

@@ -49,6 +49,7 @@ const Platform nativePlatform = {
     .nearestPaletteIndex = native::nearestPaletteIndex,
     .deletePalette = native::deletePalette,
     .screenPalette = native::screenPalette,
+    .screenReserved = native::screenReserved,
     .deleteRegion = native::deleteRegion,
     .createDeviceContext = native::createDeviceContext,
     .deleteDeviceContext = native::deleteDeviceContext,

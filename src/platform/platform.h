@@ -115,6 +115,7 @@ struct Platform {
     uint32_t (*nearestPaletteIndex)(T_HANDLE palette, uint32_t color);  // plain squared distance, first wins
     bool (*deletePalette)(T_HANDLE palette);
     uint32_t (*screenPalette)(PaletteEntry (&entries)[256]);
+    uint32_t (*screenReserved)();  // entries of the screen's palette that the system keeps for itself, half at each end
 
     bool (*deleteRegion)(T_HANDLE region);
 

@@ -81,6 +81,8 @@ bool deletePalette(T_HANDLE handle) {
 
 uint32_t screenPalette(PaletteEntry (&)[256]) { return 0; }
 
+uint32_t screenReserved() { return 0; }
+
 // Regions come from a display module only, and this system has none whose regions the library could delete.
 bool deleteRegion(T_HANDLE) { return false; }
 

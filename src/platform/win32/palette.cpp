@@ -86,6 +86,15 @@ uint32_t screenPalette(PaletteEntry (&entries)[256]) {
     return count;
 }
 
+uint32_t screenReserved() {
+    const HDC screen = GetDC(nullptr);
+    if (screen == nullptr) return 0;
+    const bool hasPalette = (GetDeviceCaps(screen, RASTERCAPS) & RC_PALETTE) != 0;
+    const int reserved = hasPalette ? GetDeviceCaps(screen, NUMRESERVED) : 0;
+    ReleaseDC(nullptr, screen);
+    return static_cast<uint32_t>(std::clamp<int>(reserved, 0, kMaxEntries));
+}
+
 bool deleteRegion(T_HANDLE region) { return DeleteObject(systemHandle(region)) != 0; }
 
 T_HANDLE createDeviceContext(T_HANDLE palette) {
