@@ -1,6 +1,4 @@
 // Buffer conversion, beside libraries that convert pixel formats.
-#include <benchmark/benchmark.h>
-
 #include <cstring>
 #include <memory>
 
@@ -132,7 +130,7 @@ void qt(const std::string& job, const std::vector<uint8_t>& from, QImage::Format
         for (const PaletteEntry& entry : *palette) colors.push_back(qRgb(entry.Red, entry.Green, entry.Blue));
         image.setColorTable(colors);
     }
-    contender(job, "QImage", [=] { benchmark::DoNotOptimize(image.convertToFormat(formatTo, flags).constBits()); });
+    contender(job, "QImage", [=] { keep(image.convertToFormat(formatTo, flags).constBits()); });
 }
 #endif
 

@@ -1,7 +1,5 @@
 // Dithering and colour reduction of whole bitmaps, beside libraries that reduce colours. The contender is
 // T_ColorResBitmap: the new bitmap's allocation is part of its time.
-#include <benchmark/benchmark.h>
-
 #include <cstring>
 
 #include "contest.h"
@@ -121,7 +119,7 @@ void qt(const std::string& job, const std::vector<uint8_t>& bgra, const std::vec
     contender(job, "QImage", [=] {
         const QImage result =
             palette != nullptr ? image.convertToFormat(to, colors, flags) : image.convertToFormat(to, flags);
-        benchmark::DoNotOptimize(result.constBits());
+        keep(result.constBits());
     });
 }
 #endif

@@ -26,6 +26,19 @@ void registerMagick() {
         DestroyImage(copy);
         DestroyExceptionInfo(&failure);
     });
+    // Without dithering it takes ten times as long.
+    contender("Optimized 256 colours, Floyd-Steinberg", "GraphicsMagick", [=] {
+        ExceptionInfo failure;
+        GetExceptionInfo(&failure);
+        Image* copy = CloneImage(photo, 0, 0, 1, &failure);
+        QuantizeInfo quantise;
+        GetQuantizeInfo(&quantise);
+        quantise.number_colors = 256;
+        quantise.dither = 1;
+        QuantizeImage(&quantise, copy);
+        DestroyImage(copy);
+        DestroyExceptionInfo(&failure);
+    });
 #endif
 }
 

@@ -32,7 +32,14 @@ void contender(const std::string& job, const std::string& name, std::function<vo
 // A memory copy of half the bytes that the job reads and writes: the limit.
 void copyOf(const std::string& job, size_t bytesRead, size_t bytesWritten);
 
-// Files of the benchmark register their contests here.
+// Makes the compiler believe that the value is used.
+template <typename Value>
+void keep(const Value& value) {
+    asm volatile("" : : "r,m"(value) : "memory");
+}
+
+// Files of the benchmark register their contests here. The first six have contenders of our own.
+void registerContests();
 void registerConversions();
 void registerDithering();
 void registerPalettes();

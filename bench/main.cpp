@@ -1,89 +1,15 @@
+// The native benchmark: registers every contender with Google Benchmark.
+//
+//   tnk_bench [--benchmark_...] [COMMAND ...]     COMMAND starts the 32-bit program that runs our own contenders
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
 #include <cstring>
-#include <map>
 
-#define STB_IMAGE_IMPLEMENTATION
-#define STB_IMAGE_STATIC
-#define STBI_ONLY_JPEG
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wunused-function"
-#include <stb/stb_image.h>
-#pragma GCC diagnostic pop
-
+#include "child.h"
 #include "contest.h"
 
 namespace tnk::bench {
-namespace {
-
-constexpr char kPhotograph[] = "/usr/share/backgrounds/mate/abstract/Elephants_5640x3172.jpg";
-
-void convertRows(const std::vector<uint8_t>& from, int32_t bitsFrom, std::vector<uint8_t>& to, int32_t bitsTo,
-                 const PaletteEntry* palette = nullptr) {
-    const size_t rowFrom = size_t{kWidth} * static_cast<size_t>(bitsFrom) / 8;
-    const size_t rowTo = size_t{kWidth} * static_cast<size_t>(bitsTo) / 8;
-    std::vector<uint8_t> row(std::max(rowFrom, rowTo));
-    to.resize(rowTo * kHeight);
-    for (size_t y = 0; y < kHeight; ++y) {
-        std::memcpy(row.data(), from.data() + y * rowFrom, rowFrom);
-        const int32_t order = bitsTo == 0 ? ORDER_RGB : ORDER_BGR;
-        T_ConvertBuffer(row.data(), kWidth, bitsFrom, bitsTo, ORDER_BGR, order, nullptr, palette);
-        std::memcpy(to.data() + y * rowTo, row.data(), rowTo);
-    }
-}
-
-Pictures loadPictures() {
-    Pictures p;
-    int width = 0, height = 0, channels = 0;
-    uint8_t* photo = stbi_load(kPhotograph, &width, &height, &channels, 3);
-    if (photo == nullptr || width < kWidth || height < kHeight) {
-        std::fprintf(stderr, "bench: %s cannot be read; scripts/setup installs it\n", kPhotograph);
-        std::exit(1);
-    }
-    p.rgb24.resize(kPixels * 3);
-    p.bgr24.resize(kPixels * 3);
-    p.bgra32.resize(kPixels * 4);
-    p.gray8.resize(kPixels);
-    for (size_t y = 0; y < kHeight; ++y) {
-        for (size_t x = 0; x < kWidth; ++x) {
-            const uint8_t* rgb = photo + (y * static_cast<size_t>(width) + x) * 3;
-            const size_t i = y * kWidth + x;
-            for (size_t c = 0; c < 3; ++c) {
-                p.rgb24[3 * i + c] = rgb[c];
-                p.bgr24[3 * i + 2 - c] = rgb[c];
-                p.bgra32[4 * i + 2 - c] = rgb[c];
-            }
-            p.bgra32[4 * i + 3] = 255;
-            p.gray8[i] = static_cast<uint8_t>((2 * rgb[0] + 5 * rgb[1] + rgb[2] + 4) >> 3);
-        }
-    }
-    stbi_image_free(photo);
-    convertRows(p.bgr24, 24, p.bgr48, 48);
-    convertRows(p.bgr24, 24, p.bgra64, 64);
-    convertRows(p.bgr24, 24, p.bgr555, 16);
-    p.fixedPalette.assign(T_IntGetFixedPalette(8), T_IntGetFixedPalette(8) + 256);
-    convertRows(p.bgr24, 24, p.fixed8, 8, p.fixedPalette.data());
-    convertRows(p.bgr24, 24, p.mono1, 1);
-    uint32_t at = 12345;
-    for (int i = 0; i < 256; ++i) {
-        at = at * 1664525 + 1013904223;  // any pixels of the photograph do
-        const uint8_t* bgr = &p.bgr24[(at % kPixels) * 3];
-        p.photoPalette.push_back({bgr[0], bgr[1], bgr[2], 0});
-    }
-    return p;
-}
-
-}  // namespace
-
-const Pictures& pictures() {
-    static const Pictures instance = loadPictures();
-    return instance;
-}
-
-uint8_t* output(size_t bytes) {
-    static std::vector<uint8_t> memory(kPixels * 8 + 64, 1);
-    return bytes <= memory.size() ? memory.data() : nullptr;
-}
 
 void contender(const std::string& job, const std::string& name, std::function<void()> run) {
     benchmark::RegisterBenchmark((job + "/" + name).c_str(), [run = std::move(run)](benchmark::State& state) {
@@ -94,26 +20,48 @@ void contender(const std::string& job, const std::string& name, std::function<vo
     })->Unit(benchmark::kMillisecond);
 }
 
-void copyOf(const std::string& job, size_t bytesRead, size_t bytesWritten) {
-    const size_t bytes = (bytesRead + bytesWritten) / 2;
-    static std::vector<uint8_t> from(kPixels * 8, 2);
-    contender(job, "memory copy", [bytes] { std::memcpy(output(bytes), from.data(), bytes); });
+void contenderIn(const Child& child, const std::string& name, const std::string& task) {
+    benchmark::RegisterBenchmark(name.c_str(),
+                                 [=](benchmark::State& state) {
+                                     for (auto _ : state) {
+                                         double seconds = 0;
+                                         if (!child.time(task, &seconds)) {
+                                             state.SkipWithError("no answer");
+                                             break;
+                                         }
+                                         state.SetIterationTime(seconds);
+                                     }
+                                 })
+        ->Unit(benchmark::kMillisecond)
+        ->UseManualTime();
 }
 
+namespace {
+
+// The child names its contenders, one a line, and an empty line when it is ready.
+void registerChild(char** command) {
+    const Child child = startChild(command);
+    char line[256];
+    while (child.from != nullptr && std::fgets(line, sizeof line, child.from) != nullptr) {
+        const std::string task(line, std::strcspn(line, "\r\n"));
+        if (task.empty()) return;
+        const size_t slash = task.rfind('/');
+        contenderIn(child, task.substr(0, slash + 1) + "Wine: " + task.substr(slash + 1), task);
+    }
+    std::fprintf(stderr, "bench: the 32-bit contenders did not start\n");
+}
+
+}  // namespace
 }  // namespace tnk::bench
 
 int main(int argc, char** argv) {
     using namespace tnk::bench;
     benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    registerConversions();
-    registerDithering();
-    registerPalettes();
-    registerStorage();
-    registerRuns();
-    registerCopies();
+    if (argc > 1 && argv[1][0] == '-') return benchmark::ReportUnrecognizedArguments(argc, argv) ? 1 : 0;
+    registerContests();
     registerMagick();
     registerPillow();
+    if (argc > 1) registerChild(argv + 1);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
     return 0;

@@ -13,6 +13,12 @@ gray = photo.convert("L")
 palette = Image.new("P", (1, 1))
 palette.putpalette(colors)
 indexed = photo.convert("P")
+mono = gray.convert("1", dither=Image.Dither.NONE)
+
+def dithered_to_octree():
+    octree = photo.quantize(256, method=Image.Quantize.FASTOCTREE)
+    photo.quantize(palette=octree, dither=Image.Dither.FLOYDSTEINBERG)
+
 
 jobs = {
     b"dither-any": lambda: photo.quantize(palette=palette, dither=Image.Dither.FLOYDSTEINBERG),
@@ -21,6 +27,13 @@ jobs = {
     b"rgba": lambda: photo.convert("RGBA"),
     b"gray": lambda: photo.convert("L"),
     b"palette-rgb": lambda: indexed.convert("RGB"),
+    b"threshold": lambda: photo.convert("1", dither=Image.Dither.NONE),
+    b"mono-gray": lambda: mono.convert("L"),
+    b"mono-rgb": lambda: mono.convert("RGB"),
+    b"count": lambda: len(photo.getcolors(1 << 24)),
+    b"octree": lambda: photo.quantize(256, method=Image.Quantize.FASTOCTREE),
+    b"median-cut": lambda: photo.quantize(256, method=Image.Quantize.MEDIANCUT),
+    b"octree-dither": dithered_to_octree,
 }
 for line in stream:
     job = jobs[line.strip()]

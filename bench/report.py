@@ -5,6 +5,7 @@ from collections import defaultdict
 
 OURS = "Tarnkit"
 COPY = "memory copy"
+WINE = "Wine: "
 
 
 def read(path):
@@ -26,21 +27,22 @@ def main():
     context, best = read(sys.argv[1])
     print(f"Measured {context['date'][:10]} on {context['num_cpus']} x {context['mhz_per_cpu']} MHz x86-64, one thread, "
           "minimum of interleaved runs.\n")
-    print("| Job | Tarnkit ms | memory copy | times the copy | fastest peer | times the peer | others (ms) |")
-    print("|---|---|---|---|---|---|---|")
+    print("| Job | Tarnkit ms | memory copy | times the copy | fastest peer | times the peer | 32-bit under Wine ms | "
+          "times the native | others (ms) |")
+    print("|---|---|---|---|---|---|---|---|---|")
     for job, times in best.items():
-        ours = times.get(OURS)
         copy = times.get(COPY)
-        own = [(name, ms) for name, ms in times.items() if name.startswith(OURS) and name != OURS]
-        peers = sorted((ms, name) for name, ms in times.items() if not name.startswith(OURS) and name != COPY)
-        rows = [(job, ours)] if ours is not None else []
-        rows += [(f"{job}: {name[len(OURS) + 2:]}", ms) for name, ms in own]
-        for number, (label, ms) in enumerate(rows):
+        own = [(name, ms) for name, ms in times.items() if name.startswith(OURS)]
+        peers = sorted((ms, name) for name, ms in times.items() if not name.startswith((OURS, WINE)) and name != COPY)
+        for number, (name, ms) in enumerate(own):
+            label = job if name == OURS else f"{job}: {name[len(OURS) + 2:]}"
+            copied, ratio = (f"{copy:.1f}", f"{ms / copy:.2f}") if copy else ("-", "-")
             fastest = f"{peers[0][1]} {peers[0][0]:.1f}" if peers else "-"
             speedup = f"{peers[0][0] / ms:.2f} x as fast" if peers else "-"
-            others = ", ".join(f"{name} {time:.1f}" for time, name in peers[1:]) if number == 0 else ""
-            ratio = f"{ms / copy:.2f}" if copy else "-"
-            print(f"| {label} | {ms:.1f} | {copy:.1f} | {ratio} | {fastest} | {speedup} | {others} |")
+            wine = times.get(WINE + name)
+            under, factor = (f"{wine:.1f}", f"{wine / ms:.2f}") if wine else ("-", "-")
+            others = ", ".join(f"{peer} {time:.1f}" for time, peer in peers[1:]) if number == 0 else ""
+            print(f"| {label} | {ms:.1f} | {copied} | {ratio} | {fastest} | {speedup} | {under} | {factor} | {others} |")
 
 
 main()
