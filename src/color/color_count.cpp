@@ -2,6 +2,7 @@
 #include "color/color_count.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "bitmap/lifecycle.h"
@@ -23,7 +24,7 @@ constexpr uint32_t kTrueColorBits = 24;
 
 uint32_t load16(const uint8_t* bytes) { return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8; }
 uint32_t load32(const uint8_t* bytes) { return load16(bytes) | load16(bytes + 2) << 16; }
-uint32_t keyOf(uint32_t first, uint32_t second, uint32_t third) { return first << 16 | second << 8 | third; }
+uint32_t keyOf(uint32_t first, uint32_t second, uint32_t third) { return first | second << 8 | third << 16; }
 
 // How the pixels of a bitmap are counted, settled before the first row.
 struct CountRule {
@@ -41,28 +42,48 @@ class ColorSet {
   public:
     Result prepare(const CountRule& rule, PaletteEntry* colors, uint32_t capacity) {
         const uint64_t keys = uint64_t{1} << rule.keyBits;
-        if (!seen_.allocate((keys + 63) / 64, true)) return FAILURE;
+        if (!seen_.allocate((keys + 31) / 32, true)) return FAILURE;
         colors_ = colors;
         capacity_ = capacity;
         enough_ = rule.enough;
         return SUCCESS;
     }
 
-    // False when the answer is settled.
-    template <typename ColorOf>
-    bool add(uint32_t key, ColorOf colorOf) {
-        uint64_t& word = seen_[key >> 6];
-        const uint64_t bit = uint64_t{1} << (key & 63);
-        if ((word & bit) != 0) return true;
-        word |= bit;
-        if (colors_ != nullptr && count_ < capacity_) colors_[count_] = colorOf(key);
-        return ++count_ < enough_;
+    // Adds the pixels start .. end - 1 of a row; false when the answer is settled. `keyAt` gives the key of a column,
+    // `colorOf` the colour of a key at a column.
+    template <typename KeyAt, typename ColorOf>
+    bool add(uint32_t start, uint32_t end, KeyAt keyAt, ColorOf colorOf) {
+        if (onlyMarks()) {
+            // Whether a colour is new is not asked: the answer cannot be foretold and would cost more than the rest.
+            for (uint32_t x = start; x < end; ++x) {
+                const uint32_t key = keyAt(x);
+                seen_[key >> 5] |= bitOf(key);
+            }
+            return true;
+        }
+        for (uint32_t x = start; x < end; ++x) {
+            const uint32_t key = keyAt(x);
+            if ((seen_[key >> 5] & bitOf(key)) != 0) continue;
+            seen_[key >> 5] |= bitOf(key);
+            if (colors_ != nullptr && count_ < capacity_) colors_[count_] = colorOf(key, x);
+            if (++count_ >= enough_) return false;
+        }
+        return true;
     }
 
-    uint32_t count() const { return count_; }
+    uint32_t count() const {
+        if (!onlyMarks()) return count_;
+        uint32_t marks = 0;
+        for (const uint32_t word : seen_.span()) marks += static_cast<uint32_t>(std::popcount(word));
+        return marks;
+    }
 
   private:
-    Scratch<uint64_t> seen_;
+    static uint32_t bitOf(uint32_t key) { return 1u << (key & 31); }
+    // Nothing ends the scan early and no colours are collected.
+    bool onlyMarks() const { return colors_ == nullptr && enough_ == UINT64_MAX; }
+
+    Scratch<uint32_t> seen_;
     PaletteEntry* colors_ = nullptr;
     uint32_t capacity_ = 0;
     uint32_t count_ = 0;
@@ -73,10 +94,9 @@ class ColorSet {
 using CountRun = bool (*)(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end);
 
 bool countIndexes(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
-    for (uint32_t x = start; x < end; ++x) {
-        if (!colors.add(rule.first[row[x]], [&](uint32_t key) { return rule.palette[key]; })) return false;
-    }
-    return true;
+    return colors.add(
+        start, end, [&](uint32_t x) { return rule.first[row[x]]; },
+        [&](uint32_t key, uint32_t) { return rule.palette[key]; });
 }
 
 // A window beyond the sample's bits is empty.
@@ -98,52 +118,51 @@ uint32_t sampleAt(const uint8_t* row, uint32_t x) {
 
 template <int32_t Bits>
 bool countGray(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
-    const auto gray = [](uint32_t key) {
+    const auto gray = [](uint32_t key, uint32_t) {
         const auto level = static_cast<uint8_t>(key);
         return PaletteEntry{level, level, level, 0};
     };
-    for (uint32_t x = start; x < end; ++x) {
-        if (!colors.add(windowValue(rule.gray, sampleAt<Bits>(row, x)), gray)) return false;
-    }
-    return true;
+    return colors.add(
+        start, end, [&](uint32_t x) { return windowValue(rule.gray, sampleAt<Bits>(row, x)); }, gray);
 }
 
 // Gray samples by the colours of their lookup table; a sample without an entry is black.
 template <int32_t Bits>
 bool countTable(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
-    for (uint32_t x = start; x < end; ++x) {
+    const auto entryAt = [&](uint32_t x) {
         const uint32_t value = windowValue(rule.gray, sampleAt<Bits>(row, x));
-        const PaletteEntry entry = value < rule.tableLength ? rule.table[value] : PaletteEntry{};
-        if (!colors.add(keyOf(entry.Blue, entry.Green, entry.Red), [&](uint32_t) { return entry; })) return false;
-    }
-    return true;
+        return value < rule.tableLength ? rule.table[value] : PaletteEntry{};
+    };
+    const auto keyAt = [&](uint32_t x) {
+        const PaletteEntry entry = entryAt(x);
+        return keyOf(entry.Blue, entry.Green, entry.Red);
+    };
+    return colors.add(start, end, keyAt, [&](uint32_t, uint32_t x) { return entryAt(x); });
 }
 
 bool count555(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
     const auto widen = [](uint32_t value) { return static_cast<uint8_t>((value & 31) << 3 | (value & 31) >> 2); };
-    const auto color = [&](uint32_t key) {
+    const auto color = [&](uint32_t key, uint32_t) {
         const uint8_t low = widen(key), middle = widen(key >> 5), high = widen(key >> 10);
         return rule.redFirst ? PaletteEntry{high, middle, low, 0} : PaletteEntry{low, middle, high, 0};
     };
-    for (uint32_t x = start; x < end; ++x) {
-        if (!colors.add(load16(row + size_t{x} * 2) & 0x7FFF, color)) return false;
-    }
-    return true;
+    return colors.add(
+        start, end, [&](uint32_t x) { return load16(row + size_t{x} * 2) & 0x7FFF; }, color);
 }
 
 // The bytes First, First + Step and First + 2 Step of each pixel.
 template <uint32_t Stride, uint32_t First, uint32_t Step>
 bool countBytes(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
-    const auto color = [&](uint32_t key) {
-        const auto first = static_cast<uint8_t>(key >> 16), third = static_cast<uint8_t>(key);
+    const auto color = [&](uint32_t key, uint32_t) {
+        const auto first = static_cast<uint8_t>(key), third = static_cast<uint8_t>(key >> 16);
         const auto second = static_cast<uint8_t>(key >> 8);
         return rule.redFirst ? PaletteEntry{third, second, first, 0} : PaletteEntry{first, second, third, 0};
     };
-    const uint8_t* pixel = row + size_t{start} * Stride + First;
-    for (uint32_t x = start; x < end; ++x, pixel += Stride) {
-        if (!colors.add(keyOf(pixel[0], pixel[Step], pixel[2 * Step]), color)) return false;
-    }
-    return true;
+    const auto keyAt = [&](uint32_t x) {
+        const uint8_t* const pixel = row + size_t{x} * Stride + First;
+        return keyOf(pixel[0], pixel[Step], pixel[2 * Step]);
+    };
+    return colors.add(start, end, keyAt, color);
 }
 
 // Entries of the same colour count as the first of them.
