@@ -168,7 +168,8 @@ ColorFetch chooseColorFetch(const DitherKernels* kernels, const SourceColors& co
     const bool bgr = order == ORDER_BGR;
     if (bits <= 8) {
         source.gray = colors.paletteGray;
-        source.fetch = bits == 8 && colors.paletteLevels ? fetchLevels : fetchIndexed;
+        source.levels = bits == 8 && colors.paletteLevels;
+        source.fetch = source.levels ? fetchLevels : fetchIndexed;
     } else if (bits == 12 || ((bits == 16 || bits == 32) && order == ORDER_GRAY)) {
         chooseGray(source, bitmap);
     } else if (bits == 16) {
@@ -182,7 +183,27 @@ ColorFetch chooseColorFetch(const DitherKernels* kernels, const SourceColors& co
     } else {
         source.fetch = bgr ? fetchWords<4, 2, 1, 0> : fetchWords<4, 0, 1, 2>;
     }
+    source.bytes = bits == 24 || (bits == 32 && order != ORDER_GRAY);
+    source.fields = {.pixelBytes = static_cast<uint32_t>(bits) / 8, .swap = !bgr, .alphaBit = false, .alpha = 0};
     return source;
+}
+
+void fetchKeys(const ColorFetch& source, const uint8_t* pixels, int32_t count, uint16_t* keys) {
+    if (source.bytes) {
+        kernels().to555(pixels, reinterpret_cast<uint8_t*>(keys), static_cast<size_t>(count), source.fields);
+        return;
+    }
+    alignas(32) uint8_t channels[3][kColorBlock];
+    const ColorPlanes planes{channels[0], channels[1], channels[2]};
+    for (int32_t first = 0; first < count; first += kColorBlock) {
+        const int32_t block = std::min(kColorBlock, count - first);
+        source.fetch(source, pixels + source.offsetOf(first), block, planes);
+        const PixelPlanes from = source.planesOf(planes);
+        for (int32_t x = 0; x < block; ++x) {
+            const uint32_t red = from.red[x], green = from.green[x], blue = from.blue[x];
+            keys[first + x] = static_cast<uint16_t>((red >> 3) << 10 | (green >> 3) << 5 | blue >> 3);
+        }
+    }
 }
 
 }  // namespace tnk

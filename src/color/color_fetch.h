@@ -6,6 +6,7 @@
 #include "color/palette.h"
 #include "format/convert.h"
 #include "kernels/dither_kernels.h"
+#include "kernels/kernels.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -45,7 +46,10 @@ struct ColorFetch {
     const PaletteEntry* table = nullptr;  // lookup table of gray samples
     uint32_t tableLength = 0;
     int32_t bits = 0;
-    bool gray = false;  // pixels have one plane for all channels
+    bool gray = false;    // pixels have one plane for all channels
+    bool levels = false;  // pixels are their own gray levels, a byte each
+    bool bytes = false;   // colour pixels of a byte a channel, whose 5-5-5 words are those of `fields`
+    Fields555 fields{};
     // Writes `count` pixels, at most kColorBlock, to the planes; gray ones to the red plane only.
     void (*fetch)(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) = nullptr;
 
@@ -56,6 +60,9 @@ struct ColorFetch {
                     : PixelPlanes{planes.red, planes.green, planes.blue};
     }
 };
+
+// Writes the 15-bit keys of `count` pixels, red << 10 | green << 5 | blue by their upper five bits.
+void fetchKeys(const ColorFetch& source, const uint8_t* pixels, int32_t count, uint16_t* keys);
 
 // `order` and the bits stand for the rows as they are fetched, which for 24- and 48-bit rows in other orders than RGB
 // and BGR are 24-bit BGR.

@@ -49,16 +49,54 @@ void ditherRow(DitherState& state, const ColorFetch& source, int32_t width, cons
     });
 }
 
+// A row matched by the table without offsets. One key a pixel through plain loads is faster than gathering in vectors.
+void matchRow(const DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input,
+              uint8_t* output) {
+    constexpr int32_t kBlock = 2048;  // pixels; the first-level cache holds the keys
+    uint16_t keys[kBlock];
+    uint8_t indexes[kBlock];
+    const DitherMatch match = ditherMatchOf(state);
+    int32_t count;
+    for (int32_t x = 0; x < width; x += count) {
+        count = std::min(kBlock, width - x);
+        fetchKeys(source, input + source.offsetOf(x), count, keys);
+        for (int32_t i = 0; i < count; ++i) {
+            if (match.table[keys[i]] == 0) completeMatchTable(state, keys[i]);
+            indexes[i] = match.choices[std::min(match.table[keys[i]], kOtherChoice)].Reserved;
+        }
+        packIndexes(source.kernels, indexes, state.outputBits, count,
+                    output + static_cast<size_t>(x) / 8 * state.outputBits);
+    }
+}
+
+// Gray levels straight to bits: pixels done of a row, all but the last few.
+int32_t packThresholds(const DitherKernels& kernels, const DitherState& state, const ColorFetch& source, int32_t width,
+                       const int16_t (&offsets)[kOffsets], const uint8_t* input, uint8_t* output) {
+    if (!source.levels || state.outputBits != 1 || kernels.packAbove == nullptr) return 0;
+    if (quantisingOf(state) != Quantising::grayThreshold) return 0;
+    uint8_t thresholds[kOffsets];
+    std::copy_n(offsets, kOffsets, thresholds);
+    return kernels.packAbove(input, thresholds, width, output);
+}
+
 // A row of a method without errors, by vectors.
 void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFetch& source, int32_t width,
                  const uint8_t* input, uint8_t* output) {
-    const DitherRowCore core = kernels.rowCore(quantisingOf(state), source.gray);
+    if (!state.isOrdered() && state.usesTable()) {
+        matchRow(state, source, width, input, output);
+        return;
+    }
+    const DitherRowCore core = kernels.rowCore(rowQuantisingOf(state), source.gray);
     const DitherMatch match = ditherMatchOf(state);
     int16_t offsets[kOffsets] = {};
     if (state.isOrdered()) {
         const int16_t* const line = state.ordered[state.line++ & 7];
         for (int32_t i = 0; i < kOffsets; ++i) offsets[i] = line[i % 8];
     }
+    const int32_t done = packThresholds(kernels, state, source, width, offsets, input, output);
+    input += done;  // a byte a pixel, where there are any
+    output += done / 8;
+    width -= done;
     ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
         core(match, offsets, {pixels.red, pixels.green, pixels.blue}, count, indexes);
     });

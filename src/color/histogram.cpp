@@ -15,11 +15,7 @@ namespace {
 
 constexpr uint32_t kBinLimit = 0x80000000;  // a bin that is full halves them all
 
-void makeKeys(const PixelPlanes& planes, int32_t count, uint16_t* keys) {
-    for (int32_t x = 0; x < count; ++x) {
-        keys[x] = static_cast<uint16_t>((planes.red[x] >> 3) << 10 | (planes.green[x] >> 3) << 5 | planes.blue[x] >> 3);
-    }
-}
+constexpr int32_t kKeyBlock = 2048;  // pixels whose keys are made at a time: the first-level cache holds them
 
 // Rows as they are fetched: those in other orders than RGB and BGR become 24-bit BGR first.
 class FetchedRows {
@@ -69,16 +65,13 @@ Result ColorHistogram::add(BitmapHandle& bitmap) {
     TRY(rows.prepare());
     const ColorFetch fetch =
         chooseColorFetch(ditherKernelsFor(instructionSet()), colors, bitmap, rows.bits(), rows.order());
-    alignas(32) uint8_t channels[3][kColorBlock];
-    const ColorPlanes planes{channels[0], channels[1], channels[2]};
-    uint16_t keys[kColorBlock];
+    uint16_t keys[kKeyBlock];
     for (int32_t row = 0; row < bitmap.Height; ++row) {
         const uint8_t* pixels;
         TRY(rows.read(row, &pixels));
-        for (int32_t x = 0; x < bitmap.Width; x += kColorBlock) {
-            const int32_t count = std::min(kColorBlock, bitmap.Width - x);
-            fetch.fetch(fetch, pixels + fetch.offsetOf(x), count, planes);
-            makeKeys(fetch.planesOf(planes), count, keys);
+        for (int32_t x = 0; x < bitmap.Width; x += kKeyBlock) {
+            const int32_t count = std::min(kKeyBlock, bitmap.Width - x);
+            fetchKeys(fetch, pixels + fetch.offsetOf(x), count, keys);
             addKeys(keys, static_cast<uint32_t>(count));
         }
     }
@@ -92,17 +85,30 @@ void ColorHistogram::addKeys(const uint16_t* keys, uint32_t count) {
         addKeysHalving(keys, count);
         return;
     }
-    for (uint32_t i = 0; i < count; ++i) {
-        if (seen_[keys[i]] != 0) continue;
-        seen_[keys[i]] = 1;
-        keys_[keyCount_++] = keys[i];
-    }
+    // The bins' own zeros find new keys, which are so rare that the branch costs nothing; a zero may also belong to a key
+    // that has been counted in the other places only.
+    uint32_t* const bins = bins_.data();
+    uint32_t* const odd = odd_.data();
     uint32_t i = 0;
     for (; i + 2 <= count; i += 2) {
-        ++bins_[keys[i]];
-        ++odd_[keys[i + 1]];
+        const uint32_t first = keys[i], second = keys[i + 1];
+        const uint32_t before = bins[first], beforeOdd = odd[second];
+        if (before == 0 || beforeOdd == 0) [[unlikely]] {
+            noteKey(first);
+            noteKey(second);
+        }
+        bins[first] = before + 1;
+        odd[second] = beforeOdd + 1;
     }
-    if (i < count) ++bins_[keys[i]];
+    if (i == count) return;
+    noteKey(keys[i]);
+    ++bins[keys[i]];
+}
+
+void ColorHistogram::noteKey(uint32_t key) {
+    if (seen_[key] != 0) return;
+    seen_[key] = 1;
+    keys_[keyCount_++] = static_cast<uint16_t>(key);
 }
 
 // So many pixels that a bin may get full.

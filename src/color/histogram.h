@@ -28,6 +28,7 @@ class ColorHistogram {
 
   private:
     void addKeys(const uint16_t* keys, uint32_t count);
+    void noteKey(uint32_t key);
     void addKeysHalving(const uint16_t* keys, uint32_t count);
     void mergeOdd();
 

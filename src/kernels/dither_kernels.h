@@ -78,8 +78,9 @@ struct BandCoreChoice {
 };
 
 // The ways to an index: the match table; the code of each channel; the gray level's code; and, for the ordered methods
-// only, whether the gray level or each channel is above the threshold.
-enum class Quantising { table, levels, gray, grayThreshold, channelThreshold };
+// only, whether the gray level or each channel is above the threshold. Without error diffusion, codes of each channel that
+// are its upper bits, with places of their own in the index, have a faster way.
+enum class Quantising { table, levels, gray, grayThreshold, channelThreshold, topBits };
 
 // Pixels of a row without error diffusion. The offsets (or thresholds) are those of the columns modulo kOffsets. Reads
 // and writes go up to a whole vector beyond the count.
@@ -100,11 +101,14 @@ struct DitherKernels {
     int32_t (*splitFour)(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
     // Low bits of indexes into 1-bit pixels; a multiple of 8.
     int32_t (*packBits)(const uint8_t* indexes, int32_t count, uint8_t* row);
+    // Gray levels above the threshold of their column, as 1-bit pixels; a multiple of 16. Thresholds are 0 .. 254.
+    int32_t (*packAbove)(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row);
 };
 
 int32_t splitThreeSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
 int32_t splitFourSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
 int32_t packBitsSsse3(const uint8_t* indexes, int32_t count, uint8_t* row);
+int32_t packAboveSsse3(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row);
 
 extern const DitherKernels kDitherKernelsSse2;
 extern const DitherKernels kDitherKernelsSsse3;

@@ -76,4 +76,18 @@ int32_t packBitsSsse3(const uint8_t* indexes, int32_t count, uint8_t* row) {
     return x;
 }
 
+// Columns repeat, so a vector's pixels reversed by eights take the thresholds reversed alike.
+int32_t packAboveSsse3(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row) {
+    const __m128i firstHigh = _mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8);
+    const __m128i least = _mm_add_epi8(_mm_shuffle_epi8(load(thresholds), firstHigh), _mm_set1_epi8(1));
+    int32_t x = 0;
+    for (; x + 16 <= count; x += 16) {
+        const __m128i level = _mm_shuffle_epi8(load(levels + x), firstHigh);
+        const int bits = _mm_movemask_epi8(_mm_cmpeq_epi8(_mm_max_epu8(level, least), level));
+        row[x / 8] = static_cast<uint8_t>(bits);
+        row[x / 8 + 1] = static_cast<uint8_t>(bits >> 8);
+    }
+    return x;
+}
+
 }  // namespace tnk

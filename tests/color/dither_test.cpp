@@ -124,7 +124,13 @@ void expectRowsEqualLines(const DitherKernels* kernels, Random& random, uint32_t
                                       << bits);
     const bool gray = bits == 8;
     Target target(random, mode, gray && below(random, 2) == 0);
-    const Palette sourcePalette = grayPalette(random, 256);
+    Palette sourcePalette = grayPalette(random, 256);
+    if (below(random, 2) == 0) {
+        for (uint32_t i = 0; i < 256; ++i) {  // pixels that are their own levels have ways of their own
+            const auto level = static_cast<uint8_t>(i);
+            sourcePalette[i] = {level, level, level, 0};
+        }
+    }
     BitmapHandle bitmap = describe(bits, gray ? ORDER_RGB : ORDER_BGR, width, method);
     bitmap.Palette = const_cast<PaletteEntry*>(sourcePalette.data());
     bitmap.ColorCount = gray ? 256 : 0;
