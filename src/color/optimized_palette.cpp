@@ -7,9 +7,11 @@
 #include "bitmap/lifecycle.h"
 #include "color/color_boxes.h"
 #include "color/color_count.h"
+#include "color/color_fetch.h"
 #include "color/dither_state.h"
 #include "color/histogram.h"
 #include "color/palette.h"
+#include "format/convert.h"
 #include "system/settings.h"
 
 namespace tnk {
@@ -48,6 +50,27 @@ void finish(OptimizedPalette& palette, uint32_t used) {
     palette.count = used;
 }
 
+// Counted colours are what is stored; makes them the colours that reduced pixels are compared in.
+Result showColors(const BitmapHandle& bitmap, std::span<PaletteEntry> colors) {
+    if (needsPlainOrder(bitmap)) {
+        RowConverter converter;
+        TRY(converter.prepare({.bitsSrc = 24, .bitsDst = 24, .orderSrc = bitmap.Order, .orderDst = ORDER_BGR}));
+        for (PaletteEntry& entry : colors) {
+            uint8_t stored[3] = {entry.Blue, entry.Green, entry.Red};
+            uint8_t shown[3];
+            TRY(converter.run(stored, shown, 1));
+            entry = {shown[0], shown[1], shown[2], 0};
+        }
+    } else if (bitmap.BitsPerPixel > 8 && isGray(bitmap) && !hasGrayTable(bitmap)) {
+        // Levels of fewer than 8 bits are stretched.
+        const uint32_t most = grayParams(bitmap.BitsPerPixel, 8, bitmap.LowBit, bitmap.HighBit).mask;
+        for (PaletteEntry& entry : colors) {
+            if (most > 0) entry.Blue = entry.Green = entry.Red = static_cast<uint8_t>(entry.Red * 255u / most);
+        }
+    }
+    return SUCCESS;
+}
+
 // The colours of a bitmap that has no more than there is room for.
 Result findExact(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed, OptimizedPalette& palette) {
     if (bitmap.BitsPerPixel <= 8 && bitmap.ColorCount <= palette.count) {
@@ -58,6 +81,8 @@ Result findExact(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed, Opti
         palette.needsDithering = false;
         return SUCCESS;
     }
+    // Samples of 32 bits are not counted by the colours of their table.
+    if (bitmap.BitsPerPixel == 32 && isGray(bitmap) && hasGrayTable(bitmap)) return SUCCESS;
     // All pixels count, whatever the region, and nothing is reported while the palette is built.
     const T_HANDLE region = std::exchange(bitmap.Region, 0);
     const CallbackOff silence;
@@ -65,6 +90,7 @@ Result findExact(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed, Opti
     const Result counted = countColors(bitmap, palette.entries, &found);
     bitmap.Region = region;
     if (!counted.ok() || found > palette.count) return counted;
+    TRY(showColors(bitmap, {palette.entries, found}));
     PaletteEntry* const end = std::remove_if(palette.entries, palette.entries + found, [&](const PaletteEntry& entry) {
         return std::any_of(fixed.begin(), fixed.end(),
                            [&](const PaletteEntry& other) { return sameColor(entry, other); });

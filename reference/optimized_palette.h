@@ -1,0 +1,27 @@
+// Optimized palettes in their plainest form: boxes are lists of colour keys whose figures are summed anew at every cut.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "reference/color_count.h"
+#include "reference/palette.h"
+
+namespace tnk::test {
+
+struct ReferenceOptimized {
+    std::vector<ReferenceColor> palette;  // as many entries as were wanted, zero past the count
+    uint32_t count = 0;
+    bool needsDithering = true;
+    std::vector<uint32_t> matchTable;  // empty where none is due, as after an exact answer
+};
+
+// `fixed` holds colours that the caller's palette has already.
+ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, uint32_t wanted,
+                                             const std::vector<ReferenceColor>& fixed = {}, bool peelToOne = false);
+
+// One palette for all pictures of a list.
+ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted);
+
+}  // namespace tnk::test
