@@ -223,7 +223,9 @@ Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle
     BitmapHandle described{};
     const bool inPlace = destination == &source;
     const bool wanted = destination != nullptr;
+    const BitmapHandle saved = source;
     if (const Result settled = describeDestination(job, source, described, choice); !settled.ok()) {
+        if (inPlace) source = saved;  // rows that were counted have moved its place in a file
         // The caller's record may never have been initialised, and its size says by now that it can be freed.
         if (wanted && !inPlace) *destination = described;
         return settled;
@@ -231,7 +233,6 @@ Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle
 
     // The source is worked on through a copy of its record: an in-place run overwrites the record itself, and a
     // dithering run that the caller has on it must survive.
-    const BitmapHandle saved = source;
     BitmapHandle original = source;
     original.pDitherState = nullptr;
     BitmapHandle temporary;
