@@ -3,18 +3,22 @@
 #include <algorithm>
 #include <utility>
 
+#include "bitmap/lifecycle.h"
+#include "color/color_fetch.h"
 #include "color/optimized_palette.h"
+#include "format/convert.h"
 #include "platform/platform.h"
 #include "system/settings.h"
 
 namespace tnk {
 namespace {
 
-// The low bits of an entry's reserved byte: an entry that an optimized palette may fill.
-constexpr uint8_t kFreeMask = 0x03;
+// The low bits of an entry's reserved byte: none in an entry that may be chosen, the second alone in one that an
+// optimized palette may fill.
+constexpr uint8_t kMarks = 0x03;
 constexpr uint8_t kFreeEntry = 0x02;
 
-bool isFree(const PaletteEntry& entry) { return (entry.Reserved & kFreeMask) == kFreeEntry; }
+bool isFree(const PaletteEntry& entry) { return (entry.Reserved & kMarks) == kFreeEntry; }
 
 Result readUserPalette(const PaletteRequest& request, PaletteChoice& choice) {
     if (request.handle != 0) {
@@ -84,15 +88,18 @@ class FreeEntries {
     std::span<const PaletteEntry> fixed() const { return {fixed_, choice_.count - count_}; }
     bool contiguous() const { return count_ > 0 && places_[count_ - 1] - places_[0] == static_cast<int>(count_) - 1; }
 
-    // Puts the built colours into the free entries, in their order.
+    // Puts the built colours into the free entries, in their order. Colours of palettes and lookup tables come with
+    // their reserved bytes, which must not say that an entry is free or never chosen.
     void fill(const OptimizedPalette& built) {
-        for (uint32_t i = 0; i < built.count; ++i) choice_.entries[places_[i]] = built.entries[i];
+        for (uint32_t i = 0; i < built.count; ++i) {
+            PaletteEntry& entry = choice_.entries[places_[i]] = built.entries[i];
+            entry.Reserved = static_cast<uint8_t>(entry.Reserved & ~kMarks);
+        }
     }
 
     // Entries before the free ones that a match table counts as well.
     uint32_t before() const {
-        constexpr uint8_t kNeverChosen = 0x03;
-        const auto chosen = [](const PaletteEntry& entry) { return (entry.Reserved & kNeverChosen) == 0; };
+        const auto chosen = [](const PaletteEntry& entry) { return (entry.Reserved & kMarks) == 0; };
         return static_cast<uint32_t>(std::count_if(choice_.entries, choice_.entries + places_[0], chosen));
     }
 
@@ -143,6 +150,16 @@ void pad(PaletteChoice& choice) {
     std::fill(choice.entries + choice.count, choice.entries + kMaxPaletteEntries, filler);
 }
 
+// Whether the conversion of rows sees the colours that were counted. Else a pixel's nearest entry could be one of the
+// padding.
+bool convertsAsCounted(const BitmapHandle& source, int32_t bits) {
+    if (needsPlainOrder(source)) return source.BitsPerPixel == 24;  // 48 bits are turned before their low bytes go
+    if (source.BitsPerPixel <= 8 || !isGray(source) || hasGrayTable(source)) return true;
+    // A window is cut to the bits of an index, the whole sample to 8.
+    const bool whole = source.LowBit <= 0 && (source.HighBit < 0 || source.HighBit == source.BitsPerPixel - 1);
+    return whole || grayParams(source.BitsPerPixel, 8, source.LowBit, source.HighBit).bits <= bits;
+}
+
 }  // namespace
 
 Result choosePalette(const PaletteRequest& request, BitmapHandle& source, PaletteChoice& choice) {
@@ -152,6 +169,7 @@ Result choosePalette(const PaletteRequest& request, BitmapHandle& source, Palett
                             [&](std::span<const PaletteEntry> fixed, OptimizedPalette& built) {
                                 return optimizePalette(source, fixed, built);
                             }));
+        if (!convertsAsCounted(source, request.bits)) choice.dithers = true;
     } else {
         TRY(chooseGiven(request, choice));
     }
