@@ -8,7 +8,9 @@ namespace {
 
 uint32_t get16(const uint8_t* p) { return p[0] | static_cast<uint32_t>(p[1]) << 8; }
 
-bool isGray(const ReferenceDitherSource& f) { return f.bits == 12 || (f.bits > 8 && f.order == kOrderGray); }
+bool isGray(const ReferenceDitherSource& f) {
+    return f.bits == 12 || ((f.bits == 16 || f.bits == 32) && f.order == kOrderGray);
+}
 
 bool usesLut(const ReferenceDitherSource& f) { return isGray(f) && f.window && f.lut != nullptr; }
 

@@ -162,7 +162,7 @@ ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, ui
     if (f.bits <= 8 && f.paletteCount <= wanted)
         return exactAnswer({f.palette, f.palette + f.paletteCount}, wanted, false);
 
-    const bool gray = f.bits == 12 || (f.bits > 8 && f.order == kOrderGray);
+    const bool gray = f.bits == 12 || ((f.bits == 16 || f.bits == 32) && f.order == kOrderGray);
     const bool byTable = gray && f.window && f.lut != nullptr;
     ReferenceCount counted = referenceColorCount(picture, wanted);
     // 32-bit samples are not counted by the colours of their table.

@@ -8,6 +8,7 @@
 #include "bitmap/lifecycle.h"
 #include "bitmap/region_scan.h"
 #include "bitmap/rows.h"
+#include "color/color_fetch.h"
 #include "color/palette.h"
 #include "format/convert.h"
 #include "format/packed_pixels.h"
@@ -201,7 +202,7 @@ Result settleRule(const BitmapHandle& bitmap, bool collects, uint32_t capacity, 
         rule.keyBits = static_cast<uint32_t>(bitmap.BitsPerPixel);
         readBitmapPalette(bitmap, rule.palette);
         rule.enough = std::min<uint64_t>(rule.enough, findDistinct(rule, 1u << rule.keyBits));
-    } else if (bitmap.BitsPerPixel == 12 || isGray(bitmap)) {
+    } else if (hasGraySamples(bitmap)) {
         return settleGray(bitmap, collects, rule);
     } else if (bitmap.BitsPerPixel == 16) {
         rule.keyBits = 15;
@@ -210,7 +211,7 @@ Result settleRule(const BitmapHandle& bitmap, bool collects, uint32_t capacity, 
 }
 
 CountRun chooseRun(const BitmapHandle& bitmap, const CountRule& rule) {
-    const bool gray = bitmap.BitsPerPixel == 12 || isGray(bitmap);
+    const bool gray = hasGraySamples(bitmap);
     switch (bitmap.BitsPerPixel) {
         case 12:
             return rule.table != nullptr ? countTable<12> : countGray<12>;

@@ -69,6 +69,12 @@ void fetchKeys(const ColorFetch& source, const uint8_t* pixels, int32_t count, u
 ColorFetch chooseColorFetch(const DitherKernels* kernels, const SourceColors& colors, const BitmapHandle& bitmap,
                             int32_t bits, uint32_t order);
 
+// Whether pixels are gray samples. The order alone does not tell: a record may say ORDER_GRAY at any depth.
+inline bool hasGraySamples(const BitmapHandle& bitmap) {
+    const bool either = bitmap.BitsPerPixel == 16 || bitmap.BitsPerPixel == 32;
+    return bitmap.BitsPerPixel == 12 || (either && bitmap.Order == ORDER_GRAY);
+}
+
 // Whether rows of the bitmap are to be made 24-bit BGR before they are fetched.
 inline bool needsPlainOrder(const BitmapHandle& bitmap) {
     return (bitmap.BitsPerPixel == 24 || bitmap.BitsPerPixel == 48) && bitmap.Order != ORDER_RGB &&

@@ -61,7 +61,7 @@ Result showColors(const BitmapHandle& bitmap, std::span<PaletteEntry> colors) {
             TRY(converter.run(stored, shown, 1));
             entry = {shown[0], shown[1], shown[2], 0};
         }
-    } else if (bitmap.BitsPerPixel > 8 && isGray(bitmap) && !hasGrayTable(bitmap)) {
+    } else if (hasGraySamples(bitmap) && !hasGrayTable(bitmap)) {
         // Levels of fewer than 8 bits are stretched.
         const uint32_t most = grayParams(bitmap.BitsPerPixel, 8, bitmap.LowBit, bitmap.HighBit).mask;
         for (PaletteEntry& entry : colors) {

@@ -154,7 +154,7 @@ void pad(PaletteChoice& choice) {
 // padding.
 bool convertsAsCounted(const BitmapHandle& source, int32_t bits) {
     if (needsPlainOrder(source)) return source.BitsPerPixel == 24;  // 48 bits are turned before their low bytes go
-    if (source.BitsPerPixel <= 8 || !isGray(source) || hasGrayTable(source)) return true;
+    if (!hasGraySamples(source) || hasGrayTable(source)) return true;
     // A window is cut to the bits of an index, the whole sample to 8.
     const bool whole = source.LowBit <= 0 && (source.HighBit < 0 || source.HighBit == source.BitsPerPixel - 1);
     return whole || grayParams(source.BitsPerPixel, 8, source.LowBit, source.HighBit).bits <= bits;

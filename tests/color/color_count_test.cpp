@@ -80,6 +80,21 @@ TEST(ColorCount, GrayWindowsAndTables) {
     EXPECT_EQ(count, 77u);
 }
 
+// A record may say any order; gray samples are those of 12, 16 and 32 bits only.
+TEST(ColorCount, OrdersThatTheDepthDoesNotHave) {
+    Random random(358);
+    for (const int32_t bits : {12, 16, 24, 32, 48, 64}) {
+        Picture picture(random, {bits, bits == 12 ? ORDER_GRAY : ORDER_BGR}, Kind::kNoise, 20, 20);
+        for (const uint32_t order : {ORDER_RGB, ORDER_GRAY, 3u, ORDER_MATRIX_RGB, UINT32_MAX}) {
+            if (bits == 16 && order == ORDER_MATRIX_RGB) continue;  // either reading of its fields will do
+            SCOPED_TRACE(testing::Message() << bits << " bits, order " << order);
+            picture.record.Order = order;
+            if (bits == 32) picture.setWindow(random, 8, 31, false);
+            expectCount(picture);
+        }
+    }
+}
+
 TEST(ColorCount, EveryColorThatThereCanBe) {
     Random random(353);
     Picture picture(random, {16, ORDER_BGR}, Kind::kNoise, 256, 256);
