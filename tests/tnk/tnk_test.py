@@ -249,6 +249,86 @@ class Writing(ToolTest):
         self.convert("in.ppm", "two.bmp", "2", "--palette", "a.gpl", "--colors", "3")
         self.assertLessEqual(set(self.image("two.bmp").convert("RGB").getdata()), set(colors[:3]))
 
+    def colors(self, name):
+        """The palette of a picture file, by Pillow."""
+        flat = self.image(name).getpalette()
+        return list(zip(*[iter(flat)] * 3))
+
+    def error(self, name):
+        pixels = self.image(name).convert("RGB").getdata()
+        return sum((a - b) ** 2 for p, q in zip(pixels, self.pixels) for a, b in zip(p, q))
+
+    def test_optimized_palettes(self):
+        for colors in ("2", "5", "16", "100"):
+            for method in ("none", "stucki"):
+                self.convert("in.ppm", f"{method}.png", "8", "--palette", "optimized", "--colors", colors, "--dither", method)
+            self.tnk("palette", "in.ppm", "palette.gpl", "--colors", colors)
+            lines = self.read("palette.gpl").decode().splitlines()[4:]
+            chosen = [tuple(map(int, line.split()[:3])) for line in lines]
+            self.assertEqual(chosen, sorted(chosen))
+            self.assertEqual(len(chosen), int(colors))
+            for name in ("none.png", "stucki.png"):
+                self.assertEqual(self.colors(name)[: len(chosen)], chosen, name)
+                self.assertLessEqual(set(self.image(name).convert("RGB").getdata()), set(chosen), name)
+        self.convert("in.ppm", "best.bmp", "4", "--palette", "optimized", "--dither", "none", "--reserve-system")
+        self.convert("in.ppm", "fixed.bmp", "4", "--dither", "none")
+        self.assertLess(self.error("best.bmp") * 3, self.error("fixed.bmp"))
+
+        # Colours that all fit are kept as they are.
+        few = self.scene_image().quantize(9).convert("RGB")
+        self.save("few.png", few)
+        self.convert("few.png", "kept.png", "4", "--palette", "optimized")
+        self.assertEqual(self.image("kept.png").convert("RGB").tobytes(), few.tobytes())
+        self.assertEqual(self.colors("kept.png")[:9], sorted(set(few.getdata())))
+
+    def test_palettes_in_every_form(self):
+        self.save("ramp.png", Image.linear_gradient("L"))
+        self.save("own.png", self.scene_image().quantize(37))
+        for source, count in (("in.ppm", 256), ("in.ppm", 20), ("ramp.png", 256), ("own.png", 37), ("own.png", 7)):
+            self.tnk("palette", source, "first.gpl", "--colors", str(count))
+            first = self.read("first.gpl").splitlines()[4:]
+            self.assertEqual(len(first), count)
+            for form in ("pal", "act", "png", "bmp"):
+                with self.subTest(source=source, count=count, form=form):
+                    self.tnk("palette", "first.gpl", "form." + form)
+                    self.tnk("palette", "form." + form, "back.gpl")
+                    self.assertEqual(self.read("back.gpl").splitlines()[4:], first)
+                    self.convert("in.ppm", "out.png", "8", "--palette", "form." + form)
+            colors = [tuple(map(int, line.split()[:3])) for line in first]
+            jasc = ["JASC-PAL", "0100", str(count), *("%d %d %d" % c for c in colors), ""]
+            self.assertEqual(self.read("form.pal").decode(), "\r\n".join(jasc))
+            table = bytes(v for c in colors for v in c).ljust(768, b"\0")
+            self.assertEqual(self.read("form.act"), table + struct.pack(">HH", count, 0xFFFF))
+            swatches = self.image("form.png").convert("RGB")
+            columns = min(count, 16)
+            self.assertEqual(swatches.size, (columns * 16, (count + columns - 1) // columns * 16))
+            cells = [swatches.getpixel((i % columns * 16 + 8, i // columns * 16 + 8)) for i in range(count)]
+            self.assertEqual(cells, colors)
+        # A picture's own palette stays in its order.
+        self.assertEqual(colors, sorted(colors))
+        self.tnk("palette", "own.png", "first.gpl")
+        own = [tuple(map(int, line.split()[:3])) for line in self.read("first.gpl").splitlines()[4:]]
+        self.assertEqual(own, self.colors("own.png")[:37])
+        self.tnk("palette", "first.gpl", "form.act", "--colors", "3")
+        self.assertEqual(self.read("form.act")[:10], bytes(v for c in own[:3] for v in c) + b"\0")
+
+    def test_count(self):
+        rgb = self.scene_image()
+        rgba = rgb.copy()
+        rgba.putalpha(rgb.getchannel(1))
+        palette = rgb.quantize(13)
+        palette.putpalette([1, 2, 3] * 4 + [9, 9, 9] * 9)
+        deep = [0x1234, 0x12FF, 0, 0x1299, 0x1200, 77, 0x1334, 0, 0]  # the first two are alike in their high bytes
+        cases = [(self.save("a.png", rgb), len(set(self.pixels)), "colours"), (self.save("b.png", rgba), len(set(self.pixels)), "colours"),
+                 (self.save("c.bmp", palette), 2, "colours"), (self.save("d.png", rgb.getchannel(0)), len(set(p[0] for p in self.pixels)), "colours"),
+                 (self.write("e.ppm", pictures.pnm(6, 3, 1, 65535, deep)), 2, "colours by the high bytes"),
+                 (self.write("f.pgm", pictures.pnm(5, 9, 1, 65535, deep)), len(set(deep)), "grays"),
+                 (self.write("g.ppm", pictures.ppm([[(7, 7, 7)] * 5])), 1, "colour\n")]
+        out, err = self.tnk("count", "gone.png", *(name for name, _, _ in cases), code=1)
+        self.assertRegex(err, r"^tnk: gone\.png: .+\n$")
+        for (name, count, words), line in zip(cases, out.splitlines(True), strict=True):
+            self.assertTrue(line.startswith(f"{name}: {count} {words}"), line)
+
     def test_indexes_past_a_short_palette_have_an_entry(self):
         # A palette that starts like the fixed one is served by its rule, which may choose the fourth gray.
         self.write("three.gpl", b"GIMP Palette\n0 0 0\n85 85 85\n170 170 170\n")
@@ -271,9 +351,10 @@ class Writing(ToolTest):
         add("in.ppm", "8", "--dither", "all", "--palette", "web")
         add("in.ppm", "6", "--dither", "all", "--palette", "own.gpl")
         add("in.ppm", "1,4,7", "--dither", "all", "--gray", "8")
+        add("in.ppm", "1,4,7", "--dither", "all", "--palette", "optimized")
         add("in.ppm", "16,24,32")
         add(str(DATA / "small.jpg"), "8,24")
-        self.assertEqual(total.hexdigest(), "c917b45a1fd912ad3d48e26e49362d30aa2291420cce3e6f9923f9c9b26fe993")
+        self.assertEqual(total.hexdigest(), "2967b45e84aebac5b96f3d79edf16e1970c137f00bd5eeb08159cc67cf1bd87e")
 
 
 class Working(ToolTest):
@@ -326,7 +407,7 @@ class Working(ToolTest):
         tiles, resident = map(int, re.search(r"in tiles: (\d+) of \d+ bytes, (\d+) in memory", out).groups())
         self.assertEqual((tiles, resident), (4, 2))
         self.assertIn("temporary file", self.tnk("info", "in.ppm", "--memory", "disk")[0])
-        self.assertIn(f"colours     {len(set(self.pixels))} used", self.tnk("info", "in.ppm")[0])
+        self.assertIn(f"in use      {len(set(self.pixels))} colours", self.tnk("info", "in.ppm")[0])
         self.write("bits.pbm", pictures.pnm(4, 800, 50, 1, [x // 70 % 2 for x in range(800)] * 50))
         out, _ = self.tnk("info", "bits.pbm", "--memory", "compressed")
         self.assertIn("1 bit a pixel", out)
@@ -361,6 +442,33 @@ class Working(ToolTest):
             self.assertEqual(self.names(), before)
 
 
+    def test_pages_share_a_palette(self):
+        parts = [self.scene_image().crop((20 * i, 0, 20 * i + 20, HEIGHT)) for i in range(3)]
+        names = [self.save(f"{i}.png", part) for i, part in enumerate(parts)]
+        run = ["pages", *names, "--crop", "1,1,99,99", "--palette", "optimized"]
+
+        def results(out, *options):
+            self.tnk(*run, "--out", out, *options)
+            made = [self.image(out.replace("{page}", str(page)).replace("{bits}", "8")) for page in (1, 2, 3)]
+            return made, [self.read(pathlib.Path(image.filename).name) for image in made]
+
+        shared, files = results("s{page}-{bits}.png", "--shared-palette", "--bits", "4,8", "--colors", "16")
+        palettes = [image.getpalette()[:48] for image in shared]
+        self.assertTrue(palettes[0] == palettes[1] == palettes[2])
+        # That of all pixels, as of one picture.
+        whole = Image.new("RGB", (sum(image.width for image in shared), shared[0].height))
+        for i, part in enumerate(parts):
+            whole.paste(part.crop((1, 1, *part.size)), (sum(image.width for image in shared[:i]), 0))
+        self.tnk("palette", self.save("whole.png", whole), "whole.act", "--colors", "16")
+        self.assertEqual(list(self.read("whole.act")[:48]), palettes[0])
+        # Neither other jobs nor the memory that holds pictures change anything.
+        for memory in ("plain", "disk", "tiled") + (("super",) if SUPER else ()):
+            options = ["--shared-palette", "--bits", "8", "--colors", "16", "--memory", memory, "--verbose"]
+            self.assertEqual(results("m{page}.png", *options)[1], files, memory)
+        alone, _ = results("a{page}.png", "--bits", "8", "--colors", "16")
+        self.assertNotEqual(alone[0].getpalette(), alone[2].getpalette())
+
+
 class Failing(ToolTest):
     def test_usage(self):
         cases = [
@@ -387,6 +495,11 @@ class Failing(ToolTest):
             (["convert", "in.ppm", "out.png", "--bits", "8", "--colors", "9"], "2, 4, 8, ... 256 colours"),
             (["convert", "in.ppm", "out.png", "--bits", "4", "--colors", "32"], "no room for 32 colours"),
             (["convert", "in.ppm", "out.png", "--bits", "8", "--order", "rgb"], "--order"),
+            (["convert", "in.ppm", "out.png", "--bits", "8", "--palette", "web", "--reserve-system"], "--palette optimized"),
+            (["convert", "in.ppm", "out.png", "--bits", "4", "--palette", "optimized", "--colors", "17"], "no room for 17"),
+            (["pages", "in.ppm", "--out", "out.png", "--bits", "8", "--shared-palette"], "--palette optimized"),
+            (["palette", "in.ppm", "out.gif"], "must end in .act, .gpl, .pal, .png or .bmp"),
+            (["palette", "in.ppm", "out.gpl", "--colors", "257"], "--colors"),
             (["convert", "in.ppm", "out.bmp", "--bits", "12"], "BMP holds no grays"),
             (["convert", "in.ppm", "out.bmp", "--bits", "64"], "BMP holds no channels of 16 bits"),
         ]
@@ -397,7 +510,8 @@ class Failing(ToolTest):
                 self.assertTrue(err.startswith("tnk: "), err)
                 self.assertIn(words, err)
         self.assertEqual(self.names(), before)
-        for arguments in (["--help"], ["info", "--help"], ["convert", "--help"], ["pages", "--help"]):
+        for arguments in (["--help"], ["info", "--help"], ["convert", "--help"], ["pages", "--help"],
+                          ["count", "--help"], ["palette", "--help"]):
             out, err = self.tnk(*arguments)
             self.assertIn("Examples:", out)
         self.assertRegex(self.tnk("--version")[0], r"^tnk 15\.0 \(")

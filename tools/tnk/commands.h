@@ -19,6 +19,7 @@ struct PictureOptions {
     std::vector<std::string> dithers;  // empty: floyd-steinberg
     std::string palette;               // empty: fixed
     int colors = 0;                    // 0: all
+    bool reserveSystem = false;        // in optimized palettes
     std::string order;                 // empty: that of the file
     std::string memory = "plain";
     bool verbose = false;
@@ -33,6 +34,14 @@ struct PagesOptions : PictureOptions {
     std::vector<std::string> in;
     std::string out;                  // {page} too
     std::vector<std::string> select;  // numbers and ranges, from 1; empty: all in order
+    bool sharedPalette = false;       // one optimized palette for all
+};
+
+struct PaletteOptions {
+    std::string in;
+    std::string out;
+    int colors = 0;  // at most; 0: 256
+    std::string memory = "plain";
 };
 
 void convert(const ConvertOptions& options);
@@ -41,5 +50,9 @@ void convert(const ConvertOptions& options);
 void pages(const PagesOptions& options);
 
 void info(const std::string& file, const std::string& memory);
+void count(const std::string& file, const std::string& memory);
+
+// The palette that a file has, or the optimized one of a picture, as a palette file or a picture of it.
+void palette(const PaletteOptions& options);
 
 }  // namespace tool

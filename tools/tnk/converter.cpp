@@ -43,7 +43,10 @@ void checkOptions(const PictureOptions& options) {
     }
     if (options.gray && ownPalette) throw usageFailure("--gray brings its own palette and cannot go with --palette");
     if (options.colors && (options.gray || options.palette == "web")) {
-        throw usageFailure("--colors goes with the fixed palette or a palette file");
+        throw usageFailure("--colors goes with fixed and optimized palettes and palette files");
+    }
+    if (options.reserveSystem && options.palette != "optimized") {
+        throw usageFailure("--reserve-system goes with --palette optimized");
     }
     const bool fixed = !ownPalette || options.palette == "fixed";
     if (options.colors && fixed && (options.colors < 2 || (options.colors & (options.colors - 1)))) {
@@ -144,7 +147,7 @@ void Converter::readPalette() {
         if (options_.colors) palette_ = fixedColors(static_cast<uint32_t>(options_.colors));
         return;
     }
-    if (name == "web") return;
+    if (name == "web" || name == "optimized") return;
     palette_ = readPaletteFile(name);
     const size_t wanted = static_cast<size_t>(options_.colors);
     if (wanted > palette_.size()) {
@@ -186,15 +189,22 @@ void Converter::prepare(Page& page) const {
     if (options_.gray) require(T_GrayScaleBitmap(bitmap.get(), options_.gray), page.file);
 }
 
+namespace {
+
+Result resultOf(const Page& page, const Job& job, int bits, std::string out) {
+    replaceAll(out, "{bits}", std::to_string(bits));
+    replaceAll(out, "{dither}", kDitherNames[job.method]);
+    return {std::move(out), {page.file, page.resolution, page.milliseconds, {}}, job.method};
+}
+
+}  // namespace
+
 Result Converter::make(Page& page, const Job& job, std::string out) const {
     if (interrupted()) throw interruptedFailure();
     const int bits = job.bits ? job.bits : page.bitmap->BitsPerPixel;
     const std::string why = whyNot(format_, bits, options_.gray || page.bitmap->Order == ORDER_GRAY);
     if (!why.empty()) throw fileFailure(page.file, why);
-    replaceAll(out, "{bits}", std::to_string(bits));
-    replaceAll(out, "{dither}", kDitherNames[job.method]);
-
-    Result result{std::move(out), {page.file, page.resolution, page.milliseconds, {}}, job.method};
+    Result result = resultOf(page, job, bits, std::move(out));
     {
         Progress progress(result.out);
         const Stopwatch stopwatch(result.page.milliseconds);
@@ -203,38 +213,66 @@ Result Converter::make(Page& page, const Job& job, std::string out) const {
     return result;
 }
 
-Bitmap Converter::reduce(Page& page, const Job& job) const {
-    if (job.bits == 0 || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
+std::vector<Result> Converter::makeTogether(BitmapList list, const std::vector<Page>& pages, const Job& job,
+                                            const std::vector<std::string>& outs) const {
+    if (interrupted()) throw interruptedFailure();
+    const Reduction wanted = reductionFor(job);
+    double milliseconds = 0;
+    {
+        const std::string all = "all " + std::to_string(pages.size()) + " pictures";
+        Progress progress(all);
+        const Stopwatch stopwatch(milliseconds);
+        require(T_ColorResBitmapList(list.get(), wanted.bits, wanted.flags, wanted.entries(), 0, wanted.count), all);
+    }
+    std::vector<Result> results;
+    for (size_t i = 0; i < pages.size(); i++) {
+        Result& result = results.emplace_back(resultOf(pages[i], job, job.bits, outs[i]));
+        result.page.milliseconds += milliseconds / static_cast<double>(pages.size());
+        result.page.bitmap = placed(list.takeFirst(result.page.file), result.page.file);
+    }
+    return results;
+}
+
+Converter::Reduction Converter::reductionFor(const Job& job) const {
     if (job.bits > 8) {
         const bool bgr = options_.order.empty() ? orderOf(format_) == ORDER_BGR : options_.order == "bgr";
         const bool alpha = job.bits == 32 || job.bits == 64;
-        return resolve(page, job.bits, (bgr ? CRF_BGR : 0) | (alpha ? CRF_OPAQUEALPHA : 0), {});
+        return {job.bits, (bgr ? CRF_BGR : 0u) | (alpha ? CRF_OPAQUEALPHA : 0u), 0, {}};
     }
     const uint32_t method = CRF_DITHER_METHOD(job.method);
     // The picture is gray already: a reduction of its colours to grays would weigh red, green and blue alike.
-    if (options_.gray) return resolve(page, job.bits, CRF_USERPALETTE | method, grayLevels(job.bits));
-    if (!palette_.empty()) return resolve(page, job.bits, CRF_USERPALETTE | method, palette_);
-    return resolve(page, job.bits, (options_.palette == "web" ? CRF_WEBPALETTE : CRF_FIXEDPALETTE) | method, {});
+    std::vector<PaletteEntry> palette = options_.gray ? grayLevels(job.bits) : palette_;
+    if (!palette.empty()) {
+        const uint32_t count = static_cast<uint32_t>(palette.size());
+        return {job.bits, CRF_USERPALETTE | method, count, std::move(palette)};
+    }
+    if (options_.palette == "optimized") {
+        const uint32_t reserve = options_.reserveSystem ? CRF_RESERVESYSTEMCOLORS : 0;
+        return {job.bits, CRF_OPTIMIZEDPALETTE | reserve | method, static_cast<uint32_t>(options_.colors), {}};
+    }
+    constexpr uint32_t kWebColors = 216;
+    if (options_.palette == "web") return {job.bits, CRF_WEBPALETTE | method, kWebColors, {}};
+    return {job.bits, CRF_FIXEDPALETTE | method, 0, {}};
 }
 
-Bitmap Converter::resolve(Page& page, int bits, uint32_t flags, const std::vector<PaletteEntry>& palette) const {
+Bitmap Converter::reduce(Page& page, const Job& job) const {
+    if (job.bits == 0 || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
+    const Reduction wanted = reductionFor(job);
     Bitmap result;
-    constexpr uint32_t kWebColors = 216;
-    const uint32_t count = flags & CRF_WEBPALETTE ? kWebColors : static_cast<uint32_t>(palette.size());
-    require(T_ColorResBitmap(page.bitmap.get(), result.get(), sizeof(BitmapHandle), bits, flags,
-                             palette.empty() ? nullptr : palette.data(), 0, count, nullptr, nullptr),
+    require(T_ColorResBitmap(page.bitmap.get(), result.get(), sizeof(BitmapHandle), wanted.bits, wanted.flags,
+                             wanted.entries(), 0, wanted.count, nullptr, nullptr),
             page.file);
-    // The library makes results plain, on disk or tiled by itself.
+    return placed(std::move(result), page.file);
+}
+
+// The library makes results plain, on disk or tiled by itself.
+Bitmap Converter::placed(Bitmap result, const std::string& file) const {
     const bool packed = (request_ & (MEM_COMPRESSED | MEM_SUPERCOMPRESSED)) != 0;
-    return packed ? copyTo(request_, result, page.file) : std::move(result);
+    return packed ? copyTo(request_, result, file) : std::move(result);
 }
 
 void Converter::write(Result& result, OutputFile& output) const {
-    if (format_ == FileFormat::kPng) {
-        writePng(result.page.bitmap, output, result.page.resolution);
-    } else {
-        writeBmp(result.page.bitmap, output, result.page.resolution);
-    }
+    writePicture(format_, result.page.bitmap, output, result.page.resolution);
 }
 
 std::string Converter::report(Result& result) const {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "bitmap_list.h"
 #include "commands.h"
 #include "picture.h"
 #include "writer.h"
@@ -45,21 +46,35 @@ class Converter {
     void prepare(Page& page) const;
     // `out` with {bits} and {dither} filled in.
     Result make(Page& page, const Job& job, std::string out) const;
+    // The same of all pages, with one optimized palette for them. Their bitmaps are in `list`, in order.
+    std::vector<Result> makeTogether(BitmapList list, const std::vector<Page>& pages, const Job& job,
+                                     const std::vector<std::string>& outs) const;
     void write(Result& result, OutputFile& output) const;
     // A line for the user; empty unless it was asked for.
     std::string report(Result& result) const;
 
   private:
+    // What the library is asked for.
+    struct Reduction {
+        int bits;
+        uint32_t flags;
+        uint32_t count;  // of colours; 0: all
+        std::vector<PaletteEntry> palette;
+
+        const PaletteEntry* entries() const { return palette.empty() ? nullptr : palette.data(); }
+    };
+
     void checkDepth(const std::string& out, int bits) const;
     void readPalette();
+    Reduction reductionFor(const Job& job) const;
     Bitmap reduce(Page& page, const Job& job) const;
-    Bitmap resolve(Page& page, int bits, uint32_t flags, const std::vector<PaletteEntry>& palette) const;
+    Bitmap placed(Bitmap result, const std::string& file) const;
 
     const PictureOptions& options_;
     FileFormat format_;
     uint32_t request_;  // of memory
     std::vector<Job> jobs_;
-    std::vector<PaletteEntry> palette_;  // empty: the fixed or the web palette
+    std::vector<PaletteEntry> palette_;  // empty: the fixed, the web or an optimized palette
 };
 
 }  // namespace tool

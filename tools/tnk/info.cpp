@@ -1,11 +1,9 @@
-#include <algorithm>
 #include <cstdio>
 
-#include "bytes.h"
 #include "commands.h"
+#include "count.h"
 #include "memory.h"
 #include "picture.h"
-#include "progress.h"
 
 namespace tool {
 
@@ -59,27 +57,6 @@ std::string describePalette(const std::vector<PaletteEntry>& palette) {
     return "colours of its own";
 }
 
-// Different colours of the pixels, alpha aside; 0 for channels of 16 bits, whose colours would take too long.
-size_t countColors(Bitmap& bitmap, const std::string& file) {
-    if (bitmap->BitsPerPixel > 32 || bitmap->BitsPerPixel % 8 || bitmap->Order == ORDER_GRAY) return 0;
-    const size_t pixel = static_cast<size_t>(bitmap->BitsPerPixel) / 8;
-    std::vector<bool> seen(size_t{1} << 8 * std::min<size_t>(pixel, 3));
-    std::vector<uint8_t> row(bitmap->BytesPerLine);
-    size_t count = 0;
-    for (int y = 0; y < bitmap->Height; y++) {
-        if (interrupted()) throw interruptedFailure();
-        bitmap.getRow(file, row.data(), y);
-        for (size_t x = 0; x < static_cast<size_t>(bitmap->Width); x++) {
-            const uint8_t* p = row.data() + x * pixel;
-            const uint32_t color = pixel == 1 ? *p : little16(p) | static_cast<uint32_t>(p[2]) << 16;
-            if (seen[color]) continue;
-            seen[color] = true;
-            count++;
-        }
-    }
-    return count;
-}
-
 }  // namespace
 
 void info(const std::string& file, const std::string& memory) {
@@ -106,7 +83,7 @@ void info(const std::string& file, const std::string& memory) {
         std::printf("  palette     %zu colours: %s\n", headers.palette.size(),
                     describePalette(headers.palette).c_str());
     }
-    if (const size_t colors = countColors(bitmap, file)) std::printf("  colours     %zu used\n", colors);
+    std::printf("  in use      %s\n", countColors(bitmap, file).c_str());
     if (memory == "compressed") {
         if (pixelBits != 1) throw fileFailure(file, "only pictures of 1 bit a pixel are held compressed");
         Bitmap bits;

@@ -26,7 +26,10 @@ constexpr const char* kExamples =
     "  tnk info photo.jpg\n"
     "  tnk convert photo.jpg photo.png --bits 8\n"
     "  tnk convert photo.jpg fax.bmp --bits 1 --dither stucki\n"
+    "  tnk convert photo.jpg photo.png --bits 4 --palette optimized\n"
     "  tnk pages scan1.png scan2.png --out page-{page}.png --gray 8\n"
+    "  tnk count photo.jpg\n"
+    "  tnk palette photo.jpg photo.gpl --colors 32\n"
     "\n"
     "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C.";
 
@@ -35,6 +38,23 @@ constexpr const char* kInfoExamples =
     "  tnk info photo.jpg\n"
     "  tnk info *.png\n"
     "  tnk info photo.jpg --memory tiled                         what it takes in tiles";
+
+constexpr const char* kCountExamples =
+    "Alpha does not count; of channels of 16 bits the high bytes count, grays of 16 bits as they are.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk count photo.jpg\n"
+    "  tnk count *.png";
+
+constexpr const char* kPaletteExamples =
+    "The palette that a palette file or a picture with a palette has; the optimized one of other pictures, and where\n"
+    "--colors is less than a picture's palette has. Of a palette file --colors N takes the first N.\n"
+    "Whatever is written here can be read back by --palette.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk palette photo.jpg photo.gpl --colors 32\n"
+    "  tnk palette photo.jpg swatches.png\n"
+    "  tnk palette brand.gpl brand.act";
 
 // Of the commands that make pictures.
 constexpr const char* kNotes =
@@ -52,6 +72,7 @@ constexpr const char* kConvertExamples =
     "  tnk convert photo.jpg small.png --bits 8                  256 colours, Floyd-Steinberg\n"
     "  tnk convert photo.jpg web.png --bits 8 --palette web --dither ordered\n"
     "  tnk convert photo.jpg logo.bmp --bits 4 --palette brand.gpl\n"
+    "  tnk convert photo.jpg best.png --bits 8 --palette optimized --colors 64\n"
     "  tnk convert photo.jpg print.png --bits 1 --dither clustered\n"
     "  tnk convert photo.jpg part.png --crop 100,50,640,480\n"
     "  tnk convert scan.png gray.png --gray 16\n"
@@ -63,7 +84,8 @@ constexpr const char* kPagesExamples =
     "\n"
     "Examples:\n"
     "  tnk pages scan*.png --out page-{page}.png --bits 1 --dither none\n"
-    "  tnk pages a.jpg b.jpg c.jpg --out {page}-{bits}.png --bits 1,8 --select 3,1-2";
+    "  tnk pages a.jpg b.jpg c.jpg --out {page}-{bits}.png --bits 1,8 --select 3,1-2\n"
+    "  tnk pages frame*.png --out {page}.png --bits 8 --palette optimized --shared-palette";
 
 // One definition of the command line; what was asked for is in the members after a parse.
 class CommandLine {
@@ -73,16 +95,20 @@ class CommandLine {
 
   private:
     static void addMemoryOption(CLI::App& command, std::string& memory);
+    static void addColorsOption(CLI::App& command, int& colors, const char* what);
     static void addPictureOptions(CLI::App& command, PictureOptions& options);
 
     CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
     CLI::App* info_;
     CLI::App* convert_;
     CLI::App* pages_;
+    CLI::App* count_;
+    CLI::App* palette_;
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     ConvertOptions convertOptions_;
     PagesOptions pagesOptions_;
+    PaletteOptions paletteOptions_;
 };
 
 #if defined(_WIN32)
@@ -117,6 +143,10 @@ void CommandLine::addMemoryOption(CLI::App& command, std::string& memory) {
         ->check(CLI::IsMember(std::vector<std::string>(kMemoryNames.begin(), kMemoryNames.end())));
 }
 
+void CommandLine::addColorsOption(CLI::App& command, int& colors, const char* what) {
+    command.add_option("-c,--colors", colors, what)->check(CLI::Range(1, 256));
+}
+
 void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) {
     command.add_option("--crop", options.crop, "Only this part: LEFT,TOP,WIDTH,HEIGHT in pixels")
         ->delimiter(',')
@@ -128,12 +158,15 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
     command.add_option("-b,--bits", options.bits, "Bits a pixel: 1-8, 12 (gray), 16, 24, 32, 48, 64; or a list")
         ->delimiter(',')
         ->allow_extra_args(false);
-    command.add_option("-p,--palette", options.palette,
-                       "fixed (the default), web, or a file: .gpl, .pal, .act, or a picture with a palette");
-    command
-        .add_option("-c,--colors", options.colors,
-                    "Use N colours only: the first of the palette file, or the fixed palette of 2, 4, 8, ... 256")
-        ->check(CLI::Range(1, 256));
+    command.add_option(
+        "-p,--palette", options.palette,
+        "fixed (the default), web, optimized (the picture's best colours), or a file: .gpl, .pal, .act,\n"
+        "or a picture with a palette");
+    addColorsOption(
+        command, options.colors,
+        "Use N colours only: the best N, the first of the palette file, or the fixed palette of 2, 4, 8, ... 256");
+    command.add_flag("--reserve-system", options.reserveSystem,
+                     "Keep the system's colours in an optimized palette, where the display has a palette");
     command.add_option("-d,--dither", options.dithers, "Dithering method (default floyd-steinberg), a list, or all")
         ->delimiter(',')
         ->allow_extra_args(false);
@@ -174,8 +207,23 @@ CommandLine::CommandLine() {
         ->add_option("-s,--select", pagesOptions_.select, "Pictures to take, in this order: numbers and ranges from 1")
         ->delimiter(',')
         ->allow_extra_args(false);
+    pages_->add_flag("--shared-palette", pagesOptions_.sharedPalette, "One optimized palette for all pictures");
     addPictureOptions(*pages_, pagesOptions_);
     pages_->footer(std::string(kNotes) + kPagesExamples);
+
+    count_ = app_.add_subcommand("count", "Count the different colours of pictures (PNG, JPEG, BMP, PNM)");
+    count_->add_option("FILE", files_, "Pictures")->required();
+    addMemoryOption(*count_, memory_);
+    count_->footer(kCountExamples);
+
+    palette_ = app_.add_subcommand("palette", "Write the palette of a picture, or of a palette file in another form");
+    palette_->add_option("IN", paletteOptions_.in, "A picture (PNG, JPEG, BMP, PNM) or a palette (.gpl, .pal, .act)")
+        ->required();
+    palette_->add_option("OUT", paletteOptions_.out, "The palette: .gpl, .pal (JASC), .act, or swatches: .png, .bmp")
+        ->required();
+    addColorsOption(*palette_, paletteOptions_.colors, "At most N colours (default 256)");
+    addMemoryOption(*palette_, paletteOptions_.memory);
+    palette_->footer(kPaletteExamples);
 }
 
 void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
@@ -212,9 +260,11 @@ int CommandLine::run(std::vector<std::string> arguments) {
     catchInterrupts();
     if (convert_->parsed()) return guarded([this] { convert(convertOptions_); });
     if (pages_->parsed()) return guarded([this] { pages(pagesOptions_); });
+    if (palette_->parsed()) return guarded([this] { palette(paletteOptions_); });
+    const auto tell = count_->parsed() ? count : info;
     int code = kExitOk;
     for (const std::string& file : files_) {
-        if (const int found = guarded([&] { info(file, memory_); }); found != kExitOk) code = found;
+        if (const int found = guarded([&] { tell(file, memory_); }); found != kExitOk) code = found;
         if (code == kExitInterrupted) break;
     }
     return code;

@@ -11,28 +11,6 @@ namespace tool {
 
 namespace {
 
-// Bitmaps that the library keeps in order.
-class BitmapList {
-  public:
-    BitmapList() {
-        if (T_CreateBitmapList(&list_) != T_SUCCESS) throw std::bad_alloc();
-    }
-    ~BitmapList() { T_DestroyBitmapList(list_); }
-    BitmapList(const BitmapList&) = delete;
-    BitmapList& operator=(const BitmapList&) = delete;
-
-    void append(Page& page) {
-        constexpr uint32_t kEnd = ~0u;
-        require(T_InsertBitmapListItem(list_, kEnd, page.bitmap.get()), page.file);
-        page.bitmap.forget();
-    }
-
-    void takeFirst(Page& page) { require(T_RemoveBitmapListItem(list_, 0, page.bitmap.get()), page.file); }
-
-  private:
-    T_HANDLE list_ = 0;
-};
-
 // Positions from 0 of "3" or "2-5", or "5-2" for the other way round.
 void appendSelected(std::vector<size_t>& out, const std::string& part, size_t count) {
     size_t first = 0, last = 0;
@@ -82,6 +60,56 @@ void commitAll(std::deque<OutputFile>& outputs) {
     }
 }
 
+// Results on their way to their names.
+class ResultSet {
+  public:
+    explicit ResultSet(const Converter& converter) : converter_(converter) {}
+
+    void add(Result& result) {
+        converter_.write(result, outputs_.emplace_back(result.out));
+        outputs_.back().finish();
+        reports_ += converter_.report(result);
+    }
+
+    void commit() {
+        commitAll(outputs_);
+        std::fputs(reports_.c_str(), stdout);
+    }
+
+  private:
+    const Converter& converter_;
+    std::deque<OutputFile> outputs_;
+    std::string reports_;
+};
+
+// Each picture is let go of before the next one is worked on.
+void makeOneByOne(const Converter& converter, BitmapList list, std::vector<Page>& pages,
+                  const std::vector<std::string>& outs, ResultSet& results) {
+    for (size_t i = 0; i < pages.size(); i++) {
+        Page page{pages[i].file, pages[i].resolution, 0, list.takeFirst(pages[i].file)};
+        converter.prepare(page);
+        for (const Job& job : converter.jobs()) {
+            Result result = converter.make(page, job, outs[i]);
+            results.add(result);
+        }
+    }
+}
+
+void makeTogether(const Converter& converter, BitmapList list, std::vector<Page>& pages,
+                  const std::vector<std::string>& outs, ResultSet& results) {
+    for (Page& page : pages) {
+        page.bitmap = list.takeFirst(page.file);
+        converter.prepare(page);
+        list.append(page.bitmap, page.file);
+    }
+    const std::vector<Job>& jobs = converter.jobs();
+    for (size_t i = 0; i < jobs.size(); i++) {
+        // The last job needs no copy: it may use the pictures up.
+        BitmapList work = i + 1 < jobs.size() ? list.copy(pages[0].file) : std::move(list);
+        for (Result& result : converter.makeTogether(std::move(work), pages, jobs[i], outs)) results.add(result);
+    }
+}
+
 }  // namespace
 
 void pages(const PagesOptions& options) {
@@ -90,31 +118,22 @@ void pages(const PagesOptions& options) {
     if (files.size() > 1 && options.out.find("{page}") == std::string::npos) {
         throw usageFailure("several pictures need {page} in " + options.out);
     }
+    if (options.sharedPalette && options.palette != "optimized") {
+        throw usageFailure("--shared-palette goes with --palette optimized");
+    }
 
     BitmapList list;
     std::vector<Page> waiting;
+    std::vector<std::string> outs;
     for (const std::string& file : files) {
-        waiting.push_back(converter.read(file));
-        list.append(waiting.back());
+        Page& page = waiting.emplace_back(converter.read(file));
+        list.append(page.bitmap, file);
+        replaceAll(outs.emplace_back(options.out), "{page}", pageNumber(waiting.size(), files.size()));
     }
 
-    std::deque<OutputFile> outputs;
-    std::string reports;
-    for (size_t i = 0; i < waiting.size(); i++) {
-        Page page = std::move(waiting[i]);
-        list.takeFirst(page);
-        converter.prepare(page);
-        std::string out = options.out;
-        replaceAll(out, "{page}", pageNumber(i + 1, waiting.size()));
-        for (const Job& job : converter.jobs()) {
-            Result result = converter.make(page, job, out);
-            converter.write(result, outputs.emplace_back(result.out));
-            outputs.back().finish();
-            reports += converter.report(result);
-        }
-    }
-    commitAll(outputs);
-    std::fputs(reports.c_str(), stdout);
+    ResultSet results(converter);
+    (options.sharedPalette ? makeTogether : makeOneByOne)(converter, std::move(list), waiting, outs, results);
+    results.commit();
 }
 
 }  // namespace tool

@@ -6,7 +6,6 @@
 
 #include "bytes.h"
 #include "failure.h"
-#include "file.h"
 #include "headers.h"
 
 namespace tool {
@@ -88,25 +87,76 @@ Entries pictureEntries(const std::string& file, const std::vector<uint8_t>& data
     throw fileFailure(file, "neither a palette (.gpl, .pal, .act) nor a picture with one (PNG, BMP)");
 }
 
-Entries readEntries(const std::string& file, const std::vector<uint8_t>& data) {
+FilePalette readEntries(const std::string& file, const std::vector<uint8_t>& data) {
     std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
     if (text.starts_with("GIMP Palette")) {
         nextLine(text);
-        return textEntries(file, text, false);
+        return {textEntries(file, text, false)};
     }
-    if (text.starts_with("JASC-PAL")) return jascEntries(file, text);
-    if (text.size() >= 12 && text.starts_with("RIFF") && text.substr(8, 4) == "PAL ") return riffEntries(file, data);
-    if (extensionOf(file) == ".act" && (data.size() == 768 || data.size() == 772)) return colorTableEntries(data);
-    return pictureEntries(file, data);
+    if (text.starts_with("JASC-PAL")) return {jascEntries(file, text)};
+    if (text.size() >= 12 && text.starts_with("RIFF") && text.substr(8, 4) == "PAL ") return {riffEntries(file, data)};
+    if (extensionOf(file) == ".act" && (data.size() == 768 || data.size() == 772)) return {colorTableEntries(data)};
+    return {pictureEntries(file, data), true};
+}
+
+std::string formatted(const char* format, unsigned a, unsigned b, unsigned c) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, a, b, c);
+    return text;
+}
+
+std::string gimpPalette(const Entries& entries, const std::string& file) {
+    const std::u8string name = pathOf(file).stem().u8string();
+    std::string text = "GIMP Palette\nName: " + std::string(name.begin(), name.end()) + "\nColumns: 16\n#\n";
+    for (const PaletteEntry& e : entries) {
+        text +=
+            formatted("%3u %3u %3u", e.Red, e.Green, e.Blue) + formatted("\t#%02x%02x%02x\n", e.Red, e.Green, e.Blue);
+    }
+    return text;
+}
+
+std::string jascPalette(const Entries& entries) {
+    std::string text = "JASC-PAL\r\n0100\r\n" + std::to_string(entries.size()) + "\r\n";
+    for (const PaletteEntry& e : entries) text += formatted("%u %u %u\r\n", e.Red, e.Green, e.Blue);
+    return text;
+}
+
+// The longer form, with the number of entries and no transparent one.
+std::string colorTable(const Entries& entries) {
+    std::string bytes;
+    for (const PaletteEntry& e : entries) {
+        for (uint8_t value : {e.Red, e.Green, e.Blue}) bytes += static_cast<char>(value);
+    }
+    bytes.resize(size_t{256} * 3);
+    for (size_t value : {entries.size() >> 8, entries.size() & 0xFF}) bytes += static_cast<char>(value);
+    return bytes + "\xFF\xFF";
 }
 
 }  // namespace
 
+FilePalette findPalette(const std::string& file) {
+    FilePalette palette = readEntries(file, readWholeFile(file));
+    if (palette.entries.size() > 256) throw fileFailure(file, "has more than 256 colours");
+    return palette;
+}
+
 std::vector<PaletteEntry> readPaletteFile(const std::string& file) {
-    Entries entries = readEntries(file, readWholeFile(file));
+    Entries entries = findPalette(file).entries;
     if (entries.empty()) throw fileFailure(file, "has no palette");
-    if (entries.size() > 256) throw fileFailure(file, "has more than 256 colours");
     return entries;
+}
+
+bool isPaletteFile(const std::string& file) {
+    const std::string extension = extensionOf(file);
+    return extension == ".act" || extension == ".gpl" || extension == ".pal";
+}
+
+void writePaletteFile(const std::vector<PaletteEntry>& entries, OutputFile& output) {
+    const std::string extension = extensionOf(output.name());
+    const std::string data = extension == ".gpl"   ? gimpPalette(entries, output.name())
+                             : extension == ".pal" ? jascPalette(entries)
+                                                   : colorTable(entries);
+    output.write(data.data(), data.size());
 }
 
 }  // namespace tool

@@ -38,12 +38,12 @@ bool isGrayRamp(const std::vector<PaletteEntry>& palette, int bits) {
     return true;
 }
 
-Layout layoutOf(const Bitmap& bitmap, const std::vector<PaletteEntry>& palette) {
+Layout layoutOf(const Bitmap& bitmap, const std::vector<PaletteEntry>& palette, GrayRamp ramp) {
     const int bits = bitmap->BitsPerPixel;
     if (bits <= 8) {
         const uint8_t channelBits = bits > 4 ? 8 : bits == 3 ? 4 : static_cast<uint8_t>(bits);
-        const uint8_t type = isGrayRamp(palette, channelBits) ? kGray : kPalette;
-        return {channelBits, ORDER_RGB, channelBits, type, 1};
+        const bool gray = ramp == GrayRamp::kAsGrays && isGrayRamp(palette, channelBits);
+        return {channelBits, ORDER_RGB, channelBits, gray ? kGray : kPalette, 1};
     }
     if (bitmap->Order == ORDER_GRAY) return {16, ORDER_GRAY, 16, kGray, 2};
     switch (bits) {
@@ -153,11 +153,11 @@ void writeChunk(OutputFile& output, const char* type, const uint8_t* data, size_
 
 }  // namespace
 
-void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution) {
+void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution, GrayRamp ramp) {
     const std::string& file = output.name();
     std::vector<PaletteEntry> palette;
     if (bitmap->BitsPerPixel <= 8) palette = filePalette(bitmap, file);
-    const Layout layout = layoutOf(bitmap, palette);
+    const Layout layout = layoutOf(bitmap, palette, ramp);
 
     std::vector<uint8_t> rows = filteredRows(bitmap, file, layout);
     int packedBytes = 0;

@@ -2,11 +2,11 @@
 
 namespace tool {
 
-FileFormat formatOf(const std::string& file) {
+FileFormat formatOf(const std::string& file, const char* more) {
     const std::string extension = extensionOf(file);
     if (extension == ".png") return FileFormat::kPng;
     if (extension == ".bmp") return FileFormat::kBmp;
-    throw usageFailure(file + ": the name of the result must end in .png or .bmp");
+    throw usageFailure(file + ": the name of the result must end in " + more + ".png or .bmp");
 }
 
 std::string whyNot(FileFormat format, int bits, bool gray) {
@@ -17,5 +17,13 @@ std::string whyNot(FileFormat format, int bits, bool gray) {
 }
 
 uint32_t orderOf(FileFormat format) { return format == FileFormat::kPng ? ORDER_RGB : ORDER_BGR; }
+
+void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, Resolution resolution, GrayRamp ramp) {
+    if (format == FileFormat::kPng) {
+        writePng(bitmap, output, resolution, ramp);
+    } else {
+        writeBmp(bitmap, output, resolution);
+    }
+}
 
 }  // namespace tool

@@ -10,8 +10,8 @@ namespace tool {
 
 enum class FileFormat { kPng, kBmp };
 
-// By the extension; a usage failure for others.
-FileFormat formatOf(const std::string& file);
+// By the extension; a usage failure for others, which names `more` extensions that the caller takes.
+FileFormat formatOf(const std::string& file, const char* more = "");
 
 // Why a format cannot hold a result of this depth, or nothing when it can.
 std::string whyNot(FileFormat format, int bits, bool gray);
@@ -21,8 +21,13 @@ uint32_t orderOf(FileFormat format);
 
 enum class Resolution { kWrite, kOmit };
 
+// What becomes of a palette that is PNG's own ramp of grays, which needs no palette.
+enum class GrayRamp { kAsGrays, kAsPalette };
+
 // The caller commits.
-void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution);
+void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution, GrayRamp ramp);
 void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution);
+void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, Resolution resolution,
+                  GrayRamp ramp = GrayRamp::kAsGrays);
 
 }  // namespace tool
