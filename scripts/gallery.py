@@ -1,6 +1,7 @@
 """Runs tnk over pictures and writes a page that shows the results. scripts/demo calls it."""
 import argparse
 import filecmp
+import functools
 import hashlib
 import html
 import json
@@ -12,12 +13,15 @@ import sys
 
 from PIL import Image, ImageStat
 
+import quality
+from quality import OPTIMIZED, PEERS, convert
+
 METHODS = ["none", "floyd-steinberg", "stucki", "burkes", "sierra", "stevenson-arce", "jarvis", "ordered", "clustered"]
 CROP = (288, 216)  # shown pixel by pixel; the original and nine methods make two rows of five
 
 # The first picture shows every method at every depth, the others the depths in one method and every method at 8 bits.
-ALL = [([1, 2, 4, 8], METHODS, [])]
-SOME = [([1, 2, 4], ["floyd-steinberg"], []), ([8], METHODS, []), ([8], ["floyd-steinberg"], ["--palette", "web"])]
+ALL = [([1, 2, 4, 8], METHODS, []), OPTIMIZED]
+SOME = [([1, 2, 4], ["floyd-steinberg"], []), ([8], METHODS, []), ([8], ["floyd-steinberg"], ["--palette", "web"]), OPTIMIZED]
 
 PAGE = """<!DOCTYPE html>
 <html lang="en"><head><meta charset="utf-8"><meta name="viewport" content="width=device-width">
@@ -40,6 +44,8 @@ a {{ color: inherit; }}
 <h1>Tarnkit kernel: photographs in 2 to 256 colours</h1>
 <p>Made by {program} under Wine with {library}. Each view is {width} x {height} pixels of the result, one to one; a click opens
 the whole picture. Times are those of <code>T_ColorResBitmap</code> for the whole picture, as measured in that run.{compared}</p>
+<p>Optimized palettes are shown beside those of {peers}, native programs, with all their times for the whole picture. The figure
+before the time is the mean colour difference (CIE76, in CIELAB) from the original, both blurred by {sigma} pixels: less is better.</p>
 <div class="bar"><label>Zoom <input type="range" min="1" max="6" step="1" value="1"
  oninput="document.documentElement.style.setProperty('--zoom', this.value)"></label></div>
 {body}
@@ -58,22 +64,6 @@ def checksum(*parts):
     for part in parts:
         digest.update(part.read_bytes() if isinstance(part, pathlib.Path) else json.dumps(part).encode())
     return digest.hexdigest()
-
-
-def convert(command, picture, pattern, run):
-    """Runs tnk once; file name -> (bits, method, milliseconds)"""
-    bits, methods, extra = run
-    arguments = ["--bits", ",".join(map(str, bits)), "--dither", ",".join(methods), "--verbose", *extra]
-    done = subprocess.run([*command, "convert", str(picture), str(pattern), *arguments],
-                          capture_output=True, encoding="utf-8", errors="replace")
-    if done.returncode != 0:
-        sys.exit(f"{picture}: tnk ended with {done.returncode}\n{done.stderr}")
-    results = {}
-    for line in done.stdout.splitlines():
-        match = re.match(r"(.*): \d+ x \d+, (\d+) bits?, (\S+), converted in ([\d.]+) ms", line.strip())
-        if match:
-            results[pathlib.PurePosixPath(match[1].replace("\\", "/")).name] = (int(match[2]), match[3], float(match[4]))
-    return results
 
 
 def busiest(picture):
@@ -97,17 +87,47 @@ def crop(picture, window, target):
         image.crop(window).save(target)
 
 
+def peer_items(options, picture, folder, window, judge):
+    """What the peers make of a picture. Slow, and kept apart from our own results, which change more often."""
+    stamp = folder / "peers.json"
+    state = checksum(pathlib.Path(quality.__file__), picture, CROP)
+    if stamp.exists():
+        known = json.loads(stamp.read_text())
+        if known["state"] == state and all((options.out / item["crop"]).exists() for item in known["items"]):
+            return known["items"]
+    items = []
+    with Image.open(picture) as file:
+        image = file.convert("RGB")
+    bits, methods, _ = OPTIMIZED
+    for peer, reduce in PEERS.items():
+        for depth, method in ((depth, method) for depth in bits for method in methods):
+            result, ms = reduce(image, 1 << depth, method != "none")
+            file = f"{depth}-{method}-{peer}.png"
+            result.save(folder / file)
+            crop(folder / file, window, folder / f"crop-{file}")
+            items.append({"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": depth, "by": peer,
+                          "method": method, "palette": "optimized", "ms": ms, "error": judge().error(result)})
+    stamp.write_text(json.dumps({"state": state, "items": items}))
+    return items
+
+
 def reduce_picture(options, picture, number, runs):
     """Makes what is missing of one picture; returns its figures and whether it was made now."""
     folder = options.out / f"{number:02}-{re.sub('[^A-Za-z0-9]+', '-', picture.stem)}"
     stamp = folder / "stamp.json"
-    state = checksum(options.library, options.tnk, picture, runs, CROP, bool(options.native))
+    state = checksum(options.library, options.tnk, pathlib.Path(quality.__file__), picture, runs, CROP, bool(options.native))
     if stamp.exists():
         known = json.loads(stamp.read_text())
         if known["state"] == state and all((options.out / item["crop"]).exists() for item in known["items"]):
             return folder, known["items"], False
     folder.mkdir(parents=True, exist_ok=True)
     window = busiest(picture)
+
+    @functools.cache
+    def judge():
+        with Image.open(picture) as image:
+            return quality.Judge(image)
+
     items = []
     for run in runs:
         name = "{bits}-{dither}" + ("-" + run[2][-1] if run[2] else "") + ".png"
@@ -122,8 +142,13 @@ def reduce_picture(options, picture, number, runs):
                 (native / file).unlink()
         for file, (bits, method, ms) in results.items():
             crop(folder / file, window, folder / f"crop-{file}")
-            items.append({"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": bits,
-                          "method": method, "palette": run[2][-1] if run[2] else "fixed", "ms": ms})
+            item = {"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": bits, "by": "Tarnkit",
+                    "method": method, "palette": run[2][-1] if run[2] else "fixed", "ms": ms}
+            if run is OPTIMIZED:
+                with Image.open(folder / file) as result:
+                    item["error"] = judge().error(result)
+            items.append(item)
+    items += peer_items(options, picture, folder, window, judge)
     crop(picture, window, folder / "crop-original.png")
     shutil.copyfile(picture, folder / original(picture))
     with Image.open(picture) as image:
@@ -172,12 +197,18 @@ def section(picture, folder, items):
             WHOLE.format(link=link, picture=f"{folder.name}/whole.png"), "</div>"]
     groups = {}
     for item in items:
-        groups.setdefault((item["bits"], item["palette"]), []).append(item)
-    for (bits, palette), members in sorted(groups.items()):
-        body.append(f"<h3>{bits} {'bit' if bits == 1 else 'bits'}, {palette} palette</h3>\n<div class=row>")
-        body.append(part)
-        body += [FIGURE.format(link=item["file"], crop=item["crop"], name=item["method"], note=f"{item['ms']:.0f} ms")
-                 for item in members]
+        # Of an optimized palette the contenders stand side by side, without and with dithering in a row each.
+        row = METHODS.index(item["method"]) if item["palette"] == "optimized" else 0
+        groups.setdefault((item["bits"], item["palette"], row), []).append(item)
+    for (bits, palette, row), members in sorted(groups.items()):
+        if row == 0:
+            what = f"{1 << bits} colours" if palette == "optimized" else f"{bits} {'bit' if bits == 1 else 'bits'}"
+            body.append(f"<h3>{what}, {palette} palette</h3>")
+        body += ["<div class=row>", part]
+        for item in members:
+            name = f"{item['by']}, {item['method']}" if palette == "optimized" else item["method"]
+            note = (f"{item['error']:.2f} / " if "error" in item else "") + f"{item['ms']:.0f} ms"
+            body.append(FIGURE.format(link=item["file"], crop=item["crop"], name=name, note=note))
         body.append("</div>")
     return "\n".join(body)
 
@@ -197,7 +228,7 @@ def main():
         if not picture.is_file():
             sys.exit(f"{picture}: there is no such picture")
         folder, items, fresh = reduce_picture(options, picture, number, ALL if number == 1 else SOME)
-        total += len(items)
+        total += sum(item["by"] == "Tarnkit" for item in items)
         print(f"{picture.name}: {len(items)} results" + ("" if fresh else ", up to date"), flush=True)
         body.append(section(picture, folder, items))
     part, made = make_pages(options)
@@ -206,7 +237,7 @@ def main():
     compared = f" All {total} results equal those of the native build, byte by byte." if options.native else ""
     page = options.out / "index.html"
     page.write_text(PAGE.format(width=CROP[0], height=CROP[1], program=options.tnk.name, library=options.library.name,
-                                compared=compared, body="\n".join(body)), encoding="utf-8")
+                                compared=compared, peers=" and ".join(PEERS), sigma=quality.SIGMA, body="\n".join(body)), encoding="utf-8")
     print(f"open {page.resolve()}" + (f" ({total} results equal the native build's)" if options.native else ""))
 
 
