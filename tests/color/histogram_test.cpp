@@ -35,6 +35,10 @@ struct Picture {
         }
         T_SetBitmapDataPointer(&bitmap, pixels.data(), bitmap.Size);
     }
+    ~Picture() { T_FreeBitmap(&bitmap); }
+    Picture(const Picture&) = delete;
+    Picture& operator=(const Picture&) = delete;
+
     uint8_t* at(int32_t x, int32_t y) {
         return pixels.data() + static_cast<size_t>(y) * bitmap.BytesPerLine +
                static_cast<size_t>(x * bitmap.BitsPerPixel / 8);
