@@ -63,8 +63,12 @@ struct Vector {
         return {_mm256_srli_epi16(v, kBits)};
     }
     template <int kBits>
-    Vector right32() const {
-        return {_mm256_srli_epi32(v, kBits)};
+    Vector left32() const {
+        return {_mm256_slli_epi32(v, kBits)};
+    }
+    template <int kBits>
+    Vector signedRight32() const {
+        return {_mm256_srai_epi32(v, kBits)};
     }
 
     // The quotients by 2^kBits, truncated toward zero.

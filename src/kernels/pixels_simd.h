@@ -124,18 +124,14 @@ void spread(const uint8_t* bits, uint8_t* target, size_t count, const PixelTable
     withPixelBytes(table.pixelBytes, [&](auto bytes) { spreadTo<bytes>(bits, target, count, table); });
 }
 
-// Eight pixels a lane: the words of `a` and `b`, of 32 bits each whose upper half is zero.
-Vector lowWords(Vector a, Vector b) {
-    static constexpr LaneMask kLow = {{0, 1, 4, 5, 8, 9, 12, 13, 128, 128, 128, 128, 128, 128, 128, 128}};
-    static constexpr LaneMask kHigh = {{128, 128, 128, 128, 128, 128, 128, 128, 0, 1, 4, 5, 8, 9, 12, 13}};
-    return a.shuffled(Vector::repeatLane(kLow.byte)) | b.shuffled(Vector::repeatLane(kHigh.byte));
-}
-
 // ---- 5-5-5 ----
 
+// The 16-bit pixels of four-byte ones, sign-extended to 32 bits. The weights put the fields side by side, three bits too
+// high; the alpha bit comes from byte 3.
 Vector fieldsOf(Vector pixels) {
-    return (pixels.right32<3>() & Vector::each32(0x1F)) | (pixels.right32<6>() & Vector::each32(0x3E0)) |
-           (pixels.right32<9>() & Vector::each32(0x7C00)) | (pixels.right32<16>() & Vector::each32(0x8000));
+    const Vector kept = pixels & Vector::each32(0x80F8F8F8);
+    const Vector pairs = kept.weighted8(Vector::each32(64 << 24 | 32 << 16 | 32 << 8 | 1));
+    return pairs.weighted16(Vector::each32(32 << 16 | 1)).left32<13>().signedRight32<16>();
 }
 
 void to555(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields) {
@@ -147,7 +143,7 @@ void to555(const uint8_t* source, uint8_t* target, size_t count, const Fields555
     for (; count >= needed; count -= kStep, source += kStep * fields.pixelBytes, target += 2 * kStep) {
         const Vector a = fieldsOf(Vector::loadLanes(source, lane).shuffled(four));
         const Vector b = fieldsOf(Vector::loadLanes(source + lane / 2, lane).shuffled(four));
-        lowWords(a, b).store(target);
+        a.packedSigned32(b).store(target);
     }
     kScalarKernels.to555(source, target, count, fields);
 }
