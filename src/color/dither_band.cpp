@@ -59,7 +59,10 @@ class BandRun {
     void fetch(uint8_t* const* input, int32_t first) {
         const int32_t count = std::clamp(width_ - first, 0, kBandBlock);
         for (int32_t row = 0; row < rows_; ++row) {
-            for (auto& lines : band_.pixels) std::memcpy(lines[row], lines[row] + kBandBlock, kBandBehind);
+            for (uint32_t c = 0; c < (source_.gray ? 1 : kChannels); ++c) {
+                uint8_t* const line = band_.pixels[c][row];
+                std::memcpy(line, line + kBandBlock, kBandBehind);
+            }
             std::memcpy(band_.indexes[row], band_.indexes[row] + kBandBlock, kBandBehind);
             if (count == 0) continue;
             const ColorPlanes planes{band_.pixels[0][row] + kBandBehind, band_.pixels[1][row] + kBandBehind,
