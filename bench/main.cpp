@@ -33,6 +33,7 @@ void contenderIn(const Child& child, const std::string& name, const std::string&
                                      }
                                  })
         ->Unit(benchmark::kMillisecond)
+        ->Iterations(1)
         ->UseManualTime();
 }
 
