@@ -62,12 +62,6 @@ Quantising quantisingOf(const DitherState& state) {
     return modeLevelsOf(state).quantising;
 }
 
-Quantising rowQuantisingOf(const DitherState& state) {
-    const Quantising quantising = quantisingOf(state);
-    const bool plain = state.mode != MatchMode::web && modeLevelsOf(state).levels.bright == 0;
-    return quantising == Quantising::levels && plain ? Quantising::topBits : quantising;
-}
-
 DitherMatch ditherMatchOf(const DitherState& state) {
     return {&state, state.matchTable, state.choices, modeLevelsOf(state).levels};
 }

@@ -14,8 +14,6 @@ const DitherKernels* ditherKernelsFor(InstructionSet set);
 
 // How the run quantises.
 Quantising quantisingOf(const DitherState& state);
-// As above for rows without error diffusion.
-Quantising rowQuantisingOf(const DitherState& state);
 DitherMatch ditherMatchOf(const DitherState& state);
 // Colours that the run's mode can give: indexes are below it.
 uint32_t colorsOf(const DitherState& state);

@@ -86,7 +86,7 @@ void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFe
         matchRow(state, source, width, input, output);
         return;
     }
-    const DitherRowCore core = kernels.rowCore(rowQuantisingOf(state), source.gray);
+    const DitherRowCore core = kernels.rowCore(quantisingOf(state), source.gray);
     const DitherMatch match = ditherMatchOf(state);
     int16_t offsets[kOffsets] = {};
     if (state.isOrdered()) {

@@ -78,9 +78,8 @@ struct BandCoreChoice {
 };
 
 // The ways to an index: the match table; the code of each channel; the gray level's code; and, for the ordered methods
-// only, whether the gray level or each channel is above the threshold. Without error diffusion, codes of each channel that
-// are its upper bits, with places of their own in the index, have a faster way.
-enum class Quantising { table, levels, gray, grayThreshold, channelThreshold, topBits };
+// only, whether the gray level or each channel is above the threshold.
+enum class Quantising { table, levels, gray, grayThreshold, channelThreshold };
 
 // Pixels of a row without error diffusion. The offsets (or thresholds) are those of the columns modulo kOffsets. Reads
 // and writes go up to a whole vector beyond the count.

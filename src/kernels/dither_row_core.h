@@ -55,42 +55,6 @@ void ditherRowBy(const DitherMatch& match, const int16_t (&offsets)[kOffsets], c
     }
 }
 
-// Codes that are the upper bits of their channels: bytes all the way. Offsets fit a signed byte.
-template <typename Lanes>
-void ditherRowByTopBits(const DitherMatch& match, const int16_t (&offsets)[kOffsets],
-                        const uint8_t* const (&channels)[3], int32_t count, uint8_t* indexes) {
-    using V = typename Lanes::V;
-    constexpr int32_t kBytes = sizeof(V);
-    alignas(32) uint8_t more[32];
-    alignas(32) uint8_t less[32];
-    for (int32_t i = 0; i < 32; ++i) {
-        const int32_t offset = offsets[i % kOffsets];
-        more[i] = static_cast<uint8_t>(offset > 0 ? offset : 0);
-        less[i] = static_cast<uint8_t>(offset < 0 ? -offset : 0);
-    }
-    const V added = Lanes::loadBytes(more);
-    const V taken = Lanes::loadBytes(less);
-    int32_t right[3];
-    int32_t left[3];
-    V mask[3];
-    for (int32_t c = 0; c < 3; ++c) {
-        const int32_t dropped = 16 - __builtin_ctz(match.levels.scale[c]);
-        const int32_t place = __builtin_ctz(match.levels.weight[c]);
-        right[c] = dropped > place ? dropped - place : 0;
-        left[c] = place > dropped ? place - dropped : 0;
-        const int32_t bits = 0xFF >> dropped << place;
-        mask[c] = Lanes::all(bits << 8 | bits);  // also drops what a shift brings over from the byte beside
-    }
-    for (int32_t x = 0; x < count; x += kBytes) {
-        V index = Lanes::all(0);
-        for (int32_t c = 0; c < 3; ++c) {
-            const V level = Lanes::subtractBytes(Lanes::addBytes(Lanes::loadBytes(channels[c] + x), added), taken);
-            index |= Lanes::shiftLeft(Lanes::shiftRight(level, right[c]), left[c]) & mask[c];
-        }
-        Lanes::store(indexes + x, index);
-    }
-}
-
 template <typename Lanes, int32_t Channels>
 DitherRowCore rowCoreOf(Quantising quantising) {
     switch (quantising) {
@@ -100,8 +64,6 @@ DitherRowCore rowCoreOf(Quantising quantising) {
             return ditherRowBy<Lanes, MovedLevels<Lanes, GrayQuantiser<Lanes, Channels>, Channels>, Channels>;
         case Quantising::grayThreshold:
             return ditherRowBy<Lanes, GrayThreshold<Lanes, Channels>, Channels>;
-        case Quantising::topBits:
-            return ditherRowByTopBits<Lanes>;
         case Quantising::levels:
             return ditherRowBy<Lanes, MovedLevels<Lanes, LevelQuantiser<Lanes, 3>, 3>, 3>;
         case Quantising::channelThreshold:

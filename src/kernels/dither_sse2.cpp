@@ -29,12 +29,6 @@ struct Sse2 {
     }
     static V multiplyHigh(V value, V factor) { return vector(_mm_mulhi_epu16(bits(value), bits(factor))); }
 
-    static V loadBytes(const uint8_t* from) { return vector(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))); }
-    static V addBytes(V a, V b) { return vector(_mm_adds_epu8(bits(a), bits(b))); }
-    static V subtractBytes(V a, V b) { return vector(_mm_subs_epu8(bits(a), bits(b))); }
-    static V shiftLeft(V value, int32_t by) { return vector(_mm_sll_epi16(bits(value), _mm_cvtsi32_si128(by))); }
-    static V shiftRight(V value, int32_t by) { return vector(_mm_srl_epi16(bits(value), _mm_cvtsi32_si128(by))); }
-
     // One lane down, each row's value to the next row; the first row takes *first.
     static V shiftDown(V value, const int16_t* first) {
         const __m128i above = _mm_slli_si128(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(first)), 14);
