@@ -19,7 +19,10 @@ struct alignas(16) HeapHeader {
 HeapHeader* headerOf(void* block) { return static_cast<HeapHeader*>(block) - 1; }
 
 // Bytes of a heap block with its header; 0 when that passes the address space.
-size_t heapBytes(uint32_t bytes) { return bytes <= SIZE_MAX - sizeof(HeapHeader) ? bytes + sizeof(HeapHeader) : 0; }
+size_t heapBytes(uint32_t bytes) {
+    const uint64_t all = uint64_t{bytes} + sizeof(HeapHeader);
+    return all <= SIZE_MAX ? static_cast<size_t>(all) : 0;
+}
 
 void* dataOf(HeapHeader* header, uint32_t bytes) {
     header->bytes = bytes;
