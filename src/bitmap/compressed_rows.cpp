@@ -83,7 +83,7 @@ Result putPlainSpan(BitmapHandle& bitmap, const Span& span, uint8_t* plain, cons
     expandRuns(runs, plain, lead, 0, span.pixels);
     if (span.pixels < static_cast<uint32_t>(bitmap.Width)) {
         const uint32_t segment[] = {lead, lead + span.pixels};
-        return T_PutBitmapRowSegments(&bitmap, plain, span.row, span.column - lead, segment, 2, 0);
+        return putRowSegments(bitmap, plain, span.row, span.column - lead, segment, 2, false);
     }
     const uint32_t used = (span.pixels + 7) / 8;
     std::memset(plain + used, 0, bitmap.BytesPerLine - used);
@@ -105,6 +105,15 @@ Result putEncoded(BitmapHandle& bitmap, const Span& span, uint8_t* plain, const 
 }
 
 }  // namespace
+
+Result getEncodedRow(BitmapHandle& bitmap, int32_t row, uint8_t* encoded) {
+    return getEncoded(bitmap, wholeRow(bitmap, row), nullptr, &encoded);
+}
+
+Result putEncodedRow(BitmapHandle& bitmap, int32_t row, const uint8_t* encoded) {
+    return putEncoded(bitmap, wholeRow(bitmap, row), nullptr, Runs::ofRow(encoded));
+}
+
 }  // namespace tnk
 
 using namespace tnk;

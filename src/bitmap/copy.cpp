@@ -6,6 +6,7 @@
 
 #include "bitmap/rows.h"
 #include "bitmap/storage.h"
+#include "bitmap/storage_compressed.h"
 #include "system/memory.h"
 
 namespace tnk {
@@ -86,8 +87,8 @@ class RunMover {
 
     Result move(int32_t first, int32_t count) {
         for (int32_t row = first; row < first + count; ++row) {
-            TRY(T_GetBitmapRowCompressed(&source_, nullptr, row_.data(), row, 1));
-            TRY(T_PutBitmapRowCompressed(&destination_, nullptr, row_.data(), row, 1));
+            TRY(getEncodedRow(source_, row, row_.data()));
+            TRY(putEncodedRow(destination_, row, row_.data()));
         }
         return SUCCESS;
     }
@@ -123,13 +124,6 @@ Result copyData(BitmapHandle& destination, BitmapHandle& source) {
     return moveAllRows(RowMover(source, destination), source.Height);
 }
 
-Result copyWhole(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request) {
-    TRY(makeCopyRecord(destination, source, source.Width, source.Height, request));
-    const Result copied = copyData(destination, source);
-    if (!copied.ok()) freeBitmap(destination);
-    return copied;
-}
-
 int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t structSize, const uint32_t* request) {
     if (destination == nullptr) return ERROR_INVALID_PARAMETER;
     Result entry = checkEntry(kStoredEntry, source);
@@ -138,10 +132,17 @@ int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t s
     if (entry.ok()) entry = checkEntry(kSourceEntry, source);
     if (!entry.ok()) return entry.code;
     if (structSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
-    return copyWhole(*destination, *source, request).code;
+    return copyBitmap(*destination, *source, request).code;
 }
 
 }  // namespace
+
+Result copyBitmap(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request) {
+    TRY(makeCopyRecord(destination, source, source.Width, source.Height, request));
+    const Result copied = copyData(destination, source);
+    if (!copied.ok()) freeBitmap(destination);
+    return copied;
+}
 
 Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height,
                       const uint32_t* request) {

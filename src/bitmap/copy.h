@@ -16,6 +16,9 @@ namespace tnk {
 Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height,
                       const uint32_t* request);
 
+// A whole copy; see T_CopyBitmap, and with a request T_CopyBitmap2.
+Result copyBitmap(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request);
+
 // The progress of copying `rows` rows, for the thread's copy-status callback.
 inline Progress copyProgress(int32_t rows) {
     const ThreadSettings& settings = currentSettings();

@@ -2,6 +2,7 @@
 #include <cstring>
 
 #include "bitmap/lifecycle.h"
+#include "color/palette.h"
 #include "platform/platform.h"
 #include "system/dispatch.h"
 
@@ -32,11 +33,12 @@ void inheritDescription(BitmapHandle& destination, const BitmapHandle& source) {
 Result duplicatePalette(BitmapHandle& destination, const BitmapHandle& source, uint32_t flags) {
     if ((flags & DUP_PALETTE) == 0) {
         destination.Palette = source.Palette;
-    } else if (T_CopyBitmapPalette(&destination, &source) != SUCCESS) {
+    } else if (!copyPalette(destination, source).ok()) {
         return FAILURE;
     }
     destination.ColorCount = source.ColorCount;
-    return T_CopyPlaybackParms(&destination, &source);
+    copyPlayback(destination, source);
+    return SUCCESS;
 }
 
 Result duplicateRegion(BitmapHandle& destination, BitmapHandle& source, uint32_t flags) {

@@ -6,6 +6,7 @@
 
 #include "bitmap/storage.h"
 #include "color/dither.h"
+#include "color/palette.h"
 #include "format/pixel_format.h"
 #include "platform/platform.h"
 #include "system/dispatch.h"
@@ -62,9 +63,9 @@ void setDefaults(BitmapHandle& bitmap, const PixelFormat& format) {
 }
 
 Result attachPalette(BitmapHandle& bitmap, bool gray, const PaletteEntry* entries) {
-    if (gray) return T_CreateBitmapGrayPalette(&bitmap);
-    if (entries == nullptr) return T_CreateBitmapFixedPalette(&bitmap);
-    bitmap.Palette = T_CreateNewPalette(entries, bitmap.ColorCount);
+    if (gray) return attachGrayPalette(bitmap);
+    if (entries == nullptr) return attachFixedPalette(bitmap);
+    bitmap.Palette = newPalette(entries, bitmap.ColorCount);
     return bitmap.Palette != nullptr ? SUCCESS : FAILURE;
 }
 
@@ -161,16 +162,9 @@ Result initBitmap(BitmapHandle& bitmap, int32_t width, int32_t height, int32_t b
 
 void freeByteMap(BitmapHandle& bitmap) { freeBlock(bitmap.pByteMap); }
 
-void freeBitmapPalette(BitmapHandle& bitmap) { freeBlock(bitmap.Palette); }
-
 void freeGrayTable(BitmapHandle& bitmap) {
     freeBlock(bitmap.pLUT);
     bitmap.LUTLength = 0;
-}
-
-void deleteRegion(BitmapHandle& bitmap) {
-    if (bitmap.Region != 0) T_DeleteTarnRgn(bitmap.Region);
-    bitmap.Region = 0;
 }
 
 void freeBitmap(BitmapHandle& bitmap) {
@@ -249,10 +243,7 @@ extern "C" void TNK_CALL T_ReleaseBitmap(BitmapHandle* Bitmap) {
 }
 
 extern "C" int32_t TNK_CALL T_LockBitmap(BitmapHandle* Bitmap) {
-    if (Bitmap == nullptr) return 0;
-    if ((Bitmap->Flags & BMF_LOCKED) != 0) return 1;
-    accessBitmap(*Bitmap);
-    return 0;
+    return Bitmap != nullptr && lockBitmap(*Bitmap) ? 1 : 0;
 }
 
 extern "C" void TNK_CALL T_UnlockBitmap(BitmapHandle* Bitmap, uint32_t WasLocked) {

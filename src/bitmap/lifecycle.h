@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "bitmap/storage.h"
 #include "system/entry_rule.h"
 #include "system/result.h"
 #include "tnkrn.h"
@@ -16,9 +17,7 @@ void freeBitmap(BitmapHandle& bitmap);
 // Release one attachment and clear its field; nothing when there is none.
 constexpr uint32_t kByteMapBytes = 256;
 void freeByteMap(BitmapHandle& bitmap);
-void freeBitmapPalette(BitmapHandle& bitmap);
 void freeGrayTable(BitmapHandle& bitmap);
-void deleteRegion(BitmapHandle& bitmap);
 
 inline bool isGray(const BitmapHandle& bitmap) { return bitmap.Order == ORDER_GRAY; }
 // A lookup table stands for the gray samples.
@@ -37,14 +36,16 @@ Result copyGrayParams(BitmapHandle& destination, const BitmapHandle& source);
 // Keeps a bitmap accessed while it lives; nests.
 class Locked {
   public:
-    explicit Locked(BitmapHandle& bitmap) : bitmap_(bitmap), wasLocked_(T_LockBitmap(&bitmap)) {}
-    ~Locked() { T_UnlockBitmap(&bitmap_, static_cast<uint32_t>(wasLocked_)); }
+    explicit Locked(BitmapHandle& bitmap) : bitmap_(bitmap), wasLocked_(lockBitmap(bitmap)) {}
+    ~Locked() {
+        if (!wasLocked_) releaseBitmap(bitmap_);
+    }
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
 
   private:
     BitmapHandle& bitmap_;
-    int32_t wasLocked_;
+    bool wasLocked_;
 };
 
 // A bitmap built aside: frees itself on every path but the one that hands it over.

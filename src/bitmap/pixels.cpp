@@ -85,7 +85,7 @@ uint32_t color555(uint32_t word, uint32_t order) {
 
 // One pixel of 24 or 48 bits from or to blue, green, red.
 Result changeOrder(uint8_t* pixel, int32_t bits, uint32_t from, uint32_t to) {
-    return T_ConvertBuffer(pixel, 1, bits, bits, from, to, nullptr, nullptr);
+    return convertBuffer(pixel, 1, {.bitsSrc = bits, .bitsDst = bits, .orderSrc = from, .orderDst = to});
 }
 
 // Of 8- or 16-bit channels, of which the high byte counts. Only 24 and 48 bits have a third order.

@@ -161,8 +161,11 @@ Result putThroughScratch(BitmapHandle& bitmap, const uint8_t* buffer, int32_t ro
     return written < 0 ? Result(static_cast<int32_t>(written)) : Result(SUCCESS);
 }
 
-Result putRowSegments(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t column,
-                      const SegmentList& segments, bool keepTopBits) {
+}  // namespace
+
+Result putRowSegments(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t column, const uint32_t* words,
+                      uint32_t count, bool keepTopBits) {
+    const SegmentList segments{words, count};
     uint8_t* target = nullptr;
     TRY(storageOf(bitmap).lend(bitmap, row, 1, &target));
     // A depth of no bitmap has no pixels to write.
@@ -175,7 +178,6 @@ Result putRowSegments(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, 
     return SUCCESS;
 }
 
-}  // namespace
 }  // namespace tnk
 
 using namespace tnk;
@@ -186,5 +188,5 @@ extern "C" int32_t TNK_CALL T_PutBitmapRowSegments(BitmapHandle* Bitmap, const u
     if (Buffer == nullptr || Segments == nullptr) return ERROR_INVALID_PARAMETER;
     const Result entry = checkEntry(kSegmentsEntry, Bitmap);
     if (!entry.ok()) return entry.code;
-    return putRowSegments(*Bitmap, Buffer, Row, Col, {Segments, Count}, KeepTopBits != 0).code;
+    return putRowSegments(*Bitmap, Buffer, Row, Col, Segments, Count, KeepTopBits != 0).code;
 }

@@ -131,7 +131,9 @@ Result RowWriter::put(int32_t count) {
 using namespace tnk;
 
 extern "C" int32_t TNK_CALL T_GetBitmapRow(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Bytes) {
-    return T_GetBitmapRowCol(Bitmap, Buffer, Row, 0, Bytes);
+    const Result entry = checkRowEntry(Bitmap, Buffer);
+    if (!entry.ok()) return entry.code;
+    return static_cast<int32_t>(getRow(*Bitmap, Buffer, Row, Bytes));
 }
 
 extern "C" int32_t TNK_CALL T_PutBitmapRow(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Bytes) {

@@ -14,6 +14,13 @@ namespace tnk {
 int64_t getRow(BitmapHandle& bitmap, uint8_t* buffer, int32_t row, uint32_t bytes);
 int64_t putRow(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t bytes);
 
+// Writes the pixels of the segments, `count` words of starts and ends; see T_PutBitmapRowSegments.
+Result putRowSegments(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_t column, const uint32_t* words,
+                      uint32_t count, bool keepTopBits);
+
+// The least and the greatest sample of a gray bitmap; 0 and 0 of others. Undefined after a failure.
+Result scanGrayRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum);
+
 // Leaves the row cache as copying rows one by one up to `row` would.
 void noteRow(BitmapHandle& bitmap, int32_t row);
 

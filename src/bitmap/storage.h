@@ -78,5 +78,11 @@ void reportTiles(const BitmapHandle& bitmap, const TileOutputs& outputs);
 // Locks and unlocks movable storage; nothing for other kinds.
 void accessBitmap(BitmapHandle& bitmap);
 void releaseBitmap(BitmapHandle& bitmap);
+// Locks it unless it is locked; whether it was.
+inline bool lockBitmap(BitmapHandle& bitmap) {
+    if ((bitmap.Flags & BMF_LOCKED) != 0) return true;
+    accessBitmap(bitmap);
+    return false;
+}
 
 }  // namespace tnk

@@ -13,6 +13,10 @@ struct RowGroup;
 
 inline bool isCompressed(const BitmapHandle& bitmap) { return (bitmap.Flags & BMF_COMPRESSED) != 0; }
 
+// Whole stored rows of a run-compressed bitmap as they are encoded.
+Result getEncodedRow(BitmapHandle& bitmap, int32_t row, uint8_t* encoded);
+Result putEncodedRow(BitmapHandle& bitmap, int32_t row, const uint8_t* encoded);
+
 // One stored row. Readers of different rows share nothing that is written.
 class CompressedRow {
   public:

@@ -14,16 +14,16 @@ bool writeZeroAt(T_HANDLE file, uint32_t position) {
 
 // Makes the file `size` + 1 bytes long and goes back to its start. Bytes never written read as zero.
 Result fillFile(T_HANDLE file, uint32_t size) {
-    if (!writeZeroAt(file, size - 1)) return T_OsGetLastError(FAILURE);
+    if (!writeZeroAt(file, size - 1)) return lastFileError(FAILURE);
     if (seekBig(file, size, SeekOrigin::start) != size) return FAILURE;
     const uint8_t zero = 0;
-    if (writeBig(file, &zero, 1) != 1) return T_OsGetLastError(ERROR_FILE_WRITE);
+    if (writeBig(file, &zero, 1) != 1) return lastFileError(ERROR_FILE_WRITE);
     return seekBig(file, 0, SeekOrigin::start) == 0 ? SUCCESS : FAILURE;
 }
 
 Result allocateDisk(BitmapHandle& bitmap) {
     const T_HANDLE file = createTemporaryFile();
-    if (file == kNoFile) return T_OsGetLastError(FAILURE);
+    if (file == kNoFile) return lastFileError(FAILURE);
     const Result filled = fillFile(file, bitmap.Size);
     if (!filled.ok()) {
         platform->closeFile(file);

@@ -91,12 +91,12 @@ Result storeChanges(TileStore& store, uint32_t index) {
     if (use.changed == 0) return SUCCESS;
     if (tile.file == 0) {
         const T_HANDLE file = createTemporaryFile();
-        if (file == kNoFile) return T_OsGetLastError(FAILURE);
+        if (file == kNoFile) return lastFileError(FAILURE);
         tile.file = file;
     }
     TRY(forEachRun(store, use.changed, [&](uint32_t from, uint32_t to) -> Result {
         if (seekBig(tile.file, from, SeekOrigin::start) != from) return ERROR_FILE_SEEK;
-        if (writeBig(tile.file, tile.view + from, to - from) != to - from) return T_OsGetLastError(ERROR_FILE_WRITE);
+        if (writeBig(tile.file, tile.view + from, to - from) != to - from) return lastFileError(ERROR_FILE_WRITE);
         tile.stored = std::max<uintptr_t>(tile.stored, to);
         return SUCCESS;
     }));

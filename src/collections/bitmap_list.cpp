@@ -2,13 +2,15 @@
 #include <algorithm>
 #include <cstring>
 
-#include "bitmap/lifecycle.h"
+#include "bitmap/copy.h"
 #include "platform/platform.h"
 
 namespace tnk {
 namespace {
 
 constexpr EntryRule kItemEntry = {ERROR_INVALID_PARAMETER, 0, ERROR_STRUCT_SIZE};
+
+constexpr EntryRule kCopiedEntry = {ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER, ERROR_STRUCT_SIZE};
 
 constexpr uint32_t kLastItem = UINT32_MAX;
 
@@ -148,7 +150,8 @@ Result copyItems(BitmapList& list, uint32_t index, uint32_t count, BitmapList*& 
     TRY(createListFor(count, copied));
     for (uint32_t i = 0; i < count; ++i) {
         BitmapHandle record;
-        const Result result = T_CopyBitmap(&record, &list.items[index + i], sizeof record);
+        Result result = checkEntry(kCopiedEntry, &list.items[index + i]);
+        if (result.ok()) result = copyBitmap(record, list.items[index + i], nullptr);
         if (!result.ok()) {
             destroyList(copied);
             return result;

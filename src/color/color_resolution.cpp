@@ -166,13 +166,13 @@ Result describeDestination(const ColorResJob& job, BitmapHandle& source, BitmapH
 Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandle& destination, bool wanted,
                        const PaletteChoice& choice) {
     TRY(copyRegion(destination, source, 0, 0));
-    if (job.reducesToPalette() && T_SetBitmapNewPalette(&destination, choice.entries, choice.count) != 1) {
+    if (job.reducesToPalette() && !replacePalette(destination, choice.entries, choice.count).ok()) {
         return FAILURE;
     }
     if (wanted) {
         TRY(allocateBitmap(destination, (source.Flags & BMF_DISK) != 0 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL));
     }
-    T_CopyPlaybackParms(&destination, &source);
+    copyPlayback(destination, source);
 
     const Locked sourceLock(source);
     const Locked destinationLock(destination);
@@ -240,7 +240,7 @@ Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle
 
     target = described;
     Result result = fillDestination(job, original, target, wanted, choice);
-    if (result.ok() && wanted) result = T_IntGetMinMaxValGray(&target, &target.MinVal, &target.MaxVal);
+    if (result.ok() && wanted) result = scanGrayRange(target, target.MinVal, target.MaxVal);
     if (!result.ok() || !wanted) freeBitmap(target);
     if (!inPlace) return result;
     if (!result.ok()) {

@@ -122,8 +122,9 @@ Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t*
     int32_t bits = state.sourceBits;
     uint32_t order = bitmap.Order;
     if (needsPlainOrder(bitmap)) {
+        const ConvertSpec plain{.bitsSrc = bits, .bitsDst = 24, .orderSrc = order, .orderDst = ORDER_BGR};
         for (int32_t i = 0; i < count && bitmap.Width > 0; ++i) {
-            TRY(T_ConvertBuffer(input[i], bitmap.Width, bits, 24, order, ORDER_BGR, nullptr, nullptr));
+            TRY(convertBuffer(input[i], bitmap.Width, plain));
         }
         bits = 24;
         order = ORDER_BGR;

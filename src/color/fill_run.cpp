@@ -11,7 +11,7 @@ namespace {
 
 uint32_t pixelIndex(const BitmapHandle& bitmap, uint32_t color) {
     if (colorTag(color) == COLOR_TAG_INDEX) return color & 0xFF;
-    return T_GetNearestPaletteIndex(&bitmap, grayToPlain(color));
+    return platformNearestIndex(bitmap, grayToPlain(color));
 }
 
 // 1, 2, 4 and 8 bits: one byte repeated.
@@ -93,9 +93,14 @@ void fill16(uint8_t* row, int32_t count, uint32_t word) {
 // 24 to 64 bits: one pixel goes through the buffer conversion.
 Result fillConverted(const BitmapHandle& bitmap, uint8_t* row, int32_t count, uint32_t color) {
     uint8_t pixel[8] = {colorBlue(color), colorGreen(color), colorRed(color)};
-    const uint32_t window = isGray(bitmap) ? CONVERT_DST_BIT_RANGE : 0;
-    TRY(T_ConvertBufferExt(pixel, 1, 24, bitmap.BitsPerPixel, ORDER_BGR, bitmap.Order, nullptr, nullptr, window,
-                           bitmap.LowBit, bitmap.HighBit));
+    TRY(convertBuffer(pixel, 1,
+                      {.bitsSrc = 24,
+                       .bitsDst = bitmap.BitsPerPixel,
+                       .orderSrc = ORDER_BGR,
+                       .orderDst = bitmap.Order,
+                       .flags = isGray(bitmap) ? CONVERT_DST_BIT_RANGE : 0u,
+                       .lowBit = bitmap.LowBit,
+                       .highBit = bitmap.HighBit}));
     repeatPixel(row, count, pixel, static_cast<size_t>(bitmap.BitsPerPixel) / 8);
     return SUCCESS;
 }

@@ -77,6 +77,31 @@ void fillGrayRamp(std::span<PaletteEntry> palette) {
     }
 }
 
+PaletteEntry* newGrayPalette(uint32_t bits) {
+    if (bits == 0) bits = 8;
+    if (bits > 29) return nullptr;  // byte counts of palettes fit 32 bits on every target
+    const size_t count = size_t{1} << bits;
+    auto* palette = static_cast<PaletteEntry*>(platform->allocateGlobal(count * sizeof(PaletteEntry), false));
+    if (palette != nullptr) fillGrayRamp({palette, count});
+    return palette;
+}
+
+Result attachFixedPalette(BitmapHandle& bitmap) {
+    const uint32_t count = bitmap.ColorCount;
+    if (count < 2 || count > kMaxPaletteEntries || (count & (count - 1)) != 0) return 0;
+    // KEEP: 4 colours start at the table of 2, whose successor is the table of 4: black, white, black, gray 85. Taking
+    // the table of 4 would be the obvious repair; existing 2-bit pictures mean these colours.
+    bitmap.Palette = newPalette(&kFixedPalettes[count == 4 ? 0 : count - 2], count);
+    return bitmap.Palette != nullptr ? SUCCESS : FAILURE;
+}
+
+Result attachGrayPalette(BitmapHandle& bitmap) {
+    if (bitmap.BitsPerPixel < 1 || bitmap.BitsPerPixel > 8) return ERROR_BPP_NOT_SUPPORTED;
+    bitmap.ColorCount = 1u << bitmap.BitsPerPixel;
+    bitmap.Palette = newGrayPalette(static_cast<uint32_t>(bitmap.BitsPerPixel));
+    return bitmap.Palette != nullptr ? SUCCESS : FAILURE;
+}
+
 }  // namespace tnk
 
 using namespace tnk;
@@ -97,33 +122,15 @@ extern "C" const PaletteEntry* TNK_CALL T_IntGetNetscapePalette(void) { return w
 extern "C" PaletteEntry* TNK_CALL T_CreateFixedPalette(uint32_t Bits) {
     if (Bits > 8) return nullptr;
     const uint32_t bits = std::max(Bits, 1u);
-    return T_CreateNewPalette(fixedPalette(static_cast<int32_t>(bits)), 1u << bits);
+    return newPalette(fixedPalette(static_cast<int32_t>(bits)), 1u << bits);
 }
 
-extern "C" PaletteEntry* TNK_CALL T_CreateGrayPalette(uint32_t Bits) {
-    const uint32_t bits = Bits == 0 ? 8 : Bits;
-    if (bits > 29) return nullptr;  // byte counts of palettes fit 32 bits on every target
-    const size_t count = size_t{1} << bits;
-    auto* palette = static_cast<PaletteEntry*>(platform->allocateGlobal(count * sizeof(PaletteEntry), false));
-    if (palette != nullptr) fillGrayRamp({palette, count});
-    return palette;
-}
+extern "C" PaletteEntry* TNK_CALL T_CreateGrayPalette(uint32_t Bits) { return newGrayPalette(Bits); }
 
 extern "C" int32_t TNK_CALL T_CreateBitmapFixedPalette(BitmapHandle* Bitmap) {
-    if (Bitmap == nullptr) return ERROR_INVALID_PARAMETER;
-    const uint32_t count = Bitmap->ColorCount;
-    if (count < 2 || count > kMaxPaletteEntries || (count & (count - 1)) != 0) return 0;
-    // KEEP: 4 colours start at the table of 2, whose successor is the table of 4: black, white, black, gray 85. Taking
-    // the table of 4 would be the obvious repair; existing 2-bit pictures mean these colours.
-    const PaletteEntry* table = &kFixedPalettes[count == 4 ? 0 : count - 2];
-    Bitmap->Palette = T_CreateNewPalette(table, count);
-    return Bitmap->Palette != nullptr ? SUCCESS : FAILURE;
+    return Bitmap != nullptr ? attachFixedPalette(*Bitmap).code : ERROR_INVALID_PARAMETER;
 }
 
 extern "C" int32_t TNK_CALL T_CreateBitmapGrayPalette(BitmapHandle* Bitmap) {
-    if (Bitmap == nullptr) return ERROR_INVALID_PARAMETER;
-    if (Bitmap->BitsPerPixel < 1 || Bitmap->BitsPerPixel > 8) return ERROR_BPP_NOT_SUPPORTED;
-    Bitmap->ColorCount = 1u << Bitmap->BitsPerPixel;
-    Bitmap->Palette = T_CreateGrayPalette(static_cast<uint32_t>(Bitmap->BitsPerPixel));
-    return Bitmap->Palette != nullptr ? SUCCESS : FAILURE;
+    return Bitmap != nullptr ? attachGrayPalette(*Bitmap).code : ERROR_INVALID_PARAMETER;
 }

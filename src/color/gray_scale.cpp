@@ -17,21 +17,6 @@ int32_t classifyEnd(uint8_t gray) {
     return gray == 0 ? GRAYSCALE_NORMAL : gray == 255 ? GRAYSCALE_INVERTED : GRAYSCALE_OTHER;
 }
 
-// KEEP: the step is an integer, so 0, 128, 255 is no ramp (step 127). Comparing with rounded levels would be the
-// tempting repair. An empty palette is judged by its first entry like one of a single entry.
-int32_t classifyPalette(const PaletteEntry* palette, uint32_t count) {
-    if (!std::all_of(palette, palette + count, isGrayEntry)) return GRAYSCALE_NO;
-    if (count <= 1) return classifyEnd(palette[0].Red);
-    const bool ascending = palette[0].Red == 0;
-    const auto step = static_cast<uint8_t>(255 / (count - 1));
-    uint8_t expected = ascending ? 0 : 255;
-    for (uint32_t i = 0; i < count; ++i) {
-        if (palette[i].Red != expected) return GRAYSCALE_OTHER;
-        expected = static_cast<uint8_t>(ascending ? expected + step : expected - step);
-    }
-    return ascending ? GRAYSCALE_NORMAL : GRAYSCALE_INVERTED;
-}
-
 int32_t classifyPaletteBitmap(const BitmapHandle& bitmap) {
     if (bitmap.BitsPerPixel > 8 || bitmap.Palette == nullptr || bitmap.ColorCount == 0) return GRAYSCALE_NO;
     const int32_t code = classifyPalette(bitmap.Palette, bitmap.ColorCount);
@@ -51,6 +36,22 @@ int32_t classifyGrayBitmap(const BitmapHandle& bitmap) {
 }
 
 }  // namespace
+
+// KEEP: the step is an integer, so 0, 128, 255 is no ramp (step 127). Comparing with rounded levels would be the
+// tempting repair. An empty palette is judged by its first entry like one of a single entry.
+int32_t classifyPalette(const PaletteEntry* palette, uint32_t count) {
+    if (!std::all_of(palette, palette + count, isGrayEntry)) return GRAYSCALE_NO;
+    if (count <= 1) return classifyEnd(palette[0].Red);
+    const bool ascending = palette[0].Red == 0;
+    const auto step = static_cast<uint8_t>(255 / (count - 1));
+    uint8_t expected = ascending ? 0 : 255;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (palette[i].Red != expected) return GRAYSCALE_OTHER;
+        expected = static_cast<uint8_t>(ascending ? expected + step : expected - step);
+    }
+    return ascending ? GRAYSCALE_NORMAL : GRAYSCALE_INVERTED;
+}
+
 }  // namespace tnk
 
 using namespace tnk;

@@ -19,10 +19,6 @@ namespace {
 
 constexpr EntryRule kBuilderRule = {ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, ERROR_STRUCT_SIZE};
 
-bool sameColor(const PaletteEntry& a, const PaletteEntry& b) {
-    return a.Blue == b.Blue && a.Green == b.Green && a.Red == b.Red;
-}
-
 bool contains(std::span<const PaletteEntry> entries, const PaletteEntry& wanted) {
     return std::any_of(entries.begin(), entries.end(),
                        [&](const PaletteEntry& entry) { return sameColor(entry, wanted); });

@@ -77,7 +77,7 @@ Result RowConverter::run(const uint8_t* source, uint8_t* target, int32_t width) 
     return SUCCESS;
 }
 
-static Result convertBuffer(uint8_t* buffer, int32_t width, const ConvertSpec& spec) {
+Result convertBuffer(uint8_t* buffer, int32_t width, const ConvertSpec& spec) {
     if (buffer == nullptr || width <= 0) return ERROR_INVALID_PARAMETER;
     RowConverter converter;
     TRY(converter.prepare(spec));

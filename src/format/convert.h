@@ -38,6 +38,9 @@ constexpr uint8_t grayLevel(uint32_t red, uint32_t green, uint32_t blue) {
     return static_cast<uint8_t>((2 * red + 5 * green + blue + 4) >> 3);
 }
 
+// Converts `width` pixels in place, for callers of single rows and pixels.
+Result convertBuffer(uint8_t* buffer, int32_t width, const ConvertSpec& spec);
+
 // A conversion prepared once (checks, maps, kernels) and run on many rows. The palettes that `prepare` is given must
 // live as long as it.
 class RowConverter {

@@ -136,7 +136,7 @@ Result settleWindowScale(const BitmapHandle& bitmap, RangeScale& scale) {
 Result settleDataScale(BitmapHandle& bitmap, RangeScale& scale) {
     int32_t least = 0;
     int32_t greatest = 0;
-    TRY(T_IntGetMinMaxValGray(&bitmap, &least, &greatest));
+    TRY(scanGrayRange(bitmap, least, greatest));
     const uint32_t turn = (bitmap.Flags & BMF_SIGNED) != 0 ? 0x80000000 : 0;
     const uint32_t low = static_cast<uint32_t>(least) ^ turn;
     scale = {.turn = turn,
@@ -192,8 +192,9 @@ Result describeGray(BitmapHandle& target, const BitmapHandle& source) {
     target.DitherMethod = source.DitherMethod;
     target.Order = indexed ? ORDER_RGB : ORDER_GRAY;
     target.ColorCount = 0;
-    if (indexed) TRY(T_CreateBitmapGrayPalette(&target));
-    return T_CopyPlaybackParms(&target, &source);  // once more: its colours depend on palette and order
+    if (indexed) TRY(attachGrayPalette(target));
+    copyPlayback(target, source);  // once more: its colours depend on palette and order
+    return SUCCESS;
 }
 
 // Makes `target` of all but the items that `dupFlags` leave shared. A failure leaves nothing attached to it.
@@ -204,7 +205,7 @@ Result buildGray(const BitmapHandle& bitmap, BitmapHandle& target, int32_t bits,
     target.Palette = nullptr;
     Result result = describeGray(target, source);
     if (result.ok()) result = fill(source, target);
-    if (result.ok()) result = T_IntGetMinMaxValGray(&target, &target.MinVal, &target.MaxVal);
+    if (result.ok()) result = scanGrayRange(target, target.MinVal, target.MaxVal);
     if (!result.ok()) freeDuplicateBitmap(target, dupFlags | DUP_PALETTE);
     return result;
 }
@@ -228,7 +229,7 @@ bool hasGrayForm(const BitmapHandle& bitmap, int32_t bits) {
     if (bitmap.BitsPerPixel != bits) return false;
     if (bits == 8)
         return bitmap.Palette != nullptr && bitmap.ColorCount == kMaxPaletteEntries &&
-               T_IsGrayScalePalette(bitmap.Palette, kMaxPaletteEntries) == GRAYSCALE_NORMAL;
+               classifyPalette(bitmap.Palette, kMaxPaletteEntries) == GRAYSCALE_NORMAL;
     const BitWindow window = windowOf(bitmap);
     const bool whole = window.low <= 0 && topBit(bitmap, window.high) == bits - 1;
     return isGray(bitmap) && whole && !hasGrayTable(bitmap) && (bitmap.Flags & BMF_SIGNED) == 0;
@@ -263,7 +264,7 @@ extern "C" int32_t TNK_CALL T_CreateGrayScaleBitmap(BitmapHandle* Destination, B
     Result result = checkGrayScale(*Source, BitsPerPixel);
     if (result.ok()) result = buildGray(*Source, *Destination, BitsPerPixel, kOwn, convertRows);
     // The caller's record may never have been initialised: from here on it can be freed.
-    if (!result.ok()) (void)T_InitBitmap(Destination, StructSize, 0, 0, 0);
+    if (!result.ok()) (void)initBitmap(*Destination, 0, 0, 0);
     return result.code;
 }
 

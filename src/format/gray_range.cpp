@@ -59,7 +59,9 @@ Result scanWhole(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
         minimum, maximum);
 }
 
-Result scanRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
+}  // namespace
+
+Result scanGrayRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
     minimum = maximum = 0;
     if (!isGray(bitmap)) return SUCCESS;
     const bool isSigned = (bitmap.Flags & BMF_SIGNED) != 0;
@@ -82,7 +84,6 @@ Result scanRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
     }
 }
 
-}  // namespace
 }  // namespace tnk
 
 using namespace tnk;
@@ -92,7 +93,7 @@ extern "C" int32_t TNK_CALL T_IntGetMinMaxValGray(BitmapHandle* Bitmap, int32_t*
     if (MinVal == nullptr || MaxVal == nullptr) return ERROR_INVALID_PARAMETER;
     int32_t minimum = 0;
     int32_t maximum = 0;
-    if (const Result scanned = scanRange(*Bitmap, minimum, maximum); !scanned.ok()) return scanned.code;
+    if (const Result scanned = scanGrayRange(*Bitmap, minimum, maximum); !scanned.ok()) return scanned.code;
     *MinVal = minimum;
     *MaxVal = maximum;
     return SUCCESS;

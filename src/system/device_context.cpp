@@ -1,4 +1,5 @@
 // Device contexts of the toolkit.
+#include "color/palette.h"
 #include "platform/platform.h"
 #include "system/entry_rule.h"
 
@@ -13,7 +14,7 @@ constexpr EntryRule kOptionalBitmap = {SUCCESS, 0, ERROR_STRUCT_SIZE};
 extern "C" T_HANDLE TNK_CALL T_CreateTarnDC(const BitmapHandle* Bitmap) {
     if (!checkEntry(kOptionalBitmap, Bitmap).ok()) return 0;
     if (Bitmap == nullptr || Bitmap->Palette == nullptr) return platform->createDeviceContext(0);
-    const T_HANDLE palette = T_DupBitmapPalette(Bitmap);
+    const T_HANDLE palette = logicalPaletteOf(*Bitmap);
     return palette != 0 ? platform->createDeviceContext(palette) : 0;
 }
 

@@ -25,6 +25,11 @@ Routine regionRoutine(const BitmapHandle& bitmap, int word) {
 
 }  // namespace
 
+void deleteRegion(BitmapHandle& bitmap) {
+    if (bitmap.Region != 0) platform->deleteRegion(bitmap.Region);
+    bitmap.Region = 0;
+}
+
 Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy) {
     destination.Region = 0;
     const auto copy = routine<CopyRegionRoutine>(DISPATCH_COPY_REGION);
@@ -41,8 +46,7 @@ Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, i
 Result moveRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy) {
     const auto copy = routine<CopyRegionRoutine>(DISPATCH_COPY_REGION);
     if (copy == nullptr || source.Region == 0) return SUCCESS;
-    T_DeleteTarnRgn(destination.Region);
-    destination.Region = 0;
+    deleteRegion(destination);
     const Result result = copy(&destination, &source, dx, dy);
     if (!result.ok()) destination.Region = 0;
     return result;

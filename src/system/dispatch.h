@@ -7,6 +7,9 @@
 
 namespace tnk {
 
+// Deletes the bitmap's region, where it has one.
+void deleteRegion(BitmapHandle& bitmap);
+
 // Gives `destination` a copy of the source's region, moved by (dx, dy); without a routine it gets none.
 // The source keeps its own region on every path.
 Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);

@@ -21,7 +21,44 @@ bool makeTempName(T_WCHAR (&path)[kPathChars]) {
 
 }  // namespace
 
-int32_t TNK_CALL closeIgnoringData(T_HANDLE file, void*) { return T_OsClose(file); }
+T_HANDLE TNK_CALL openFile(const T_WCHAR* name, uint32_t openFlags, uint32_t shareFlags, void*) {
+    if (name == nullptr) return kNoFile;
+    const uint32_t access = openFlags & 3;
+    FileRequest request;
+    request.name = name;
+    request.read = access != OPEN_WRITE;
+    request.write = access != OPEN_READ;
+    request.creation = creationOf(openFlags);
+    request.shareRead = (shareFlags & SHARE_READ) != 0;
+    // KEEP: SHARE_WRITE alone shares nothing; giving it the other writers would be the tempting repair.
+    request.shareWrite = request.shareRead && (shareFlags & SHARE_WRITE) != 0;
+    request.readOnly = access == OPEN_READ;
+    // Systems differ on truncating without the right to write.
+    if (request.creation == FileCreation::truncateExisting && !request.write) return kNoFile;
+    return platform->openFile(request);
+}
+
+int32_t TNK_CALL readFile(T_HANDLE file, void* buffer, uint32_t count, void*) {
+    return buffer != nullptr ? static_cast<int32_t>(platform->readFile(file, buffer, count)) : -1;
+}
+
+int32_t TNK_CALL writeFile(T_HANDLE file, const void* buffer, uint32_t count, void*) {
+    if (buffer == nullptr) return -1;
+    if (count == 0) return platform->endFileHere(file) ? 0 : -1;
+    return static_cast<int32_t>(platform->writeFile(file, buffer, count));
+}
+
+int32_t TNK_CALL seekFile(T_HANDLE file, int32_t offset, int32_t origin, void*) {
+    const int64_t position = platform->seekFile(file, offset, seekOrigin(static_cast<uint32_t>(origin)));
+    return position >= 0 ? static_cast<int32_t>(position) : 0;
+}
+
+int32_t TNK_CALL closeFile(T_HANDLE file, void*) {
+    // A system may take the failed handle for something that can be closed.
+    return file != kNoFile && platform->closeFile(file) ? 0 : -1;
+}
+
+int32_t lastFileError(int32_t other) { return platform->lastErrorIsDiskFull() ? ERROR_DISK_FULL : other; }
 
 T_HANDLE createTemporaryFile() {
     T_WCHAR name[kPathChars];
@@ -61,21 +98,8 @@ bool setFileSize(T_HANDLE file, uint64_t bytes) {
 
 using namespace tnk;
 
-extern "C" T_HANDLE TNK_CALL T_OsOpen(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags, void*) {
-    if (Name == nullptr) return kNoFile;
-    const uint32_t access = OpenFlags & 3;
-    FileRequest request;
-    request.name = Name;
-    request.read = access != OPEN_WRITE;
-    request.write = access != OPEN_READ;
-    request.creation = creationOf(OpenFlags);
-    request.shareRead = (ShareFlags & SHARE_READ) != 0;
-    // KEEP: SHARE_WRITE alone shares nothing; giving it the other writers would be the tempting repair.
-    request.shareWrite = request.shareRead && (ShareFlags & SHARE_WRITE) != 0;
-    request.readOnly = access == OPEN_READ;
-    // Systems differ on truncating without the right to write.
-    if (request.creation == FileCreation::truncateExisting && !request.write) return kNoFile;
-    return platform->openFile(request);
+extern "C" T_HANDLE TNK_CALL T_OsOpen(const T_WCHAR* Name, uint32_t OpenFlags, uint32_t ShareFlags, void* UserData) {
+    return openFile(Name, OpenFlags, ShareFlags, UserData);
 }
 
 extern "C" T_HANDLE TNK_CALL T_OsCreat(const T_WCHAR* Name, uint32_t Attributes) {
@@ -94,19 +118,16 @@ extern "C" T_HANDLE TNK_CALL T_OsCreat(const T_WCHAR* Name, uint32_t Attributes)
     return platform->openFile(request);
 }
 
-extern "C" int32_t TNK_CALL T_OsRead(T_HANDLE File, void* Buffer, uint32_t Count, void*) {
-    return Buffer != nullptr ? static_cast<int32_t>(platform->readFile(File, Buffer, Count)) : -1;
+extern "C" int32_t TNK_CALL T_OsRead(T_HANDLE File, void* Buffer, uint32_t Count, void* UserData) {
+    return readFile(File, Buffer, Count, UserData);
 }
 
-extern "C" int32_t TNK_CALL T_OsWrite(T_HANDLE File, const void* Buffer, uint32_t Count, void*) {
-    if (Buffer == nullptr) return -1;
-    if (Count == 0) return platform->endFileHere(File) ? 0 : -1;
-    return static_cast<int32_t>(platform->writeFile(File, Buffer, Count));
+extern "C" int32_t TNK_CALL T_OsWrite(T_HANDLE File, const void* Buffer, uint32_t Count, void* UserData) {
+    return writeFile(File, Buffer, Count, UserData);
 }
 
-extern "C" int32_t TNK_CALL T_OsSeek(T_HANDLE File, int32_t Offset, int32_t Origin, void*) {
-    const int64_t position = platform->seekFile(File, Offset, seekOrigin(static_cast<uint32_t>(Origin)));
-    return position >= 0 ? static_cast<int32_t>(position) : 0;
+extern "C" int32_t TNK_CALL T_OsSeek(T_HANDLE File, int32_t Offset, int32_t Origin, void* UserData) {
+    return seekFile(File, Offset, Origin, UserData);
 }
 
 extern "C" uint64_t TNK_CALL T_OsSeekBig(T_HANDLE File, uint64_t Offset, uint32_t Origin, void*) {
@@ -124,10 +145,7 @@ extern "C" int32_t TNK_CALL T_OsWriteBig(T_HANDLE File, const void* Buffer, uint
 
 extern "C" int32_t TNK_CALL T_OsSetFileSize(T_HANDLE File, uint32_t Size) { return setFileSize(File, Size) ? 0 : -1; }
 
-extern "C" int32_t TNK_CALL T_OsClose(T_HANDLE File) {
-    // A system may take the failed handle for something that can be closed.
-    return File != kNoFile && platform->closeFile(File) ? 0 : -1;
-}
+extern "C" int32_t TNK_CALL T_OsClose(T_HANDLE File) { return closeFile(File, nullptr); }
 
 extern "C" int32_t TNK_CALL T_OsDelete(const T_WCHAR* Name) {
     return Name != nullptr && platform->deleteFile(Name) ? 0 : -1;
@@ -144,6 +162,4 @@ extern "C" int32_t TNK_CALL T_OsGetTempName(T_WCHAR* Buffer) {
     return SUCCESS;
 }
 
-extern "C" int32_t TNK_CALL T_OsGetLastError(int32_t Default) {
-    return platform->lastErrorIsDiskFull() ? ERROR_DISK_FULL : Default;
-}
+extern "C" int32_t TNK_CALL T_OsGetLastError(int32_t Default) { return lastFileError(Default); }

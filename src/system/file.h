@@ -9,10 +9,16 @@
 
 namespace tnk {
 
-int32_t TNK_CALL closeIgnoringData(T_HANDLE file, void* userData);
+// The file routines that a thread starts with; see T_OsOpen and its companions.
+T_HANDLE TNK_CALL openFile(const T_WCHAR* name, uint32_t openFlags, uint32_t shareFlags, void*);
+int32_t TNK_CALL readFile(T_HANDLE file, void* buffer, uint32_t count, void*);
+int32_t TNK_CALL writeFile(T_HANDLE file, const void* buffer, uint32_t count, void*);
+int32_t TNK_CALL seekFile(T_HANDLE file, int32_t offset, int32_t origin, void*);
+int32_t TNK_CALL closeFile(T_HANDLE file, void*);
+inline constexpr FileRoutines kLibraryRoutines = {openFile, readFile, writeFile, seekFile, closeFile};
 
-// The file routines that a thread starts with.
-inline constexpr FileRoutines kLibraryRoutines = {T_OsOpen, T_OsRead, T_OsWrite, T_OsSeek, closeIgnoringData};
+// The disk-full code when that is what the system last said, else `other`.
+int32_t lastFileError(int32_t other);
 
 // A new empty file in the thread's temporary directory, for reading and writing, that vanishes when it is closed. kNoFile
 // on failure, and then nothing is left behind. Closed with platform->closeFile.

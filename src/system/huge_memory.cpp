@@ -64,7 +64,7 @@ Result seekTo(T_HANDLE file, uint64_t position) {
 Result HugeStore::allocate(uint64_t bytes) {
     if (!fitsMemory(bytes) || !platform->createSection(bytes, &section_)) {
         file_ = createTemporaryFile();
-        if (file_ == kNoFile || !setFileSize(file_, bytes)) return T_OsGetLastError(FAILURE);
+        if (file_ == kNoFile || !setFileSize(file_, bytes)) return lastFileError(FAILURE);
     }
     bytes_ = bytes;
     return SUCCESS;
@@ -72,7 +72,7 @@ Result HugeStore::allocate(uint64_t bytes) {
 
 Result HugeStore::resize(uint64_t bytes) {
     if (file_ != kNoFile) {
-        if (!setFileSize(file_, bytes)) return T_OsGetLastError(FAILURE);
+        if (!setFileSize(file_, bytes)) return lastFileError(FAILURE);
         bytes_ = bytes;
         return SUCCESS;
     }
@@ -99,7 +99,7 @@ Result HugeStore::write(uint64_t position, const void* buffer, uint64_t bytes) {
     }
     TRY(seekTo(file_, position));
     if (writeBig(file_, buffer, bytes) == static_cast<int64_t>(bytes)) return SUCCESS;
-    return T_OsGetLastError(ERROR_FILE_WRITE);
+    return lastFileError(ERROR_FILE_WRITE);
 }
 
 }  // namespace

@@ -43,8 +43,13 @@ void exchangeData(void*& stored, void** given) {
 }
 
 void exchangeRoutines(FileRoutines& routines, FileRoutineData& data) {
-    T_FilterIO(&routines.open, &routines.read, &routines.write, &routines.seek, &routines.close, &data.open, &data.read,
-               &data.write, &data.seek, &data.close);
+    ThreadSettings& settings = currentSettings();
+    exchangeRoutine(settings.routines.open, &routines.open);
+    exchangeRoutine(settings.routines.read, &routines.read);
+    exchangeRoutine(settings.routines.write, &routines.write);
+    exchangeRoutine(settings.routines.seek, &routines.seek);
+    exchangeRoutine(settings.routines.close, &routines.close);
+    std::swap(settings.routineData, data);
 }
 
 // A block that cannot grow stays as it is; the write that asked for it then comes out short.
@@ -167,6 +172,28 @@ OpenRoutine wideFormOf(OpenRoutineA narrow) {
 
 constexpr FileRoutines kMemoryRoutines = {memoryOpen, memoryRead, memoryWrite, memorySeek, memoryClose};
 
+// Null routines stand for the library's own.
+void installRoutines(const FileRoutines& given, void* userData) {
+    const FileRoutines& own = kLibraryRoutines;
+    ThreadSettings& settings = currentSettings();
+    settings.routines = {
+        given.open != nullptr ? given.open : own.open,    given.read != nullptr ? given.read : own.read,
+        given.write != nullptr ? given.write : own.write, given.seek != nullptr ? given.seek : own.seek,
+        given.close != nullptr ? given.close : own.close,
+    };
+    settings.routineData = {userData, userData, userData, userData, userData};
+}
+
+int32_t redirectedRead(T_HANDLE file, void* buffer, uint32_t count) {
+    const ThreadSettings& settings = currentSettings();
+    return settings.routines.read(file, buffer, count, settings.routineData.read);
+}
+
+int32_t redirectedWrite(T_HANDLE file, const void* buffer, uint32_t count) {
+    const ThreadSettings& settings = currentSettings();
+    return settings.routines.write(file, buffer, count, settings.routineData.write);
+}
+
 }  // namespace
 
 }  // namespace tnk
@@ -175,20 +202,14 @@ using namespace tnk;
 
 extern "C" void TNK_CALL T_RedirectIO(OpenRoutine Open, ReadRoutine Read, WriteRoutine Write, SeekRoutine Seek,
                                       CloseRoutine Close, void* UserData) {
-    ThreadSettings& settings = currentSettings();
-    settings.routines = {
-        Open != nullptr ? Open : kLibraryRoutines.open,    Read != nullptr ? Read : kLibraryRoutines.read,
-        Write != nullptr ? Write : kLibraryRoutines.write, Seek != nullptr ? Seek : kLibraryRoutines.seek,
-        Close != nullptr ? Close : kLibraryRoutines.close,
-    };
-    settings.routineData = {UserData, UserData, UserData, UserData, UserData};
+    installRoutines({Open, Read, Write, Seek, Close}, UserData);
 }
 
 extern "C" int32_t TNK_CALL T_RedirectIOA(OpenRoutineA Open, ReadRoutine Read, WriteRoutine Write, SeekRoutine Seek,
                                           CloseRoutine Close, void* UserData) {
     const OpenRoutine wide = Open != nullptr ? wideFormOf(Open) : nullptr;
     if (Open != nullptr && wide == nullptr) return FAILURE;
-    T_RedirectIO(wide, Read, Write, Seek, Close, UserData);
+    installRoutines({wide, Read, Write, Seek, Close}, UserData);
     return SUCCESS;
 }
 
@@ -226,13 +247,11 @@ extern "C" T_HANDLE TNK_CALL T_RedirectedOpen(const T_WCHAR* Name, uint32_t Open
 }
 
 extern "C" int32_t TNK_CALL T_RedirectedRead(T_HANDLE File, void* Buffer, uint32_t Count) {
-    const ThreadSettings& settings = currentSettings();
-    return settings.routines.read(File, Buffer, Count, settings.routineData.read);
+    return redirectedRead(File, Buffer, Count);
 }
 
 extern "C" int32_t TNK_CALL T_RedirectedWrite(T_HANDLE File, const void* Buffer, uint32_t Count) {
-    const ThreadSettings& settings = currentSettings();
-    return settings.routines.write(File, Buffer, Count, settings.routineData.write);
+    return redirectedWrite(File, Buffer, Count);
 }
 
 extern "C" int32_t TNK_CALL T_RedirectedSeek(T_HANDLE File, int32_t Offset, int32_t Origin) {
@@ -248,15 +267,15 @@ extern "C" int32_t TNK_CALL T_RedirectedClose(T_HANDLE File) {
 extern "C" int32_t TNK_CALL T_RedirectedReadBig(T_HANDLE File, void* Buffer, uint32_t Count) {
     if (Buffer == nullptr) return -1;
     auto* to = static_cast<uint8_t*>(Buffer);
-    return static_cast<int32_t>(moveInChunks(
-        Count, [&](uint64_t offset, uint32_t chunk) { return T_RedirectedRead(File, to + offset, chunk); }));
+    return static_cast<int32_t>(
+        moveInChunks(Count, [&](uint64_t offset, uint32_t chunk) { return redirectedRead(File, to + offset, chunk); }));
 }
 
 extern "C" int32_t TNK_CALL T_RedirectedWriteBig(T_HANDLE File, const void* Buffer, uint32_t Count) {
     if (Buffer == nullptr) return -1;
     const auto* from = static_cast<const uint8_t*>(Buffer);
     return static_cast<int32_t>(moveInChunks(
-        Count, [&](uint64_t offset, uint32_t chunk) { return T_RedirectedWrite(File, from + offset, chunk); }));
+        Count, [&](uint64_t offset, uint32_t chunk) { return redirectedWrite(File, from + offset, chunk); }));
 }
 
 extern "C" int32_t TNK_CALL T_StartRedirectToBuffer(void** Context, T_HANDLE* Handle, uint32_t Flags, T_HANDLE hBuffer,

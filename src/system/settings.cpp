@@ -98,7 +98,6 @@ void detachThread() {
 }
 
 void detachProcess() {
-    T_ResourceLeakReport();
     // The slot first: from here on no thread reaches its block.
     platform->deleteThreadSlot();
     SettingsBlock* remaining;

@@ -1,4 +1,4 @@
-// The version record, and the animation values that bitmaps carry for their callers.
+// The version record.
 #include <cstring>
 
 #include "platform/platform.h"
@@ -29,18 +29,5 @@ extern "C" int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size) 
     std::memcpy(version.BuildDate, kBuildDate, sizeof kBuildDate);
     std::memcpy(version.BuildTime, kBuildTime, sizeof kBuildTime);
     *Record = version;
-    return SUCCESS;
-}
-
-extern "C" int32_t TNK_CALL T_CopyPlaybackParms(BitmapHandle* Destination, const BitmapHandle* Source) {
-    if (Destination == nullptr || Source == nullptr) return ERROR_INVALID_PARAMETER;
-    constexpr uint32_t kFlags = BMF_PLAYBACK_A | BMF_PLAYBACK_B;
-    Destination->Flags = (Destination->Flags & ~kFlags) | (Source->Flags & kFlags);
-    Destination->PlaybackValue1 = Source->PlaybackValue1;
-    Destination->PlaybackValue2 = Source->PlaybackValue2;
-    Destination->PlaybackValue3 = Source->PlaybackValue3;
-    Destination->PlaybackMode = Source->PlaybackMode;
-    Destination->PlaybackColor1 = T_TranslateBitmapColor(Destination, Source, Source->PlaybackColor1);
-    Destination->PlaybackColor2 = T_TranslateBitmapColor(Destination, Source, Source->PlaybackColor2);
     return SUCCESS;
 }
