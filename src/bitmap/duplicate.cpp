@@ -1,6 +1,7 @@
 // Records made after the model of another one.
 #include <cstring>
 
+#include "bitmap/hooks.h"
 #include "bitmap/lifecycle.h"
 #include "color/palette.h"
 #include "platform/platform.h"

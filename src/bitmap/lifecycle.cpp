@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "bitmap/hooks.h"
 #include "bitmap/storage.h"
-#include "color/dither.h"
 #include "color/palette.h"
 #include "format/pixel_format.h"
 #include "platform/platform.h"
@@ -171,7 +171,7 @@ void freeBitmap(BitmapHandle& bitmap) {
     deleteRegion(bitmap);
     freeBitmapPalette(bitmap);
     releaseOverlays(bitmap);
-    if (bitmap.pDitherState != nullptr) stopDithering(bitmap);
+    endDitheringOf(bitmap);
     freeGrayTable(bitmap);
     if (!isAllocated(bitmap)) return;
     // Memory of the caller first: whatever else the flags say, it is not touched.

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bitmap/hooks.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
 #include "color/dither.h"

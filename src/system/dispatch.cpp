@@ -85,13 +85,6 @@ Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32
     return ask != nullptr ? ask(&bitmap, row, segments, count) : SUCCESS;
 }
 
-Result copyOverlays(BitmapHandle& destination, const BitmapHandle&) {
-    destination.pOverlays = nullptr;
-    return SUCCESS;
-}
-
-void releaseOverlays(BitmapHandle& bitmap) { bitmap.pOverlays = nullptr; }
-
 }  // namespace tnk
 
 using namespace tnk;

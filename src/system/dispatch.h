@@ -32,8 +32,4 @@ Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds);
 Result segmentCount(BitmapHandle& bitmap, uint32_t* count);
 Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32_t* count);
 
-// Gives `destination` its own copy of the source's overlay set; releases a set. Bitmaps carry none yet.
-Result copyOverlays(BitmapHandle& destination, const BitmapHandle& source);
-void releaseOverlays(BitmapHandle& bitmap);
-
 }  // namespace tnk

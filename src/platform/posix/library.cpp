@@ -1,11 +1,11 @@
 // Loading and unloading of the shared library. Nothing refers to this file, so a program that links the static form
 // goes without it; settings then begin with their first use.
-#include "system/settings.h"
+#include "platform/load_hooks.h"
 
 namespace {
 
-[[gnu::constructor]] void onLoad() { tnk::attachProcess(); }
+[[gnu::constructor]] void onLoad() { tnk::loadHooks.attachProcess(); }
 
-[[gnu::destructor]] void onUnload() { tnk::detachProcess(); }
+[[gnu::destructor]] void onUnload() { tnk::loadHooks.detachProcess(); }
 
 }  // namespace

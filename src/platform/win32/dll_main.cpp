@@ -1,20 +1,20 @@
 // Loading and unloading of the DLL, and the end of threads. Nothing refers to this file, so a program that links the
 // static form goes without it; settings then begin with their first use.
+#include "platform/load_hooks.h"
 #include "platform/win32/windows_api.h"
-#include "system/settings.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* processEnds) {
     switch (reason) {
         case DLL_PROCESS_ATTACH:
-            tnk::attachProcess();
+            tnk::loadHooks.attachProcess();
             break;
         case DLL_THREAD_DETACH:
-            tnk::detachThread();
+            tnk::loadHooks.detachThread();
             break;
         case DLL_PROCESS_DETACH:
             // At the end of the process the other threads were stopped wherever they stood, perhaps inside the heap: the
             // system takes everything back by itself.
-            if (processEnds == nullptr) tnk::detachProcess();
+            if (processEnds == nullptr) tnk::loadHooks.detachProcess();
             break;
         default:
             break;
