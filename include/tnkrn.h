@@ -1127,9 +1127,10 @@ TNK_API int32_t TNK_CALL T_StartDitheringExt(BitmapHandle* Bitmap, const Palette
 
 /* Dithers the next row, top to bottom: Width pixels of the bitmap's format from Input, Width indexes of the output
  * bits to Output, where bits after the last index are kept. Input rows of 24 and 48 bits in ORDER_MATRIX_RGB are
- * changed.
- * Codes: -13 null, not started, an order that the depth does not have, or wider than at the start; -789; -1360 signed
- * samples, with BMF_WINDOW too. */
+ * changed. Output may be Input where the output bits are not more than the bitmap's; rows that overlap otherwise may not
+ * be given.
+ * Codes: -13 null, not started, wider or of another depth than at the start, or (above 12 bits) an order that the depth
+ * does not have: nothing is written then; -789; -1360 signed samples, with BMF_WINDOW too. */
 TNK_API int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint8_t* Output);
 
 /* Ends dithering. Codes: -13 null; 1 also when nothing was started. */

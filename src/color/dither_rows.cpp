@@ -9,6 +9,7 @@
 #include "color/dither_pack.h"
 #include "color/dither_state.h"
 #include "format/convert.h"
+#include "format/pixel_format.h"
 
 namespace tnk {
 namespace {
@@ -102,6 +103,15 @@ void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFe
     });
 }
 
+// What the run was started for is still what the record says: error rows have the width of the start, callers' rows the
+// depth. Indexes have no order, and 12 bits are gray whatever it says.
+Result checkRow(const DitherState& state, const BitmapHandle& bitmap) {
+    const PixelFormat* const format = findPixelFormat(bitmap.BitsPerPixel);
+    const bool same = format != nullptr && format->bits == state.sourceBits && bitmap.Width <= state.columns;
+    const bool ordered = same && (format->bits <= 12 || acceptsOrder(*format, bitmap.Order));
+    return ordered ? SUCCESS : ERROR_INVALID_PARAMETER;
+}
+
 }  // namespace
 
 bool ditherChangesInput(const BitmapHandle& bitmap) { return needsPlainOrder(bitmap); }
@@ -116,8 +126,7 @@ Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t*
     if (bitmap.StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
     if ((bitmap.Flags & BMF_SIGNED) != 0) return ERROR_SIGNED_DATA;
     DitherState& state = *static_cast<DitherState*>(bitmap.pDitherState);
-    // Error rows have the width that the run was started with.
-    if (state.diffuses() && bitmap.Width > state.columns) return ERROR_INVALID_PARAMETER;
+    TRY(checkRow(state, bitmap));
 
     int32_t bits = state.sourceBits;
     uint32_t order = bitmap.Order;

@@ -68,7 +68,7 @@ struct DitherState {
 
     // Error sums scaled by the method's divisor: [row][channel][cell].
     Scratch<int32_t> errors;
-    int32_t columns = 0;  // that the error rows were made for
+    int32_t columns = 0;  // of the rows at most
     ErrorShape shape{};
     // Red, green and blue errors have been equal so far: only the red rows are kept.
     bool grayErrors = false;

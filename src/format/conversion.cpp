@@ -21,7 +21,7 @@ bool acceptsOrders(const ConvertSpec& spec) {
     const bool matrixSource = source != nullptr && (source->orders & kMatrixBit) != 0;
     const uint32_t targetOrders = target == nullptr ? 0 : target->orders & ~(matrixSource ? 0 : kMatrixBit);
     // Up to 8 bits the order says nothing.
-    return (spec.bitsSrc <= 8 || (source->orders & orderBit(spec.orderSrc)) != 0) &&
+    return (spec.bitsSrc <= 8 || acceptsOrder(*source, spec.orderSrc)) &&
            (spec.bitsDst <= 8 || (targetOrders & orderBit(spec.orderDst)) != 0);
 }
 

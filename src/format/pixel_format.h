@@ -17,6 +17,10 @@ struct PixelFormat {
     uint8_t orders;       // bit (1 << order) for each order that a bitmap of this depth may have
 };
 
+constexpr bool acceptsOrder(const PixelFormat& format, uint32_t order) {
+    return order < 8 && (format.orders >> order & 1) != 0;
+}
+
 // Null for a depth that is none of the table's.
 const PixelFormat* findPixelFormat(int32_t bits);
 

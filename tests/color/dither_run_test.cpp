@@ -6,6 +6,7 @@
 
 #include "color/dither_fixture.h"
 #include "color/dither_modes.h"
+#include "format/pixel_format.h"
 #include "reference/dither.h"
 #include "support/failing_platform.h"
 #include "tnkrn.h"
@@ -61,11 +62,40 @@ TEST(Dithering, AnswersToBadArguments) {
     };
     EXPECT_EQ(lineWith(&BitmapHandle::StructSize, 4), ERROR_STRUCT_SIZE);
     EXPECT_EQ(lineWith(&BitmapHandle::Flags, BMF_SIGNED | BMF_WINDOW), ERROR_SIGNED_DATA);
-    EXPECT_EQ(lineWith(&BitmapHandle::Order, ORDER_GRAY), ERROR_INVALID_PARAMETER) << "no 24-bit order";
-    EXPECT_EQ(lineWith(&BitmapHandle::Width, 6), ERROR_INVALID_PARAMETER) << "wider than started";
     EXPECT_EQ(row, before);
     EXPECT_EQ(output, Bytes(5, 0x77));
     T_StopDithering(&bitmap);
+}
+
+// A record that no longer says what the run was started for: rows of another length than the caller's would be touched.
+TEST(Dithering, RefusesChangedRecords) {
+    for (const int32_t bits : {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64}) {
+        for (uint32_t method = 0; method <= kMaxDitherMethod; ++method) {
+            SCOPED_TRACE(::testing::Message() << bits << " bits, method " << method);
+            BitmapHandle bitmap = describe(bits, bits == 12 ? ORDER_GRAY : ORDER_RGB, 8, method);
+            ASSERT_EQ(T_StartDithering(&bitmap, fixedPalette(8), 256), SUCCESS);
+            const Bytes before(static_cast<size_t>(bits), 0x5A);  // 8 pixels
+            Bytes row = before, output(8, 0x77);
+            const auto lineWith = [&](auto BitmapHandle::*field, auto value) {
+                BitmapHandle changed = bitmap;
+                changed.*field = value;
+                return T_DitherLine(&changed, row.data(), output.data());
+            };
+            EXPECT_EQ(lineWith(&BitmapHandle::Width, 9), ERROR_INVALID_PARAMETER);
+            for (const int32_t other : {0, 1, 8, 9, 12, 24, 64}) {
+                if (other == bits) continue;
+                EXPECT_EQ(lineWith(&BitmapHandle::BitsPerPixel, other), ERROR_INVALID_PARAMETER);
+            }
+            for (const uint32_t order : {ORDER_GRAY, ORDER_MATRIX_RGB, 4u, 8u, 33u}) {
+                if (bits <= 12 || acceptsOrder(*findPixelFormat(bits), order)) continue;
+                EXPECT_EQ(lineWith(&BitmapHandle::Order, order), ERROR_INVALID_PARAMETER) << order;
+            }
+            EXPECT_EQ(row, before);
+            EXPECT_EQ(output, Bytes(8, 0x77));
+            EXPECT_EQ(lineWith(&BitmapHandle::Width, 7), SUCCESS) << "narrower is nothing but fewer pixels";
+            T_StopDithering(&bitmap);
+        }
+    }
 }
 
 TEST(Dithering, OutputDepthsOutsideOneToEightWriteNothing) {
