@@ -79,6 +79,12 @@ Result ColorHistogram::add(BitmapHandle& bitmap) {
     return SUCCESS;
 }
 
+void ColorHistogram::addCounted(uint32_t key, uint32_t pixels) {
+    noteKey(key);
+    bins_[key] += pixels;
+    pixelCount_ += pixels;
+}
+
 void ColorHistogram::addKeys(const uint16_t* keys, uint32_t count) {
     pixelCount_ += count;
     if (pixelCount_ >= kBinLimit) {

@@ -19,6 +19,9 @@ class ColorHistogram {
     // Counts every pixel of the bitmap. Reports nothing.
     Result add(BitmapHandle& bitmap);
 
+    // Adds up to 2^31 pixels of a key that have been counted elsewhere; no bin may get beyond 2^31.
+    void addCounted(uint32_t key, uint32_t pixels);
+
     uint32_t pixels(uint32_t key) const { return bins_[key]; }
     // The keys that occurred, in the order of their first pixels. A builder of boxes moves them about.
     std::span<uint16_t> keys() const { return {keys_.data(), keyCount_}; }

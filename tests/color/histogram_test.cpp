@@ -80,6 +80,35 @@ TEST(Histogram, EqualsPlainCountsInTheOrderOfFirstPixels) {
     }
 }
 
+// Pixels that were counted before stand for the two thousand million that no test can count.
+TEST(Histogram, HalvesAllBinsBeforeOneOverflows) {
+    std::mt19937 random(7);
+    for (const uint32_t before : {0x80000000u - 150, 0x7FFFFFFFu, 0x80000000u}) {
+        SCOPED_TRACE(before);
+        ColorHistogram histogram;
+        ASSERT_TRUE(histogram.prepare().ok());
+        std::vector<uint32_t> counts(kHistogramKeys);
+        std::vector<uint16_t> keys = {0, 77};
+        histogram.addCounted(0, counts[0] = before);
+        histogram.addCounted(77, counts[77] = 6);
+        Picture p(random, 99, 24, ORDER_BGR);
+        std::fill_n(p.at(0, 1), 3 * 99, uint8_t{7});  // a row of key 0
+        ASSERT_TRUE(histogram.add(p.bitmap).ok());
+        for (int32_t y = 0; y < kHeight; ++y) {
+            for (int32_t x = 0; x < 99; ++x) {
+                const auto rgb = p.colorAt(x, y);
+                const uint32_t key = rgb[0] / 8 << 10 | rgb[1] / 8 << 5 | rgb[2] / 8;
+                if (counts[key] == 0x80000000) {
+                    for (uint32_t& count : counts) count = count / 2 + count % 2;
+                }
+                if (counts[key]++ == 0) keys.push_back(static_cast<uint16_t>(key));
+            }
+        }
+        ASSERT_TRUE(std::equal(keys.begin(), keys.end(), histogram.keys().begin(), histogram.keys().end()));
+        for (uint32_t key = 0; key < kHistogramKeys; ++key) ASSERT_EQ(histogram.pixels(key), counts[key]) << key;
+    }
+}
+
 // With an array the scan may end early, without one it only marks: both count the same.
 TEST(ColorCount, WithAndWithoutColorsEqualsASet) {
     std::mt19937 random(6);
