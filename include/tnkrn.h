@@ -1162,7 +1162,9 @@ TNK_API int32_t TNK_CALL T_GetBitmapColorCountExt(BitmapHandle* Bitmap, uint32_t
 /*
  * Chooses one palette for all bitmaps of a list: their own colours where there are no more than wanted (a single bitmap),
  * or their palettes in one (8 bits or fewer each); else those of a histogram of 5 bits a channel that is split where it
- * varies most (variance-based quantisation, S. Wan, P. Prusinkiewicz, S. Wong, 1990). Sorted by red, green, blue.
+ * varies most (variance-based quantisation, S. Wan, P. Prusinkiewicz, S. Wong, 1990), until there are as many as wanted or
+ * nothing is left to split. Own colours are as T_GetBitmapColorCountExt collects them: gray levels of fewer than 8 bits
+ * are not stretched, ORDER_MATRIX_RGB is not turned. Sorted by red, green, blue.
  *   Palette         room for Count entries; those that are not needed become zero
  *   Count           colours wanted, 1-256; gets the number chosen
  *   MatchTable      null, or gets a table for T_StartDitheringExt (0 for colours that do not occur), which the caller frees

@@ -96,11 +96,16 @@ bool split(std::vector<Box>& boxes) {
     }
     Box& box = boxes[chosen];
     if (box.keys.size() < 2) return false;
-    const auto& v = box.variance;
-    const size_t axis = v[0] >= v[1] && v[0] >= v[2] ? 0 : v[1] >= v[2] ? 1 : 2;
+    std::array<size_t, 3> channels = {0, 1, 2};
+    std::stable_sort(channels.begin(), channels.end(),
+                     [&](size_t a, size_t b) { return box.variance[a] > box.variance[b]; });
+    const auto varies = [&](size_t c) {
+        return std::any_of(box.keys.begin(), box.keys.end(),
+                           [&](const Key& k) { return k.channel(c) != box.keys[0].channel(c); });
+    };
+    const size_t axis = *std::find_if(channels.begin(), channels.end(), varies);
     Box low, high;
     for (const Key& k : box.keys) (k.channel(axis) <= box.mean[axis] ? low : high).keys.push_back(k);
-    if (low.keys.empty() || high.keys.empty()) return false;
     low.measure();
     high.measure();
     box = low;

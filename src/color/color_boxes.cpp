@@ -20,7 +20,7 @@ Result ColorBoxes::split(uint32_t wanted, uint32_t spare) {
     Box& rest = boxes_[count_ - 1];
     sum(rest);
     judge(rest);
-    while (count_ < wanted && cut(mostVaried())) continue;
+    while (count_ < wanted && cut(boxes_[mostVaried()])) continue;
     return SUCCESS;
 }
 
@@ -100,19 +100,29 @@ uint32_t ColorBoxes::mostVaried() const {
     return chosen;
 }
 
-// Cuts a box at the mean of its most varied channel; what lies above becomes a new box. False when it cannot be cut.
-bool ColorBoxes::cut(uint32_t chosen) {
-    Box& box = boxes_[chosen];
-    if (box.count < 2) return false;
-    uint32_t channel = 0;
-    for (uint32_t c = 1; c < 3; ++c) {
-        if (box.variances[c] > box.variances[channel]) channel = c;
-    }
+// Brings the box's keys up to the mean of its most varied channel to the front: how many they are. Variances of less than
+// 1 are all 0, so that a channel may come first in which all colours are equal; the next ones are tried then. Colours of
+// different values lie on both sides of their mean.
+uint32_t ColorBoxes::partition(const Box& box) {
+    uint32_t channels[3] = {0, 1, 2};
+    std::sort(std::begin(channels), std::end(channels), [&](uint32_t a, uint32_t b) {
+        return box.variances[a] != box.variances[b] ? box.variances[a] > box.variances[b] : a < b;
+    });
     const std::span<uint16_t> keys = histogram_.keys().subspan(box.first, box.count);
-    const auto middle = std::partition(keys.begin(), keys.end(),
-                                       [&](uint16_t key) { return channelOf(key, channel) <= box.means[channel]; });
-    const auto lower = static_cast<uint32_t>(middle - keys.begin());
-    if (lower == 0 || lower == box.count) return false;
+    size_t lower = keys.size();
+    for (size_t i = 0; i < 3 && lower == keys.size(); ++i) {
+        const uint32_t channel = channels[i];
+        const auto middle = std::partition(keys.begin(), keys.end(),
+                                           [&](uint16_t key) { return channelOf(key, channel) <= box.means[channel]; });
+        lower = static_cast<size_t>(middle - keys.begin());
+    }
+    return static_cast<uint32_t>(lower);
+}
+
+// Cuts a box in two; the upper part becomes a new box. False when it has one colour only.
+bool ColorBoxes::cut(Box& box) {
+    if (box.count < 2) return false;
+    const uint32_t lower = partition(box);
 
     // Only the part with fewer colours is summed anew.
     Box& upper = boxes_[count_++];

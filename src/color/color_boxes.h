@@ -14,8 +14,8 @@ class ColorBoxes {
   public:
     explicit ColorBoxes(ColorHistogram& histogram) : histogram_(histogram) {}
 
-    // Splits the colours into `wanted` boxes (1 or more), fewer where they cannot be split on. Colours that cover more
-    // than twice the pixels of any other get boxes of their own first, while `spare` boxes and more are left.
+    // Splits the colours into `wanted` boxes (1 or more), fewer where every box has one colour. Colours that cover
+    // more than twice the pixels of any other get boxes of their own first, while `spare` boxes and more are left.
     Result split(uint32_t wanted, uint32_t spare);
 
     uint32_t count() const { return count_; }
@@ -41,7 +41,8 @@ class ColorBoxes {
     static void judge(Box& box);
     bool peelDominant();
     uint32_t mostVaried() const;
-    bool cut(uint32_t chosen);
+    uint32_t partition(const Box& box);
+    bool cut(Box& box);
 
     ColorHistogram& histogram_;
     Scratch<Box> boxes_;
