@@ -162,7 +162,7 @@ ReferenceOptimized exactAnswer(std::vector<ReferenceColor> colors, uint32_t want
 }  // namespace
 
 ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, uint32_t wanted,
-                                             const std::vector<ReferenceColor>& fixed, bool peelToOne) {
+                                             const std::vector<ReferenceColor>& fixed, bool peelToOne, bool forPixels) {
     const ReferenceDitherSource& f = picture.format;
     if (f.bits <= 8 && f.paletteCount <= wanted)
         return exactAnswer({f.palette, f.palette + f.paletteCount}, wanted, false);
@@ -173,7 +173,8 @@ ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, ui
     // 32-bit samples are not counted by the colours of their table.
     if (counted.count <= wanted && !(byTable && f.bits == 32)) {
         std::vector<ReferenceColor>& colors = counted.colors;
-        for (ReferenceColor& color : colors) color = shownColor(f, gray && !byTable, color);
+        for (ReferenceColor& color : colors)
+            if (forPixels) color = shownColor(f, gray && !byTable, color);
         std::erase_if(colors, [&](const ReferenceColor& color) {
             return std::any_of(fixed.begin(), fixed.end(),
                                [&](const ReferenceColor& taken) { return sameRgb(taken, color); });
@@ -186,8 +187,9 @@ ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, ui
     return quantise(bins, wanted, peelToOne);
 }
 
-ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted) {
-    if (pictures.size() == 1) return referenceOptimizedPalette(pictures[0], wanted);
+ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted,
+                                             bool forPixels) {
+    if (pictures.size() == 1) return referenceOptimizedPalette(pictures[0], wanted, {}, false, forPixels);
     if (std::all_of(pictures.begin(), pictures.end(), [](const auto& p) { return p.format.bits <= 8; })) {
         std::vector<ReferenceColor> merged;
         for (const ReferencePicture& picture : pictures) {

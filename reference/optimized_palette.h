@@ -17,11 +17,14 @@ struct ReferenceOptimized {
     std::vector<uint32_t> matchTable;  // empty where none is due, as after an exact answer
 };
 
-// `fixed` holds colours that the caller's palette has already.
+// `fixed` holds colours that the caller's palette has already. Exact colours are those of reduced pixels, `forPixels`, or
+// as they are counted.
 ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, uint32_t wanted,
-                                             const std::vector<ReferenceColor>& fixed = {}, bool peelToOne = false);
+                                             const std::vector<ReferenceColor>& fixed = {}, bool peelToOne = false,
+                                             bool forPixels = true);
 
 // One palette for all pictures of a list.
-ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted);
+ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted,
+                                             bool forPixels = true);
 
 }  // namespace tnk::test

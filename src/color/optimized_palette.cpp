@@ -86,7 +86,7 @@ Result findExact(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed, Opti
     const Result counted = countColors(bitmap, palette.entries, &found);
     bitmap.Region = region;
     if (!counted.ok() || found > palette.count) return counted;
-    TRY(showColors(bitmap, {palette.entries, found}));
+    if (palette.forPixels) TRY(showColors(bitmap, {palette.entries, found}));
     PaletteEntry* const end = std::remove_if(palette.entries, palette.entries + found, [&](const PaletteEntry& entry) {
         return std::any_of(fixed.begin(), fixed.end(),
                            [&](const PaletteEntry& other) { return sameColor(entry, other); });
@@ -200,7 +200,8 @@ extern "C" int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry
     if (Palette == nullptr || Count == nullptr || NeedsDithering == nullptr) return ERROR_INVALID_PARAMETER;
     if (*Count == 0 || *Count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
     PaletteEntry entries[kMaxPaletteEntries];
-    OptimizedPalette palette{.count = *Count, .entries = entries, .wantsMatchTable = MatchTable != nullptr};
+    OptimizedPalette palette{
+        .count = *Count, .entries = entries, .wantsMatchTable = MatchTable != nullptr, .forPixels = false};
     const Result built = optimizePaletteOfList(List, palette);
     if (!built.ok()) return built.code;
     std::copy_n(entries, *Count, Palette);

@@ -16,6 +16,8 @@ struct OptimizedPalette {
     PaletteEntry* entries = nullptr;  // room for as many as are wanted; the rest becomes zero
     bool wantsMatchTable = false;
     uint32_t leftForRest = 63;  // entries that dominant colours leave to the others at least
+    // Exact colours are those that reduced pixels are compared in. Else as counting collects them.
+    bool forPixels = true;
 
     // Out: whether pixels have colours that the palette lacks, and a table of kMatchTableEntries words (place of the
     // entry for a 15-bit colour, from 1 on; 0 for colours that do not occur), or none.

@@ -122,7 +122,7 @@ void expectListPalette(const BitmapList& list) {
         uint32_t count = wanted, needs = 77;
         uint32_t* table = nullptr;
         ASSERT_EQ(T_CreateBitmapListOptPal(list.handle, entries.data(), &count, &table, &needs), SUCCESS);
-        const ReferenceOptimized expected = referenceOptimizedPalette(list.references, wanted);
+        const ReferenceOptimized expected = referenceOptimizedPalette(list.references, wanted, false);
         EXPECT_EQ(count, expected.count);
         EXPECT_EQ(needs, expected.needsDithering ? 1u : 0u);
         EXPECT_TRUE(std::equal(expected.palette.begin(), expected.palette.end(), asReference(entries.data())));
@@ -142,6 +142,14 @@ TEST(OptimizedPalette, OfLists) {
         {{8, ORDER_RGB}, {1, ORDER_RGB}},
         {{2, ORDER_RGB}, {24, ORDER_MATRIX_RGB}, {12, ORDER_GRAY}, {48, ORDER_RGB}, {16, ORDER_BGR}},
     };
+    // A list of one bitmap gives colours as they are counted: neither turned nor stretched.
+    for (const PixelFormat format : {PixelFormat{24, ORDER_MATRIX_RGB}, {16, ORDER_GRAY}}) {
+        Picture picture(random, format, Kind::kFew, 41, 23);
+        if (format.bits == 16) picture.setWindow(random, 9, 12, false);
+        BitmapList list;
+        list.add(picture);
+        expectListPalette(list);
+    }
     for (const auto& formats : lists) {
         SCOPED_TRACE(testing::Message() << formats.size() << " bitmaps, the first of " << formats[0].bits << " bits");
         std::vector<std::unique_ptr<Picture>> pictures;
