@@ -968,7 +968,8 @@ TNK_API uint32_t TNK_CALL T_FindPaletteIndex(const PaletteEntry* Palette, uint32
 /* Read or write entries First .. First + Count - 1 of the bitmap's palette. Where it has only some of them, reading
  * gives those and -13, writing changes nothing. Writing makes a palette of ColorCount black entries where there is
  * none.
- * Codes: -2 null (put: or not allocated), -789, -13 range, array, depth above 8 or (get) Count 0; put: -1 no memory. */
+ * Codes: -2 null (put: or not allocated), -789, -13 range, array, depth above 8 or (get) Count 0; put: -13 no palette and
+ * a ColorCount above 2^BitsPerPixel, -1 no memory. */
 TNK_API int32_t TNK_CALL T_GetBitmapColors(const BitmapHandle* Bitmap, int32_t First, int32_t Count,
                                            PaletteEntry* Palette);
 TNK_API int32_t TNK_CALL T_PutBitmapColors(BitmapHandle* Bitmap, int32_t First, int32_t Count,

@@ -18,9 +18,10 @@ int32_t classifyEnd(uint8_t gray) {
 }
 
 int32_t classifyPaletteBitmap(const BitmapHandle& bitmap) {
-    if (bitmap.BitsPerPixel > 8 || bitmap.Palette == nullptr || bitmap.ColorCount == 0) return GRAYSCALE_NO;
-    const int32_t code = classifyPalette(bitmap.Palette, bitmap.ColorCount);
-    const bool full = bitmap.BitsPerPixel >= 1 && bitmap.ColorCount == 1u << bitmap.BitsPerPixel;
+    const uint32_t size = paletteLength(bitmap);
+    if (bitmap.BitsPerPixel > 8 || size == 0) return GRAYSCALE_NO;
+    const int32_t code = classifyPalette(bitmap.Palette, size);
+    const bool full = bitmap.BitsPerPixel >= 1 && size == 1u << bitmap.BitsPerPixel;
     return code == GRAYSCALE_NO || full ? code : GRAYSCALE_OTHER;  // a short palette is never a full ramp
 }
 

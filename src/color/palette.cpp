@@ -27,9 +27,10 @@ Result putColors(BitmapHandle& bitmap, int32_t first, int32_t count, const Palet
     if (entries == nullptr || first < 0 || count < 0 || bitmap.BitsPerPixel > 8) return ERROR_INVALID_PARAMETER;
     if (int64_t{first} + count > bitmap.ColorCount) return ERROR_INVALID_PARAMETER;
     if (bitmap.Palette == nullptr) {
-        const uint64_t bytes = uint64_t{bitmap.ColorCount} * sizeof(PaletteEntry);
-        if (bytes > SIZE_MAX) return FAILURE;
-        bitmap.Palette = static_cast<PaletteEntry*>(platform->allocateGlobal(static_cast<size_t>(bytes), true));
+        // The count may be what a call that failed has left.
+        if (bitmap.BitsPerPixel < 0 || bitmap.ColorCount > 1u << bitmap.BitsPerPixel) return ERROR_INVALID_PARAMETER;
+        const size_t bytes = bitmap.ColorCount * sizeof(PaletteEntry);
+        bitmap.Palette = static_cast<PaletteEntry*>(platform->allocateGlobal(bytes, true));
         if (bitmap.Palette == nullptr) return FAILURE;
     }
     std::memmove(bitmap.Palette + first, entries, static_cast<size_t>(count) * sizeof(PaletteEntry));
@@ -40,7 +41,7 @@ Result putColors(BitmapHandle& bitmap, int32_t first, int32_t count, const Palet
 
 std::span<const PaletteEntry> paletteEntries(const BitmapHandle& bitmap, int32_t first, int32_t count) {
     if (bitmap.Palette == nullptr || first < 0 || count <= 0) return {};
-    const int64_t end = std::min<int64_t>(int64_t{first} + count, bitmap.ColorCount);
+    const int64_t end = std::min<int64_t>(int64_t{first} + count, paletteLength(bitmap));
     if (end <= first) return {};
     return {bitmap.Palette + first, static_cast<size_t>(end - first)};
 }

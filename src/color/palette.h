@@ -55,6 +55,14 @@ void copyPlayback(BitmapHandle& destination, const BitmapHandle& source);
 // The nearest entry by the library's rule (T_FindPaletteIndex).
 uint32_t findNearest(std::span<const PaletteEntry> palette, uint8_t red, uint8_t green, uint8_t blue);
 
+// Entries of the array that a bitmap has. No palette has more than 256, whatever a failed call or the caller has left in
+// the count.
+inline uint32_t paletteLength(const BitmapHandle& bitmap) {
+    return bitmap.Palette == nullptr                ? 0
+           : bitmap.ColorCount < kMaxPaletteEntries ? bitmap.ColorCount
+                                                    : kMaxPaletteEntries;
+}
+
 // A bitmap's palette as 256 entries: the entries that it has, the others black.
 void readBitmapPalette(const BitmapHandle& bitmap, PaletteEntry (&palette)[kMaxPaletteEntries]);
 

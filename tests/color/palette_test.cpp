@@ -254,6 +254,8 @@ TEST(BitmapPalette, ReplacesAndCopies) {
         EXPECT_EQ(T_CreateNewPalette(palette.data(), count), nullptr);
         EXPECT_EQ(T_SetBitmapNewPalette(&bitmap.record, palette.data(), count), 0);
         EXPECT_EQ(bitmap.record.ColorCount, count);
+        EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 256, 1, palette.data()), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(bitmap.record.Palette, nullptr);
     }
 
     PaletteEntry all[256];
