@@ -1210,7 +1210,8 @@ typedef int32_t(TNK_CALL* ColorResRowCallback)(BitmapHandle* Bitmap, uint8_t* Ro
  *   BitsPerPixel   1-8, 12 (gray whatever the flags), 16, 24, 32, 48, 64
  *   Palette        user palette of ColorCount entries, or null
  *                  With an optimized palette: entries to keep; those whose Reserved has bit 1 set and bit 0 clear are filled
- *                  from the image. Where all its colours fit, pixels keep them and ColorCount shrinks to the last entry used.
+ *                  from the image, or zero where it has no more colours. Where all its colours fit, pixels keep them and
+ *                  ColorCount shrinks to the last entry used.
  *   PaletteHandle  a logical palette in its place, or 0; chosen whatever the flags say
  *   ColorCount     0, and what is above it, means 2^BitsPerPixel; above 8 bits it is only stored
  *   RowCallback    or null

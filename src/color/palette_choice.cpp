@@ -88,16 +88,23 @@ class FreeEntries {
     std::span<const PaletteEntry> fixed() const { return {fixed_, choice_.count - count_}; }
     bool contiguous() const { return count_ > 0 && places_[count_ - 1] - places_[0] == static_cast<int>(count_) - 1; }
 
-    // Puts the built colours into the free entries, in their order. Colours of palettes and lookup tables come with
-    // their reserved bytes, which must not say that an entry is free or never chosen.
+    // Puts the built colours into the free entries, in their order; zero where there are no more. Colours of palettes
+    // and lookup tables come with their reserved bytes, which must not say that an entry is free or never chosen.
     void fill(const OptimizedPalette& built) {
-        for (uint32_t i = 0; i < built.count; ++i) {
-            PaletteEntry& entry = choice_.entries[places_[i]] = built.entries[i];
+        for (uint32_t i = 0; i < count_; ++i) {
+            PaletteEntry& entry = choice_.entries[places_[i]];
+            entry = i < built.count ? built.entries[i] : PaletteEntry{};
             entry.Reserved = static_cast<uint8_t>(entry.Reserved & ~kMarks);
         }
     }
 
     // Entries before the free ones that a match table counts as well.
+    // Unused entries go, but for those that entries of the caller's or the display's stand behind.
+    void cutUnused(uint32_t used) {
+        for (uint32_t i = count_; i > used && choice_.count > 1 && places_[i - 1] == choice_.count - 1; --i)
+            --choice_.count;
+    }
+
     uint32_t before() const {
         const auto chosen = [](const PaletteEntry& entry) { return (entry.Reserved & kMarks) == 0; };
         return static_cast<uint32_t>(std::count_if(choice_.entries, choice_.entries + places_[0], chosen));
@@ -109,11 +116,6 @@ class FreeEntries {
     uint8_t places_[kMaxPaletteEntries];
     uint32_t count_ = 0;
 };
-
-// Unused entries go, but for those that entries of the caller's or the display's stand behind.
-void cutUnused(PaletteChoice& choice) {
-    while (choice.count > 1 && isFree(choice.entries[choice.count - 1])) --choice.count;
-}
 
 // `build` makes the colours of the free entries. A palette of more free entries than the source has colours needs no
 // dithering, unless the source is deeper.
@@ -129,7 +131,7 @@ Result chooseOptimized(const PaletteRequest& request, PaletteChoice& choice, boo
     TRY(build(free.fixed(), built));
     free.fill(built);
     choice.dithers = built.needsDithering && (deeper || free.count() <= sourceColors || !free.contiguous());
-    if (!built.needsDithering) cutUnused(choice);
+    if (!built.needsDithering) free.cutUnused(built.count);
     if (!built.matchTable) return SUCCESS;
     const uint32_t before = free.before();
     for (uint32_t& place : built.matchTable.span()) place += place != 0 ? before : 0;

@@ -59,13 +59,15 @@ struct Expected {
         const auto free = static_cast<uint32_t>(places.size());
         const bool contiguous = places.back() - places.front() + 1 == free;
         ReferenceOptimized built = build(free, fixed);
-        for (uint32_t i = 0; i < built.count; ++i) {
+        for (uint32_t i = 0; i < free; ++i) {
             built.palette[i].reserved &= 0xFC;  // neither free nor never to be chosen
             std::memcpy(&entries[places[i]], &built.palette[i], 4);
         }
         dithers = built.needsDithering && (deeper || free <= sourceColors || !contiguous);
         // What is not used goes, where no fixed entry stands behind it.
-        while (!built.needsDithering && count > 1 && (entries[count - 1].Reserved & 3) == kFree) --count;
+        for (uint32_t i = free; !built.needsDithering && i > built.count && count > 1 && places[i - 1] == count - 1;
+             --i)
+            --count;
         entries.resize(count);
         if (!contiguous || (request.flags & CRF_NOMATCHTABLE) != 0) return;
         table = built.matchTable;
