@@ -392,7 +392,9 @@ TNK_API int32_t TNK_CALL T_TrimBitmap(BitmapHandle* Bitmap, int32_t Left, int32_
  * Lists of bitmaps
  *
  * A list holds records; the pixels of a record belong to the list while it is in it. Indexes count from 0; a run of items
- * (Index, Count) is cut at the end of the list. A list belongs to one thread at a time.
+ * (Index, Count) is cut at the end of the list. A list belongs to one thread at a time. While T_CopyBitmapListItems or
+ * T_ColorResBitmapList(Ext) works on a list, its callbacks may read the list and copy from it; calls that would change or
+ * destroy it are -13 and change nothing.
  * Codes of all of them: -13 null list or output, an index at or past the count, a run of none; -789 a record's size, or
  * the size argument; -814 a list that counts items and has none; -1 no memory, the lists are as they were.
  */
@@ -1234,9 +1236,11 @@ typedef int32_t(TNK_CALL* ColorResListRowCallback)(BitmapHandle* Bitmap, uint8_t
 /*
  * Converts every bitmap of a list in place, in order, and stops at the first that fails. Optimized palettes are built once
  * for all items, which are then dithered to it through one match table; with CRF_NOMATCHTABLE each item gets its own. User
- * palettes share a match table too. The thread's current table is as it was afterwards.
- * Codes: -13 null list, both palettes, depth; -2 no items for an optimized palette; else as T_ColorResBitmap. Items before
- * the failing one stay converted, it and those after it are as they were.
+ * palettes share a match table too. The thread's current table is as it was afterwards. Palette may be the palette of an
+ * item. PaletteHandle with an optimized palette (without CRF_NOMATCHTABLE) gives entries to keep, as Palette does; entries
+ * that the handle lacks are filled.
+ * Codes: -13 null list, a list that an operation works on, both palettes, depth; -2 no items for an optimized palette;
+ * else as T_ColorResBitmap. Items before the failing one stay converted, it and those after it are as they were.
  */
 TNK_API int32_t TNK_CALL T_ColorResBitmapListExt(T_HANDLE List, int32_t BitsPerPixel, uint32_t Flags,
                                                  const PaletteEntry* Palette, T_HANDLE PaletteHandle,

@@ -1,4 +1,6 @@
-// Lists of bitmaps: whole records in one array, as long as the list. A record in a list owns its pixels.
+// Lists of bitmaps: whole records in one array. A record in a list owns its pixels.
+#include "collections/bitmap_list.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -13,14 +15,6 @@ constexpr EntryRule kItemEntry = {ERROR_INVALID_PARAMETER, 0, ERROR_STRUCT_SIZE}
 constexpr EntryRule kCopiedEntry = {ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETER, ERROR_STRUCT_SIZE};
 
 constexpr uint32_t kLastItem = UINT32_MAX;
-
-// What a list handle points at.
-struct BitmapList {
-    uint32_t count;
-    // `count` records and behind them a spare one: no item, but T_ReplaceBitmapListItem reaches it. What was put there
-    // moves along with the array and is freed with the list. Null while there are no items and the spare is empty.
-    BitmapHandle* items;
-};
 
 constexpr BitmapHandle emptyRecord() {
     BitmapHandle record{};
@@ -37,9 +31,9 @@ void freeRecord(BitmapHandle& record) {
     if (record.StructSize == sizeof record) freeBitmap(record);
 }
 
-// Room for `count` items and the spare; null when there is no memory for it.
-BitmapHandle* allocateItems(uint32_t count) {
-    const uint64_t bytes = (uint64_t{count} + 1) * sizeof(BitmapHandle);
+// An array of `room` records; null when there is no memory for it.
+BitmapHandle* allocateRecords(uint32_t room) {
+    const uint64_t bytes = uint64_t{room} * sizeof(BitmapHandle);
     if (bytes > SIZE_MAX / 2) return nullptr;
     return static_cast<BitmapHandle*>(platform->allocateGlobal(static_cast<size_t>(bytes), false));
 }
@@ -48,9 +42,30 @@ void moveRecords(BitmapHandle* to, const BitmapHandle* from, uint32_t count) {
     if (count > 0) std::memmove(to, from, size_t{count} * sizeof(BitmapHandle));
 }
 
-void replaceItems(BitmapList& list, BitmapHandle* items) {
-    if (list.items != nullptr) platform->freeGlobal(list.items);
+// Moves what the list holds, the spare included, into an array of `room` records.
+Result changeRoom(BitmapList& list, uint32_t room) {
+    BitmapHandle* items = allocateRecords(room);
+    if (items == nullptr) return FAILURE;
+    if (list.items != nullptr) {
+        moveRecords(items, list.items, list.count + 1);
+        platform->freeGlobal(list.items);
+    } else {
+        items[0] = kEmptyRecord;
+    }
     list.items = items;
+    list.room = room;
+    return SUCCESS;
+}
+
+// Room for one item more. It grows by halves, so that appending n items moves no more than about 3 n records.
+Result growRoom(BitmapList& list) {
+    constexpr uint32_t kMostItems = UINT32_MAX - 1;
+    if (list.count == kMostItems) return FAILURE;
+    const uint32_t needed = list.count + 2;  // with the spare
+    if (needed <= list.room) return SUCCESS;
+    const uint32_t wanted = static_cast<uint32_t>(std::min<uint64_t>(needed + uint64_t{list.count} / 2, UINT32_MAX));
+    if (changeRoom(list, wanted).ok()) return SUCCESS;
+    return changeRoom(list, needed);
 }
 
 Result checkItems(const BitmapList& list) {
@@ -64,6 +79,11 @@ Result checkRun(const BitmapList* list, uint32_t index, uint32_t& count) {
     if (list == nullptr || index >= list->count || count == 0) return ERROR_INVALID_PARAMETER;
     count = std::min(list->count - index, count);
     return checkItems(*list);
+}
+
+Result checkRunChange(const BitmapList* list, uint32_t index, uint32_t& count) {
+    TRY(checkChange(list));
+    return checkRun(list, index, count);
 }
 
 Result createList(BitmapList*& list) {
@@ -81,35 +101,26 @@ void destroyList(BitmapList* list) {
 
 Result insertItem(BitmapList& list, uint32_t index, const BitmapHandle& record) {
     const uint32_t slot = std::min(index, list.count);
-    BitmapHandle* items = list.count < UINT32_MAX ? allocateItems(list.count + 1) : nullptr;
-    if (items == nullptr) return FAILURE;
-    items[slot] = record;
-    if (list.items == nullptr) {
-        items[1] = kEmptyRecord;
-    } else {
-        moveRecords(items, list.items, slot);
-        moveRecords(items + slot + 1, list.items + slot, list.count - slot + 1);
-    }
-    replaceItems(list, items);
+    TRY(growRoom(list));
+    moveRecords(list.items + slot + 1, list.items + slot, list.count - slot + 1);
+    list.items[slot] = record;
     ++list.count;
     return SUCCESS;
 }
 
-// Takes out records that the caller has dealt with. Without memory for a shorter array the old one stays.
+// Takes out records that the caller has dealt with. The array shrinks when less than half of it is used; without memory
+// for a shorter one the old one stays.
 void dropItems(BitmapList& list, uint32_t index, uint32_t count) {
     const uint32_t left = list.count - count;
-    const uint32_t behind = left - index + 1;  // with the spare
-    BitmapHandle* old = list.items;
-    moveRecords(old + index, old + index + count, behind);
+    moveRecords(list.items + index, list.items + index + count, left - index + 1);  // with the spare
     list.count = left;
-    if (left == 0 && isEmpty(old[0])) {
-        replaceItems(list, nullptr);
-        return;
+    if (left == 0 && isEmpty(list.items[0])) {
+        platform->freeGlobal(list.items);
+        list.items = nullptr;
+        list.room = 0;
+    } else if (left + 1 < list.room / 2) {
+        (void)changeRoom(list, left + 1);
     }
-    BitmapHandle* items = allocateItems(left);
-    if (items == nullptr) return;
-    moveRecords(items, old, left + 1);
-    replaceItems(list, items);
 }
 
 void replaceItem(BitmapList& list, uint32_t index, const BitmapHandle& record, BitmapHandle* old) {
@@ -125,13 +136,9 @@ void replaceItem(BitmapList& list, uint32_t index, const BitmapHandle& record, B
 // A new list with room for `count` items, and none in it yet.
 Result createListFor(uint32_t count, BitmapList*& list) {
     TRY(createList(list));
-    list->items = allocateItems(count);
-    if (list->items == nullptr) {
-        destroyList(list);
-        return FAILURE;
-    }
-    list->items[0] = kEmptyRecord;
-    return SUCCESS;
+    const Result made = changeRoom(*list, count + 1);
+    if (!made.ok()) destroyList(list);
+    return made;
 }
 
 void append(BitmapList& list, const BitmapHandle& record) {
@@ -148,6 +155,7 @@ Result moveItems(BitmapList& list, uint32_t index, uint32_t count, BitmapList*& 
 
 Result copyItems(BitmapList& list, uint32_t index, uint32_t count, BitmapList*& copied) {
     TRY(createListFor(count, copied));
+    const ListUse use(list);
     for (uint32_t i = 0; i < count; ++i) {
         BitmapHandle record;
         Result result = checkEntry(kCopiedEntry, &list.items[index + i]);
@@ -160,8 +168,6 @@ Result copyItems(BitmapList& list, uint32_t index, uint32_t count, BitmapList*& 
     }
     return SUCCESS;
 }
-
-BitmapList* listOf(T_HANDLE handle) { return reinterpret_cast<BitmapList*>(handle); }
 
 int32_t handOut(Result result, BitmapList* list, T_HANDLE* handle) {
     if (result.ok()) *handle = reinterpret_cast<T_HANDLE>(list);
@@ -181,7 +187,7 @@ extern "C" int32_t TNK_CALL T_CreateBitmapList(T_HANDLE* List) {
 }
 
 extern "C" int32_t TNK_CALL T_DestroyBitmapList(T_HANDLE List) {
-    if (List == 0) return ERROR_INVALID_PARAMETER;
+    if (const Result change = checkChange(listOf(List)); !change.ok()) return change.code;
     destroyList(listOf(List));
     return SUCCESS;
 }
@@ -193,8 +199,8 @@ extern "C" int32_t TNK_CALL T_GetBitmapListCount(T_HANDLE List, uint32_t* Count)
 }
 
 extern "C" int32_t TNK_CALL T_InsertBitmapListItem(T_HANDLE List, uint32_t Index, const BitmapHandle* Bitmap) {
-    if (List == 0) return ERROR_INVALID_PARAMETER;
-    Result result = checkItems(*listOf(List));
+    Result result = checkChange(listOf(List));
+    if (result.ok()) result = checkItems(*listOf(List));
     if (result.ok()) result = checkEntry(kItemEntry, Bitmap);
     if (result.ok()) result = insertItem(*listOf(List), Index, *Bitmap);
     return result.code;
@@ -202,7 +208,7 @@ extern "C" int32_t TNK_CALL T_InsertBitmapListItem(T_HANDLE List, uint32_t Index
 
 extern "C" int32_t TNK_CALL T_RemoveBitmapListItem(T_HANDLE List, uint32_t Index, BitmapHandle* Bitmap) {
     uint32_t count = 1;
-    const Result run = checkRun(listOf(List), Index, count);
+    const Result run = checkRunChange(listOf(List), Index, count);
     if (!run.ok()) return run.code;
     if (Bitmap != nullptr) *Bitmap = listOf(List)->items[Index];
     dropItems(*listOf(List), Index, 1);
@@ -220,7 +226,8 @@ extern "C" int32_t TNK_CALL T_GetBitmapListItem(T_HANDLE List, uint32_t Index, B
 }
 
 extern "C" int32_t TNK_CALL T_SetBitmapListItem(T_HANDLE List, uint32_t Index, const BitmapHandle* Bitmap) {
-    if (List == 0 || Index >= listOf(List)->count) return ERROR_INVALID_PARAMETER;
+    if (const Result change = checkChange(listOf(List)); !change.ok()) return change.code;
+    if (Index >= listOf(List)->count) return ERROR_INVALID_PARAMETER;
     if (listOf(List)->items == nullptr) return ERROR_NULL_POINTER;
     BitmapHandle& item = listOf(List)->items[Index];
     // KEEP: emptied before the record is looked at; a refusal that leaves the item alone would be the tempting repair.
@@ -233,7 +240,8 @@ extern "C" int32_t TNK_CALL T_SetBitmapListItem(T_HANDLE List, uint32_t Index, c
 
 extern "C" int32_t TNK_CALL T_ReplaceBitmapListItem(T_HANDLE List, uint32_t Index, const BitmapHandle* Bitmap,
                                                     BitmapHandle* OldBitmap, uint32_t OldStructSize) {
-    if (List == 0 || listOf(List)->count == 0) return ERROR_INVALID_PARAMETER;
+    if (const Result change = checkChange(listOf(List)); !change.ok()) return change.code;
+    if (listOf(List)->count == 0) return ERROR_INVALID_PARAMETER;
     BitmapList& list = *listOf(List);
     if (Index == kLastItem) Index = list.count - 1;
     // KEEP: an index equal to the count is taken and means the spare record; refusing it would be the tempting repair.
@@ -247,7 +255,7 @@ extern "C" int32_t TNK_CALL T_ReplaceBitmapListItem(T_HANDLE List, uint32_t Inde
 }
 
 extern "C" int32_t TNK_CALL T_DeleteBitmapListItems(T_HANDLE List, uint32_t Index, uint32_t Count) {
-    const Result run = checkRun(listOf(List), Index, Count);
+    const Result run = checkRunChange(listOf(List), Index, Count);
     if (!run.ok()) return run.code;
     BitmapList& list = *listOf(List);
     for (uint32_t i = 0; i < Count; ++i) freeRecord(list.items[Index + i]);
@@ -257,7 +265,7 @@ extern "C" int32_t TNK_CALL T_DeleteBitmapListItems(T_HANDLE List, uint32_t Inde
 
 extern "C" int32_t TNK_CALL T_MoveBitmapListItems(T_HANDLE* NewList, T_HANDLE List, uint32_t Index, uint32_t Count) {
     if (NewList == nullptr) return ERROR_INVALID_PARAMETER;
-    Result result = checkRun(listOf(List), Index, Count);
+    Result result = checkRunChange(listOf(List), Index, Count);
     BitmapList* moved = nullptr;
     if (result.ok()) result = moveItems(*listOf(List), Index, Count, moved);
     return handOut(result, moved, NewList);

@@ -23,7 +23,6 @@ constexpr EntryRule kColorResRule{.onNull = ERROR_INVALID_PARAMETER,
                                   .onUnallocated = 0,  // asked for after the sign of the samples
                                   .onSize = ERROR_STRUCT_SIZE};
 
-constexpr uint32_t kSelectionMask = 0x3FF & ~(CRF_BGR | CRF_GRAY);  // these two say nothing about a palette
 constexpr uint32_t kOrderFlags = CRF_BGR | CRF_GRAY | CRF_MATRIXRGB;
 
 // The order of a destination of more than 8 bits.
@@ -204,7 +203,7 @@ Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette,
     // KEEP: 12 bits are gray whatever else is asked for; every other flag is dropped, not refused.
     if (bits == 12) job.flags = (flags & CRF_BGR) | CRF_GRAY;
     // A handle is a user palette, whatever else was chosen; only the match table is still a choice then.
-    uint32_t selection = flags & kSelectionMask;
+    uint32_t selection = paletteSelection(flags);
     if (paletteHandle != 0) selection = CRF_USERPALETTE | (selection & CRF_USERMATCHTABLE);
     if (job.reducesToPalette()) {
         const uint32_t most = 1u << bits;

@@ -21,6 +21,11 @@ struct ColorResJob {
     bool reducesToPalette() const { return bits <= 8; }
 };
 
+// The palette choice in the flags.
+constexpr uint32_t paletteSelection(uint32_t flags) {
+    return flags & 0x3FF & ~(CRF_BGR | CRF_GRAY);  // these two say nothing about a palette
+}
+
 // Checks the depth and settles what follows from it.
 Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette, T_HANDLE paletteHandle,
                       uint32_t colorCount, ColorResJob& job);

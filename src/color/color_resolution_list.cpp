@@ -1,6 +1,7 @@
 // Colour resolution of all bitmaps of a list, with one palette for all.
-#include <utility>
+#include <algorithm>
 
+#include "collections/bitmap_list.h"
 #include "color/color_resolution.h"
 #include "color/dither_state.h"
 #include "system/settings.h"
@@ -43,9 +44,8 @@ class CurrentMatchTable {
 Result shareMatching(T_HANDLE list, ColorResJob& job, PaletteChoice& choice) {
     if (!job.reducesToPalette()) return SUCCESS;
     PaletteRequest& request = job.palette;
-    const bool builds = request.optimized() && (request.selection & CRF_NOMATCHTABLE) == 0;
     constexpr uint32_t kFilledTable = 0x0100;  // refused by the conversion itself
-    if (builds) {
+    if (request.sharedByList()) {
         TRY(chooseListPalette(request, list, choice));
         request = {
             .bits = request.bits, .selection = CRF_USERPALETTE, .entries = choice.entries, .count = choice.count};
@@ -59,26 +59,37 @@ Result shareMatching(T_HANDLE list, ColorResJob& job, PaletteChoice& choice) {
     return SUCCESS;
 }
 
-Result colorResList(T_HANDLE list, ColorResJob& job, ItemRows& items) {
-    uint32_t count = 0;
-    TRY(T_GetBitmapListCount(list, &count));
+Result colorResItems(BitmapList& list, ColorResJob& job, ItemRows& items) {
+    for (; items.item < list.count; ++items.item) {
+        BitmapHandle bitmap = list.items[items.item];
+        items.row = 0;
+        Result converted = checkColorResSource(bitmap);
+        if (converted.ok()) converted = colorResBitmap(job, bitmap, &bitmap);
+        list.items[items.item] = bitmap;
+        TRY(converted);
+    }
+    return SUCCESS;
+}
+
+Result colorResList(T_HANDLE handle, ColorResJob& job, ItemRows& items) {
+    TRY(checkChange(listOf(handle)));
+    BitmapList& list = *listOf(handle);
+    if (list.count > 0 && list.items == nullptr) return ERROR_NULL_POINTER;
+    const ListUse use(list);
+    // An item may own the caller's entries; it frees them when it gets its new palette.
+    PaletteEntry entries[kMaxPaletteEntries];
+    if (job.reducesToPalette() && job.palette.readsEntries()) {
+        std::copy_n(job.palette.entries, job.palette.count, entries);
+        job.palette.entries = entries;
+    }
     PaletteChoice choice;
-    TRY(shareMatching(list, job, choice));
+    TRY(shareMatching(handle, job, choice));
     const CurrentMatchTable table(choice.matchTable);
     if (items.callback != nullptr) {
         job.rowCallback = passRow;
         job.userData = &items;
     }
-    for (; items.item < count; ++items.item) {
-        BitmapHandle bitmap;
-        items.row = 0;
-        TRY(T_GetBitmapListItem(list, items.item, &bitmap, sizeof bitmap));
-        Result converted = checkColorResSource(bitmap);
-        if (converted.ok()) converted = colorResBitmap(job, bitmap, &bitmap);
-        TRY(T_SetBitmapListItem(list, items.item, &bitmap));
-        TRY(converted);
-    }
-    return SUCCESS;
+    return colorResItems(list, job, items);
 }
 
 }  // namespace
@@ -93,6 +104,10 @@ extern "C" int32_t TNK_CALL T_ColorResBitmapListExt(T_HANDLE List, int32_t BitsP
     ColorResJob job{};
     const Result settled = settleColorRes(BitsPerPixel, Flags, Palette, PaletteHandle, ColorCount, job);
     if (!settled.ok()) return settled.code;
+    // A handle makes the palette of one bitmap a user palette, but an optimized one of a list keeps its entries.
+    PaletteRequest asked = job.palette;
+    asked.selection = paletteSelection(Flags);
+    if (job.reducesToPalette() && asked.sharedByList()) job.palette = asked;
     ItemRows items{.callback = RowCallback, .userData = UserData};
     return colorResList(List, job, items).code;
 }

@@ -98,13 +98,13 @@ class FreeEntries {
         }
     }
 
-    // Entries before the free ones that a match table counts as well.
     // Unused entries go, but for those that entries of the caller's or the display's stand behind.
     void cutUnused(uint32_t used) {
         for (uint32_t i = count_; i > used && choice_.count > 1 && places_[i - 1] == choice_.count - 1; --i)
             --choice_.count;
     }
 
+    // Entries before the free ones that a match table counts as well.
     uint32_t before() const {
         const auto chosen = [](const PaletteEntry& entry) { return (entry.Reserved & kMarks) == 0; };
         return static_cast<uint32_t>(std::count_if(choice_.entries, choice_.entries + places_[0], chosen));
@@ -182,7 +182,15 @@ Result choosePalette(const PaletteRequest& request, BitmapHandle& source, Palett
 
 Result chooseListPalette(const PaletteRequest& request, T_HANDLE list, PaletteChoice& choice) {
     choice.count = request.count;
-    TRY(chooseOptimized(request, choice, true, 0, [&](std::span<const PaletteEntry>, OptimizedPalette& built) {
+    PaletteRequest kept = request;
+    PaletteEntry handleEntries[kMaxPaletteEntries];
+    if (request.handle != 0) {
+        std::fill(std::begin(handleEntries), std::end(handleEntries), PaletteEntry{0, 0, 0, kFreeEntry});
+        if (platform->getPaletteEntries(request.handle, 0, request.count, handleEntries) == 0)
+            return ERROR_INVALID_PARAMETER;
+        kept.entries = handleEntries;
+    }
+    TRY(chooseOptimized(kept, choice, true, 0, [&](std::span<const PaletteEntry>, OptimizedPalette& built) {
         return optimizePaletteOfList(list, built);
     }));
     pad(choice);

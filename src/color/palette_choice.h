@@ -19,10 +19,16 @@ struct PaletteRequest {
     T_HANDLE handle = 0;
     uint32_t count = 0;  // 1 to 2^bits
 
-    // An optimized palette, with or without static colours and match table.
+    // An optimized palette, with or without static colours and match table. A list builds it once for all items, but
+    // without the table.
     bool optimized() const {
         constexpr uint32_t kUnnamedBit = 0x0002;  // accepted there, without a meaning of its own
         return (selection & ~(kUnnamedBit | CRF_RESERVESYSTEMCOLORS | CRF_NOMATCHTABLE)) == 0;
+    }
+    bool sharedByList() const { return optimized() && (selection & CRF_NOMATCHTABLE) == 0; }
+    // Whether `entries` are looked at: other choices may come with a pointer to anything.
+    bool readsEntries() const {
+        return entries != nullptr && (optimized() || (selection & ~CRF_USERMATCHTABLE) == CRF_USERPALETTE);
     }
 };
 
@@ -38,6 +44,7 @@ struct PaletteChoice {
 Result choosePalette(const PaletteRequest& request, BitmapHandle& source, PaletteChoice& choice);
 
 // One optimized palette for all bitmaps of a list.
+// `request.handle` counts as an array that ends with free entries.
 Result chooseListPalette(const PaletteRequest& request, T_HANDLE list, PaletteChoice& choice);
 
 }  // namespace tnk

@@ -66,7 +66,7 @@ TEST_F(BitmapList, EqualsAVector) {
         int32_t result = SUCCESS, expected = found;
         if (operation < 2) {
             result = T_InsertBitmapListItem(list, index, &bitmap);
-            expected = starved ? FAILURE : SUCCESS;
+            expected = starved && result == FAILURE ? FAILURE : SUCCESS;  // there may be room
             if (result == SUCCESS) model.insert(at, step);
         } else if (operation == 2) {
             result = T_RemoveBitmapListItem(list, index, &old);
@@ -101,6 +101,67 @@ TEST_F(BitmapList, EqualsAVector) {
         ASSERT_EQ(numbers(list), model) << "operation " << operation;
         ASSERT_EQ(failing.live().sections, static_cast<int>(model.size()) + (spare != 0));
     }
+}
+
+// The array grows by halves: few moves however long the list gets.
+TEST_F(BitmapList, Appends) {
+    BitmapHandle record{};
+    record.StructSize = kSize;
+    failing.failAt(30, kGlobalFailures);
+    for (uint32_t i = 0; i < 5000; ++i) {
+        record.Reserved2 = i;
+        ASSERT_EQ(T_InsertBitmapListItem(list, UINT32_MAX, &record), SUCCESS);
+    }
+    EXPECT_FALSE(failing.injected());
+    EXPECT_EQ(numbers(list)[4999], 4999u);
+}
+
+// What the callbacks of an operation try to do to its list.
+struct Meddler {
+    T_HANDLE list;
+    int32_t answer;
+    int calls = 0;
+
+    int32_t meddle() {
+        ++calls;
+        BitmapHandle record{}, old{};
+        record.StructSize = kSize;
+        T_HANDLE other = 0;
+        for (const int32_t result :
+             {T_DestroyBitmapList(list), T_InsertBitmapListItem(list, 0, &record),
+              T_RemoveBitmapListItem(list, 0, &old), T_SetBitmapListItem(list, 0, nullptr),
+              T_ReplaceBitmapListItem(list, 0, &record, &old, kSize), T_DeleteBitmapListItems(list, 0, 1),
+              T_MoveBitmapListItems(&other, list, 0, 1), T_ColorResBitmapList(list, 24, 0, nullptr, 0, 0)}) {
+            EXPECT_EQ(result, ERROR_INVALID_PARAMETER);
+        }
+        return answer;
+    }
+    static int32_t TNK_CALL report(int32_t, void* user) { return static_cast<Meddler*>(user)->meddle(); }
+    static int32_t TNK_CALL row(BitmapHandle*, uint8_t*, uint32_t, uint32_t, uint32_t, void* user) {
+        return static_cast<Meddler*>(user)->meddle();
+    }
+};
+
+TEST_F(BitmapList, StaysAsItIsWhileAnOperationRuns) {
+    for (uint32_t i = 0; i < 3; ++i) {
+        const BitmapHandle bitmap = make(i);
+        ASSERT_EQ(T_InsertBitmapListItem(list, i, &bitmap), SUCCESS);
+    }
+    for (const int32_t answer : {-74, 1}) {
+        Meddler meddler{list, answer};
+        T_HANDLE copied = 0;
+        T_SetCopyStatusCallBack(Meddler::report, &meddler, nullptr, nullptr);
+        EXPECT_EQ(T_CopyBitmapListItems(&copied, list, 0, 3), answer);
+        T_SetCopyStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+        EXPECT_EQ(T_DestroyBitmapList(copied), answer == SUCCESS ? SUCCESS : ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_ColorResBitmapListExt(list, 24, 0, nullptr, 0, 0, Meddler::row, &meddler), answer);
+        T_SetStatusCallBack(Meddler::report, &meddler, nullptr, nullptr);
+        EXPECT_EQ(T_ColorResBitmapList(list, 4, 0, nullptr, 0, 0), answer);
+        T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+        EXPECT_GT(meddler.calls, answer == SUCCESS ? 9 : 2);
+        EXPECT_EQ(numbers(list).size(), 3u);
+    }
+    EXPECT_EQ(T_DeleteBitmapListItems(list, 0, 1), SUCCESS) << "afterwards it can be changed";
 }
 
 TEST_F(BitmapList, SetsSlotsWithoutFreeing) {

@@ -476,6 +476,37 @@ TEST(OptimizedResolution, ListsShareOnePalette) {
     }
 }
 
+// The entries that a list run takes: those of a handle are kept as those of an array are, and an item's palette may go
+// with the item.
+TEST(OptimizedResolution, ListsTakeEntriesFromAnywhere) {
+    Random random(347);
+    const std::vector<PixelFormat> formats = {{8, ORDER_RGB}, {24, ORDER_BGR}, {4, ORDER_RGB}};
+    Palette fixed = fixedEntries(random, 3, 9, 2);
+    fixed.resize(200);
+    const T_HANDLE handle = T_CreatePalette(fixed.data(), 200);
+    fixed.resize(256, PaletteEntry{0, 0, 0, kFree});
+    for (const uint32_t flags : {CRF_OPTIMIZEDPALETTE, CRF_NOMATCHTABLE, CRF_USERPALETTE}) {
+        for (const bool ofItem : {false, true}) {
+            if (!ofItem && flags != CRF_OPTIMIZEDPALETTE) continue;
+            SCOPED_TRACE(testing::Message() << flags << (ofItem ? ", of an item" : ", of a handle"));
+            Random same(random), again(random);
+            const PictureList given(same, formats, Kind::kNoise), array(again, formats, Kind::kNoise);
+            if (ofItem) fixed = array.palettes[0];
+            EXPECT_EQ(T_ColorResBitmapList(given.handle, 8, flags, ofItem ? given.item(0).Palette : nullptr,
+                                           ofItem ? 0 : handle, 0),
+                      SUCCESS);
+            EXPECT_EQ(T_ColorResBitmapList(array.handle, 8, flags, fixed.data(), 0, 0), SUCCESS);
+            for (uint32_t i = 0; i < formats.size(); ++i) {
+                BitmapHandle a = given.item(i), b = array.item(i);
+                ASSERT_EQ(a.ColorCount, b.ColorCount);
+                EXPECT_EQ(std::memcmp(a.Palette, b.Palette, a.ColorCount * sizeof(PaletteEntry)), 0);
+                EXPECT_TRUE(Picture::rows(a) == Picture::rows(b));
+            }
+        }
+    }
+    T_DeletePalette(handle);
+}
+
 TEST(OptimizedResolution, ListsStopAtTheFirstFailure) {
     Random random(339);
     const std::vector<PixelFormat> formats(3, {24, ORDER_BGR});
