@@ -14,8 +14,16 @@ endif()
 file(COPY ${TNK_CLI11}/CLI DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.hpp)
 file(COPY ${TNK_STB}/stb DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.h)
 
+# What --version tells; looked up by every build, written when it changed.
+add_custom_target(tnk_build_id
+    COMMAND ${CMAKE_COMMAND} -DSOURCE=${PROJECT_SOURCE_DIR} -DVERSION=${PROJECT_VERSION} -DSYSTEM=${CMAKE_SYSTEM_NAME}
+            -DOUTPUT=${PROJECT_BINARY_DIR}/generated/build_id.h -P ${PROJECT_SOURCE_DIR}/cmake/build_id.cmake
+    BYPRODUCTS ${PROJECT_BINARY_DIR}/generated/build_id.h
+    VERBATIM)
+
 add_executable(tnk ${tool_sources})
-target_include_directories(tnk PRIVATE tools/tnk)
+add_dependencies(tnk tnk_build_id)
+target_include_directories(tnk PRIVATE tools/tnk ${PROJECT_BINARY_DIR}/generated)
 target_include_directories(tnk SYSTEM PRIVATE ${PROJECT_BINARY_DIR}/third_party)
 target_link_libraries(tnk PRIVATE tnkrn Threads::Threads)
 tnk_warnings(tnk)

@@ -1,4 +1,4 @@
-"""Pictures and plain rules that the tests of tnk compare with."""
+"""Pictures that the tests of tnk are made of."""
 
 import struct
 import zlib
@@ -6,99 +6,86 @@ import zlib
 WIDTH, HEIGHT = 61, 37  # odd: every row has padding bits
 
 
-def scene(width=WIDTH, height=HEIGHT):
+def scene():
     """Rows of (red, green, blue): gradients with noise, from a generator of its own so that it never changes."""
     seed = 1
-    rows = []
-    for y in range(height):
-        row = []
-        for x in range(width):
+    rows = [[] for _ in range(HEIGHT)]
+    for y in range(HEIGHT):
+        for x in range(WIDTH):
             seed = (seed * 1103515245 + 12345) & 0x7FFFFFFF
             noise = (seed >> 16) % 32
-            row.append((min(255, x * 255 // width + noise), y * 255 // height, (x * y + noise * 3) % 256))
-        rows.append(row)
+            rows[y].append((min(255, x * 255 // WIDTH + noise), y * 255 // HEIGHT, (x * y + noise * 3) % 256))
     return rows
 
 
-def pnm(kind, width, height, largest, samples):
+def pnm(kind, height, largest, samples):
     """A binary or text any-map; samples of more than a byte are big-endian."""
-    head = b"P%d\n# a comment\n%d %d\n" % (kind, width, height) + (b"" if kind in (1, 4) else b"%d\n" % largest)
+    head = b"P%d\n# a comment\n%d %d\n" % (kind, len(samples) // height // (3 if kind in (3, 6) else 1), height)
+    head += b"%d\n" % largest if kind > 1 else b""
     if kind <= 3:
         return head + b" ".join(b"%d" % s for s in samples) + b"\n"
-    if kind == 4:
-        out = b""
-        for y in range(height):
-            bits = "".join(str(s) for s in samples[y * width : (y + 1) * width]).ljust((width + 7) // 8 * 8, "0")
-            out += int(bits, 2).to_bytes(len(bits) // 8, "big")
-        return head + out
     return head + struct.pack(">%d%s" % (len(samples), "H" if largest > 255 else "B"), *samples)
 
 
-def ppm(rows):
-    return pnm(6, len(rows[0]), len(rows), 255, [c for row in rows for pixel in row for c in pixel])
+def chunk(kind, body):
+    return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
 
 
-def level(pixel):
-    red, green, blue = pixel
-    return (2 * red + 5 * green + blue + 4) >> 3
+def png(bits, kind, rows, *chunks):
+    """A PNG of unfiltered rows of bytes, WIDTH pixels each; `chunks` stand before them."""
+    head = b"IHDR", struct.pack(">IIBBBBB", WIDTH, len(rows), bits, kind, 0, 0, 0)
+    data = b"IDAT", zlib.compress(b"".join(b"\0" + row for row in rows))
+    return b"\x89PNG\r\n\x1a\n" + b"".join(chunk(*parts) for parts in (head, *chunks, data, (b"IEND", b"")))
 
 
-FOUR = [0, 85, 170, 255]
-EIGHT = [0, 36, 73, 109, 146, 182, 219, 255]
-SIXTEEN = [
-    (0, 0, 0), (128, 0, 0), (0, 128, 0), (128, 128, 0), (0, 0, 128), (128, 0, 128), (0, 128, 128), (128, 128, 128),
-    (192, 192, 192), (255, 0, 0), (0, 255, 0), (255, 255, 0), (0, 0, 255), (255, 0, 255), (0, 255, 255),
-    (255, 255, 255),
-]
-
-
-def nearest_fixed(bits, pixel):
-    """The colour that a pixel has after a reduction to the fixed palette without dithering."""
-    r, g, b = pixel
-    if bits == 1:
-        return (255,) * 3 if level(pixel) >= 128 else (0,) * 3
-    if bits == 2:
-        return (FOUR[level(pixel) >> 6],) * 3
-    if bits == 4:
-        index = r >> 7 | g >> 7 << 1 | b >> 7 << 2
-        return SIXTEEN[index + 8 if index else 0]
-    red, green, blue = {3: (1, 1, 1), 5: (2, 2, 1), 6: (2, 2, 2), 7: (2, 3, 2), 8: (3, 3, 2)}[bits]
-    levels = {1: [0, 255], 2: FOUR, 3: EIGHT}
-    return tuple(levels[n][c >> 8 - n] for n, c in ((red, r), (green, g), (blue, b)))
+def bmp(height, bits, rows, palette=(), header=40, compression=0):
+    """A BMP whose rows, WIDTH pixels each, stand in the order of the file; a negative height says that this is from the top."""
+    table = b"".join(bytes(reversed(c)) + b"\0" * (header > 12) for c in palette)
+    fields = struct.pack("<Ihh" if header == 12 else "<Iii", header, WIDTH, height) + struct.pack("<HH", 1, bits)
+    fields += b"" if header == 12 else struct.pack("<IIIIII", compression, 0, 0, 0, len(palette), 0)
+    data = b"".join(row + b"\0" * (-len(row) % 4) for row in rows)
+    offset = 14 + len(fields) + len(table)
+    return b"BM" + struct.pack("<III", offset + len(data), 0, offset) + fields + table + data
 
 
 def read_png(data):
     """Header fields and unfiltered rows: (width, height, bits a channel, colour type, rows of bytes)."""
-    assert data[:8] == b"\x89PNG\r\n\x1a\n"
     at, packed, header = 8, b"", None
     while at < len(data):
         (length,) = struct.unpack_from(">I", data, at)
         kind, body = data[at + 4 : at + 8], data[at + 8 : at + 8 + length]
-        assert zlib.crc32(kind + body) == struct.unpack_from(">I", data, at + 8 + length)[0], kind
-        if kind == b"IHDR":
-            header = struct.unpack(">IIBB", body[:10])
+        assert data[at : at + 12 + length] == chunk(kind, body), kind
+        header = struct.unpack(">IIBB", body[:10]) if kind == b"IHDR" else header
         packed += body if kind == b"IDAT" else b""
         at += 12 + length
     width, height, bits, kind = header
-    channels = {0: 1, 2: 3, 3: 1, 6: 4}[kind]
-    distance, row_bytes = max(1, channels * bits // 8), (width * channels * bits + 7) // 8
-    raw, above, rows = zlib.decompress(packed), bytearray(row_bytes), []
-    assert len(raw) == (row_bytes + 1) * height
-    for y in range(height):
-        start = y * (row_bytes + 1)
-        row = bytearray(raw[start + 1 : start + 1 + row_bytes])
-        for i in range(row_bytes):
+    pixel = {0: 1, 2: 3, 3: 1, 6: 4}[kind] * bits
+    distance, bytes_a_row = max(1, pixel // 8), (width * pixel + 7) // 8
+    raw, above, rows = zlib.decompress(packed), bytes(bytes_a_row), []
+    assert len(raw) == (bytes_a_row + 1) * height
+    for start in range(0, len(raw), bytes_a_row + 1):
+        row = bytearray(raw[start + 1 : start + 1 + bytes_a_row])
+        for i, up in enumerate(above):
             left, corner = (row[i - distance], above[i - distance]) if i >= distance else (0, 0)
-            up = above[i]
             nearest = min((left, up, corner), key=lambda v: abs(left + up - corner - v))  # first wins
             row[i] = (row[i] + (0, left, up, (left + up) // 2, nearest)[raw[start]]) & 255
         rows.append(bytes(row))
         above = row
-    return width, height, bits, kind, rows
+    return *header, rows
+
+
+def palette(data):
+    """The entries that a PNG or BMP file has."""
+    if data[:2] == b"BM":
+        entries = data[54 : 54 + 4 * struct.unpack_from("<I", data, 46)[0]]
+        return [tuple(reversed(entries[i : i + 3])) for i in range(0, len(entries), 4)]
+    start = data.index(b"PLTE") if b"PLTE" in data else 4
+    entries = data[start + 4 : start + 4 + struct.unpack_from(">I", data, start - 4)[0]] if start > 4 else b""
+    return list(zip(*[iter(entries)] * 3))
 
 
 def samples16(data):
     """All samples of a PNG of 16-bit channels."""
-    width, height, bits, kind, rows = read_png(data)
+    *_, bits, _, rows = read_png(data)
     assert bits == 16
     return [s for row in rows for s in struct.unpack(">%dH" % (len(row) // 2), row)]

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "match_colors.h"
 #include "memory.h"
 #include "palette_file.h"
 #include "progress.h"
@@ -107,9 +108,10 @@ Converter::Converter(const PictureOptions& options, const std::string& out)
     checkOptions(options);
     const std::vector<uint32_t> methods = methodsOf(options.dithers);
     std::vector<int> depths = options.bits;
+    const bool keepDepth = depths.empty() && !options.gray;
     if (depths.empty()) depths.push_back(options.gray);
     for (int bits : depths) {
-        if (bits) checkDepth(out, bits);
+        if (!keepDepth) checkDepth(out, bits);
         for (uint32_t method : methods) jobs_.push_back({bits, method});
     }
     const auto lacks = [&out](const char* placeholder) { return out.find(placeholder) == out.npos; };
@@ -149,6 +151,7 @@ void Converter::readPalette() {
     }
     if (name == "web" || name == "optimized") return;
     palette_ = readPaletteFile(name);
+    paletteOfFile_ = true;
     const size_t wanted = static_cast<size_t>(options_.colors);
     if (wanted > palette_.size()) {
         throw fileFailure(name, "has " + std::to_string(palette_.size()) + " colours, not " + std::to_string(wanted));
@@ -170,11 +173,15 @@ Page Converter::read(const std::string& file) const {
     page.file = file;
     page.resolution = picture.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit;
     page.bitmap = std::move(picture.bitmap);
+    if (!options_.gray) {
+        page.depth = picture.depth;
+        page.palette = std::move(picture.palette);
+    }
     return page;
 }
 
 void Converter::prepare(Page& page) const {
-    Progress progress(page.file);
+    const Progress progress("preparing", page.file);
     const Stopwatch stopwatch(page.milliseconds);
     Bitmap& bitmap = page.bitmap;
     if (!options_.crop.empty()) {
@@ -194,21 +201,22 @@ namespace {
 Result resultOf(const Page& page, const Job& job, int bits, std::string out) {
     replaceAll(out, "{bits}", std::to_string(bits));
     replaceAll(out, "{dither}", kDitherNames[job.method]);
-    return {std::move(out), {page.file, page.resolution, page.milliseconds, {}}, job.method};
+    return {std::move(out), {page.file, page.resolution, page.milliseconds, {}, 0, {}}, kDitherNames[job.method]};
 }
 
 }  // namespace
 
 Result Converter::make(Page& page, const Job& job, std::string out) const {
     if (interrupted()) throw interruptedFailure();
-    const int bits = job.bits ? job.bits : page.bitmap->BitsPerPixel;
+    const int bits = depthOf(page, job);
     const std::string why = whyNot(format_, bits, options_.gray || page.bitmap->Order == ORDER_GRAY);
     if (!why.empty()) throw fileFailure(page.file, why);
     Result result = resultOf(page, job, bits, std::move(out));
+    if (bits > 8 || bits == options_.gray || keepsPalette(page, bits)) result.method = "exact";
     {
-        Progress progress(result.out);
+        const Progress progress("converting", result.out);
         const Stopwatch stopwatch(result.page.milliseconds);
-        result.page.bitmap = reduce(page, job);
+        result.page.bitmap = reduce(page, {bits, job.method});
     }
     return result;
 }
@@ -220,7 +228,7 @@ std::vector<Result> Converter::makeTogether(BitmapList list, const std::vector<P
     double milliseconds = 0;
     {
         const std::string all = "all " + std::to_string(pages.size()) + " pictures";
-        Progress progress(all);
+        const Progress progress("converting", all);
         const Stopwatch stopwatch(milliseconds);
         require(T_ColorResBitmapList(list.get(), wanted.bits, wanted.flags, wanted.entries(), 0, wanted.count), all);
     }
@@ -231,6 +239,23 @@ std::vector<Result> Converter::makeTogether(BitmapList list, const std::vector<P
         result.page.bitmap = placed(list.takeFirst(result.page.file), result.page.file);
     }
     return results;
+}
+
+int Converter::depthOf(const Page& page, const Job& job) const {
+    if (job.bits) return job.bits;
+    return page.depth ? page.depth : page.bitmap->BitsPerPixel;
+}
+
+bool Converter::keepsPalette(const Page& page, int bits) const {
+    const bool wanted = options_.palette.empty() && !options_.colors;
+    return wanted && bits <= 8 && !page.palette.empty() && page.palette.size() <= size_t{1} << bits;
+}
+
+std::vector<PaletteEntry> Converter::exactPalette(const Page& page, const Job& job) const {
+    if (keepsPalette(page, job.bits)) return page.palette;
+    if (job.bits > 8 || job.method != DITHER_NONE) return {};
+    if (options_.gray) return grayLevels(job.bits);
+    return paletteOfFile_ ? palette_ : std::vector<PaletteEntry>();
 }
 
 Converter::Reduction Converter::reductionFor(const Job& job) const {
@@ -256,7 +281,12 @@ Converter::Reduction Converter::reductionFor(const Job& job) const {
 }
 
 Bitmap Converter::reduce(Page& page, const Job& job) const {
-    if (job.bits == 0 || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
+    const bool asItIs = options_.bits.empty() && job.bits == page.bitmap->BitsPerPixel;
+    if (asItIs || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
+    if (const std::vector<PaletteEntry> palette = exactPalette(page, job); !palette.empty()) {
+        const uint32_t request = packed() ? MEM_CONVENTIONAL : request_;
+        return placed(matchColors(page.bitmap, page.file, job.bits, palette, request), page.file);
+    }
     const Reduction wanted = reductionFor(job);
     Bitmap result;
     require(T_ColorResBitmap(page.bitmap.get(), result.get(), sizeof(BitmapHandle), wanted.bits, wanted.flags,
@@ -267,8 +297,7 @@ Bitmap Converter::reduce(Page& page, const Job& job) const {
 
 // The library makes results plain, on disk or tiled by itself.
 Bitmap Converter::placed(Bitmap result, const std::string& file) const {
-    const bool packed = (request_ & (MEM_COMPRESSED | MEM_SUPERCOMPRESSED)) != 0;
-    return packed ? copyTo(request_, result, file) : std::move(result);
+    return packed() ? copyTo(request_, result, file) : std::move(result);
 }
 
 void Converter::write(Result& result, OutputFile& output) const {
@@ -279,11 +308,9 @@ std::string Converter::report(Result& result) const {
     if (!options_.verbose) return {};
     Bitmap& bitmap = result.page.bitmap;
     const int bits = bitmap->BitsPerPixel;
-    const bool dithered = bits <= 8 && bits != options_.gray && !options_.bits.empty();
     char numbers[96];
     std::snprintf(numbers, sizeof numbers, ": %d x %d, %d %s, %s, converted in %.1f ms, ", bitmap->Width,
-                  bitmap->Height, bits, bits == 1 ? "bit" : "bits", dithered ? kDitherNames[result.method] : "exact",
-                  result.page.milliseconds);
+                  bitmap->Height, bits, bits == 1 ? "bit" : "bits", result.method, result.page.milliseconds);
     return result.out + numbers + describeMemory(bitmap) + "\n";
 }
 

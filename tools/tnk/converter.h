@@ -17,6 +17,8 @@ struct Page {
     Resolution resolution = Resolution::kOmit;
     double milliseconds = 0;  // spent on it by the library
     Bitmap bitmap;
+    int depth = 0;                      // that keeps every pixel, 0: the bitmap's
+    std::vector<PaletteEntry> palette;  // in which every pixel has its colour
 };
 
 struct Job {
@@ -27,7 +29,7 @@ struct Job {
 struct Result {
     std::string out;
     Page page;
-    uint32_t method;
+    const char* method;  // of dithering, in words
 };
 
 // True when `text` had `placeholder`.
@@ -66,8 +68,14 @@ class Converter {
 
     void checkDepth(const std::string& out, int bits) const;
     void readPalette();
+    // The bits of a result.
+    int depthOf(const Page& page, const Job& job) const;
+    bool keepsPalette(const Page& page, int bits) const;
+    // The colours that pixels are matched with exactly; none where the library reduces the picture.
+    std::vector<PaletteEntry> exactPalette(const Page& page, const Job& job) const;
     Reduction reductionFor(const Job& job) const;
     Bitmap reduce(Page& page, const Job& job) const;
+    bool packed() const { return (request_ & (MEM_COMPRESSED | MEM_SUPERCOMPRESSED)) != 0; }
     Bitmap placed(Bitmap result, const std::string& file) const;
 
     const PictureOptions& options_;
@@ -75,6 +83,7 @@ class Converter {
     uint32_t request_;  // of memory
     std::vector<Job> jobs_;
     std::vector<PaletteEntry> palette_;  // empty: the fixed, the web or an optimized palette
+    bool paletteOfFile_ = false;
 };
 
 }  // namespace tool

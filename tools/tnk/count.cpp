@@ -10,7 +10,7 @@
 namespace tool {
 
 std::string countColors(Bitmap& bitmap, const std::string& file) {
-    Progress progress(file);
+    const Progress progress("counting colours of", file);
     uint32_t count = 0;
     require(T_GetBitmapColorCountExt(bitmap.get(), &count, nullptr), file);
     const char* noun = bitmap->Order == ORDER_GRAY ? " gray" : " colour";

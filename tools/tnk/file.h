@@ -16,6 +16,7 @@ std::string extensionOf(const std::string& name);
 
 // Files above this size are refused; so are pictures with more bytes of pixels.
 constexpr uint64_t kMaxBytes = uint64_t{1} << 30;
+constexpr const char* kTooManyPixels = "the picture is too large (the limit is 1 GB of pixels)";
 
 std::vector<uint8_t> readWholeFile(const std::string& name);
 

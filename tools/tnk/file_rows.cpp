@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "progress.h"
+
 namespace tool {
 
 namespace {
@@ -44,6 +46,7 @@ std::vector<PaletteEntry> filePalette(Bitmap& bitmap, const std::string& file) {
     FileRows rows(bitmap, file, 8, ORDER_RGB);
     size_t highest = 0;
     for (int y = 0; y < bitmap->Height; y++) {
+        if (interrupted()) throw interruptedFailure();
         const uint8_t* row = rows.get(y);
         highest = std::max<size_t>(highest, *std::max_element(row, row + bitmap->Width));
     }

@@ -73,6 +73,9 @@ Headers readPngHeaders(const std::string& file, const std::vector<uint8_t>& data
         if (isChunk(chunk, "IHDR") && length >= 13) {
             static constexpr uint8_t kChannels[8] = {1, 0, 3, 1, 2, 0, 4, 0};
             headers.bitsPerPixel = body[8] * kChannels[body[9] & 7];
+            headers.indexed = body[9] == 3;
+        } else if (isChunk(chunk, "tRNS")) {
+            headers.transparent = true;
         } else if (isChunk(chunk, "PLTE")) {
             for (uint32_t i = 0; i + 3 <= length && headers.palette.size() < 256; i += 3) {
                 headers.palette.push_back({body[i + 2], body[i + 1], body[i], 0});
@@ -132,18 +135,26 @@ Headers readBmpHeaders(const std::string& file, const std::vector<uint8_t>& data
     if ((!core && header < 40) || header > data.size() - 14)
         throw fileFailure(file, "the file is damaged (bad header)");
 
-    const int64_t width = core ? little16(p + 18) : static_cast<int32_t>(little32(p + 18));
-    const int64_t height = core ? little16(p + 20) : static_cast<int32_t>(little32(p + 22));
+    // The sizes of the longer headers are signed.
+    const int64_t width = static_cast<int32_t>(core ? little16(p + 18) : little32(p + 18));
+    const int64_t height = static_cast<int32_t>(core ? little16(p + 20) : little32(p + 22));
     const uint32_t bits = little16(p + (core ? 24 : 28));
     const uint32_t compression = core ? 0 : little32(p + 30);
     headers.bitsPerPixel = static_cast<int>(bits);
-    if (width <= 0 || height == 0 || bits > 32)
+    constexpr int64_t kMostPixels = 1000000;
+    if (width <= 0 || height == 0 || bits == 0 || bits > 32 || std::max(width, std::abs(height)) > kMostPixels)
         throw fileFailure(file, "the file is damaged (impossible size or depth)");
     if (compression == 0 || compression == 3) {
         const uint64_t rowBytes = (static_cast<uint64_t>(width) * bits + 31) / 32 * 4;
         const uint64_t rows = static_cast<uint64_t>(std::abs(height));
         if (offset + rowBytes * rows > data.size()) throw fileFailure(file, kTruncated);
     }
+    headers.width = static_cast<int>(width);
+    headers.height = static_cast<int>(std::abs(height));
+    headers.topRowFirst = height < 0;
+    headers.pixelsAt = offset;
+    headers.compression = compression;
+    headers.indexed = bits <= 8;
     if (!core) setResolution(headers, dotsPerInch(little32(p + 38)), dotsPerInch(little32(p + 42)));
 
     if (bits <= 8) {

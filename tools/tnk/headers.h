@@ -15,7 +15,15 @@ struct Headers {
     int bitsPerPixel = 0;  // of the file, 0 where the pixels say it (JPEG, PNM of more than 1 bit)
     int xResolution = 0;   // dots per inch, 0 when the file has none
     int yResolution = 0;
-    std::vector<PaletteEntry> palette;  // of pictures that have one
+    std::vector<PaletteEntry> palette;  // of pictures that have one, and the one that a PNG of colours suggests
+    bool indexed = false;               // the pixels are indexes into the palette
+    bool transparent = false;           // some colours or entries of a PNG stand for transparent pixels
+    // Of BMP files.
+    int width = 0;
+    int height = 0;
+    bool topRowFirst = false;
+    size_t pixelsAt = 0;
+    uint32_t compression = 0;
 };
 
 enum class FileKind { kUnknown, kPng, kJpeg, kBmp, kPnm };

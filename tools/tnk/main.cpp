@@ -6,11 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "build_id.h"
 #include "commands.h"
 #include "failure.h"
 #include "memory.h"
 #include "progress.h"
-#include "tnkrn.h"
 
 #if defined(_WIN32)
 #define WIN32_LEAN_AND_MEAN
@@ -59,6 +59,7 @@ constexpr const char* kPaletteExamples =
 // Of the commands that make pictures.
 constexpr const char* kNotes =
     "A picture is cropped first, then made gray, then reduced. Without --bits its depth stays.\n"
+    "The palette of a picture stays where it has room at --bits, unless --palette or --colors asks for another.\n"
     "A crop takes what lies inside the picture; one that lies outside altogether is a failure.\n"
     "Dithering methods: none, floyd-steinberg, stucki, burkes, sierra, stevenson-arce, jarvis, ordered, clustered.\n"
     "PNG and BMP keep palettes: 1, 2, 4 and 8 bits in PNG, 1, 4 and 8 in BMP; other depths take the next that fits.\n"
@@ -118,22 +119,12 @@ std::string utf8(const wchar_t* text) {
     if (bytes > 1) WideCharToMultiByte(CP_UTF8, 0, text, -1, out.data(), bytes, nullptr, nullptr);
     return out;
 }
-
-// From the system's code page, in which the library tells its name.
-std::string utf8(const char* text) {
-    wchar_t wide[128] = {};
-    MultiByteToWideChar(CP_ACP, 0, text, -1, wide, 127);
-    return utf8(wide);
-}
-#else
-std::string utf8(const char* text) { return text; }
 #endif
 
+// The program's own: the library's record of its version is fixed, whatever it was built from.
 std::string versionText() {
-    VersionRecord version{};
-    T_VersionInfo(&version, sizeof version);
-    return "tnk " + std::to_string(version.MajorVersion) + "." + std::to_string(version.MinorVersion) + " (" +
-           utf8(version.ProductName) + ", built " + version.BuildDate + " " + version.BuildTime + ")";
+    return std::string("tnk ") + kVersion + " (build " + kRevision + ", " + kSystem + ", " +
+           std::to_string(8 * sizeof(void*)) + " bits)";
 }
 
 void CommandLine::addMemoryOption(CLI::App& command, std::string& memory) {
@@ -252,7 +243,9 @@ int CommandLine::run(std::vector<std::string> arguments) {
     } catch (const CLI::Success& help) {
         return app_.exit(help);
     } catch (const CLI::ParseError& error) {
-        complain(error.what());
+        const std::vector<std::string> extras = app_.remaining();
+        const bool unknown = app_.get_subcommands().empty() && !extras.empty() && extras[0][0] != '-';
+        complain(unknown ? "no command is called '" + extras[0] + "'" : error.what());
         std::fprintf(stderr, "Run tnk --help, or tnk COMMAND --help, for more.\n");
         return kExitUsage;
     }

@@ -86,12 +86,14 @@ class ResultSet {
 void makeOneByOne(const Converter& converter, BitmapList list, std::vector<Page>& pages,
                   const std::vector<std::string>& outs, ResultSet& results) {
     for (size_t i = 0; i < pages.size(); i++) {
-        Page page{pages[i].file, pages[i].resolution, 0, list.takeFirst(pages[i].file)};
+        Page& page = pages[i];
+        page.bitmap = list.takeFirst(page.file);
         converter.prepare(page);
         for (const Job& job : converter.jobs()) {
             Result result = converter.make(page, job, outs[i]);
             results.add(result);
         }
+        page.bitmap = Bitmap();
     }
 }
 

@@ -23,6 +23,7 @@ Entries optimizedPalette(Picture& picture, const std::string& file, size_t wante
     Entries entries(wanted);
     uint32_t count = static_cast<uint32_t>(wanted);
     uint32_t needsDithering = 0;
+    const Progress progress("choosing colours of", file);
     require(T_CreateBitmapListOptPal(list.get(), entries.data(), &count, nullptr, &needsDithering), file);
     if (interrupted()) throw interruptedFailure();
     entries.resize(count);

@@ -1,9 +1,13 @@
 #include "picture.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <utility>
 
+#include "bytes.h"
 #include "file.h"
+#include "indexed_bmp.h"
 #include "pixels.h"
 #include "pnm.h"
 #include "progress.h"
@@ -39,15 +43,37 @@ std::string decoderReason() {
     return std::string("the file is damaged or of a kind that cannot be read (") + reason + ")";
 }
 
-Pixels decode(const std::string& file, const std::vector<uint8_t>& data, GrayAlpha grayAlpha) {
+// The file of an indexed PNG with black entries behind a short palette: the decoder takes what it has not set.
+std::vector<uint8_t> withWholePalette(const std::vector<uint8_t>& data, const Headers& headers) {
+    constexpr size_t kFixed = 12;  // length, type and checksum of a chunk
+    size_t at = 8;
+    while (std::memcmp(&data[at + 4], "PLTE", 4) != 0) {
+        if (std::memcmp(&data[at + 4], "IEND", 4) == 0) return data;
+        at += kFixed + big32(&data[at]);
+    }
+    const size_t have = big32(&data[at]), wanted = size_t{3} << headers.bitsPerPixel;
+    if (have >= wanted || have % 3 != 0) return data;
+    std::vector<uint8_t> whole(data.begin(), data.begin() + at);
+    putBig32(whole, static_cast<uint32_t>(wanted));
+    whole.insert(whole.end(), &data[at + 4], &data[at + 8 + have]);
+    whole.resize(at + 8 + wanted);
+    whole.insert(whole.end(), data.begin() + at + 8 + have, data.end());  // the decoder does not look at the checksum
+    return whole;
+}
+
+Pixels decodeOther(const std::string& file, const std::vector<uint8_t>& data, const Headers& headers,
+                   GrayAlpha grayAlpha) {
     const int size = static_cast<int>(data.size());
     Pixels out;
     if (!stbi_info_from_memory(data.data(), size, &out.width, &out.height, &out.channels)) {
         throw fileFailure(file, decoderReason());
     }
+    // It tells a negative height of BMP files whose top row comes first, and not the alpha that a colour stands for.
+    out.height = std::abs(out.height);
+    if (headers.transparent && (out.channels == 1 || out.channels == 3)) out.channels++;
     out.bitsPerChannel = stbi_is_16_bit_from_memory(data.data(), size) ? 16 : 8;
     if (static_cast<uint64_t>(out.width) * out.height * out.channels * (out.bitsPerChannel / 8) > kMaxBytes) {
-        throw fileFailure(file, "the picture is too large (the limit is 1 GB of pixels)");
+        throw fileFailure(file, kTooManyPixels);
     }
 
     const int wanted = out.channels != 2 ? 0 : grayAlpha == GrayAlpha::kAsColor ? 4 : 1;
@@ -59,8 +85,25 @@ Pixels decode(const std::string& file, const std::vector<uint8_t>& data, GrayAlp
     }
     if (!pixels) throw fileFailure(file, decoderReason());
     out.data.reset(static_cast<uint8_t*>(pixels));
-    if (wanted) out.channels = wanted;
+    out.channels = wanted ? wanted : out.fileChannels;
     return out;
+}
+
+Pixels decode(const std::string& file, const std::vector<uint8_t>& data, const Headers& headers, GrayAlpha grayAlpha) {
+    const FileKind kind = kindOf(data);
+    if (kind == FileKind::kPnm) return decodePnm(file, data);
+    if (kind == FileKind::kBmp) {
+        constexpr uint32_t kPlain = 0, kRunLength8 = 1, kRunLength4 = 2, kMasks = 3;
+        if (headers.compression == kRunLength8 || headers.compression == kRunLength4) {
+            throw fileFailure(file, "run-length coded BMP pictures (RLE) cannot be read");
+        }
+        if (headers.compression > kMasks) throw fileFailure(file, "BMP pictures of this compression cannot be read");
+        if (headers.indexed && headers.compression == kPlain) return decodeIndexedBmp(file, data, headers);
+    }
+    if (kind == FileKind::kPng && headers.indexed) {
+        return decodeOther(file, withWholePalette(data, headers), headers, grayAlpha);
+    }
+    return decodeOther(file, data, headers, grayAlpha);
 }
 
 Bitmap toBitmap(const std::string& file, const Pixels& pixels, uint32_t request) {
@@ -72,21 +115,66 @@ Bitmap toBitmap(const std::string& file, const Pixels& pixels, uint32_t request)
         bitmap.create(file, request, pixels.width, pixels.height, pixels.channels * pixels.bitsPerChannel, ORDER_RGB);
     }
     const size_t rowBytes = pixels.rowBytes();
-    for (int y = 0; y < pixels.height; y++) bitmap.putRow(file, pixels.data.get() + y * rowBytes, y, rowBytes);
+    for (int y = 0; y < pixels.height; y++) {
+        Progress::rowDone(y, pixels.height);
+        bitmap.putRow(file, pixels.data.get() + y * rowBytes, y, rowBytes);
+    }
     return bitmap;
+}
+
+std::vector<PaletteEntry> grayRamp(int bits) {
+    std::vector<PaletteEntry> ramp;
+    for (int i = 0; i < 1 << bits; i++) {
+        const uint8_t level = static_cast<uint8_t>(i * 255 / ((1 << bits) - 1));
+        ramp.push_back({level, level, level, 0});
+    }
+    return ramp;
+}
+
+bool isBlack(const PaletteEntry& entry) { return (entry.Red | entry.Green | entry.Blue) == 0; }
+
+bool hasBlackPixel(const Pixels& pixels) {
+    const size_t count = static_cast<size_t>(pixels.width) * pixels.height;
+    const uint8_t* pixel = pixels.data.get();
+    for (size_t i = 0; i < count; i++, pixel += pixels.channels) {
+        if ((pixel[0] | pixel[1] | pixel[2]) == 0) return true;
+    }
+    return false;
+}
+
+void setDepth(Picture& picture, const Pixels& pixels) {
+    const Headers& headers = picture.headers;
+    const int bits = headers.bitsPerPixel;
+    const bool alpha = picture.channels == 2 || picture.channels == 4;
+    if (headers.indexed) {
+        std::vector<PaletteEntry>& palette = picture.palette = headers.palette;
+        // Indexes without an entry are black.
+        const bool whole = palette.size() >= size_t{1} << bits;
+        if (!whole && std::none_of(palette.begin(), palette.end(), isBlack) && hasBlackPixel(pixels)) {
+            palette.push_back({0, 0, 0, 0});
+        }
+        if (!alpha) picture.depth = bits;
+    } else if (picture.channels <= 2 && picture.bitsPerChannel == 8) {
+        const int grayBits = bits && bits < 8 ? bits : 8;
+        picture.palette = grayRamp(grayBits);
+        if (!alpha) picture.depth = grayBits;
+    } else if (bits == 16 && picture.bitsPerChannel == 8 && headers.compression == 0 && !alpha) {
+        picture.depth = bits;  // five bits a channel
+    }
 }
 
 }  // namespace
 
 Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t request) {
+    const Progress progress("reading", file);
     const std::vector<uint8_t> data = readWholeFile(file);
     Picture picture;
     picture.headers = readHeaders(file, data);
-    const bool pnm = kindOf(data) == FileKind::kPnm;
-    const Pixels pixels = pnm ? decodePnm(file, data) : decode(file, data, grayAlpha);
+    const Pixels pixels = decode(file, data, picture.headers, grayAlpha);
     if (interrupted()) throw interruptedFailure();
     picture.channels = pixels.fileChannels;
     picture.bitsPerChannel = pixels.bitsPerChannel;
+    setDepth(picture, pixels);
     picture.bitmap = toBitmap(file, pixels, request);
     if (picture.headers.xResolution > 0) {
         picture.bitmap->XResolution = picture.headers.xResolution;

@@ -118,8 +118,7 @@ Pixels PnmReader::read() {
     const uint64_t needed =
         type == 4 ? (uint64_t{width} + 7) / 8 * height : samples * (ascii ? 1 : out.bitsPerChannel / 8);
     if (needed > rest) damaged("the file ends before the picture does");
-    if (out.rowBytes() * uint64_t{height} > kMaxBytes)
-        damaged("the picture is too large (the limit is 1 GB of pixels)");
+    if (out.rowBytes() * uint64_t{height} > kMaxBytes) damaged(kTooManyPixels);
     out.data.reset(static_cast<uint8_t*>(std::malloc(out.rowBytes() * height)));
     if (!out.data) damaged("not enough memory");
 

@@ -2,6 +2,9 @@
 
 #include <csignal>
 #include <cstdio>
+#include <utility>
+
+#include "failure.h"
 
 #if defined(_WIN32)
 #define WIN32_LEAN_AND_MEAN
@@ -16,6 +19,8 @@ namespace tool {
 namespace {
 
 volatile std::sig_atomic_t stopWanted = 0;
+
+Progress* innermost = nullptr;
 
 #if defined(_WIN32)
 BOOL WINAPI onConsoleEvent(DWORD event) {
@@ -58,16 +63,24 @@ void catchInterrupts() {
 
 bool interrupted() { return stopWanted != 0; }
 
-Progress::Progress(std::string label) : label_(tail(label, 36)), terminal_(onTerminal()) {
+Progress::Progress(const char* doing, const std::string& name)
+    : label_(doing), terminal_(onTerminal()), outer_(std::exchange(innermost, this)) {
+    constexpr size_t kColumns = 37;
+    label_ += " " + tail(name, kColumns - label_.size() - 1);
+    if (terminal_) {
+        std::fprintf(stderr, "\r%s", label_.c_str());
+        std::fflush(stderr);
+    }
     T_SetStatusCallBack(onStatus, this, &oldCallback_, &oldUserData_);
     T_SetCopyStatusCallBack(onStatus, this, &oldCopyCallback_, &oldCopyUserData_);
 }
 
 Progress::~Progress() {
+    innermost = outer_;
     T_SetCopyStatusCallBack(oldCopyCallback_, oldCopyUserData_, nullptr, nullptr);
     T_SetStatusCallBack(oldCallback_, oldUserData_, nullptr, nullptr);
     // Blanks rather than a control sequence: older consoles print those.
-    if (terminal_ && shown_ >= 0) std::fprintf(stderr, "\r%79s\r", "");
+    if (terminal_) std::fprintf(stderr, "\r%79s\r", "");
 }
 
 int32_t Progress::show(int percent) {
@@ -81,6 +94,11 @@ int32_t Progress::show(int percent) {
         std::fflush(stderr);
     }
     return T_SUCCESS;
+}
+
+void Progress::rowDone(int row, int rows) {
+    const int percent = static_cast<int>((int64_t{row} + 1) * 100 / rows);
+    if (innermost ? innermost->show(percent) == kStopped : interrupted()) throw interruptedFailure();
 }
 
 int32_t TNK_CALL Progress::onStatus(int32_t percent, void* self) { return static_cast<Progress*>(self)->show(percent); }

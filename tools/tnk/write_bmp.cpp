@@ -3,6 +3,7 @@
 
 #include "bytes.h"
 #include "file_rows.h"
+#include "progress.h"
 #include "writer.h"
 
 namespace tool {
@@ -64,7 +65,9 @@ void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution) {
     }
 
     output.write(out.data(), out.size());
+    const Progress progress("writing", file);
     for (int y = bitmap->Height - 1; y >= 0; y--) {
+        Progress::rowDone(bitmap->Height - 1 - y, bitmap->Height);
         static constexpr uint8_t kZeros[4] = {};
         output.write(rows.get(y), rows.bytes());
         output.write(kZeros, padding);

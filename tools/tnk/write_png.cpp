@@ -127,8 +127,9 @@ std::vector<uint8_t> filteredRows(Bitmap& bitmap, const std::string& file, const
     RowFilter filters(rows.bytes(), layout.pixelBytes, filter);
     std::vector<uint8_t> out, swapped;
     out.reserve(static_cast<size_t>(bytes));
+    const Progress progress("filtering", file);
     for (int y = 0; y < bitmap->Height; y++) {
-        if (interrupted()) throw interruptedFailure();
+        Progress::rowDone(y, bitmap->Height);
         const uint8_t* row = rows.get(y);
         if (layout.channelBits == 16) {
             // Samples of 16 bits have their high byte first in the file.
@@ -160,6 +161,7 @@ void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution, GrayRam
     const Layout layout = layoutOf(bitmap, palette, ramp);
 
     std::vector<uint8_t> rows = filteredRows(bitmap, file, layout);
+    const Progress progress("writing", file);
     int packedBytes = 0;
     const std::unique_ptr<uint8_t, decltype(&std::free)> packed(
         stbi_zlib_compress(rows.data(), static_cast<int>(rows.size()), &packedBytes, 8), &std::free);
