@@ -2,6 +2,14 @@
 
 include(CMakePackageConfigHelpers)
 
+# Everything that is installed, without the tests.
+add_custom_target(product DEPENDS tnkrn)
+foreach(part tnk tfcmp tnkrn_msvc_library)
+    if(TARGET ${part})
+        add_dependencies(product ${part})
+    endif()
+endforeach()
+
 install(FILES ${PROJECT_SOURCE_DIR}/include/tnkrn.h ${PROJECT_SOURCE_DIR}/include/tnkrn_codec.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(TARGETS tnkrn
