@@ -341,8 +341,8 @@ TNK_API int32_t TNK_CALL T_DupBitmapNewDim(BitmapHandle* Destination, BitmapHand
  * Codes: -13 null. */
 TNK_API int32_t TNK_CALL T_FreeDuplicateBitmap(BitmapHandle* Bitmap, uint32_t DupFlags);
 
-/* Copies the gray window, the value range and the lookup table of Source (into a table of its own).
- * Codes: -13 null, -789, -1 no memory for the table (Destination then has none). */
+/* Copies the gray window, the value range and the lookup table of Source (into a table of its own). Destination's older
+ * table is freed unless it is Source's too. Codes: -13 null, -789, -1 no memory for the table (nothing changes). */
 TNK_API int32_t TNK_CALL T_CopyGrayParams(BitmapHandle* Destination, const BitmapHandle* Source);
 
 /* ------------------------------------------------------------------------------------------------------------

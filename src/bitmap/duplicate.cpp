@@ -69,6 +69,16 @@ void copyByteMap(BitmapHandle& destination, const BitmapHandle& source) {
     destination.ByteMapParam3 = source.ByteMapParam3;
 }
 
+Result copyTable(const PaletteEntry* entries, uint32_t length, PaletteEntry** copy) {
+    if (length == 0) return SUCCESS;
+    const uint64_t bytes = uint64_t{length} * sizeof(PaletteEntry);
+    if (bytes > SIZE_MAX) return FAILURE;
+    *copy = static_cast<PaletteEntry*>(platform->allocateGlobal(static_cast<size_t>(bytes), false));
+    if (*copy == nullptr) return FAILURE;
+    std::memcpy(*copy, entries, static_cast<size_t>(bytes));
+    return SUCCESS;
+}
+
 // Undoes with the items that `attached` names; the others are not the destination's yet and only detached.
 Result undoUnless(Result result, BitmapHandle& destination, uint32_t attached) {
     if (!result.ok()) freeDuplicateBitmap(destination, attached);
@@ -104,8 +114,17 @@ void freeDuplicateBitmap(BitmapHandle& bitmap, uint32_t flags) {
     freeGrayTable(bitmap);
 }
 
+// The table comes first: without memory for it the destination keeps its own parameters.
 Result copyGrayParams(BitmapHandle& destination, const BitmapHandle& source) {
     if (&destination == &source) return SUCCESS;
+    PaletteEntry* table = nullptr;
+    const uint32_t length = source.pLUT != nullptr ? source.LUTLength : 0;
+    TRY(copyTable(source.pLUT, length, &table));
+    // Records that name the same table: it stays the source's.
+    if (destination.pLUT == source.pLUT) destination.pLUT = nullptr;
+    freeGrayTable(destination);
+    destination.pLUT = table;
+    destination.LUTLength = length;
     destination.LowBit = source.LowBit;
     destination.HighBit = source.HighBit;
     destination.MinVal = source.MinVal;
@@ -113,14 +132,6 @@ Result copyGrayParams(BitmapHandle& destination, const BitmapHandle& source) {
     destination.DataLowBit = source.DataLowBit;
     destination.DataHighBit = source.DataHighBit;
     destination.Flags = (destination.Flags & ~BMF_WINDOW) | (source.Flags & BMF_WINDOW);
-    freeGrayTable(destination);
-    if (source.pLUT == nullptr || source.LUTLength == 0) return SUCCESS;
-    const uint64_t bytes = uint64_t{source.LUTLength} * sizeof(PaletteEntry);
-    if (bytes > SIZE_MAX) return FAILURE;
-    destination.pLUT = static_cast<PaletteEntry*>(platform->allocateGlobal(static_cast<size_t>(bytes), false));
-    if (destination.pLUT == nullptr) return FAILURE;
-    std::memcpy(destination.pLUT, source.pLUT, static_cast<size_t>(bytes));
-    destination.LUTLength = source.LUTLength;
     return SUCCESS;
 }
 

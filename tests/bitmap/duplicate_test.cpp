@@ -78,6 +78,16 @@ TEST_F(DuplicateBitmap, CarriesTheAttributes) {
     expected.pLUT = copy.pLUT;
     EXPECT_EQ(std::memcmp(&copy, &expected, sizeof copy), 0);
 
+    BitmapHandle sharing = source;
+    const auto part = [&] { return T_CopyGrayParams(&sharing, &source); };
+    const auto check = [&](int32_t result, bool injected) {
+        EXPECT_EQ(result, injected ? FAILURE : SUCCESS);
+        EXPECT_EQ(sharing.pLUT == source.pLUT, injected) << "a table of its own, or all as it was";
+        EXPECT_EQ(std::memcmp(sharing.pLUT, copy.pLUT, 64), 0);
+        if (!injected) T_GlobalFree(sharing.pLUT, 0, nullptr);
+    };
+    EXPECT_EQ(sweepFailures(failing, kAllFailures, part, check), 1);
+
     source.Flags &= ~BMF_WINDOW;
     T_GlobalFree(source.pLUT, 0, nullptr);
     source.pLUT = nullptr;
