@@ -337,8 +337,8 @@ TNK_API int32_t TNK_CALL T_GetBitmapMemoryInfo(const BitmapHandle* Bitmap, uint3
 TNK_API int32_t TNK_CALL T_DupBitmapNewDim(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize,
                                            int32_t Width, int32_t Height, int32_t BitsPerPixel, uint32_t DupFlags);
 
-/* Undoes a duplication made with DupFlags: detaches what is shared with the source, then frees the rest.
- * Codes: -13 null. */
+/* Undoes a duplication made with DupFlags: detaches what is shared with the source, then frees the bitmap as a whole,
+ * without DUP_ALLOCATE its palette and its region only. Codes: -13 null. */
 TNK_API int32_t TNK_CALL T_FreeDuplicateBitmap(BitmapHandle* Bitmap, uint32_t DupFlags);
 
 /* Copies the gray window, the value range and the lookup table of Source (into a table of its own). Destination's older

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bitmap/hooks.h"
 #include "bitmap/rows.h"
 #include "bitmap/storage.h"
 #include "bitmap/storage_compressed.h"
@@ -151,7 +152,10 @@ Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t w
     TRY(duplicateBitmap(destination, source, width, height, bits, kCopyAttachments));
     Result result = isGray(source) ? copyGrayParams(destination, source) : Result(SUCCESS);
     if (result.ok()) result = allocateBitmap(destination, *request);
-    if (!result.ok()) freeDuplicateBitmap(destination, kCopyAttachments);
+    if (result.ok()) return result;
+    freeDuplicateBitmap(destination, kCopyAttachments);
+    releaseOverlays(destination);
+    freeGrayTable(destination);
     return result;
 }
 

@@ -108,10 +108,9 @@ void freeDuplicateBitmap(BitmapHandle& bitmap, uint32_t flags) {
         freeBitmap(bitmap);
         return;
     }
+    // KEEP: an overlay set and a gray table stay in the record; freeing whatever it holds would be the tempting repair.
     freeBitmapPalette(bitmap);
     deleteRegion(bitmap);
-    releaseOverlays(bitmap);
-    freeGrayTable(bitmap);
 }
 
 // The table comes first: without memory for it the destination keeps its own parameters.

@@ -114,7 +114,9 @@ TEST_F(DuplicateBitmap, SharesWhatIsNotCopied) {
     ASSERT_EQ(T_DupBitmapNewDim(&copy, &source, sizeof copy, 5, 5, 8, DUP_PALETTE | DUP_REGION), SUCCESS);
     EXPECT_NE(copy.Palette, source.Palette);
     EXPECT_EQ(T_CompareBitmapToPalette(&copy, source.Palette, 256), 1);
+    copy.pLUT = copy.Palette;
     EXPECT_EQ(T_FreeDuplicateBitmap(&copy, DUP_PALETTE | DUP_REGION), SUCCESS);
+    EXPECT_NE(copy.pLUT, nullptr) << "nothing else is freed";
     EXPECT_EQ(failing.deletedRegions(), 1) << "the copy's";
 }
 
