@@ -135,8 +135,10 @@ Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& b
         uint8_t* output[kMostBandRows];
         TRY(reader.read(block.y + done, count, &input));
         if (!writer.lend(block.toY + done, count, output).ok()) return FAILURE;
-        for (int32_t i = 0; i < count; ++i, input += reader.stride()) {
-            moveBits(output[i] + to.byte, to.phase, input, from.phase, from.bits, lowFirst);
+        for (int32_t i = 0; i < count; ++i) {
+            // Stepping a pointer on would take it a row past the last one, which an address space of 32 bits may not have.
+            const uint8_t* row = input + reader.stride() * static_cast<uint32_t>(i);
+            moveBits(output[i] + to.byte, to.phase, row, from.phase, from.bits, lowFirst);
         }
         if (!writer.put(count).ok()) return FAILURE;
         TRY(progress.step(count));

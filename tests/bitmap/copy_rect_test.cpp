@@ -116,5 +116,16 @@ TEST_P(Trim, LeavesTheSourceAfterAFailure) {
     EXPECT_GE(sweepFailures(failing, kMemoryFailures | kFileFailures, cut, check), 3);
 }
 
+// A byte past such a row can be past the end of a 32-bit address space.
+TEST(CopyRect, TakesTheEndOfTheWidestRow) {
+    constexpr int32_t kWidth = INT32_MAX - 63;
+    StoredBitmap source(Kind::section, kWidth, 1, 1);
+    ASSERT_EQ(T_PutPixelColor(&source.record, 0, kWidth - 2, 0x01000001), SUCCESS);
+    BitmapHandle copy;
+    ASSERT_EQ(T_CopyBitmapRect(&copy, &source.record, sizeof copy, kWidth - 9, 0, 9, 1), SUCCESS);
+    EXPECT_EQ(rowsOf(copy), (Bytes{1, 0, 0, 0}));
+    T_FreeBitmap(&copy);
+}
+
 }  // namespace
 }  // namespace tnk::test
