@@ -369,6 +369,8 @@ TNK_API int32_t TNK_CALL T_CopyBitmap2(BitmapHandle* Destination, BitmapHandle* 
  * Makes Destination a bitmap of Width x Height with Source's pixels from (Left, Top) on, and with its attributes as
  * above. Pixels that Source does not cover, and the bits after the last pixel of a row, are 0. With Destination null or
  * Source itself the copy replaces Source, which stays as it was after a failure.
+ * A copy that the callback stops leaves Destination allocated with the rows copied so far, for the caller to free; after
+ * any other failure it has no storage.
  * Codes: -13 null or unallocated source, -789, -11 Width or Height 0 or negative, the region routine's result, and those
  * above.
  */

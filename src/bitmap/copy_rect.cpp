@@ -115,7 +115,7 @@ class SpanReader {
 };
 
 // The destination is new and zero, and stays so beside the block.
-Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& block) {
+Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& block, Progress& progress) {
     const Locked sourceLock(source);
     const Locked destinationLock(destination);
     const BitSpan from(block.x, block.width, source.BitsPerPixel);
@@ -127,7 +127,6 @@ Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& b
     TRY(reader.prepare(band));
     if (!writer.prepare(band).ok()) return FAILURE;
 
-    Progress progress = copyProgress(destination.Height);
     TRY(progress.begin());
     for (int32_t done = 0; done < block.height;) {
         const int32_t count = std::min({band, block.height - done, progress.rowsToReport()});
@@ -150,13 +149,16 @@ Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& b
 // Modulo 2^32: what lies further away has nothing in common with the source.
 int32_t negated(int32_t value) { return static_cast<int32_t>(0u - static_cast<uint32_t>(value)); }
 
+// KEEP: a copy that the callback stops stays with the rows so far, unlike one that fails; freeing both would be the tempting
+// repair.
 Result copyRectApart(BitmapHandle& destination, BitmapHandle& source, const Rectangle& wanted,
                      const uint32_t* request) {
     TRY(makeCopyRecord(destination, source, wanted.width, wanted.height, request));
     Result result = moveRegion(destination, source, negated(wanted.left), negated(wanted.top));
     const Block block = cut(wanted, source);
-    if (result.ok() && block.width > 0 && block.height > 0) result = copyBlock(destination, source, block);
-    if (!result.ok()) freeBitmap(destination);
+    Progress progress = copyProgress(destination.Height);
+    if (result.ok() && block.width > 0 && block.height > 0) result = copyBlock(destination, source, block, progress);
+    if (!result.ok() && !progress.stopped()) freeBitmap(destination);
     return result;
 }
 

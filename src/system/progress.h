@@ -16,6 +16,8 @@ class Progress {
           remainder_(rows > 0 ? 100 % rows : 0) {}
 
     bool active() const { return callback_ != nullptr; }
+    // Whether the callback has ended the loop, and not a failure in it.
+    bool stopped() const { return stopped_; }
     Result begin() { return report(0); }
     // Rows after which the next report is due, so that a loop without one can work on many at a time.
     int32_t rowsToReport() const {
@@ -42,7 +44,12 @@ class Progress {
     }
 
   private:
-    Result report(int32_t percent) { return callback_ != nullptr ? callback_(percent, userData_) : SUCCESS; }
+    Result report(int32_t percent) {
+        if (callback_ == nullptr) return SUCCESS;
+        const Result answer = callback_(percent, userData_);
+        stopped_ = !answer.ok();
+        return answer;
+    }
 
     StatusCallback callback_;
     void* userData_;
@@ -51,6 +58,7 @@ class Progress {
     int32_t remainder_;
     int32_t percent_ = 0;
     int32_t errorSum_ = 0;
+    bool stopped_ = false;
 };
 
 }  // namespace tnk

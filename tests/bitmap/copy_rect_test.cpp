@@ -106,14 +106,27 @@ TEST_P(Trim, LeavesTheSourceAfterAFailure) {
         EXPECT_EQ(T_CopyBitmapRect(nullptr, &source, sizeof source, 3, 15, 8, 10), CopyReports::kStopped);
         EXPECT_EQ(reports.percents.back(), static_cast<int32_t>(stop) * 10) << "of the rows that were asked for";
         expectUnharmed();
+        reports.percents.clear();
+        EXPECT_EQ(T_CopyBitmapRect2(&copy, &source, sizeof copy, 3, 15, 8, 10, GetParam()), CopyReports::kStopped);
+        Bytes expected = cutPlainly(source, rows, {3, 15, 8, 10});
+        std::fill(expected.begin() + static_cast<ptrdiff_t>(stop * copy.BytesPerLine), expected.end(), uint8_t{0});
+        EXPECT_TRUE(rowsOf(copy) == expected) << "the rows so far";
+        T_FreeBitmap(&copy);
     }
-    const auto cut = [&] { return T_CopyBitmapRect(&source, &source, sizeof source, 3, 3, 8, 10); };
-    const auto check = [&](int32_t result, bool injected) {
-        if (result != SUCCESS) return expectUnharmed();
-        EXPECT_EQ(source.Width, 8);
-        if (injected) renewSource();  // the copy went to disk
-    };
-    EXPECT_GE(sweepFailures(failing, kMemoryFailures | kFileFailures, cut, check), 3);
+    for (BitmapHandle* target : {&source, &copy}) {
+        Bytes expected;
+        const auto cut = [&] {
+            expected = cutPlainly(source, rows, {3, 3, 8, 10});
+            return T_CopyBitmapRect(target, &source, sizeof source, 3, 3, 8, 10);
+        };
+        const auto check = [&](int32_t result, bool) {
+            EXPECT_EQ(isBare(), result != SUCCESS || target == &source);
+            if (result != SUCCESS) return expectUnharmed();
+            EXPECT_TRUE(rowsOf(*target) == expected);  // a copy that gets no memory goes to disk
+            target == &source ? renewSource() : T_FreeBitmap(&copy);
+        };
+        EXPECT_GE(sweepFailures(failing, kMemoryFailures | kFileFailures, cut, check), 3);
+    }
 }
 
 // A byte past such a row can be past the end of a 32-bit address space.
