@@ -381,9 +381,9 @@ TNK_API int32_t TNK_CALL T_CopyBitmapRect2(BitmapHandle* Destination, BitmapHand
                                            uint32_t MemoryType);
 
 /*
- * Copies all rows of Source into Destination, which is allocated, has rows of as many bytes and no fewer of them. A
- * copy that a callback stops leaves the rows copied so far.
- * Codes: -2 null or not allocated, -789, -13 the rows do not fit.
+ * Copies all rows of Source into Destination, which is allocated and has no fewer rows. Rows of fewer bytes take as many
+ * bytes as they have, those behind their last pixel too. A copy that a callback stops leaves the rows copied so far.
+ * Codes: -2 null or not allocated, -789, -13 Destination has fewer rows or rows of more bytes.
  */
 TNK_API int32_t TNK_CALL T_CopyBitmapData(BitmapHandle* Destination, BitmapHandle* Source);
 

@@ -21,8 +21,8 @@ constexpr EntryRule kDataEntry = {ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, ERRO
 constexpr uint32_t kCopyEverything = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS;
 constexpr uint32_t kCopyAttachments = kCopyEverything & ~DUP_ALLOCATE;
 
-// Moves whole stored rows. Rows that have an address are read or written where they lie; only between two bitmaps
-// without one they go through scratch.
+// Moves stored rows, as many bytes of each as the destination's rows have. Rows that have an address are read or written
+// where they lie; only between two bitmaps without one they go through scratch.
 class RowMover {
   public:
     RowMover(BitmapHandle& source, BitmapHandle& destination) : source_(source), destination_(destination) {}
@@ -30,19 +30,21 @@ class RowMover {
     Result prepare() {
         TRY(storageOf(source_).lend(source_, 0, source_.Height, &from_));
         if (!storageOf(destination_).lend(destination_, 0, source_.Height, &to_).ok()) return FAILURE;
-        // In memory one move does for all.
-        band_ = from_ != nullptr && to_ != nullptr ? source_.Height : bandRows(source_);
+        // Rows of one length lie in both alike: in memory one move does for all.
+        band_ = source_.BytesPerLine != destination_.BytesPerLine ? 1
+                : from_ != nullptr && to_ != nullptr              ? source_.Height
+                                                                  : bandRows(source_);
         if (from_ != nullptr || to_ != nullptr) return SUCCESS;
-        return scratch_.allocate(uint64_t{source_.BytesPerLine} * static_cast<uint32_t>(band_)) ? SUCCESS : FAILURE;
+        return scratch_.allocate(uint64_t{destination_.BytesPerLine} * static_cast<uint32_t>(band_)) ? SUCCESS
+                                                                                                     : FAILURE;
     }
 
     int32_t band() const { return band_; }
 
     Result move(int32_t first, int32_t count) {
-        const size_t offset = size_t{source_.BytesPerLine} * static_cast<uint32_t>(first);
-        const size_t bytes = size_t{source_.BytesPerLine} * static_cast<uint32_t>(count);
-        uint8_t* from = from_ != nullptr ? from_ + offset : nullptr;
-        uint8_t* to = to_ != nullptr ? to_ + offset : from != nullptr ? from : scratch_.data();
+        const size_t bytes = size_t{destination_.BytesPerLine} * static_cast<uint32_t>(count);
+        uint8_t* from = at(source_, from_, first);
+        uint8_t* to = to_ != nullptr ? at(destination_, to_, first) : from != nullptr ? from : scratch_.data();
         if (from == nullptr) {
             TRY(read(to, first, static_cast<uint32_t>(bytes)));
         } else if (from != to) {
@@ -57,6 +59,10 @@ class RowMover {
     }
 
   private:
+    static uint8_t* at(const BitmapHandle& bitmap, uint8_t* rows, int32_t row) {
+        return rows != nullptr ? rows + size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(row) : nullptr;
+    }
+
     Result read(uint8_t* buffer, int32_t row, uint32_t bytes) {
         const int64_t moved = getRow(source_, buffer, row, bytes);
         if (moved < 0) return static_cast<int32_t>(moved);
@@ -71,13 +77,13 @@ class RowMover {
     Scratch<uint8_t> scratch_;
 };
 
-// Moves run-compressed rows as they are encoded, between bitmaps of one width.
+// Moves run-compressed rows as they are encoded; the put cuts a longer one and lengthens a shorter one with 0.
 class RunMover {
   public:
     RunMover(BitmapHandle& source, BitmapHandle& destination) : source_(source), destination_(destination) {}
 
     static bool takes(const BitmapHandle& source, const BitmapHandle& destination) {
-        return (source.Flags & destination.Flags & BMF_COMPRESSED) != 0 && source.Width == destination.Width;
+        return (source.Flags & destination.Flags & BMF_COMPRESSED) != 0;
     }
 
     Result prepare() {
@@ -115,8 +121,8 @@ Result moveAllRows(Mover mover, int32_t rows) {
 }
 
 Result copyData(BitmapHandle& destination, BitmapHandle& source) {
-    // The source's rows are laid into the destination's, which must have room for them.
-    if (destination.BytesPerLine != source.BytesPerLine || destination.Height < source.Height) {
+    // Longer rows would take what lies behind the source's. Shorter ones take what they have room for.
+    if (destination.BytesPerLine > source.BytesPerLine || destination.Height < source.Height) {
         return ERROR_INVALID_PARAMETER;
     }
     const Locked sourceLock(source);

@@ -67,9 +67,15 @@ TEST_P(Copy, ReportsPercentsAndStopsAtAny) {
 
 TEST_P(Copy, StandsOddTargets) {
     makeSource(8, 12);
-    for (const auto& [width, height] : {std::pair{34, 12}, {26, 12}, {30, 11}}) {
-        StoredBitmap target(Kind::section, width, height, 8);
-        EXPECT_EQ(T_CopyBitmapData(&target.record, &source), ERROR_INVALID_PARAMETER) << "the rows do not fit";
+    for (const auto& [width, height] : {std::pair{34, 12}, {30, 11}, {26, 14}}) {
+        for (const Kind kind : {Kind::section, Kind::disk}) {
+            StoredBitmap target(kind, width, height, 8);
+            Bytes expected(plainBytes(target.record));
+            const bool fits = width == 26;
+            for (size_t y = 0; fits && y < 12; ++y) std::copy_n(&rows[y * 32], 28, &expected[y * 28]);
+            EXPECT_EQ(T_CopyBitmapData(&target.record, &source), fits ? SUCCESS : ERROR_INVALID_PARAMETER);
+            EXPECT_TRUE(rowsOf(target.record) == expected) << width;
+        }
     }
     EXPECT_EQ(T_CopyBitmap2(&copy, &source, MEM_USER, sizeof copy), FAILURE) << "there is no memory to write to";
     ASSERT_EQ(T_CopyBitmapHandle(&copy, &source, sizeof copy), SUCCESS);

@@ -183,10 +183,14 @@ class OperationPair {
     bool copy() {
         constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED,
                                           MEM_SUPERCOMPRESSED};
-        const uint32_t kind = script_.next(2 * std::size(kRequests));
+        const uint32_t kind = script_.next(3 * std::size(kRequests));
+        const int32_t width = model_.Width - script_.nextSigned(uint32_t(std::min(model_.Width, 50)));
         return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
-            return kind < std::size(kRequests) ? T_CopyBitmap2(to, from, kRequests[kind], sizeof *to)
-                                               : T_CopyBitmap(to, from, sizeof *to);
+            if (kind < std::size(kRequests)) return T_CopyBitmap2(to, from, kRequests[kind], sizeof *to);
+            if (kind < 2 * std::size(kRequests)) return T_CopyBitmap(to, from, sizeof *to);
+            T_CreateBitmap(to, sizeof *to, kRequests[kind % std::size(kRequests)], width, from->Height,
+                           from->BitsPerPixel, from->Order, nullptr, 0, nullptr, 0);
+            return T_CopyBitmapData(to, from);  // as much of each row as fits
         });
     }
 
