@@ -332,7 +332,8 @@ TNK_API int32_t TNK_CALL T_GetBitmapMemoryInfo(const BitmapHandle* Bitmap, uint3
  * Initialises Destination as a bitmap of the given size and depth that carries Source's attributes. The pixels are
  * not copied.
  * Codes: -2 null record or unallocated source, -789, those of T_InitBitmap and T_AllocateBitmap, -1 no memory for
- * the gray table (Destination is undone), the region routine's result.
+ * the gray table (Destination is undone), the region routine's result, which is asked also about a Source without a
+ * region.
  */
 TNK_API int32_t TNK_CALL T_DupBitmapNewDim(BitmapHandle* Destination, BitmapHandle* Source, uint32_t StructSize,
                                            int32_t Width, int32_t Height, int32_t BitsPerPixel, uint32_t DupFlags);
@@ -628,8 +629,8 @@ TNK_API int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size);
  * Display dispatch table
  *
  * Twenty pointer-wide words, shared by all threads, installed by a display module: optional routines that the kernel
- * calls when a word is not 0. They answer 1 to go on; another answer ends the operation and becomes its result. Routines
- * about regions are called only for a bitmap that has one.
+ * calls when a word is not 0. They answer 1 to go on; another answer ends the operation and becomes its result. They are
+ * asked whether the bitmap has a region or not, but for counting colours, which takes a bitmap without one as a whole.
  */
 #define DISPATCH_WORDS 20
 #define DISPATCH_COPY_REGION 1   /* CopyRegionRoutine */
@@ -649,8 +650,8 @@ typedef struct BitmapRect {
     int32_t Bottom;
 } BitmapRect;
 
-/* Stores in Destination's Region a copy of Source's, moved by (DX, DY). The two may be the same record: then the copy
- * takes the place of the region, which the caller has kept. */
+/* Stores in Destination's Region a copy of Source's, moved by (DX, DY), or 0 when there is none. The two may be the same
+ * record: then the copy takes the place of the region, which the caller has kept. */
 typedef int32_t(TNK_CALL* CopyRegionRoutine)(BitmapHandle* Destination, BitmapHandle* Source, int32_t DX, int32_t DY);
 
 /* Tells how many values a list of row segments must hold; 2 without a routine. */

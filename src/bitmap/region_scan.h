@@ -1,4 +1,4 @@
-// The pixels of a bitmap that lie in its region, row by row; all of them without one.
+// The pixels of a bitmap that lie in its region, row by row; all of them without one, whatever routines are installed.
 #pragma once
 
 #include <cstdint>
@@ -32,6 +32,8 @@ class RegionScan {
     std::span<const RowSegment> segments() const { return {segments_.data(), count_}; }
 
   private:
+    bool hasRegion() const { return bitmap_.Region != 0; }
+
     BitmapHandle& bitmap_;
     Scratch<RowSegment> segments_;
     size_t count_ = 0;

@@ -17,12 +17,6 @@ Routine routine(int word) {
     return reinterpret_cast<Routine>(words[word].load(std::memory_order_acquire));
 }
 
-// Null for a bitmap without a region.
-template <typename Routine>
-Routine regionRoutine(const BitmapHandle& bitmap, int word) {
-    return bitmap.Region != 0 ? routine<Routine>(word) : nullptr;
-}
-
 }  // namespace
 
 void deleteRegion(BitmapHandle& bitmap) {
@@ -33,7 +27,7 @@ void deleteRegion(BitmapHandle& bitmap) {
 Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy) {
     destination.Region = 0;
     const auto copy = routine<CopyRegionRoutine>(DISPATCH_COPY_REGION);
-    if (copy == nullptr || source.Region == 0) return SUCCESS;
+    if (copy == nullptr) return SUCCESS;
     // The routine sees the source twice, since the destination need not have the source's size; the copy that it attaches
     // is then moved over.
     const T_HANDLE own = source.Region;
@@ -45,7 +39,7 @@ Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, i
 
 Result moveRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy) {
     const auto copy = routine<CopyRegionRoutine>(DISPATCH_COPY_REGION);
-    if (copy == nullptr || source.Region == 0) return SUCCESS;
+    if (copy == nullptr) return SUCCESS;
     deleteRegion(destination);
     const Result result = copy(&destination, &source, dx, dy);
     if (!result.ok()) destination.Region = 0;
@@ -61,7 +55,7 @@ bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column) {
 Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds) {
     const BitmapRect whole{0, 0, bitmap.Width, bitmap.Height};
     *bounds = whole;
-    const auto ask = regionRoutine<BoundsRoutine>(bitmap, DISPATCH_BOUNDS);
+    const auto ask = routine<BoundsRoutine>(DISPATCH_BOUNDS);
     if (ask == nullptr) return SUCCESS;
     TRY(ask(&bitmap, bounds));
     bounds->Left = std::clamp(bounds->Left, 0, whole.Right);
@@ -73,7 +67,7 @@ Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds) {
 
 Result segmentCount(BitmapHandle& bitmap, uint32_t* count) {
     *count = 2;
-    const auto ask = regionRoutine<SegmentCountRoutine>(bitmap, DISPATCH_SEGMENT_COUNT);
+    const auto ask = routine<SegmentCountRoutine>(DISPATCH_SEGMENT_COUNT);
     return ask != nullptr ? ask(&bitmap, count) : SUCCESS;
 }
 
@@ -81,7 +75,7 @@ Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32
     segments[0] = 0;
     segments[1] = static_cast<uint32_t>(bitmap.Width);
     *count = 2;
-    const auto ask = regionRoutine<RowSegmentsRoutine>(bitmap, DISPATCH_ROW_SEGMENTS);
+    const auto ask = routine<RowSegmentsRoutine>(DISPATCH_ROW_SEGMENTS);
     return ask != nullptr ? ask(&bitmap, row, segments, count) : SUCCESS;
 }
 

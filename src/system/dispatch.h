@@ -7,6 +7,9 @@
 
 namespace tnk {
 
+// The routines are asked whenever they are installed, also about a bitmap without a region: a display module may keep
+// regions of its own.
+
 // Deletes the bitmap's region, where it has one.
 void deleteRegion(BitmapHandle& bitmap);
 
@@ -14,8 +17,8 @@ void deleteRegion(BitmapHandle& bitmap);
 // The source keeps its own region on every path.
 Result copyRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);
 
-// Gives a copy that has the source's region the region moved by (dx, dy) in its place. Without a routine, or without a
-// region, nothing changes; after a failure the copy has none.
+// Gives a copy that has the source's region the region moved by (dx, dy) in its place. Without a routine nothing changes;
+// after a failure the copy has none.
 Result moveRegion(BitmapHandle& destination, BitmapHandle& source, int32_t dx, int32_t dy);
 
 // Whether the position lies in the bitmap.
@@ -27,7 +30,7 @@ inline bool isInside(const BitmapHandle& bitmap, int32_t row, int32_t column) {
 bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column);
 
 // The rectangle that holds the bitmap's region, inside the bitmap; the values that a list of a row's segments must have
-// room for; the segments themselves, `count` values. A bitmap without a region is one rectangle.
+// room for; the segments themselves, `count` values. Without a routine the whole bitmap is one rectangle.
 Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds);
 Result segmentCount(BitmapHandle& bitmap, uint32_t* count);
 Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32_t* count);

@@ -95,6 +95,10 @@ TEST_F(DuplicateBitmap, CarriesTheAttributes) {
     EXPECT_EQ(copy.pLUT, nullptr) << "the source has none";
     EXPECT_EQ(copy.Flags & BMF_WINDOW, 0u);
     T_FreeBitmap(&copy);
+    source.Region = 0;
+    ASSERT_EQ(T_DupBitmapNewDim(&copy, &source, sizeof copy, 30, 40, 12, kEverything), SUCCESS);
+    EXPECT_TRUE(copy.Region == 88 && source.Region == 0) << "the routine is asked also without a region";
+    T_FreeBitmap(&copy);
     T_ResetDisDispatch();
     ASSERT_EQ(T_DupBitmapNewDim(&copy, &source, sizeof copy, 30, 40, 12, kEverything), SUCCESS);
     EXPECT_EQ(copy.Region, 0) << "no routine, no region";
