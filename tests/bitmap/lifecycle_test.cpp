@@ -79,7 +79,7 @@ TEST(InitBitmap, Refuses) {
         {65536, 65536, 8, false},  {65536, 65535, 8, true},     // 4 GB, and 0xFFFF0000 bytes
         {32, INT32_MAX, 1, false}, {0x1FFFFFF0, 8, 8, false},   // the product, not the row
         {0x20000000, 1, 8, false}, {0x10000000, 1, 64, false},  // rows that wrap in 32 bits
-        {INT32_MAX, 1, 2, false},  {INT32_MAX, 1, 1, true},
+        {INT32_MAX, 1, 2, false},  {INT32_MAX, 1, 1, true},    {0x7FFFFFF, 1, 32, true},
     };
     for (const auto& size : sizes) {
         SCOPED_TRACE(::testing::Message() << size.width << " x " << size.height << " x " << size.bits);
@@ -120,6 +120,7 @@ TEST(CreateBitmap, ChecksOrderAndPerspective) {
         EXPECT_EQ(bitmap.Width, 16) << "the record stays initialised";
         T_FreeBitmap(&bitmap);
     }
+    EXPECT_EQ(create(bitmap, 9, 0), ERROR_BPP_NOT_SUPPORTED);
     ASSERT_EQ(create(bitmap, 12, ORDER_RGB), SUCCESS);
     EXPECT_EQ(bitmap.Order, ORDER_RGB) << "stored as asked for";
     T_FreeBitmap(&bitmap);

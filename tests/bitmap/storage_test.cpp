@@ -195,6 +195,9 @@ TEST(MovableStorage, HasAnAddressWhileAccessed) {
     EXPECT_EQ(T_PutBitmapRow(&bitmap, &byte, 0, 1), 1);
     EXPECT_EQ(bitmap.pData[0], 9);
     T_UnlockBitmap(&bitmap, 0);
+    bitmap.DataOffset = 1;
+    EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 0x1FFFE000), ERROR_SIZE_TOO_LARGE) << "by one byte";
+    bitmap.DataOffset = 8;
     ASSERT_EQ(T_ChangeBitmapHeight(&bitmap, 10), SUCCESS);
     EXPECT_EQ(bitmap.Size, 88u) << "Size takes in the offset here";
     bitmap.DataOffset = 0;
@@ -265,6 +268,8 @@ TEST(MissingStorage, AnswersWithCodes) {
         EXPECT_EQ(T_GetBitmapRowCol(&bitmap, row, 1, 8, 1), ERROR_NOT_ALLOCATED);
         EXPECT_EQ(T_PutBitmapRowCol(&bitmap, row, 1, 8, 1), ERROR_NOT_ALLOCATED);
         EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, row, 1, 0, segment, 2, 0), ERROR_NOT_ALLOCATED);
+        EXPECT_EQ(T_GetBitmapRowCompressed(&bitmap, nullptr, row, 1, 1), ERROR_NOT_ALLOCATED);
+        EXPECT_EQ(T_PutBitmapRowCompressed(&bitmap, nullptr, Bytes(4).data(), 1, 1), ERROR_NOT_ALLOCATED);
         EXPECT_FALSE(RowReader(bitmap).prepare().ok() || RowWriter(bitmap).prepare().ok());
         EXPECT_EQ(T_UpdateBitmapSize(&bitmap), ERROR_NOT_ALLOCATED);
         EXPECT_LT(T_ChangeBitmapHeight(&bitmap, 9), 0);
