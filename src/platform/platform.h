@@ -89,8 +89,9 @@ struct Platform {
     bool (*handleCount)(uint32_t* count);
 
     // One slot of thread-local storage; `release` gets a thread's value when the thread ends, but not when the slot is
-    // deleted. Creating it again changes nothing. Without the slot the value is null. Reading the value leaves the
-    // last error as it was.
+    // deleted. Creating it again changes nothing. Before that the value is null. A process may end while threads run: where
+    // the system does not stop them first, they find their values after the slot was deleted, too. Reading the value
+    // leaves the last error as it was.
     bool (*createThreadSlot)(void (*release)(void* value));
     void* (*threadValue)();
     bool (*setThreadValue)(void* value);

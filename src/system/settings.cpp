@@ -11,11 +11,6 @@ namespace tnk {
 
 namespace {
 
-struct SettingsBlock {
-    ThreadSettings settings;
-    SettingsBlock* next;
-};
-
 uint8_t sharedScratch[kSettingsScratchBytes];
 
 constexpr ThreadSettings defaultSettings(uint8_t* scratch) {
@@ -35,44 +30,24 @@ constexpr ThreadSettings defaultSettings(uint8_t* scratch) {
 // Serves every thread that could not get a block; nothing guards it.
 constinit ThreadSettings sharedSettings = defaultSettings(sharedScratch);
 
-// Blocks of all threads, so that unloading the library can free those of threads that go on. Guarded by the library lock.
-SettingsBlock* blocks = nullptr;
-
-void freeBlock(SettingsBlock* block) {
-    platform->freeLocal(block->settings.scratch);
-    platform->freeLocal(block);
-}
-
-// Frees a block that is still on the list. A thread that ends while the library is unloaded may come too late.
 void releaseBlock(void* value) {
-    SettingsBlock* found = nullptr;
-    {
-        LibraryLock lock;
-        for (SettingsBlock** link = &blocks; *link != nullptr; link = &(*link)->next) {
-            if (*link != value) continue;
-            found = *link;
-            *link = found->next;
-            break;
-        }
-    }
-    if (found != nullptr) freeBlock(found);
+    auto* settings = static_cast<ThreadSettings*>(value);
+    platform->freeLocal(settings->scratch);
+    platform->freeLocal(settings);
 }
 
-SettingsBlock* makeBlock() {
+ThreadSettings* makeBlock() {
     if (!platform->createThreadSlot(releaseBlock)) return nullptr;
-    auto* block = static_cast<SettingsBlock*>(platform->allocateLocal(sizeof(SettingsBlock), true));
-    if (block == nullptr) return nullptr;
+    auto* settings = static_cast<ThreadSettings*>(platform->allocateLocal(sizeof(ThreadSettings), true));
+    if (settings == nullptr) return nullptr;
     auto* scratch = static_cast<uint8_t*>(platform->allocateLocal(kSettingsScratchBytes, true));
-    if (scratch == nullptr || !platform->setThreadValue(block)) {
+    if (scratch == nullptr || !platform->setThreadValue(settings)) {
         if (scratch != nullptr) platform->freeLocal(scratch);
-        platform->freeLocal(block);
+        platform->freeLocal(settings);
         return nullptr;
     }
-    block->settings = defaultSettings(scratch);
-    LibraryLock lock;
-    block->next = blocks;
-    blocks = block;
-    return block;
+    *settings = defaultSettings(scratch);
+    return settings;
 }
 
 template <typename T>
@@ -83,9 +58,9 @@ void writeOptional(T* output, T value) {
 }  // namespace
 
 ThreadSettings& currentSettings() {
-    auto* block = static_cast<SettingsBlock*>(platform->threadValue());
-    if (block == nullptr) block = makeBlock();
-    return block != nullptr ? block->settings : sharedSettings;
+    auto* settings = static_cast<ThreadSettings*>(platform->threadValue());
+    if (settings == nullptr) settings = makeBlock();
+    return settings != nullptr ? *settings : sharedSettings;
 }
 
 void attachProcess() { currentSettings(); }
@@ -98,19 +73,9 @@ void detachThread() {
 }
 
 void detachProcess() {
-    // The slot first: from here on no thread reaches its block.
+    // Other threads may be in the middle of a call: at the end of a process nobody waits for them.
+    detachThread();
     platform->deleteThreadSlot();
-    SettingsBlock* remaining;
-    {
-        LibraryLock lock;
-        remaining = blocks;
-        blocks = nullptr;
-    }
-    while (remaining != nullptr) {
-        SettingsBlock* next = remaining->next;
-        freeBlock(remaining);
-        remaining = next;
-    }
 }
 
 }  // namespace tnk

@@ -62,10 +62,10 @@ inline int64_t thresholdAmount(int32_t threshold, uint64_t base) {
     return threshold >= 0 ? int64_t{threshold} : static_cast<int64_t>(base) * -int64_t{threshold} / 100;
 }
 
-// The calling thread's block. Its first call in a thread takes the library lock, so it must not be made under it.
+// The calling thread's block.
 ThreadSettings& currentSettings();
 
-// Called when the library is loaded and unloaded. Unloading frees every thread's block.
+// Called when the library is loaded, and when it is unloaded or the process ends: threads that still run keep their blocks.
 void attachProcess();
 void detachProcess();
 

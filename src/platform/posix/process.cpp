@@ -5,7 +5,6 @@
 #include <sched.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,8 +17,30 @@ namespace {
 
 pthread_mutex_t libraryMutex = PTHREAD_MUTEX_INITIALIZER;
 pthread_mutex_t slotMutex = PTHREAD_MUTEX_INITIALIZER;
+// The key only tells of a thread's end: what it holds for threads that go on is lost when it is deleted.
 pthread_key_t slotKey;
-std::atomic<bool> slotExists = false;
+bool slotExists = false;
+void (*releaseValue)(void* value) = nullptr;
+// In the static block of each thread, which is there without an allocation that could fail.
+[[gnu::tls_model("initial-exec")]] thread_local void* ownValue = nullptr;
+
+class SlotLock {
+  public:
+    SlotLock() { pthread_mutex_lock(&slotMutex); }
+    ~SlotLock() { pthread_mutex_unlock(&slotMutex); }
+    SlotLock(const SlotLock&) = delete;
+    SlotLock& operator=(const SlotLock&) = delete;
+};
+
+void endThread(void* value) {
+    ownValue = nullptr;
+    void (*release)(void* value);
+    {
+        const SlotLock guard;
+        release = releaseValue;
+    }
+    release(value);
+}
 
 bool readField(const char* text, const char* name, uint64_t* bytes) {
     const char* found = std::strstr(text, name);
@@ -58,25 +79,26 @@ bool handleCount(uint32_t* count) {
 }
 
 bool createThreadSlot(void (*release)(void* value)) {
-    pthread_mutex_lock(&slotMutex);
-    if (!slotExists.load(std::memory_order_relaxed) && pthread_key_create(&slotKey, release) == 0) {
-        slotExists.store(true, std::memory_order_release);
-    }
-    const bool exists = slotExists.load(std::memory_order_relaxed);
-    pthread_mutex_unlock(&slotMutex);
-    return exists;
+    const SlotLock guard;
+    if (slotExists) return true;
+    releaseValue = release;
+    slotExists = pthread_key_create(&slotKey, endThread) == 0;
+    return slotExists;
 }
 
-void* threadValue() { return slotExists.load(std::memory_order_acquire) ? pthread_getspecific(slotKey) : nullptr; }
+void* threadValue() { return ownValue; }
 
 bool setThreadValue(void* value) {
-    return slotExists.load(std::memory_order_acquire) && pthread_setspecific(slotKey, value) == 0;
+    const SlotLock guard;
+    const bool stored = slotExists ? pthread_setspecific(slotKey, value) == 0 : value == nullptr;
+    if (stored) ownValue = value;
+    return stored;
 }
 
 void deleteThreadSlot() {
-    pthread_mutex_lock(&slotMutex);
-    if (slotExists.exchange(false)) pthread_key_delete(slotKey);
-    pthread_mutex_unlock(&slotMutex);
+    const SlotLock guard;
+    if (slotExists) pthread_key_delete(slotKey);
+    slotExists = false;
 }
 
 uint32_t allocateSlot() {
