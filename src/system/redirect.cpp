@@ -94,11 +94,13 @@ int32_t TNK_CALL memoryWrite(T_HANDLE handle, const void* buffer, uint32_t count
     if (end > file.capacity && (file.flags & REDIRECT_GROW) != 0) grow(file, end);
     if (file.position > file.capacity) return -1;
     const uint32_t bytes = std::min(count, file.capacity - file.position);
-    if (bytes == 0) return 0;
-    auto* data = static_cast<uint8_t*>(platform->lockMovable(file.block));
-    if (data == nullptr) return -1;
-    std::memcpy(data + file.position, buffer, bytes);
-    platform->unlockMovable(file.block);
+    if (bytes != 0) {
+        auto* data = static_cast<uint8_t*>(platform->lockMovable(file.block));
+        if (data == nullptr) return -1;
+        std::memcpy(data + file.position, buffer, bytes);
+        platform->unlockMovable(file.block);
+    }
+    // KEEP: also where the file is full and nothing was moved; leaving the length alone would be the tempting repair.
     file.position += bytes;
     file.length = std::max(file.length, file.position);
     return static_cast<int32_t>(bytes);
