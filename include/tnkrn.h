@@ -1001,7 +1001,7 @@ TNK_API uint32_t TNK_CALL T_TranslateBitmapColor(const BitmapHandle* Destination
 
 /* Logical palettes: GDI palettes on Windows, objects of the library's own elsewhere. Handles are 0 on failure,
  * counts are entries moved, at most 256 and clipped at the palette's end; 0 for a null array or a handle that is none.
- * Palettes have 256 entries at most. T_CreateSystemPalette copies the screen's, 0 where it has none. T_DeletePalette
+ * Palettes have 1 to 256 entries. T_CreateSystemPalette copies the screen's, 0 where it has none. T_DeletePalette
  * returns 1, or 0 when the handle is none. */
 TNK_API T_HANDLE TNK_CALL T_CreatePalette(const PaletteEntry* Palette, uint32_t Count);
 TNK_API T_HANDLE TNK_CALL T_CreateSystemPalette(void);

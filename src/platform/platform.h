@@ -108,7 +108,7 @@ struct Platform {
     void (*lock)();
     void (*unlock)();
 
-    // Logical palettes. Counts are entries moved; screenPalette returns 0 entries without a palette display.
+    // Logical palettes of 1 to 256 entries. Counts are entries moved; screenPalette returns 0 entries without a palette display.
     T_HANDLE (*createPalette)(const PaletteEntry* entries, uint32_t count);
     uint32_t (*paletteSize)(T_HANDLE palette);
     uint32_t (*getPaletteEntries)(T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries);

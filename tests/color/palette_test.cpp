@@ -356,7 +356,7 @@ TEST(LogicalPalette, MovesEntriesAndClips) {
         EXPECT_EQ(T_DeletePalette(copy), 1);
     }
     EXPECT_EQ(T_CreatePalette(nullptr, 2), 0);
-    EXPECT_EQ(platform->createPalette(palette.data(), 257), 0);
+    for (const uint32_t count : {0u, 257u}) EXPECT_EQ(platform->createPalette(palette.data(), count), 0);
     const T_HANDLE block = T_OsAllocHandle(100, 0, nullptr);
     Bitmap bitmap(8, {rgb(7, 8, 9)});
     for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}, T_HANDLE{-1}, block}) {

@@ -26,11 +26,11 @@ uint32_t clipped(const PaletteObject* palette, uint32_t first, uint32_t count) {
 }  // namespace
 
 T_HANDLE createPalette(const PaletteEntry* entries, uint32_t count) {
-    if (count > kMaxEntries) return 0;
+    if (count == 0 || count > kMaxEntries) return 0;
     auto* palette = makeObject<PaletteObject>();
     if (palette == nullptr) return 0;
     palette->count = count;
-    if (count != 0) std::memcpy(palette->entries, entries, count * sizeof(PaletteEntry));
+    std::memcpy(palette->entries, entries, count * sizeof(PaletteEntry));
     return handleOf(palette);
 }
 

@@ -33,7 +33,7 @@ uint32_t clipped(T_HANDLE palette, uint32_t first, uint32_t count) {
 }  // namespace
 
 T_HANDLE createPalette(const PaletteEntry* entries, uint32_t count) {
-    if (count > kMaxEntries) return 0;
+    if (count == 0 || count > kMaxEntries) return 0;
     LogicalPalette logical;
     logical.count = static_cast<WORD>(count);
     std::transform(entries, entries + count, logical.entries, toSystem);
