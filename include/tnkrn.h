@@ -859,7 +859,7 @@ TNK_API char* TNK_CALL T_W2AHelper(char* Out, const T_WCHAR* Text, int32_t Capac
 
 /*
  * A loader of an optional module. Opening remembers the name and loads nothing; a name without a folder is looked for
- * beside this library first, then where the system looks. Loads are counted: the module goes with as many unloads, or
+ * beside this library, then where the system keeps its own modules, but not in the current folder. Loads are counted: the module goes with as many unloads, or
  * with T_DllLoaderClose. Finding a symbol loads a module that is not loaded, which counts as one load. After a failure
  * the next call tries again. A loader belongs to one thread at a time. C++ callers have the class T_DllLoader.
  */

@@ -125,9 +125,9 @@ struct Platform {
     T_HANDLE (*createDeviceContext)(T_HANDLE palette);
     bool (*deleteDeviceContext)(T_HANDLE context);
 
-    // Modules. A name without a folder is looked for beside this library first, then where the system looks; one without
-    // an ending gets the platform's (.DLL, .so). 0 when it cannot be loaded; a symbol that the module does not have is
-    // null.
+    // Modules. A name without a folder is looked for beside this library first, then where the system keeps its own, never
+    // in the current folder, which anyone may have filled; one without an ending gets the platform's (.DLL, .so). 0 when
+    // it cannot be loaded; a symbol that the module does not have is null.
     T_HANDLE (*loadModule)(const T_WCHAR* name);
     void* (*findSymbol)(T_HANDLE module, const char* name);
     bool (*unloadModule)(T_HANDLE module);

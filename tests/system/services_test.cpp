@@ -124,6 +124,19 @@ TEST(ModuleLoader, LoadsLateCountsAndGoesWhole) {
         EXPECT_TRUE(loader.Unload() && !loader.IsLoaded() && failing.live().modules == 0);
         EXPECT_TRUE(loader.Load() && loader.Load()) << "and goes with the loader";
     }
+    const TempFolder folder;
+    const auto before = std::filesystem::current_path();
+    const auto program = std::filesystem::absolute(::testing::internal::GetArgvs()[0]);
+    const std::string file(name.begin(), name.end());
+    std::filesystem::copy_file(program.parent_path() / file, folder.path() / ("other_" + file));
+    std::filesystem::current_path(folder.path());
+    {
+        const WideString other = wide("other_" + file);
+        T_DllLoader beside(name.c_str()), current(other.c_str()), named(folder.name("other_" + file).c_str());
+        EXPECT_FALSE(current.Load()) << "the current folder is not searched";
+        EXPECT_TRUE(beside.Load() && named.Load());
+    }
+    std::filesystem::current_path(before);
     T_DllLoader missing(wide("no such module.dll").c_str()), none(nullptr);
     for (T_DllLoader* loader : {&missing, &none}) EXPECT_TRUE(!loader->Load() && !loader->Find<Dithering>("x"));
     for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}}) {

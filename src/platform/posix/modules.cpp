@@ -1,6 +1,9 @@
 // Modules loaded by name.
 #include <dlfcn.h>
 
+#include <cinttypes>
+#include <cstdint>
+#include <cstdio>
 #include <cstring>
 
 #include "platform/native.h"
@@ -12,16 +15,40 @@ namespace {
 
 constexpr size_t kPathBytes = 4096;
 
+// The file of the module that this code is part of, as the kernel mapped it.
+bool mappedFile(char (&path)[kPathBytes]) {
+    FILE* maps = std::fopen("/proc/self/maps", "re");
+    if (maps == nullptr) return false;
+    const auto self = reinterpret_cast<uintptr_t>(&mappedFile);
+    char line[kPathBytes + 128];
+    bool found = false;
+    while (!found && std::fgets(line, sizeof line, maps) != nullptr) {
+        uintptr_t start = 0;
+        uintptr_t end = 0;
+        found = std::sscanf(line, "%" SCNxPTR "-%" SCNxPTR " %*s %*s %*s %*s %4095[^\n]", &start, &end, path) == 3 &&
+                self >= start && self < end;
+    }
+    std::fclose(maps);
+    return found;
+}
+
 // The path of `name` in the folder of the module that this code is part of.
 bool besideLibrary(const char* name, char (&path)[kPathBytes]) {
     Dl_info self{};
     if (dladdr(reinterpret_cast<const void*>(&besideLibrary), &self) == 0 || self.dli_fname == nullptr) return false;
-    const char* slash = std::strrchr(self.dli_fname, '/');
+    if (self.dli_fname[0] == '/') {
+        const size_t length = std::strlen(self.dli_fname);
+        if (length >= kPathBytes) return false;
+        std::memcpy(path, self.dli_fname, length + 1);
+    } else if (!mappedFile(path)) {
+        // A relative path was true in the folder that was current when the module was loaded, and must not be used.
+        return false;
+    }
+    char* slash = std::strrchr(path, '/');
     if (slash == nullptr) return false;
-    const size_t folder = static_cast<size_t>(slash - self.dli_fname) + 1;
+    const size_t folder = static_cast<size_t>(slash - path) + 1;
     const size_t length = std::strlen(name) + 1;
     if (folder + length > kPathBytes) return false;
-    std::memcpy(path, self.dli_fname, folder);
     std::memcpy(path + folder, name, length);
     return true;
 }

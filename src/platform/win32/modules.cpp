@@ -34,10 +34,11 @@ T_HANDLE loadModule(const T_WCHAR* name) {
     T_WCHAR path[kPathChars];
     if (!hasFolder(name) && besideLibrary(name, path)) {
         // A module finds its own companions in its own folder.
-        const HMODULE module = LoadLibraryExW(path, nullptr, LOAD_WITH_ALTERED_SEARCH_PATH);
+        constexpr DWORD kPlaces = LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
+        const HMODULE module = LoadLibraryExW(path, nullptr, kPlaces);
         if (module != nullptr) return handleOf(module);
     }
-    return handleOf(LoadLibraryW(name));
+    return handleOf(hasFolder(name) ? LoadLibraryW(name) : LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
 }
 
 void* findSymbol(T_HANDLE module, const char* name) {
