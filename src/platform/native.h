@@ -33,6 +33,7 @@ bool closeFile(T_HANDLE file);
 bool deleteFile(const T_WCHAR* name);
 bool isDirectory(const T_WCHAR* path);
 bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]);
+T_HANDLE createTempFile(const T_WCHAR* directory, const T_WCHAR* prefix);
 bool lastErrorIsDiskFull();
 
 bool memoryStatus(MemoryStatus* status);

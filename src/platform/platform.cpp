@@ -29,6 +29,7 @@ const Platform nativePlatform = {
     .deleteFile = native::deleteFile,
     .isDirectory = native::isDirectory,
     .makeTempName = native::makeTempName,
+    .createTempFile = native::createTempFile,
     .lastErrorIsDiskFull = native::lastErrorIsDiskFull,
     .memoryStatus = native::memoryStatus,
     .handleCount = native::handleCount,

@@ -86,6 +86,9 @@ struct Platform {
 
     // Budgets. false: cannot be read.
     bool (*memoryStatus)(MemoryStatus* status);
+    // Opens a new file of that kind for reading and writing, in one step with its making, so that nobody can put a link in its
+    // place; it vanishes with its handle.
+    T_HANDLE (*createTempFile)(const T_WCHAR* directory, const T_WCHAR* prefix);
     bool (*handleCount)(uint32_t* count);
 
     // One slot of thread-local storage; `release` gets a thread's value when the thread ends, but not when the slot is

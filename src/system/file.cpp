@@ -15,10 +15,6 @@ FileCreation creationOf(uint32_t openFlags) {
     return (openFlags & OPEN_TRUNCATE) != 0 ? FileCreation::truncateExisting : FileCreation::openExisting;
 }
 
-bool makeTempName(T_WCHAR (&path)[kPathChars]) {
-    return platform->makeTempName(currentSettings().tempDirectory, kTempPrefix, path);
-}
-
 }  // namespace
 
 T_HANDLE TNK_CALL openFile(const T_WCHAR* name, uint32_t openFlags, uint32_t shareFlags, void*) {
@@ -60,19 +56,7 @@ int32_t TNK_CALL closeFile(T_HANDLE file, void*) {
 
 int32_t lastFileError(int32_t other) { return platform->lastErrorIsDiskFull() ? ERROR_DISK_FULL : other; }
 
-T_HANDLE createTemporaryFile() {
-    T_WCHAR name[kPathChars];
-    if (!makeTempName(name)) return kNoFile;
-    FileRequest request;
-    request.name = name;
-    request.read = true;
-    request.write = true;
-    request.creation = FileCreation::createAlways;
-    request.deleteOnClose = true;
-    const T_HANDLE file = platform->openFile(request);
-    if (file == kNoFile) platform->deleteFile(name);
-    return file;
-}
+T_HANDLE createTemporaryFile() { return platform->createTempFile(currentSettings().tempDirectory, kTempPrefix); }
 
 int64_t seekBig(T_HANDLE file, int64_t offset, SeekOrigin origin) { return platform->seekFile(file, offset, origin); }
 
@@ -154,7 +138,7 @@ extern "C" int32_t TNK_CALL T_OsDelete(const T_WCHAR* Name) {
 extern "C" int32_t TNK_CALL T_OsGetTempName(T_WCHAR* Buffer) {
     if (Buffer == nullptr) return ERROR_INVALID_PARAMETER;
     T_WCHAR name[kPathChars];
-    if (!makeTempName(name)) return FAILURE;
+    if (!platform->makeTempName(currentSettings().tempDirectory, kTempPrefix, name)) return FAILURE;
     for (uint32_t i = 0; i < kPathChars; ++i) {
         Buffer[i] = name[i];
         if (name[i] == 0) break;

@@ -166,6 +166,9 @@ void setFileRoutines(Platform& table) {
     };
 }
 
+    table.createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix) {
+        return fails(kOpenFailures) ? kNoFile : born(kFile, real.createTempFile(directory, prefix), kNoFile);
+    };
 void setSystemRoutines(Platform& table) {
     table.memoryStatus = [](MemoryStatus* status) {
         return !fails(kBudgetFailures) && (substitute(&State::memory, status) || real.memoryStatus(status));

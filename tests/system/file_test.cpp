@@ -126,7 +126,7 @@ TEST(File, TemporaryFilesLeaveNothingBehind) {
         EXPECT_EQ(done, !injected);
         EXPECT_EQ(setting.folder().entries(), 0);
     };
-    EXPECT_EQ(sweepFailures(failing, kFileFailures, useTemporaryFile, check), 7);
+    EXPECT_EQ(sweepFailures(failing, kFileFailures, useTemporaryFile, check), 6);
     T_WCHAR name[kPathChars];
     for (const int taken : {1, 2}) {
         ASSERT_EQ(T_OsGetTempName(name), SUCCESS);

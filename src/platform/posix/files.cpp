@@ -33,28 +33,21 @@ int aboveStandardStreams(int descriptor) {
     return moved;
 }
 
-// File systems write a file that was truncated to the disk when it is closed, even one that has no name any more. So one
-// that is to vanish is truncated only where there is something to cut.
-bool truncatesAfterwards(const FileRequest& request) { return request.deleteOnClose && request.write; }
-
 int openFlags(const FileRequest& request) {
     int flags = O_CLOEXEC | O_NOCTTY;
     flags |= request.read && request.write ? O_RDWR : request.write ? O_WRONLY : O_RDONLY;
     if (request.creation == FileCreation::createAlways) flags |= O_CREAT;
-    if (request.creation != FileCreation::openExisting && !truncatesAfterwards(request)) flags |= O_TRUNC;
+    if (request.creation != FileCreation::openExisting) flags |= O_TRUNC;
     return flags;
 }
 
-// Refuses directories and cuts what openFlags left whole.
-bool isReady(int descriptor, const FileRequest& request) {
+// Directories can be opened, but not as files.
+bool isFile(int descriptor) {
     struct stat status;
     if (fstat(descriptor, &status) != 0) return false;
-    if (S_ISDIR(status.st_mode)) {
-        errno = EACCES;
-        return false;
-    }
-    const bool cuts = request.creation != FileCreation::openExisting && truncatesAfterwards(request);
-    return !cuts || status.st_size == 0 || ftruncate(descriptor, 0) == 0;
+    if (!S_ISDIR(status.st_mode)) return true;
+    errno = EACCES;
+    return false;
 }
 
 // The directory, or the platform's own for temporary files when it is null or empty.
@@ -65,6 +58,23 @@ bool temporaryFolder(const T_WCHAR* directory, char (&folder)[kPathBytes]) {
     if (std::strlen(chosen) >= sizeof folder) return false;
     std::strcpy(folder, chosen);
     return true;
+}
+
+struct TempFile {
+    int descriptor;
+    char name[kPathBytes + 32];
+};
+
+// A new file, which nobody had a link for, open; a descriptor of -1 when none can be made.
+TempFile makeTempFile(const T_WCHAR* directory, const T_WCHAR* prefix) {
+    TempFile file;
+    file.descriptor = -1;
+    char start[16];
+    char folder[kPathBytes];
+    if (!toUtf8(prefix, start, sizeof start) || !temporaryFolder(directory, folder)) return file;
+    std::snprintf(file.name, sizeof file.name, "%s/%sXXXXXX", folder, start);
+    file.descriptor = aboveStandardStreams(mkostemp(file.name, O_CLOEXEC));
+    return file;
 }
 
 // Moves `count` bytes by as many calls as the system wants; stops at the end of the file or at a failure. What was moved
@@ -95,7 +105,7 @@ T_HANDLE openFile(const FileRequest& request) {
     const mode_t mode = request.readOnly ? 0444 : 0666;
     const int descriptor = aboveStandardStreams(open(name, openFlags(request), mode));
     if (descriptor < 0) return kNoFile;
-    if (!isReady(descriptor, request)) {
+    if (!isFile(descriptor)) {
         const int error = errno;
         close(descriptor);
         errno = error;
@@ -146,17 +156,20 @@ bool isDirectory(const T_WCHAR* name) {
 }
 
 bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) {
-    char start[16];
-    char folder[kPathBytes];
-    if (!toUtf8(prefix, start, sizeof start) || !temporaryFolder(directory, folder)) return false;
-    char name[kPathBytes + 32];
-    std::snprintf(name, sizeof name, "%s/%sXXXXXX", folder, start);
-    const int descriptor = mkostemp(name, O_CLOEXEC);
-    if (descriptor < 0) return false;
-    close(descriptor);
-    if (toUtf16(name, path, kPathChars)) return true;
-    unlink(name);
+    const TempFile file = makeTempFile(directory, prefix);
+    if (file.descriptor < 0) return false;
+    close(file.descriptor);
+    if (toUtf16(file.name, path, kPathChars)) return true;
+    unlink(file.name);
     return false;
+}
+
+T_HANDLE createTempFile(const T_WCHAR* directory, const T_WCHAR* prefix) {
+    const TempFile file = makeTempFile(directory, prefix);
+    if (file.descriptor < 0) return kNoFile;
+    // The name goes at once: nothing is left behind however the process ends.
+    unlink(file.name);
+    return file.descriptor;
 }
 
 bool diskRoom(const T_WCHAR* directory, uint64_t* bytes) {

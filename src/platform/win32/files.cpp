@@ -1,3 +1,5 @@
+#include <atomic>
+
 #include "platform/win32/windows_api.h"
 
 namespace tnk::native {
@@ -24,6 +26,15 @@ DWORD attributesOf(const FileRequest& request) {
     // Temporary: kept out of the disk's way as long as memory lasts.
     if (request.deleteOnClose) attributes |= FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE;
     return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
+}
+
+constexpr DWORD kAnyPath = MAX_PATH + 1;
+
+// The directory, or the platform's own for temporary files when it is null or empty; null when that cannot be told.
+const T_WCHAR* temporaryFolder(const T_WCHAR* directory, T_WCHAR (&standard)[kAnyPath]) {
+    if (directory != nullptr && directory[0] != 0) return directory;
+    const DWORD length = GetTempPathW(kAnyPath, standard);
+    return length != 0 && length < kAnyPath ? standard : nullptr;
 }
 
 }  // namespace
@@ -68,22 +79,40 @@ bool isDirectory(const T_WCHAR* path) {
 
 bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) {
     static_assert(kPathChars >= MAX_PATH);
-    T_WCHAR standard[MAX_PATH + 1];
-    if (directory == nullptr || directory[0] == 0) {
-        const DWORD length = GetTempPathW(MAX_PATH + 1, standard);
-        if (length == 0 || length > MAX_PATH) return false;
-        directory = standard;
-    }
+    T_WCHAR standard[kAnyPath];
+    directory = temporaryFolder(directory, standard);
+    if (directory == nullptr) return false;
     return GetTempFileNameW(directory, prefix, 0, path) != 0;
 }
 
-bool diskRoom(const T_WCHAR* directory, uint64_t* bytes) {
-    T_WCHAR standard[MAX_PATH + 1];
-    if (directory == nullptr || directory[0] == 0) {
-        const DWORD length = GetTempPathW(MAX_PATH + 1, standard);
-        if (length == 0 || length > MAX_PATH) return false;
-        directory = standard;
+T_HANDLE createTempFile(const T_WCHAR* directory, const T_WCHAR* prefix) {
+    T_WCHAR standard[kAnyPath];
+    T_WCHAR path[kPathChars];
+    directory = temporaryFolder(directory, standard);
+    if (directory == nullptr) return kNoFile;
+    // With a number other than 0 the system only makes the name. A file of that name that is about to vanish refuses access,
+    // and so does a folder that takes none.
+    constexpr UINT kNumbers = 0xFFFF;
+    constexpr UINT kPatience = 16;
+    static std::atomic<UINT> made = 0;
+    UINT denied = 0;
+    for (UINT tries = 0; tries < kNumbers; ++tries) {
+        const UINT number = (GetTickCount() + made.fetch_add(1, std::memory_order_relaxed)) % kNumbers + 1;
+        if (GetTempFileNameW(directory, prefix, number, path) == 0) return kNoFile;
+        constexpr DWORD kFlags = FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OPEN_REPARSE_POINT;
+        const HANDLE file = CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, kFlags, nullptr);
+        if (file != INVALID_HANDLE_VALUE) return handleOf(file);
+        const DWORD error = GetLastError();
+        const bool taken = error == ERROR_FILE_EXISTS || (error == ERROR_ACCESS_DENIED && ++denied < kPatience);
+        if (!taken) return kNoFile;
     }
+    return kNoFile;
+}
+
+bool diskRoom(const T_WCHAR* directory, uint64_t* bytes) {
+    T_WCHAR standard[kAnyPath];
+    directory = temporaryFolder(directory, standard);
+    if (directory == nullptr) return false;
     ULARGE_INTEGER room;
     if (!GetDiskFreeSpaceExW(directory, &room, nullptr, nullptr)) return false;
     *bytes = room.QuadPart;
