@@ -1142,8 +1142,8 @@ TNK_API int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint
 /* Ends dithering. Codes: -13 null; 1 also when nothing was started. */
 TNK_API int32_t TNK_CALL T_StopDithering(BitmapHandle* Bitmap);
 
-/* A match table of 32,768 words for a palette, or null for a null palette, a negative Count or without memory; freed
- * with T_FreeUserMatchTable (1; null is accepted). Word red << 10 | green << 5 | blue, of channels >> 3, is the index
+/* A match table of 32,768 words for a palette, or null for a null palette, a negative Count or without memory. It is a
+ * block of T_LocalAlloc, freed with T_FreeUserMatchTable (1; null is accepted) or T_LocalFree. Word red << 10 | green << 5 | blue, of channels >> 3, is the index
  * of the nearest entry plus 1. */
 TNK_API uint32_t* TNK_CALL T_CreateUserMatchTable(const PaletteEntry* Palette, uint32_t Count);
 TNK_API int32_t TNK_CALL T_FreeUserMatchTable(uint32_t* Table);
@@ -1174,7 +1174,7 @@ TNK_API int32_t TNK_CALL T_GetBitmapColorCountExt(BitmapHandle* Bitmap, uint32_t
  *   Palette         room for Count entries; those that are not needed become zero
  *   Count           colours wanted, 1-256; gets the number chosen
  *   MatchTable      null, or gets a table for T_StartDitheringExt (0 for colours that do not occur), which the caller frees
- *                   with T_FreeUserMatchTable, or null where no pixel needs one
+ *                   with T_FreeUserMatchTable or T_LocalFree, or null where no pixel needs one
  *   NeedsDithering  gets 0 when every pixel's colour is in the palette, else 1
  * Codes: -13 null pointer, list or Count; -2 no bitmap, or one without storage; -789; -1 no memory; those of row access.
  * Nothing is written then.

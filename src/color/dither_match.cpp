@@ -87,7 +87,7 @@ using namespace tnk;
 
 extern "C" uint32_t* TNK_CALL T_CreateUserMatchTable(const PaletteEntry* Palette, uint32_t Count) {
     if (Palette == nullptr || Count > INT32_MAX) return nullptr;  // a negative count of the caller
-    Scratch<uint32_t> table;
+    LocalArray<uint32_t> table;
     if (!table.allocate(kMatchTableEntries)) return nullptr;
     const std::span palette(Palette, Count);
     for (uint32_t key = 0; key < kMatchTableEntries; ++key) {
@@ -99,7 +99,7 @@ extern "C" uint32_t* TNK_CALL T_CreateUserMatchTable(const PaletteEntry* Palette
 }
 
 extern "C" int32_t TNK_CALL T_FreeUserMatchTable(uint32_t* Table) {
-    if (Table != nullptr) platform->freeLocal(Table);
+    if (Table != nullptr) LocalBlocks::free(Table);
     return SUCCESS;
 }
 

@@ -22,7 +22,7 @@ struct OptimizedPalette {
     // Out: whether pixels have colours that the palette lacks, and a table of kMatchTableEntries words (place of the
     // entry for a 15-bit colour, from 1 on; 0 for colours that do not occur), or none.
     bool needsDithering = true;
-    Scratch<uint32_t> matchTable{};
+    LocalArray<uint32_t> matchTable{};
 };
 
 // `fixed` are entries that the palette is going to stand beside: colours equal to one of them are left out of an exact

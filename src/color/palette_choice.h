@@ -37,7 +37,7 @@ struct PaletteChoice {
     PaletteEntry entries[kMaxPaletteEntries] = {};  // those from `count` on are one of the colours, or a gray
     uint32_t count = 0;
     uint32_t* matchTable = nullptr;  // the thread's, `ownTable`, or none
-    Scratch<uint32_t> ownTable;
+    LocalArray<uint32_t> ownTable;
     bool dithers = true;  // false: every pixel's colour is an entry
 };
 

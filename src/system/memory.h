@@ -10,9 +10,19 @@
 
 namespace tnk {
 
-// Scratch array of trivial elements on the runtime heap. allocate() returns false when memory ran out, also when the
+// Where arrays lie: on the runtime heap, or in blocks of it as callers get them from T_LocalAlloc.
+struct PlainHeap {
+    static void* allocate(size_t bytes, bool zero) { return platform->allocateLocal(bytes, zero); }
+    static void free(void* block) { platform->freeLocal(block); }
+};
+struct LocalBlocks {
+    static void* allocate(size_t bytes, bool zero);
+    static void free(void* block);
+};
+
+// Scratch array of trivial elements. allocate() returns false when memory ran out, also when the
 // byte count does not fit the address space.
-template <typename T>
+template <typename T, typename Heap = PlainHeap>
 class Scratch {
     static_assert(std::is_trivially_copyable_v<T>);
 
@@ -35,11 +45,11 @@ class Scratch {
         return data_ != nullptr;
     }
     void release() {
-        if (data_ != nullptr) platform->freeLocal(data_);
+        if (data_ != nullptr) Heap::free(data_);
         data_ = nullptr;
         size_ = 0;
     }
-    // Hands the block to the caller, who frees it with platform->freeLocal.
+    // Hands the block to the caller, who frees it with platform->freeLocal, or a local block with T_LocalFree.
     T* detach() {
         size_ = 0;
         return std::exchange(data_, nullptr);
@@ -54,5 +64,8 @@ class Scratch {
     T* data_ = nullptr;
     size_t size_ = 0;
 };
+
+template <typename T>
+using LocalArray = Scratch<T, LocalBlocks>;
 
 }  // namespace tnk

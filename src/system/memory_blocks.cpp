@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/platform.h"
+#include "system/memory.h"
 #include "system/result.h"
 
 namespace tnk {
@@ -55,6 +55,12 @@ void* refuseKind(uint32_t line, const char* module) {
 
 }  // namespace
 
+void* LocalBlocks::allocate(size_t bytes, bool zero) {
+    return bytes <= UINT32_MAX ? allocateHeap(static_cast<uint32_t>(bytes), zero) : nullptr;
+}
+
+void LocalBlocks::free(void* block) { platform->freeLocal(headerOf(block)); }
+
 }  // namespace tnk
 
 using namespace tnk;
@@ -97,7 +103,7 @@ extern "C" uint32_t TNK_CALL T_LocalSize(const void* Block) {
 }
 
 extern "C" int32_t TNK_CALL T_LocalFree(void* Block, uint32_t, const char*) {
-    if (Block != nullptr) platform->freeLocal(headerOf(Block));
+    if (Block != nullptr) LocalBlocks::free(Block);
     return SUCCESS;
 }
 

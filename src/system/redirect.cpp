@@ -283,7 +283,7 @@ extern "C" int32_t TNK_CALL T_RedirectedWriteBig(T_HANDLE File, const void* Buff
 extern "C" int32_t TNK_CALL T_StartRedirectToBuffer(void** Context, T_HANDLE* Handle, uint32_t Flags, T_HANDLE hBuffer,
                                                     uint32_t Capacity) {
     if (Context == nullptr) return ERROR_INVALID_PARAMETER;
-    auto* file = static_cast<MemoryFile*>(platform->allocateLocal(sizeof(MemoryFile), true));
+    auto* file = static_cast<MemoryFile*>(LocalBlocks::allocate(sizeof(MemoryFile), true));
     if (file == nullptr) return FAILURE;
     // Never past the block, whatever the caller says.
     const size_t held = hBuffer != 0 ? platform->sizeOfMovable(hBuffer) : 0;
@@ -305,6 +305,6 @@ extern "C" int32_t TNK_CALL T_StopRedirectToBuffer(void* Context, T_HANDLE* hBuf
     exchangeRoutines(file->savedRoutines, file->savedData);
     if (hBuffer != nullptr) *hBuffer = file->block;
     if (Length != nullptr) *Length = file->length;
-    platform->freeLocal(file);
+    LocalBlocks::free(file);
     return SUCCESS;
 }

@@ -210,6 +210,7 @@ TEST(UserMatchTable, HoldsTheNearestEntryOfEveryKey) {
         ASSERT_NE(table, nullptr);
         EXPECT_EQ(std::vector<uint32_t>(table, table + kMatchTableEntries),
                   referenceMatchTable(asReference(palette.data()), count));
+        EXPECT_EQ(T_LocalSize(table), 131'072u);
         EXPECT_EQ(T_FreeUserMatchTable(table), SUCCESS);
         EXPECT_EQ(failing.live(), LiveObjects{});
     }

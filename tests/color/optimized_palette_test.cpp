@@ -129,7 +129,7 @@ void expectListPalette(const BitmapList& list) {
         EXPECT_EQ(entries[wanted].Blue, 9) << "beyond the wanted entries";
         EXPECT_EQ(table != nullptr, !expected.matchTable.empty());
         EXPECT_TRUE(table == nullptr || std::equal(expected.matchTable.begin(), expected.matchTable.end(), table));
-        T_FreeUserMatchTable(table);
+        EXPECT_EQ(T_LocalFree(table, 1, "m"), SUCCESS);
     }
 }
 
