@@ -764,9 +764,11 @@ TNK_API int32_t TNK_CALL T_RedirectedWriteBig(T_HANDLE File, const void* Buffer,
 #define REDIRECT_WRITE 0x08u  /* writes are allowed */
 
 /*
- * Sends every redirected file access of the calling thread to a movable block (T_OsAllocHandle; 0 starts without
- * one) until the matching stop. Starts and stops nest, last in first out. Handle, optional, receives the memory
- * file's pseudo-handle. The stop hands the block and the length of its data back to the caller, who owns it.
+ * Sends every redirected file access of the calling thread (T_RedirectIO says which) to a block of memory until the
+ * matching stop. Starts and stops nest, last in first out. Handle, optional, receives the memory file's pseudo-handle.
+ * hBuffer is a movable block (T_OsAllocHandle) or the address of a global one (T_GlobalAlloc), and stays of its kind when it
+ * grows; 0 starts without one, and what is written then makes a movable block. The stop hands the block and the length of
+ * its data back to the caller, who owns it.
  * Codes: -13 null Context, -1 no memory.
  */
 TNK_API int32_t TNK_CALL T_StartRedirectToBuffer(void** Context, T_HANDLE* Handle, uint32_t Flags, T_HANDLE hBuffer,

@@ -43,6 +43,9 @@ constexpr T_HANDLE kNoFile = -1;
 constexpr uint32_t kNoSlot = UINT32_MAX;
 constexpr uint32_t kPathChars = 264;  // capacity of a path with its terminator
 
+// No block of memory is larger, so that distances inside one can be told.
+constexpr size_t kLargestBlock = SIZE_MAX / 2;
+
 // One table of routines; every call of the library goes through `platform`. Tests put a table in its place that
 // fails the k-th call. A routine that fails returns null, 0, false or -1 as its type says and changes nothing.
 struct Platform {
@@ -59,7 +62,8 @@ struct Platform {
     void (*freeGlobal)(void* block);
 
     // Movable blocks, zero-filled; growth is zero-filled. A failed reallocation leaves the block alone; a locked block
-    // is never reallocated, since its address is in use.
+    // is never reallocated, since its address is in use. A fixed global block serves too: its address is its handle, its
+    // lock is nothing, and it stays one of its kind.
     T_HANDLE (*allocateMovable)(size_t bytes);
     T_HANDLE (*reallocateMovable)(T_HANDLE block, size_t bytes);
     void* (*lockMovable)(T_HANDLE block);
@@ -82,13 +86,13 @@ struct Platform {
     bool (*isDirectory)(const T_WCHAR* path);
     // Makes an empty file with a unique name in `directory` (null or empty: the platform's own) and writes its path.
     bool (*makeTempName)(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]);
+    // Opens a new file of that kind for reading and writing, in one step with its making, so that nobody can put a link in its
+    // place; it vanishes with its handle.
+    T_HANDLE (*createTempFile)(const T_WCHAR* directory, const T_WCHAR* prefix);
     bool (*lastErrorIsDiskFull)();  // of the calling thread's last failed file call
 
     // Budgets. false: cannot be read.
     bool (*memoryStatus)(MemoryStatus* status);
-    // Opens a new file of that kind for reading and writing, in one step with its making, so that nobody can put a link in its
-    // place; it vanishes with its handle.
-    T_HANDLE (*createTempFile)(const T_WCHAR* directory, const T_WCHAR* prefix);
     bool (*handleCount)(uint32_t* count);
 
     // One slot of thread-local storage; `release` gets a thread's value when the thread ends, but not when the slot is

@@ -39,8 +39,8 @@ class Scratch {
 
     [[nodiscard]] bool allocate(uint64_t count, bool zero = false) {
         release();
-        if (count > SIZE_MAX / 2 / sizeof(T)) return false;
-        data_ = static_cast<T*>(platform->allocateLocal(static_cast<size_t>(count) * sizeof(T), zero));
+        if (count > kLargestBlock / sizeof(T)) return false;
+        data_ = static_cast<T*>(Heap::allocate(static_cast<size_t>(count) * sizeof(T), zero));
         size_ = data_ != nullptr ? static_cast<size_t>(count) : 0;
         return data_ != nullptr;
     }

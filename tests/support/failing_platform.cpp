@@ -73,6 +73,11 @@ Handle moved(Kind kind, Handle from, Handle to) {
     return born(kind, to);
 }
 
+bool isAlive(Kind kind, T_HANDLE handle) {
+    const Locked guard;
+    return state->alive.contains({kind, (uintptr_t)handle});
+}
+
 void addLock(T_HANDLE block, int change) {
     const Locked guard;
     const auto found = state->alive.find({kMovable, (uintptr_t)block});
@@ -122,7 +127,8 @@ void setMemoryRoutines(Platform& table) {
         return fails(kMovableFailures) ? 0 : born(kMovable, real.allocateMovable(bytes));
     };
     table.reallocateMovable = [](T_HANDLE block, size_t bytes) -> T_HANDLE {
-        return moved(kMovable, block, fails(kMovableFailures) ? 0 : real.reallocateMovable(block, bytes));
+        const Kind kind = isAlive(kGlobal, block) ? kGlobal : kMovable;  // fixed blocks serve as movable ones
+        return moved(kind, block, fails(kMovableFailures) ? 0 : real.reallocateMovable(block, bytes));
     };
     table.lockMovable = [](T_HANDLE block) -> void* {
         void* data = fails(kMovableFailures) ? nullptr : real.lockMovable(block);
@@ -160,15 +166,15 @@ void setFileRoutines(Platform& table) {
     table.makeTempName = [](const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR(&path)[kPathChars]) {
         return !fails(kOpenFailures) && real.makeTempName(directory, prefix, path);
     };
+    table.createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix) {
+        return fails(kOpenFailures) ? kNoFile : born(kFile, real.createTempFile(directory, prefix), kNoFile);
+    };
     table.lastErrorIsDiskFull = [] {
         const Locked guard;
         return state->diskRoom.has_value() || state->injected ? state->diskIsFull : real.lastErrorIsDiskFull();
     };
 }
 
-    table.createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix) {
-        return fails(kOpenFailures) ? kNoFile : born(kFile, real.createTempFile(directory, prefix), kNoFile);
-    };
 void setSystemRoutines(Platform& table) {
     table.memoryStatus = [](MemoryStatus* status) {
         return !fails(kBudgetFailures) && (substitute(&State::memory, status) || real.memoryStatus(status));

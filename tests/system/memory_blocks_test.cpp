@@ -72,8 +72,9 @@ TEST(MemoryBlocks, KeepTheirContentsGrowWithZerosAndLoseNothing) {
         EXPECT_TRUE(family.reallocate(nullptr, 10) == nullptr && family.size(nullptr) == 0);
         EXPECT_EQ(family.free(nullptr), SUCCESS);
         if (sizeof(void*) == 8) continue;
-        EXPECT_EQ(family.allocate(family.kind, UINT32_MAX, 1, "m"), nullptr)
-            << "with its header past the address space";
+        for (const uint32_t bytes : {UINT32_MAX, UINT32_MAX / 2 + 1}) {
+            EXPECT_EQ(family.allocate(family.kind, bytes, 1, "m"), nullptr) << "distances inside could not be told";
+        }
     }
 }
 

@@ -78,13 +78,16 @@ class RandomRun {
         T_HANDLE block = 0;
         Bytes bytes = randomBytes(below(3) == 0 ? 0 : 1 + below(40'000));
         auto capacity = static_cast<uint32_t>(bytes.size());
+        const bool fixed = below(2) == 0;
         if (capacity != 0) {
-            block = T_OsAllocHandle(capacity, 0, nullptr);
+            block = fixed ? reinterpret_cast<T_HANDLE>(T_GlobalAlloc(RESOURCE_GLOBAL, capacity, 0, nullptr))
+                          : T_OsAllocHandle(capacity, 0, nullptr);
             std::copy(bytes.begin(), bytes.end(), static_cast<uint8_t*>(T_OsLockHandle(block)));
             T_OsUnlockHandle(block);
         } else {
             capacity = below(2) * 100;  // without a block it counts for nothing
         }
+        const bool isFixed = fixed && block != 0;
         Model model{below(16), std::move(bytes)};
         void* context = nullptr;
         ASSERT_EQ(T_StartRedirectToBuffer(&context, nullptr, model.flags, block, capacity), SUCCESS);
@@ -103,7 +106,7 @@ class RandomRun {
         const auto* kept = static_cast<const uint8_t*>(T_OsLockHandle(block));
         EXPECT_TRUE(std::equal(model.block.begin(), model.block.end(), kept)) << "the block's bytes differ";
         T_OsUnlockHandle(block);
-        T_OsFreeHandle(block, 0, nullptr);
+        isFixed ? T_GlobalFree(reinterpret_cast<void*>(block), 0, nullptr) : T_OsFreeHandle(block, 0, nullptr);
     }
 
   private:

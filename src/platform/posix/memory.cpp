@@ -11,6 +11,7 @@ namespace tnk::native {
 
 namespace {
 
+// Behind a handle that is an odd number, which no fixed block's address is.
 struct MovableBlock {
     static constexpr uint32_t kMagic = 0x4B4C424D;
     uint32_t magic;
@@ -29,10 +30,25 @@ struct SectionObject {
 // Stands before the data of a global block. The heap's own word on the size is rounded up, and growth from there would
 // leave bytes that nobody cleared.
 struct alignas(16) GlobalHeader {
+    static constexpr uint32_t kMagic = 0x424F4C47;
+    uint32_t magic;
     size_t bytes;
 };
 
 GlobalHeader* headerOf(void* block) { return static_cast<GlobalHeader*>(block) - 1; }
+
+constexpr T_HANDLE kMovableTag = 1;
+
+MovableBlock* movableOf(T_HANDLE handle) {
+    return (handle & kMovableTag) != 0 ? objectOf<MovableBlock>(handle - kMovableTag) : nullptr;
+}
+
+// The address of a fixed global block that stands for a movable one, or null.
+void* fixedOf(T_HANDLE handle) {
+    if ((handle & kMovableTag) != 0) return nullptr;
+    auto* header = objectOf<GlobalHeader>(handle - static_cast<T_HANDLE>(sizeof(GlobalHeader)));
+    return header != nullptr ? header + 1 : nullptr;
+}
 
 // Below this, a huge page would mostly hold nothing.
 constexpr uint64_t kHugePageThreshold = 8u << 20;
@@ -43,23 +59,27 @@ size_t atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
 }  // namespace
 
 void* allocateLocal(size_t bytes, bool zero) {
+    if (bytes > kLargestBlock) return nullptr;
     return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
 }
 
-void* reallocateLocal(void* block, size_t bytes) { return std::realloc(block, atLeastOne(bytes)); }
+void* reallocateLocal(void* block, size_t bytes) {
+    return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
+}
 
 void freeLocal(void* block) { std::free(block); }
 
 void* allocateGlobal(size_t bytes, bool zero) {
-    if (bytes > SIZE_MAX - sizeof(GlobalHeader)) return nullptr;
+    if (bytes > kLargestBlock) return nullptr;
     auto* header = static_cast<GlobalHeader*>(allocateLocal(sizeof(GlobalHeader) + bytes, zero));
     if (header == nullptr) return nullptr;
+    header->magic = GlobalHeader::kMagic;
     header->bytes = bytes;
     return header + 1;
 }
 
 void* reallocateGlobal(void* block, size_t bytes) {
-    if (bytes > SIZE_MAX - sizeof(GlobalHeader)) return nullptr;
+    if (bytes > kLargestBlock) return nullptr;
     const size_t before = sizeOfGlobal(block);
     auto* header = static_cast<GlobalHeader*>(reallocateLocal(headerOf(block), sizeof(GlobalHeader) + bytes));
     if (header == nullptr) return nullptr;
@@ -72,25 +92,28 @@ void* reallocateGlobal(void* block, size_t bytes) {
 size_t sizeOfGlobal(const void* block) { return headerOf(const_cast<void*>(block))->bytes; }
 
 void freeGlobal(void* block) {
-    if (block != nullptr) std::free(headerOf(block));
+    if (block == nullptr) return;
+    clearMark(headerOf(block));
+    std::free(headerOf(block));
 }
 
 T_HANDLE allocateMovable(size_t bytes) {
     auto* block = makeObject<MovableBlock>();
     if (block == nullptr) return 0;
-    block->data = std::calloc(1, atLeastOne(bytes));
+    block->data = allocateLocal(bytes, true);
     if (block->data == nullptr) {
         destroyObject(block);
         return 0;
     }
     block->bytes = bytes;
-    return handleOf(block);
+    return handleOf(block) + kMovableTag;
 }
 
 T_HANDLE reallocateMovable(T_HANDLE handle, size_t bytes) {
-    auto* block = objectOf<MovableBlock>(handle);
+    if (void* fixed = fixedOf(handle); fixed != nullptr) return handleOf(reallocateGlobal(fixed, bytes));
+    auto* block = movableOf(handle);
     if (block == nullptr || block->locks != 0) return 0;
-    void* data = std::realloc(block->data, atLeastOne(bytes));
+    void* data = reallocateLocal(block->data, bytes);
     if (data == nullptr) return 0;
     if (bytes > block->bytes) std::memset(static_cast<char*>(data) + block->bytes, 0, bytes - block->bytes);
     block->data = data;
@@ -99,25 +122,26 @@ T_HANDLE reallocateMovable(T_HANDLE handle, size_t bytes) {
 }
 
 void* lockMovable(T_HANDLE handle) {
-    auto* block = objectOf<MovableBlock>(handle);
-    if (block == nullptr) return nullptr;
+    auto* block = movableOf(handle);
+    if (block == nullptr) return fixedOf(handle);
     ++block->locks;
     return block->data;
 }
 
 void unlockMovable(T_HANDLE handle) {
-    auto* block = objectOf<MovableBlock>(handle);
+    auto* block = movableOf(handle);
     if (block != nullptr && block->locks != 0) --block->locks;
 }
 
 size_t sizeOfMovable(T_HANDLE handle) {
-    const auto* block = objectOf<MovableBlock>(handle);
-    return block != nullptr ? block->bytes : 0;
+    if (const auto* block = movableOf(handle); block != nullptr) return block->bytes;
+    const void* fixed = fixedOf(handle);
+    return fixed != nullptr ? sizeOfGlobal(fixed) : 0;
 }
 
 void freeMovable(T_HANDLE handle) {
-    auto* block = objectOf<MovableBlock>(handle);
-    if (block == nullptr) return;
+    auto* block = movableOf(handle);
+    if (block == nullptr) return freeGlobal(fixedOf(handle));
     std::free(block->data);
     destroyObject(block);
 }

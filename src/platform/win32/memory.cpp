@@ -13,16 +13,22 @@ SIZE_T atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
 }  // namespace
 
 void* allocateLocal(size_t bytes, bool zero) {
+    if (bytes > kLargestBlock) return nullptr;
     return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
 }
 
-void* reallocateLocal(void* block, size_t bytes) { return std::realloc(block, atLeastOne(bytes)); }
+void* reallocateLocal(void* block, size_t bytes) {
+    return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
+}
 
 void freeLocal(void* block) { std::free(block); }
 
-void* allocateGlobal(size_t bytes, bool zero) { return GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)); }
+void* allocateGlobal(size_t bytes, bool zero) {
+    return bytes <= kLargestBlock ? GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)) : nullptr;
+}
 
 void* reallocateGlobal(void* block, size_t bytes) {
+    if (bytes > kLargestBlock) return nullptr;
     // A fixed block may move only when it is asked for as if it were movable; it stays a fixed one.
     auto* moved = static_cast<char*>(GlobalReAlloc(block, atLeastOne(bytes), GMEM_MOVEABLE | GMEM_ZEROINIT));
     // The one byte that stays must not come back when the block grows again.
@@ -34,11 +40,13 @@ size_t sizeOfGlobal(const void* block) { return GlobalSize(const_cast<void*>(blo
 
 void freeGlobal(void* block) { GlobalFree(block); }
 
-T_HANDLE allocateMovable(size_t bytes) { return handleOf(GlobalAlloc(GHND, atLeastOne(bytes))); }
+T_HANDLE allocateMovable(size_t bytes) {
+    return bytes <= kLargestBlock ? handleOf(GlobalAlloc(GHND, atLeastOne(bytes))) : 0;
+}
 
 T_HANDLE reallocateMovable(T_HANDLE block, size_t bytes) {
     const HGLOBAL handle = systemHandle(block);
-    if ((GlobalFlags(handle) & GMEM_LOCKCOUNT) != 0) return 0;
+    if (bytes > kLargestBlock || (GlobalFlags(handle) & GMEM_LOCKCOUNT) != 0) return 0;
     const HGLOBAL moved = GlobalReAlloc(handle, atLeastOne(bytes), GHND);
     if (moved != nullptr && bytes == 0) {
         // The one byte that stays must not come back when the block grows again.
