@@ -23,7 +23,7 @@ find_package(Threads REQUIRED)
 
 add_library(tnkrn_objects OBJECT ${library_sources})
 target_include_directories(tnkrn_objects PRIVATE include src)
-target_compile_definitions(tnkrn_objects PRIVATE TNK_BUILDING)
+target_compile_definitions(tnkrn_objects PRIVATE TNK_BUILDING TNK_ALL_SHORT_CODES)
 tnk_library_flags(tnkrn_objects)
 
 # Everything of the library that its users need to link, whichever form they take.
@@ -38,7 +38,7 @@ endif()
 
 add_library(tnkrn_static STATIC $<TARGET_OBJECTS:tnkrn_objects>)
 target_link_libraries(tnkrn_static PUBLIC tnkrn_interface ${system_libraries})
-target_compile_definitions(tnkrn_static INTERFACE TNK_STATIC)
+target_compile_definitions(tnkrn_static INTERFACE TNK_STATIC TNK_ALL_SHORT_CODES)
 
 add_library(tnkrn SHARED $<TARGET_OBJECTS:tnkrn_objects>)
 target_link_libraries(tnkrn PUBLIC tnkrn_interface PRIVATE ${system_libraries})

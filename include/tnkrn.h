@@ -16,6 +16,8 @@
  *              pixel in the most significant bits. Row 0 is the first row in storage.
  *   Colours    A colour value is 32 bits: red in the low byte, then green, then blue; the top byte is a tag
  *              (COLOR_TAG_*).
+ *   Callbacks  Callbacks and installed routines must not leave by an exception or longjmp: the operation that called
+ *              them would not release what it holds. They end it by what they return.
  *   Threads    Settings belong to the calling thread. A bitmap must not be changed by two threads at a time.
  */
 #ifndef TNKRN_H
@@ -55,9 +57,10 @@ typedef intptr_t T_HANDLE;
 /* ------------------------------------------------------------------------------------------------------------
  * Result codes
  *
- * Every code has a name with the prefix T_. The short names without it are what the documentation uses; they
- * are left out when <windows.h> came first or TNK_NO_SHORT_CODES is defined, because the platform gives other
- * values to some of the same names.
+ * Every code has a name with the prefix T_. The short names without it are what the documentation uses; they are left
+ * out when TNK_NO_SHORT_CODES is defined. Two of them are names of <windows.h> too, with values of its own. On Windows
+ * these two stay the platform's, whichever header comes first; a file that never includes <windows.h> may ask for
+ * them by TNK_ALL_SHORT_CODES.
  */
 #define T_SUCCESS 1                          /* success */
 #define T_FAILURE (-1)                       /* memory, a section or a temporary file could not be had */
@@ -81,7 +84,7 @@ typedef intptr_t T_HANDLE;
 #define T_ERROR_SIGNED_DATA (-1360)          /* signed samples where the operation takes none */
 #define T_ERROR_LUT_LENGTH (-1486)           /* LUTLength does not match the bit window */
 
-#if !defined(_WINERROR_) && !defined(TNK_NO_SHORT_CODES)
+#if !defined(TNK_NO_SHORT_CODES)
 #define SUCCESS T_SUCCESS
 #define FAILURE T_FAILURE
 #define ERROR_NOT_ALLOCATED T_ERROR_NOT_ALLOCATED
@@ -90,12 +93,10 @@ typedef intptr_t T_HANDLE;
 #define ERROR_FILE_WRITE T_ERROR_FILE_WRITE
 #define ERROR_FILE_READ T_ERROR_FILE_READ
 #define ERROR_INVALID_SIZE T_ERROR_INVALID_SIZE
-#define ERROR_INVALID_PARAMETER T_ERROR_INVALID_PARAMETER
 #define ERROR_INVALID_DIB T_ERROR_INVALID_DIB
 #define ERROR_BPP_NOT_SUPPORTED T_ERROR_BPP_NOT_SUPPORTED
 #define ERROR_NOT_INITIALIZED T_ERROR_NOT_INITIALIZED
 #define ERROR_ROWS_INCOMPLETE T_ERROR_ROWS_INCOMPLETE
-#define ERROR_DISK_FULL T_ERROR_DISK_FULL
 #define ERROR_CODEC_MISSING T_ERROR_CODEC_MISSING
 #define ERROR_STRUCT_SIZE T_ERROR_STRUCT_SIZE
 #define ERROR_NULL_POINTER T_ERROR_NULL_POINTER
@@ -103,6 +104,10 @@ typedef intptr_t T_HANDLE;
 #define ERROR_OVERLAY_INVALID T_ERROR_OVERLAY_INVALID
 #define ERROR_SIGNED_DATA T_ERROR_SIGNED_DATA
 #define ERROR_LUT_LENGTH T_ERROR_LUT_LENGTH
+#if !defined(_WIN32) || (defined(TNK_ALL_SHORT_CODES) && !defined(_WINERROR_))
+#define ERROR_INVALID_PARAMETER T_ERROR_INVALID_PARAMETER
+#define ERROR_DISK_FULL T_ERROR_DISK_FULL
+#endif
 #endif
 
 /* ------------------------------------------------------------------------------------------------------------
@@ -729,7 +734,11 @@ TNK_API int32_t TNK_CALL T_OsGetTempName(T_WCHAR* Buffer);
 /* -295 when the calling thread's last platform failure was a full disk, else Default. */
 TNK_API int32_t TNK_CALL T_OsGetLastError(int32_t Default);
 
-/* Installs five routines for the calling thread; null means the library's own. UserData goes to all five. */
+/*
+ * Installs five routines for the calling thread; null means the library's own. UserData goes to all five. They catch what
+ * goes through T_RedirectedOpen and its companions, as the toolkit's file filters do, and nothing else: the T_Os functions,
+ * and the library's own temporary files (bitmaps on disk, tiles, huge blocks), stay with the platform's files.
+ */
 TNK_API void TNK_CALL T_RedirectIO(OpenRoutine Open, ReadRoutine Read, WriteRoutine Write, SeekRoutine Seek,
                                    CloseRoutine Close, void* UserData);
 

@@ -4,6 +4,12 @@
 
 #include "tnkrn.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+typedef char codesAreWhosTheyWere[T_ERROR_INVALID_PARAMETER == -13 && ERROR_INVALID_PARAMETER == 87 ? 1 : -1];
+#endif
+typedef char codesStay[SUCCESS == 1 && ERROR_STRUCT_SIZE == -789 && T_ERROR_DISK_FULL == -295 ? 1 : -1];
+
 static int failures = 0;
 
 #define CHECK(condition)                                                    \

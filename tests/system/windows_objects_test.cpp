@@ -12,6 +12,9 @@ namespace {
 
 #ifdef _WIN32
 
+static_assert(SUCCESS == 1 && ERROR_STRUCT_SIZE == -789 && T_ERROR_DISK_FULL == -295 && ERROR_DISK_FULL == 112,
+              "with the system's header first");
+
 // Those whose arguments could change places; the others take one structure, of a type that the compiler checks.
 TEST(WindowsObjects, AreMadeAsAskedForAndFreed) {
     const T_HANDLE screen = T_WinGetDC(0, 1, "m");

@@ -1,6 +1,9 @@
 // The only place that includes the system's header, with what keeps it small.
 #pragma once
 
+#ifdef TNKRN_H
+#error "This comes first: its result codes would take the place of the library's."
+#endif
 #define WIN32_LEAN_AND_MEAN
 #ifndef NOMINMAX
 #define NOMINMAX

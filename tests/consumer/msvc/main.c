@@ -45,7 +45,7 @@ void start(void) {
         T_FreeBitmap(&bitmap);
         CHECK((bitmap.Flags & BMF_ALLOCATED) == 0);
     }
-    CHECK(T_InitBitmap(NULL, sizeof bitmap, 33, 7, 24) == ERROR_INVALID_PARAMETER);
+    CHECK(T_InitBitmap(NULL, sizeof bitmap, 33, 7, 24) == T_ERROR_INVALID_PARAMETER);
     print("msvc consumer: ok\n");
     ExitProcess(0);
 }
