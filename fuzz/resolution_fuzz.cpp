@@ -58,7 +58,7 @@ struct Job {
 
     explicit Job(Script& script) {
         const int32_t depth = kDepths[script.next(std::size(kDepths))];
-        const uint32_t order = depth <= 8 ? ORDER_RGB : kOrders[script.next(std::size(kOrders))];
+        const uint32_t order = kOrders[script.next(std::size(kOrders))];
         const auto width = static_cast<int32_t>(1 + script.next(40));
         const auto height = static_cast<int32_t>(1 + script.next(20));
         const uint32_t memory = script.next(8) == 0 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL;

@@ -8,6 +8,7 @@
 #include "bitmap/rows.h"
 #include "bitmap/storage.h"
 #include "bitmap/storage_compressed.h"
+#include "format/sample_rules.h"
 #include "system/memory.h"
 
 namespace tnk {
@@ -156,7 +157,7 @@ Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t w
     const int32_t bits = source.BitsPerPixel;
     if (request == nullptr) return duplicateBitmap(destination, source, width, height, bits, kCopyEverything);
     TRY(duplicateBitmap(destination, source, width, height, bits, kCopyAttachments));
-    Result result = isGray(source) ? copyGrayParams(destination, source) : Result(SUCCESS);
+    Result result = carriesGrayParams(source) ? copyGrayParams(destination, source) : Result(SUCCESS);
     if (result.ok()) result = allocateBitmap(destination, *request);
     if (result.ok()) return result;
     freeDuplicateBitmap(destination, kCopyAttachments);

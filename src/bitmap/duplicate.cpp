@@ -4,6 +4,7 @@
 #include "bitmap/hooks.h"
 #include "bitmap/lifecycle.h"
 #include "color/palette.h"
+#include "format/sample_rules.h"
 #include "platform/platform.h"
 #include "system/dispatch.h"
 
@@ -55,7 +56,7 @@ Result duplicateOverlays(BitmapHandle& destination, const BitmapHandle& source, 
 }
 
 Result duplicateGray(BitmapHandle& destination, const BitmapHandle& source, uint32_t flags) {
-    const bool sameSamples = isGray(source) && destination.BitsPerPixel == source.BitsPerPixel;
+    const bool sameSamples = carriesGrayParams(source) && destination.BitsPerPixel == source.BitsPerPixel;
     if ((flags & DUP_ALLOCATE) == 0 || !sameSamples) return SUCCESS;
     return copyGrayParams(destination, source);
 }

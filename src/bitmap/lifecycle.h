@@ -19,12 +19,6 @@ constexpr uint32_t kByteMapBytes = 256;
 void freeByteMap(BitmapHandle& bitmap);
 void freeGrayTable(BitmapHandle& bitmap);
 
-inline bool isGray(const BitmapHandle& bitmap) { return bitmap.Order == ORDER_GRAY; }
-// A lookup table stands for the gray samples.
-inline bool hasGrayTable(const BitmapHandle& bitmap) {
-    return bitmap.pLUT != nullptr && (bitmap.Flags & BMF_WINDOW) != 0;
-}
-
 // A bitmap of the given size and depth with the source's attributes, and its undoing; see T_DupBitmapNewDim.
 Result duplicateBitmap(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height, int32_t bits,
                        uint32_t flags);

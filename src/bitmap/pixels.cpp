@@ -8,6 +8,8 @@
 #include "color/palette.h"
 #include "format/convert.h"
 #include "format/pixel_format.h"
+#include "format/pixel_values.h"
+#include "format/sample_rules.h"
 #include "system/dispatch.h"
 
 namespace tnk {
@@ -30,14 +32,6 @@ PixelPlace placeOf(uint32_t bits, uint32_t column) {
     return {bytes, static_cast<uint32_t>(-end & 7)};
 }
 
-bool isGrayPixel(const BitmapHandle& bitmap) { return isGray(bitmap) || bitmap.BitsPerPixel == 12; }
-
-// The lookup table that stands for the samples; a table without entries counts as none.
-std::span<const PaletteEntry> grayTable(const BitmapHandle& bitmap) {
-    if (!hasGrayTable(bitmap)) return {};
-    return {bitmap.pLUT, bitmap.LUTLength};
-}
-
 std::span<const PaletteEntry> paletteOf(const BitmapHandle& bitmap) {
     if (bitmap.Palette == nullptr) return {};
     return {bitmap.Palette, std::min(bitmap.ColorCount, 1u << bitmap.BitsPerPixel)};
@@ -52,13 +46,6 @@ uint32_t nearestIndex(std::span<const PaletteEntry> entries, uint32_t color) {
     return entries.empty() ? 0 : findNearest(entries, colorRed(color), colorGreen(color), colorBlue(color));
 }
 
-uint32_t load16(const uint8_t* bytes) { return bytes[0] | uint32_t{bytes[1]} << 8; }
-
-void store16(uint8_t* bytes, uint32_t word) {
-    bytes[0] = static_cast<uint8_t>(word);
-    bytes[1] = static_cast<uint8_t>(word >> 8);
-}
-
 // ---- from stored pixels to colour values ----
 
 uint32_t getPacked(const uint8_t* pixel, PixelPlace place, uint32_t bits) {
@@ -68,18 +55,16 @@ uint32_t getPacked(const uint8_t* pixel, PixelPlace place, uint32_t bits) {
 
 // A window that lies outside the sample, or has no bits, shows level 0.
 uint32_t grayColor(const BitmapHandle& bitmap, uint32_t sample) {
-    const GrayParams window = grayParams(bitmap.BitsPerPixel, bitmap.BitsPerPixel, bitmap.LowBit, bitmap.HighBit);
-    const uint32_t value = window.shift < 32 ? sample >> window.shift & window.mask : 0;
-    if (const auto table = grayTable(bitmap); !table.empty()) return colorAt(table, value);
+    const GrayParams window = sampleWindow(bitmap);
+    const uint32_t value = windowValue(window, sample);
+    if (const auto table = sampleTable(bitmap); !table.empty()) return colorAt(table, value);
     return COLOR_TAG_GRAY | (window.mask != 0 ? value * 65535 / window.mask : 0);
 }
 
-uint32_t expand5(uint32_t field) { return field << 3 | field >> 2; }
-
 uint32_t color555(uint32_t word, uint32_t order) {
-    const uint32_t low = expand5(word & 31);
-    const uint32_t green = expand5(word >> 5 & 31);
-    const uint32_t high = expand5(word >> 10 & 31);
+    const uint32_t low = widen5(word);
+    const uint32_t green = widen5(word >> 5);
+    const uint32_t high = widen5(word >> 10);
     return order == ORDER_BGR ? high | green << 8 | low << 16 : low | green << 8 | high << 16;
 }
 
@@ -108,16 +93,17 @@ Result decodePixel(const BitmapHandle& bitmap, uint8_t* pixel, int32_t column, u
     const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
     switch (bits) {
         case 12:
-            color = grayColor(bitmap, (column & 1) != 0 ? load16(pixel) >> 4 : load16(pixel) & 0xFFF);
+            color = grayColor(bitmap, sample12(load16(pixel), static_cast<uint32_t>(column)));
             return SUCCESS;
         case 16:
-            color = isGray(bitmap) ? grayColor(bitmap, load16(pixel)) : color555(load16(pixel), bitmap.Order);
+            color = hasGraySamples(bitmap) ? grayColor(bitmap, load16(pixel)) : color555(load16(pixel), bitmap.Order);
             return SUCCESS;
         case 24:
         case 32:
         case 48:
         case 64:
-            if (bits == 32 && isGray(bitmap)) return ERROR_INVALID_PARAMETER;  // 32-bit levels fit no colour value
+            if (bits == 32 && hasGraySamples(bitmap))
+                return ERROR_INVALID_PARAMETER;  // 32-bit levels fit no colour value
             return channelColor(bitmap, pixel, color);
         default:
             color = colorAt(paletteOf(bitmap), getPacked(pixel, placeOf(bits, static_cast<uint32_t>(column)), bits));
@@ -147,7 +133,7 @@ uint32_t sampleOf(const BitmapHandle& bitmap, uint32_t color) {
     const int64_t high = bitmap.HighBit >= 0 ? bitmap.HighBit : bitmap.BitsPerPixel - 1;
     const int64_t width = high - low + 1;
     if (width < 1 || low >= bitmap.BitsPerPixel) return 0;
-    if (const auto table = grayTable(bitmap); !table.empty()) {
+    if (const auto table = sampleTable(bitmap); !table.empty()) {
         return nearestIndex(table.first(std::min<size_t>(table.size(), 65535)), color) << low & full;
     }
     uint32_t level = color & 0xFFFF;
@@ -157,17 +143,9 @@ uint32_t sampleOf(const BitmapHandle& bitmap, uint32_t color) {
     return level << low & full;
 }
 
-// Leaves the other half of the byte that two pixels share.
-void put12(uint8_t* pixel, int32_t column, uint32_t sample) {
-    const uint32_t word = load16(pixel);
-    store16(pixel, (column & 1) != 0 ? (word & 0x000F) | sample << 4 : (word & 0xF000) | sample);
-}
-
-uint32_t word555(const BitmapHandle& bitmap, uint32_t color) {
-    const uint32_t red = colorRed(color) >> 3;
-    const uint32_t green = colorGreen(color) >> 3;
-    const uint32_t blue = colorBlue(color) >> 3;
-    return bitmap.Order == ORDER_BGR ? red << 10 | green << 5 | blue : blue << 10 | green << 5 | red;
+uint32_t stored555(const BitmapHandle& bitmap, uint32_t color) {
+    const uint32_t red = colorRed(color), green = colorGreen(color), blue = colorBlue(color);
+    return bitmap.Order == ORDER_BGR ? word555(red, green, blue) : word555(blue, green, red);
 }
 
 Result putChannels(const BitmapHandle& bitmap, uint8_t* pixel, uint32_t color) {
@@ -186,7 +164,7 @@ Result putChannels(const BitmapHandle& bitmap, uint8_t* pixel, uint32_t color) {
 
 // The colour that a gray level stands for where levels are not stored as such.
 uint32_t settleColor(const BitmapHandle& bitmap, uint32_t color) {
-    return isGrayPixel(bitmap) && grayTable(bitmap).empty() ? color : grayToPlain(color);
+    return hasGraySamples(bitmap) && !hasSampleTable(bitmap) ? color : grayToPlain(color);
 }
 
 // Puts the colour among `pixel`'s bytes, which packed pixels share.
@@ -195,13 +173,13 @@ Result encodePixel(const BitmapHandle& bitmap, uint8_t* pixel, int32_t column, u
     const uint32_t color = settleColor(bitmap, value);
     switch (bits) {
         case 12:
-            put12(pixel, column, sampleOf(bitmap, color));
+            store16(pixel, put12(load16(pixel), static_cast<uint32_t>(column), sampleOf(bitmap, color)));
             return SUCCESS;
         case 16:
-            store16(pixel, isGray(bitmap) ? sampleOf(bitmap, color) : word555(bitmap, color));
+            store16(pixel, hasGraySamples(bitmap) ? sampleOf(bitmap, color) : stored555(bitmap, color));
             return SUCCESS;
         case 32:
-            if (!isGray(bitmap)) return putChannels(bitmap, pixel, color);
+            if (!hasGraySamples(bitmap)) return putChannels(bitmap, pixel, color);
             store16(pixel, color);
             store16(pixel + 2, color >> 16);
             return SUCCESS;
@@ -221,7 +199,7 @@ bool sharesBytes(int32_t bits) { return bits < 8 || bits == 12; }
 
 // Bytes of a pixel that a colour is stored in: the alpha channel keeps what it has.
 uint32_t colorBytes(const BitmapHandle& bitmap, int32_t column) {
-    const bool alpha = (bitmap.BitsPerPixel == 32 && !isGray(bitmap)) || bitmap.BitsPerPixel == 64;
+    const bool alpha = (bitmap.BitsPerPixel == 32 && !hasGraySamples(bitmap)) || bitmap.BitsPerPixel == 64;
     const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
     return alpha ? bits / 32 * 3 : placeOf(bits, static_cast<uint32_t>(column)).bytes;
 }

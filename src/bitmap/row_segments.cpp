@@ -6,6 +6,7 @@
 #include "bitmap/rows.h"
 #include "bitmap/storage.h"
 #include "format/pixel_format.h"
+#include "format/sample_rules.h"
 
 namespace tnk {
 namespace {
@@ -101,7 +102,7 @@ class SegmentWriter {
     SegmentWriter(const BitmapHandle& bitmap, uint32_t column, bool keepTopBits)
         : bits_(static_cast<uint32_t>(bitmap.BitsPerPixel)),
           column_(column),
-          keepTopBits_(keepTopBits && (bits_ != 16 || !isGray(bitmap))) {}
+          keepTopBits_(keepTopBits && (bits_ != 16 || !hasGraySamples(bitmap))) {}
 
     // The bytes of the row that a segment touches: the first, and the one after the last.
     uint64_t firstByte(Segment segment) const { return columnOffset(uint64_t{column_} + segment.start, bits_); }

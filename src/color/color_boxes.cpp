@@ -2,12 +2,12 @@
 
 #include <algorithm>
 
+#include "format/pixel_values.h"
+
 namespace tnk {
 namespace {
 
 uint32_t channelOf(uint32_t key, uint32_t channel) { return key >> (10 - 5 * channel) & 31; }
-
-uint8_t widen(uint32_t value) { return static_cast<uint8_t>(value << 3 | value >> 2); }
 
 }  // namespace
 
@@ -26,7 +26,7 @@ Result ColorBoxes::split(uint32_t wanted, uint32_t spare) {
 
 PaletteEntry ColorBoxes::color(uint32_t box) const {
     const uint32_t(&means)[3] = boxes_[box].means;
-    return {.Blue = widen(means[2]), .Green = widen(means[1]), .Red = widen(means[0]), .Reserved = 0};
+    return {.Blue = widen5(means[2]), .Green = widen5(means[1]), .Red = widen5(means[0]), .Reserved = 0};
 }
 
 void ColorBoxes::sum(Box& box) const {

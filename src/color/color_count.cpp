@@ -10,8 +10,9 @@
 #include "bitmap/rows.h"
 #include "color/color_fetch.h"
 #include "color/palette.h"
-#include "format/convert.h"
 #include "format/packed_pixels.h"
+#include "format/pixel_values.h"
+#include "format/sample_rules.h"
 #include "system/memory.h"
 #include "system/progress.h"
 #include "system/settings.h"
@@ -23,16 +24,13 @@ constexpr EntryRule kCountRule = {ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, ERRO
 
 constexpr uint32_t kTrueColorBits = 24;
 
-uint32_t load16(const uint8_t* bytes) { return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8; }
-uint32_t load32(const uint8_t* bytes) { return load16(bytes) | load16(bytes + 2) << 16; }
 uint32_t keyOf(uint32_t first, uint32_t second, uint32_t third) { return first | second << 8 | third << 16; }
 
 // How the pixels of a bitmap are counted, settled before the first row.
 struct CountRule {
     uint32_t keyBits = kTrueColorBits;
     GrayParams gray;
-    const PaletteEntry* table = nullptr;  // lookup table of gray samples
-    uint32_t tableLength = 0;
+    std::span<const PaletteEntry> table;  // lookup table of gray samples
     PaletteEntry palette[kMaxPaletteEntries];
     uint8_t first[kMaxPaletteEntries];  // the first entry of the same colour
     uint64_t enough = UINT64_MAX;       // the scan ends with as many colours
@@ -100,23 +98,6 @@ bool countIndexes(const CountRule& rule, ColorSet& colors, const uint8_t* row, u
         [&](uint32_t key, uint32_t) { return rule.palette[key]; });
 }
 
-// A window beyond the sample's bits is empty.
-uint32_t windowValue(const GrayParams& gray, uint32_t sample) {
-    return gray.shift >= 0 && gray.shift < 32 ? (sample >> gray.shift) & gray.mask : 0;
-}
-
-template <int32_t Bits>
-uint32_t sampleAt(const uint8_t* row, uint32_t x) {
-    if constexpr (Bits == 12) {
-        const uint8_t* const pair = row + size_t{x} / 2 * 3;
-        return x % 2 == 0 ? load16(pair) & 0xFFF : load16(pair + 1) >> 4;
-    } else if constexpr (Bits == 16) {
-        return load16(row + size_t{x} * 2);
-    } else {
-        return load32(row + size_t{x} * 4);
-    }
-}
-
 template <int32_t Bits>
 bool countGray(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
     const auto gray = [](uint32_t key, uint32_t) {
@@ -124,15 +105,15 @@ bool countGray(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint
         return PaletteEntry{level, level, level, 0};
     };
     return colors.add(
-        start, end, [&](uint32_t x) { return windowValue(rule.gray, sampleAt<Bits>(row, x)); }, gray);
+        start, end, [&](uint32_t x) { return windowValue(rule.gray, loadSample<Bits>(row, x)); }, gray);
 }
 
 // Gray samples by the colours of their lookup table; a sample without an entry is black.
 template <int32_t Bits>
 bool countTable(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
     const auto entryAt = [&](uint32_t x) {
-        const uint32_t value = windowValue(rule.gray, sampleAt<Bits>(row, x));
-        return value < rule.tableLength ? rule.table[value] : PaletteEntry{};
+        const uint32_t value = windowValue(rule.gray, loadSample<Bits>(row, x));
+        return tableEntry(rule.table, value);
     };
     const auto keyAt = [&](uint32_t x) {
         const PaletteEntry entry = entryAt(x);
@@ -142,13 +123,12 @@ bool countTable(const CountRule& rule, ColorSet& colors, const uint8_t* row, uin
 }
 
 bool count555(const CountRule& rule, ColorSet& colors, const uint8_t* row, uint32_t start, uint32_t end) {
-    const auto widen = [](uint32_t value) { return static_cast<uint8_t>((value & 31) << 3 | (value & 31) >> 2); };
     const auto color = [&](uint32_t key, uint32_t) {
-        const uint8_t low = widen(key), middle = widen(key >> 5), high = widen(key >> 10);
+        const uint8_t low = widen5(key), middle = widen5(key >> 5), high = widen5(key >> 10);
         return rule.redFirst ? PaletteEntry{high, middle, low, 0} : PaletteEntry{low, middle, high, 0};
     };
     return colors.add(
-        start, end, [&](uint32_t x) { return load16(row + size_t{x} * 2) & 0x7FFF; }, color);
+        start, end, [&](uint32_t x) { return load16(row + 2 * size_t{x}) & 0x7FFF; }, color);
 }
 
 // The bytes First, First + Step and First + 2 Step of each pixel.
@@ -182,12 +162,10 @@ uint32_t findDistinct(CountRule& rule, uint32_t entries) {
 }
 
 Result settleGray(const BitmapHandle& bitmap, bool collects, CountRule& rule) {
-    const bool hasTable = hasGrayTable(bitmap);
-    const int32_t maxBits = collects && !hasTable ? 8 : bitmap.BitsPerPixel;
-    rule.gray = grayParams(bitmap.BitsPerPixel, maxBits, bitmap.LowBit, bitmap.HighBit);
+    const bool hasTable = hasSampleTable(bitmap);
+    rule.gray = sampleWindow(bitmap, collects && !hasTable ? 8 : bitmap.BitsPerPixel);
     if (hasTable && bitmap.BitsPerPixel < 32) {
-        rule.table = bitmap.pLUT;
-        rule.tableLength = bitmap.LUTLength;
+        rule.table = sampleTable(bitmap);
         return SUCCESS;
     }
     rule.keyBits = static_cast<uint32_t>(std::max(rule.gray.bits, 0));
@@ -214,9 +192,9 @@ CountRun chooseRun(const BitmapHandle& bitmap, const CountRule& rule) {
     const bool gray = hasGraySamples(bitmap);
     switch (bitmap.BitsPerPixel) {
         case 12:
-            return rule.table != nullptr ? countTable<12> : countGray<12>;
+            return !rule.table.empty() ? countTable<12> : countGray<12>;
         case 16:
-            return !gray ? count555 : rule.table != nullptr ? countTable<16> : countGray<16>;
+            return !gray ? count555 : !rule.table.empty() ? countTable<16> : countGray<16>;
         case 24:
             return countBytes<3, 0, 1>;
         case 32:

@@ -6,12 +6,11 @@
 
 #include "bitmap/lifecycle.h"
 #include "format/packed_pixels.h"
+#include "format/pixel_values.h"
+#include "format/sample_rules.h"
 
 namespace tnk {
 namespace {
-
-uint32_t load16(const uint8_t* bytes) { return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8; }
-uint32_t load32(const uint8_t* bytes) { return load16(bytes) | load16(bytes + 2) << 16; }
 
 void putColor(const ColorPlanes& planes, int32_t x, const PaletteEntry& color) {
     planes.red[x] = color.Red;
@@ -59,26 +58,9 @@ void fetchLevels(const ColorFetch&, const uint8_t* pixels, int32_t count, const 
 }
 
 template <int32_t Bits>
-uint32_t loadSample(const uint8_t* pixels, int32_t x) {
-    if constexpr (Bits == 12) {
-        const uint8_t* const pair = pixels + x / 2 * 3;
-        return x % 2 == 0 ? load16(pair) & 0xFFF : load16(pair + 1) >> 4;
-    } else if constexpr (Bits == 16) {
-        return load16(pixels + x * 2);
-    } else {
-        return load32(pixels + x * 4);
-    }
-}
-
-// The value inside the window. A window beyond the sample's bits is empty.
-uint32_t windowValue(const GrayParams& window, uint32_t sample) {
-    return window.shift >= 0 && window.shift < 32 ? (sample >> window.shift) & window.mask : 0;
-}
-
-template <int32_t Bits>
 void fetchGray(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     for (int32_t x = 0; x < count; ++x) {
-        const uint32_t value = windowValue(source.colors.gray, loadSample<Bits>(pixels, x));
+        const uint32_t value = windowValue(source.colors.gray, loadSample<Bits>(pixels, static_cast<size_t>(x)));
         planes.red[x] = source.colors.grayScale[value & 0xFF];
     }
 }
@@ -86,19 +68,18 @@ void fetchGray(const ColorFetch& source, const uint8_t* pixels, int32_t count, c
 template <int32_t Bits>
 void fetchGrayTable(const ColorFetch& source, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
     for (int32_t x = 0; x < count; ++x) {
-        const uint32_t value = windowValue(source.colors.gray, loadSample<Bits>(pixels, x));
-        putColor(planes, x, value < source.tableLength ? source.table[value] : PaletteEntry{});
+        const uint32_t value = windowValue(source.colors.gray, loadSample<Bits>(pixels, static_cast<size_t>(x)));
+        putColor(planes, x, tableEntry(source.table, value));
     }
 }
 
 template <bool RedHigh>
 void fetch555(const ColorFetch&, const uint8_t* pixels, int32_t count, const ColorPlanes& planes) {
-    const auto widen = [](uint32_t value) { return static_cast<uint8_t>((value & 31) << 3 | (value & 31) >> 2); };
     for (int32_t x = 0; x < count; ++x) {
         const uint32_t pixel = load16(pixels + x * 2);
-        planes.red[x] = widen(RedHigh ? pixel >> 10 : pixel);
-        planes.green[x] = widen(pixel >> 5);
-        planes.blue[x] = widen(RedHigh ? pixel : pixel >> 10);
+        planes.red[x] = widen5(RedHigh ? pixel >> 10 : pixel);
+        planes.green[x] = widen5(pixel >> 5);
+        planes.blue[x] = widen5(RedHigh ? pixel : pixel >> 10);
     }
 }
 
@@ -116,9 +97,8 @@ void fetchWords(const ColorFetch& source, const uint8_t* pixels, int32_t count, 
 }
 
 void chooseGray(ColorFetch& source, const BitmapHandle& bitmap) {
-    source.gray = !hasGrayTable(bitmap);
-    source.table = bitmap.pLUT;
-    source.tableLength = bitmap.LUTLength;
+    source.table = sampleTable(bitmap);
+    source.gray = source.table.empty();
     switch (source.bits) {
         case 12:
             source.fetch = source.gray ? fetchGray<12> : fetchGrayTable<12>;
@@ -132,10 +112,9 @@ void chooseGray(ColorFetch& source, const BitmapHandle& bitmap) {
     }
 }
 
-// The window of gray samples, also for bitmaps that are not gray now: the order is read with each row.
+// Also for bitmaps that are not gray now: the order is read with each row.
 void readGray(const BitmapHandle& bitmap, SourceColors& colors) {
-    const int32_t maxBits = hasGrayTable(bitmap) ? bitmap.BitsPerPixel : 8;
-    colors.gray = grayParams(bitmap.BitsPerPixel, maxBits, bitmap.LowBit, bitmap.HighBit);
+    colors.gray = sampleWindow(bitmap, hasSampleTable(bitmap) ? bitmap.BitsPerPixel : 8);
     for (uint32_t value = 0; value < 256; ++value) {
         const bool scaled = colors.gray.mask > 0 && colors.gray.mask < 255;
         colors.grayScale[value] = static_cast<uint8_t>(scaled ? value * 255 / colors.gray.mask : value);
@@ -170,7 +149,7 @@ ColorFetch chooseColorFetch(const DitherKernels* kernels, const SourceColors& co
         source.gray = colors.paletteGray;
         source.levels = bits == 8 && colors.paletteLevels;
         source.fetch = source.levels ? fetchLevels : fetchIndexed;
-    } else if (bits == 12 || ((bits == 16 || bits == 32) && order == ORDER_GRAY)) {
+    } else if (hasGraySamples(bits, order)) {
         chooseGray(source, bitmap);
     } else if (bits == 16) {
         source.fetch = bgr ? fetch555<true> : fetch555<false>;
@@ -183,7 +162,7 @@ ColorFetch chooseColorFetch(const DitherKernels* kernels, const SourceColors& co
     } else {
         source.fetch = bgr ? fetchWords<4, 2, 1, 0> : fetchWords<4, 0, 1, 2>;
     }
-    source.bytes = bits == 24 || (bits == 32 && order != ORDER_GRAY);
+    source.bytes = bits == 24 || (bits == 32 && !hasGraySamples(bits, order));
     source.fields = {.pixelBytes = static_cast<uint32_t>(bits) / 8, .swap = !bgr, .alphaBit = false, .alpha = 0};
     return source;
 }
@@ -200,8 +179,7 @@ void fetchKeys(const ColorFetch& source, const uint8_t* pixels, int32_t count, u
         source.fetch(source, pixels + source.offsetOf(first), block, planes);
         const PixelPlanes from = source.planesOf(planes);
         for (int32_t x = 0; x < block; ++x) {
-            const uint32_t red = from.red[x], green = from.green[x], blue = from.blue[x];
-            keys[first + x] = static_cast<uint16_t>((red >> 3) << 10 | (green >> 3) << 5 | blue >> 3);
+            keys[first + x] = static_cast<uint16_t>(word555(from.red[x], from.green[x], from.blue[x]));
         }
     }
 }

@@ -2,9 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "color/palette.h"
-#include "format/convert.h"
+#include "format/sample_rules.h"
 #include "kernels/dither_kernels.h"
 #include "kernels/kernels.h"
 #include "tnkrn.h"
@@ -43,8 +44,7 @@ struct ColorPlanes {
 struct ColorFetch {
     const SourceColors& colors;
     const DitherKernels* kernels = nullptr;
-    const PaletteEntry* table = nullptr;  // lookup table of gray samples
-    uint32_t tableLength = 0;
+    std::span<const PaletteEntry> table{};  // lookup table of gray samples
     int32_t bits = 0;
     bool gray = false;    // pixels have one plane for all channels
     bool levels = false;  // pixels are their own gray levels, a byte each
@@ -68,12 +68,6 @@ void fetchKeys(const ColorFetch& source, const uint8_t* pixels, int32_t count, u
 // and BGR are 24-bit BGR.
 ColorFetch chooseColorFetch(const DitherKernels* kernels, const SourceColors& colors, const BitmapHandle& bitmap,
                             int32_t bits, uint32_t order);
-
-// Whether pixels are gray samples. The order alone does not tell: a record may say ORDER_GRAY at any depth.
-inline bool hasGraySamples(const BitmapHandle& bitmap) {
-    const bool either = bitmap.BitsPerPixel == 16 || bitmap.BitsPerPixel == 32;
-    return bitmap.BitsPerPixel == 12 || (either && bitmap.Order == ORDER_GRAY);
-}
 
 // Whether rows of the bitmap are to be made 24-bit BGR before they are fetched.
 inline bool needsPlainOrder(const BitmapHandle& bitmap) {

@@ -10,6 +10,7 @@
 #include "color/dither.h"
 #include "format/convert.h"
 #include "format/pixel_format.h"
+#include "format/sample_rules.h"
 #include "system/dispatch.h"
 #include "system/memory.h"
 #include "system/progress.h"
@@ -117,14 +118,14 @@ Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const Bitmap
     PaletteEntry sourcePalette[kMaxPaletteEntries];
     ConvertSpec spec{.bitsSrc = source.BitsPerPixel,
                      .bitsDst = destination.BitsPerPixel,
-                     .orderSrc = source.Order,
+                     .orderSrc = pixelOrder(source),
                      .orderDst = destination.Order};
     spec.lowBit = source.LowBit;
     spec.highBit = source.HighBit;
     if ((job.flags & CRF_OPAQUEALPHA) != 0) spec.flags |= CONVERT_ALPHA_OPAQUE;
-    if (isGray(source)) {
+    if (hasGraySamples(source)) {
         spec.flags |= CONVERT_SRC_BIT_RANGE;
-        if (hasGrayTable(source)) spec.paletteSrc = source.pLUT;
+        spec.paletteSrc = sampleTable(source).data();
     } else if (source.BitsPerPixel <= 8) {
         readBitmapPalette(source, sourcePalette);
         spec.paletteSrc = sourcePalette;
@@ -155,7 +156,7 @@ Result describeDestination(const ColorResJob& job, BitmapHandle& source, BitmapH
     destination.XResolution = source.XResolution;
     destination.YResolution = source.YResolution;
     destination.ColorCount = job.palette.count;
-    TRY(checkGrayTable(source));
+    TRY(checkSampleTable(source));
     if (!job.reducesToPalette()) return chooseOrder(job, destination.Order);
     TRY(choosePalette(job.palette, source, choice));
     destination.ColorCount = choice.count;

@@ -3,6 +3,7 @@
 
 #include "bitmap/lifecycle.h"
 #include "color/palette.h"
+#include "format/sample_rules.h"
 
 namespace tnk {
 namespace {
@@ -13,9 +14,10 @@ uint32_t nearestIndexValue(const BitmapHandle& bitmap, uint32_t color) {
 }
 
 uint32_t translateGrayLevel(const BitmapHandle& destination, uint32_t color) {
-    if (!hasGrayTable(destination)) return color;
-    const std::span<const PaletteEntry> table{destination.pLUT, std::min(destination.LUTLength, 65535u)};
-    const uint32_t index = findNearest(table, colorRed(color), colorGreen(color), colorBlue(color));
+    const std::span<const PaletteEntry> table = sampleTable(destination);
+    if (table.empty()) return color;
+    const uint32_t index = findNearest(table.first(std::min<size_t>(table.size(), 65535)), colorRed(color),
+                                       colorGreen(color), colorBlue(color));
     return COLOR_TAG_INDEX | (index & 0xFFFF);
 }
 
@@ -40,7 +42,7 @@ uint32_t translateIndex(const BitmapHandle& destination, const BitmapHandle* sou
 }  // namespace
 
 uint32_t translateColor(const BitmapHandle& destination, const BitmapHandle* source, uint32_t color) {
-    if (colorTag(color) == COLOR_TAG_GRAY && isGray(destination)) return translateGrayLevel(destination, color);
+    if (colorTag(color) == COLOR_TAG_GRAY && hasGraySamples(destination)) return translateGrayLevel(destination, color);
     if (colorTag(color) == COLOR_TAG_INDEX) return translateIndex(destination, source, color);
     color = grayToPlain(color);
     return destination.BitsPerPixel <= 8 ? nearestIndexValue(destination, color) : color;

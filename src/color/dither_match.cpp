@@ -4,6 +4,7 @@
 
 #include "color/dither_state.h"
 #include "color/palette.h"
+#include "format/pixel_values.h"
 #include "kernels/dither_kernels.h"
 #include "system/settings.h"
 #include "tnkrn.h"
@@ -76,7 +77,7 @@ Result prepareMatching(DitherState& state, const PaletteEntry* palette, uint32_t
 void seedMatchTable(DitherState& state) {
     for (uint32_t place = 1; place <= state.choiceCount; ++place) {
         const PaletteEntry& choice = state.choices[place];
-        uint32_t& entry = state.matchTable[matchKey(choice.Red, choice.Green, choice.Blue)];
+        uint32_t& entry = state.matchTable[word555(choice.Red, choice.Green, choice.Blue)];
         if (entry == 0) entry = place;  // the first entry of a 15-bit colour wins
     }
 }

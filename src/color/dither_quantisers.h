@@ -4,14 +4,14 @@
 #include <cstdint>
 
 #include "color/dither_state.h"
+#include "format/pixel_values.h"
 
 namespace tnk {
 
 struct TableQuantiser {
     const DitherState& state;
     uint32_t operator()(int32_t red, int32_t green, int32_t blue) const {
-        const auto key =
-            matchKey(static_cast<uint32_t>(red), static_cast<uint32_t>(green), static_cast<uint32_t>(blue));
+        const auto key = word555(static_cast<uint32_t>(red), static_cast<uint32_t>(green), static_cast<uint32_t>(blue));
         return lookUpChoice(state, key).Reserved;
     }
 };

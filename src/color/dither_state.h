@@ -7,7 +7,6 @@
 
 #include "color/color_fetch.h"
 #include "color/palette.h"
-#include "format/convert.h"
 #include "kernels/dither_kernels.h"
 #include "system/memory.h"
 #include "tnkrn.h"
@@ -84,10 +83,6 @@ struct DitherState {
     bool isOrdered() const { return method == DITHER_ORDERED || method == DITHER_CLUSTERED; }
     std::span<const PaletteEntry> choosable() const { return {choices + 1, choiceCount}; }
 };
-
-constexpr uint32_t matchKey(uint32_t red, uint32_t green, uint32_t blue) {
-    return (red >> 3) << 10 | (green >> 3) << 5 | blue >> 3;
-}
 
 // The choice for a 15-bit colour; completes the table.
 const PaletteEntry& lookUpChoice(const DitherState& state, uint32_t key);

@@ -5,6 +5,8 @@
 #include "bitmap/lifecycle.h"
 #include "color/palette.h"
 #include "format/convert.h"
+#include "format/pixel_values.h"
+#include "format/sample_rules.h"
 
 namespace tnk {
 namespace {
@@ -43,12 +45,11 @@ uint32_t graySample(const BitmapHandle& bitmap, uint32_t color) {
     const uint32_t tag = colorTag(color);
     if (tag == COLOR_TAG_GRAY || tag == COLOR_TAG_INDEX) return color & full;
 
-    const GrayParams params = grayParams(bitmap.BitsPerPixel, bitmap.BitsPerPixel, bitmap.LowBit, bitmap.HighBit);
+    const GrayParams params = sampleWindow(bitmap);
     // A window outside the sample, which only a damaged record has, leaves no bits to write.
     if (params.bits < 1 || params.shift < 0 || params.shift >= bitmap.BitsPerPixel) return 0;
     const auto shift = static_cast<uint32_t>(params.shift);
-    if (tag != COLOR_TAG_RAW && hasGrayTable(bitmap)) {
-        const std::span<const PaletteEntry> table{bitmap.pLUT, bitmap.LUTLength};
+    if (const auto table = sampleTable(bitmap); tag != COLOR_TAG_RAW && !table.empty()) {
         return findNearest(table, colorRed(color), colorGreen(color), colorBlue(color)) << shift & full;
     }
     const uint32_t level =
@@ -71,11 +72,9 @@ void fill12(uint8_t* row, int32_t count, uint32_t sample) {
     }
 }
 
-uint32_t word555(const BitmapHandle& bitmap, uint32_t color) {
-    const bool bgr = bitmap.Order == ORDER_BGR;
-    const uint32_t high = bgr ? colorRed(color) : colorBlue(color);
-    const uint32_t low = bgr ? colorBlue(color) : colorRed(color);
-    return (high & 0xF8) << 7 | (uint32_t{colorGreen(color)} >> 3) << 5 | low >> 3;
+uint32_t stored555(const BitmapHandle& bitmap, uint32_t color) {
+    const uint32_t red = colorRed(color), green = colorGreen(color), blue = colorBlue(color);
+    return bitmap.Order == ORDER_BGR ? word555(red, green, blue) : word555(blue, green, red);
 }
 
 // Repeats a pixel of whole bytes.
@@ -98,7 +97,7 @@ Result fillConverted(const BitmapHandle& bitmap, uint8_t* row, int32_t count, ui
                        .bitsDst = bitmap.BitsPerPixel,
                        .orderSrc = ORDER_BGR,
                        .orderDst = bitmap.Order,
-                       .flags = isGray(bitmap) ? CONVERT_DST_BIT_RANGE : 0u,
+                       .flags = hasGraySamples(bitmap) ? CONVERT_DST_BIT_RANGE : 0u,
                        .lowBit = bitmap.LowBit,
                        .highBit = bitmap.HighBit}));
     repeatPixel(row, count, pixel, static_cast<size_t>(bitmap.BitsPerPixel) / 8);
@@ -129,7 +128,8 @@ Result fillPixelRun(const BitmapHandle& bitmap, uint8_t* row, int32_t count, uin
             fill12(row, count, graySample(bitmap, color));
             break;
         case 16:
-            fill16(row, count, isGray(bitmap) ? graySample(bitmap, color) : word555(bitmap, grayToPlain(color)));
+            fill16(row, count,
+                   hasGraySamples(bitmap) ? graySample(bitmap, color) : stored555(bitmap, grayToPlain(color)));
             break;
         case 24:
         case 32:

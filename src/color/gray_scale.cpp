@@ -3,7 +3,7 @@
 
 #include "bitmap/lifecycle.h"
 #include "color/palette.h"
-#include "format/convert.h"
+#include "format/sample_rules.h"
 #include "system/entry_rule.h"
 
 namespace tnk {
@@ -27,7 +27,7 @@ int32_t classifyPaletteBitmap(const BitmapHandle& bitmap) {
 
 int32_t classifyGrayBitmap(const BitmapHandle& bitmap) {
     if (bitmap.pLUT == nullptr) return GRAYSCALE_NORMAL;
-    const int32_t bits = grayParams(bitmap.BitsPerPixel, bitmap.BitsPerPixel, bitmap.LowBit, bitmap.HighBit).bits;
+    const int32_t bits = sampleWindow(bitmap).bits;
     if (bits < 1 || bits > 32 || bitmap.LUTLength != uint64_t{1} << bits) return ERROR_LUT_LENGTH;
     if ((bitmap.Flags & BMF_WINDOW) == 0) return GRAYSCALE_NORMAL;
     if (!std::all_of(bitmap.pLUT, bitmap.pLUT + bitmap.LUTLength, isGrayEntry)) return GRAYSCALE_NO;
@@ -64,5 +64,5 @@ extern "C" int32_t TNK_CALL T_IsGrayScalePalette(const PaletteEntry* Palette, ui
 
 extern "C" int32_t TNK_CALL T_IsGrayScaleBitmap(const BitmapHandle* Bitmap) {
     if (const Result entry = checkEntry(kGrayScaleEntry, Bitmap); !entry.ok()) return entry.code;
-    return isGray(*Bitmap) ? classifyGrayBitmap(*Bitmap) : classifyPaletteBitmap(*Bitmap);
+    return hasGraySamples(*Bitmap) ? classifyGrayBitmap(*Bitmap) : classifyPaletteBitmap(*Bitmap);
 }

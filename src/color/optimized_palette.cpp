@@ -12,6 +12,7 @@
 #include "color/histogram.h"
 #include "color/palette.h"
 #include "format/convert.h"
+#include "format/sample_rules.h"
 #include "system/settings.h"
 
 namespace tnk {
@@ -57,9 +58,9 @@ Result showColors(const BitmapHandle& bitmap, std::span<PaletteEntry> colors) {
             TRY(converter.run(stored, shown, 1));
             entry = {shown[0], shown[1], shown[2], 0};
         }
-    } else if (hasGraySamples(bitmap) && !hasGrayTable(bitmap)) {
+    } else if (hasGraySamples(bitmap) && !hasSampleTable(bitmap)) {
         // Levels of fewer than 8 bits are stretched.
-        const uint32_t most = grayParams(bitmap.BitsPerPixel, 8, bitmap.LowBit, bitmap.HighBit).mask;
+        const uint32_t most = sampleWindow(bitmap, 8).mask;
         for (PaletteEntry& entry : colors) {
             if (most > 0) entry.Blue = entry.Green = entry.Red = static_cast<uint8_t>(entry.Red * 255u / most);
         }
@@ -78,7 +79,7 @@ Result findExact(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed, Opti
         return SUCCESS;
     }
     // Samples of 32 bits are not counted by the colours of their table.
-    if (bitmap.BitsPerPixel == 32 && isGray(bitmap) && hasGrayTable(bitmap)) return SUCCESS;
+    if (bitmap.BitsPerPixel == 32 && hasSampleTable(bitmap)) return SUCCESS;
     // All pixels count, whatever the region, and nothing is reported while the palette is built.
     const T_HANDLE region = std::exchange(bitmap.Region, 0);
     const CallbackOff silence;

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "bitmap/lifecycle.h"
-#include "format/convert.h"
+#include "format/pixel_values.h"
 #include "platform/platform.h"
 #include "system/entry_rule.h"
 

@@ -6,7 +6,7 @@
 #include "bitmap/lifecycle.h"
 #include "color/color_fetch.h"
 #include "color/optimized_palette.h"
-#include "format/convert.h"
+#include "format/sample_rules.h"
 #include "platform/platform.h"
 #include "system/settings.h"
 
@@ -157,10 +157,10 @@ void pad(PaletteChoice& choice) {
 bool convertsAsCounted(const BitmapHandle& source, int32_t bits) {
     if ((source.Flags & BMF_SIGNED) != 0) return false;             // refused, whatever the number of colours
     if (needsPlainOrder(source)) return source.BitsPerPixel == 24;  // 48 bits are turned before their low bytes go
-    if (!hasGraySamples(source) || hasGrayTable(source)) return true;
+    if (!hasGraySamples(source) || hasSampleTable(source)) return true;
     // A window is cut to the bits of an index, the whole sample to 8.
     const bool whole = source.LowBit <= 0 && (source.HighBit < 0 || source.HighBit == source.BitsPerPixel - 1);
-    return whole || grayParams(source.BitsPerPixel, 8, source.LowBit, source.HighBit).bits <= bits;
+    return whole || sampleWindow(source, 8).bits <= bits;
 }
 
 }  // namespace

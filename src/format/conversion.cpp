@@ -6,6 +6,7 @@
 #include "color/palette.h"
 #include "format/convert.h"
 #include "format/pixel_format.h"
+#include "format/sample_rules.h"
 
 namespace tnk {
 namespace {
@@ -98,7 +99,7 @@ uint32_t spreadLevel(const LevelWindow& window, uint32_t level) {
     return window.shift < 32 ? static_cast<uint32_t>(value << window.shift) : 0;
 }
 
-SampleScale sampleWindow(const Conversion& c, int32_t maxBits) {
+SampleScale windowScale(const Conversion& c, int32_t maxBits) {
     const GrayParams window = grayParams(c.bitsSrc, maxBits, c.srcRange ? c.lowBit : -1, c.srcRange ? c.highBit : -1);
     const bool outside = window.shift > 31;
     return {.shift = outside ? 0 : static_cast<uint32_t>(window.shift),
@@ -113,7 +114,7 @@ SampleScale sampleWindow(const Conversion& c, int32_t maxBits) {
 SampleScale sampleScale(const Conversion& c) {
     // Into a window of the target go the top bits of the sample, as many as it has.
     const LevelWindow window = c.grayTarget ? levelWindow(c) : LevelWindow{16, 0};
-    SampleScale scale = sampleWindow(c, window.bits);
+    SampleScale scale = windowScale(c, window.bits);
     scale.multiply = topOfBits(window.bits);
     scale.shiftUp = static_cast<uint32_t>(std::min(window.shift, 31));
     if (window.shift > 31) scale.mask = 0;

@@ -40,7 +40,7 @@ LevelWindow levelWindow(const Conversion& conversion);
 uint32_t spreadLevel(const LevelWindow& window, uint32_t level);
 
 // How the samples of a gray source are read with at most `maxBits`; as they are, neither scaled nor moved.
-SampleScale sampleWindow(const Conversion& conversion, int32_t maxBits);
+SampleScale windowScale(const Conversion& conversion, int32_t maxBits);
 // How they become samples of a gray target, or 16-bit channels.
 SampleScale sampleScale(const Conversion& conversion);
 

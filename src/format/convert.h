@@ -22,22 +22,6 @@ struct ConvertSpec {
     int32_t highBit = -1;
 };
 
-// The window of significant bits of gray samples; see T_GetGrayParams.
-struct GrayParams {
-    int32_t bits = 0;
-    uint32_t mask = 0;
-    int32_t shift = 0;
-};
-GrayParams grayParams(int32_t bitsPerPixel, int32_t maxBits, int32_t lowBit, int32_t highBit);
-
-// -1486 when the lookup table in force does not fit its window: it would be read past its end.
-Result checkGrayTable(const BitmapHandle& bitmap);
-
-// Gray level of a colour.
-constexpr uint8_t grayLevel(uint32_t red, uint32_t green, uint32_t blue) {
-    return static_cast<uint8_t>((2 * red + 5 * green + blue + 4) >> 3);
-}
-
 // Converts `width` pixels in place, for callers of single rows and pixels.
 Result convertBuffer(uint8_t* buffer, int32_t width, const ConvertSpec& spec);
 

@@ -7,6 +7,7 @@
 #include "format/conversion.h"
 #include "format/convert.h"
 #include "format/convert_steps.h"
+#include "format/pixel_values.h"
 #include "kernels/hue_class.h"
 
 namespace tnk {
@@ -147,7 +148,7 @@ uint64_t Planner::targetPixel(uint32_t red, uint32_t green, uint32_t blue) const
     const bool rgb = c_.orderDst == ORDER_RGB;
     const uint32_t first = rgb ? red : blue;
     const uint32_t third = rgb ? blue : red;
-    if (c_.bitsDst == 16) return third >> 3 << 10 | green >> 3 << 5 | first >> 3;
+    if (c_.bitsDst == 16) return word555(third, green, first);
     const uint32_t pixel = first | green << 8 | third << 16 | uint32_t{alpha8()} << 24;
     if (c_.bitsDst <= 32) return pixel;
     uint64_t wide = 0;
@@ -209,7 +210,7 @@ void Planner::fromIndexes() {
 }
 
 void Planner::fromSamplesByTable() {
-    const SampleScale window = sampleWindow(c_, c_.bitsSrc);
+    const SampleScale window = windowScale(c_, c_.bitsSrc);
     addSampleLoad();
     add(steps::lookup).lookup = {c_.paletteSrc, window.shift, window.mask};
     toColorTarget(kColors8);
@@ -220,7 +221,7 @@ void Planner::fromSamples() {
     if (c_.bitsDst < 48 && !c_.grayTarget) {
         // Through a window on short palette targets only as many bits as an index has count.
         const bool fewBits = c_.srcRange && c_.bitsDst >= 1 && c_.bitsDst < 8;
-        const SampleScale window = sampleWindow(c_, fewBits ? c_.bitsDst : 8);
+        const SampleScale window = windowScale(c_, fewBits ? c_.bitsDst : 8);
         const auto byte = static_cast<uint8_t>(window.shift / 8);
         const auto sourceBytes = static_cast<uint8_t>(c_.bitsSrc / 8);
         if (c_.bitsSrc != 12 && window.mask == 255 && window.shift % 8 == 0 && byte < sourceBytes) {

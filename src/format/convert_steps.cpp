@@ -5,21 +5,10 @@
 
 #include "color/palette.h"
 #include "format/packed_pixels.h"
+#include "format/pixel_values.h"
 
 namespace tnk::steps {
 namespace {
-
-template <typename T>
-T load(const uint8_t* at) {
-    T value;
-    std::memcpy(&value, at, sizeof value);
-    return value;
-}
-
-template <typename T>
-void store(uint8_t* at, T value) {
-    std::memcpy(at, &value, sizeof value);
-}
 
 // Fewer pixels are searched one by one: the matcher's tables have their price.
 constexpr size_t kMatcherPixels = 16;
@@ -69,7 +58,7 @@ void gray(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t*
 
 void samples8(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
     for (size_t i = 0; i < count; ++i)
-        target[i] = static_cast<uint8_t>(load<uint32_t>(source + 4 * i) >> step.scale.shift & step.scale.mask);
+        target[i] = static_cast<uint8_t>(load32(source + 4 * i) >> step.scale.shift & step.scale.mask);
 }
 
 void load12(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
@@ -84,20 +73,20 @@ void scale(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t
     const SampleScale by = step.scale;
     if (by.multiply == by.divide) {
         for (size_t i = 0; i < count; ++i)
-            store(target + 4 * i, (load<uint32_t>(source + 4 * i) >> by.shift & by.mask) << by.shiftUp);
+            storeAs(target + 4 * i, (load32(source + 4 * i) >> by.shift & by.mask) << by.shiftUp);
         return;
     }
     for (size_t i = 0; i < count; ++i) {
-        const uint64_t sample = load<uint32_t>(source + 4 * i) >> by.shift & by.mask;
+        const uint64_t sample = load32(source + 4 * i) >> by.shift & by.mask;
         const uint64_t value = by.factor != 0 ? sample * by.factor >> by.factorShift : sample * by.multiply / by.divide;
-        store(target + 4 * i, static_cast<uint32_t>(value) << by.shiftUp);
+        storeAs(target + 4 * i, static_cast<uint32_t>(value) << by.shiftUp);
     }
 }
 
 void lookup(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
     const SampleLookup& table = step.lookup;
     for (size_t i = 0; i < count; ++i)
-        store(target + 4 * i, table.entries[load<uint32_t>(source + 4 * i) >> table.shift & table.mask]);
+        storeAs(target + 4 * i, table.entries[load32(source + 4 * i) >> table.shift & table.mask]);
 }
 
 void shuffle(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
@@ -114,8 +103,8 @@ void from555(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8
 
 void swap555(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
     for (size_t i = 0; i < count; ++i) {
-        const uint32_t word = load<uint16_t>(source + 2 * i);
-        store(target + 2 * i, static_cast<uint16_t>((word >> 10 & 31) | (word & 31 << 5) | (word & 31) << 10));
+        const uint32_t word = load16(source + 2 * i);
+        store16(target + 2 * i, (word >> 10 & 31) | (word & 31 << 5) | (word & 31) << 10);
     }
 }
 

@@ -1,11 +1,12 @@
 // Gray-scale conversion of whole bitmaps.
 #include <algorithm>
-#include <cstring>
 
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
 #include "color/palette.h"
 #include "format/convert.h"
+#include "format/pixel_values.h"
+#include "format/sample_rules.h"
 #include "system/progress.h"
 #include "system/settings.h"
 #include "tnkrn.h"
@@ -16,14 +17,6 @@ namespace {
 constexpr EntryRule kGrayScaleEntry = {ERROR_INVALID_PARAMETER, ERROR_NOT_ALLOCATED, ERROR_STRUCT_SIZE};
 
 // ---- windows and signs ----
-
-// 12-bit pixels are gray whatever their order says.
-bool hasSamples(const BitmapHandle& bitmap) {
-    return bitmap.BitsPerPixel == 12 || (bitmap.BitsPerPixel > 8 && isGray(bitmap));
-}
-
-// Only of these is the length checked.
-bool usesGrayTable(const BitmapHandle& bitmap) { return isGray(bitmap) && hasGrayTable(bitmap); }
 
 struct BitWindow {
     int32_t low;
@@ -44,7 +37,7 @@ int32_t topBit(const BitmapHandle& bitmap, int32_t high) {
 // 0 where they do already. A window below the sign has plain values, one at or above it the sign in its top bit.
 // Lookup tables are laid out for the bits as they are.
 uint32_t signToTurn(const BitmapHandle& bitmap) {
-    if (!hasSamples(bitmap) || (bitmap.Flags & BMF_SIGNED) == 0 || usesGrayTable(bitmap)) return 0;
+    if (!hasGraySamples(bitmap) || (bitmap.Flags & BMF_SIGNED) == 0 || hasSampleTable(bitmap)) return 0;
     const int32_t top = topBit(bitmap, windowOf(bitmap).high);
     return top >= topBit(bitmap, bitmap.DataHighBit) ? 1u << top : 0;
 }
@@ -89,10 +82,10 @@ Result fillRows(BitmapHandle& source, BitmapHandle& target, bool changesInput, C
 
 Result convertRows(BitmapHandle& source, BitmapHandle& target) {
     PaletteEntry palette[kMaxPaletteEntries];
-    const bool samples = hasSamples(source);
+    const bool samples = hasGraySamples(source);
     ConvertSpec spec{.bitsSrc = source.BitsPerPixel,
                      .bitsDst = target.BitsPerPixel == 8 ? 0 : target.BitsPerPixel,  // indexes are levels
-                     .orderSrc = samples ? ORDER_GRAY : source.Order,
+                     .orderSrc = pixelOrder(source),
                      .orderDst = ORDER_GRAY};
     if (source.BitsPerPixel <= 8) {
         readBitmapPalette(source, palette);
@@ -101,7 +94,7 @@ Result convertRows(BitmapHandle& source, BitmapHandle& target) {
         spec.flags = CONVERT_SRC_BIT_RANGE;
         spec.lowBit = windowOf(source).low;
         spec.highBit = windowOf(source).high;
-        if (usesGrayTable(source)) spec.paletteSrc = source.pLUT;
+        if (hasSampleTable(source)) spec.paletteSrc = source.pLUT;
     }
     RowConverter converter;
     TRY(converter.prepare(spec));
@@ -122,7 +115,7 @@ struct RangeScale {
 };
 
 Result settleWindowScale(const BitmapHandle& bitmap, RangeScale& scale) {
-    const GrayParams window = grayParams(32, 32, bitmap.LowBit, bitmap.HighBit);
+    const GrayParams window = sampleWindow(bitmap);
     if (window.bits < 1) return ERROR_INVALID_PARAMETER;
     const bool outside = window.shift > 31;
     scale = {.turn = signToTurn(bitmap),
@@ -157,17 +150,15 @@ void scaleSamples(const RangeScale& scale, const uint8_t* input, uint8_t* output
     const double half = scale.range / 2 + 0.5 + 0x1p31 * kTop;
     const double reciprocal = scale.range != 0 ? 1.0 / scale.range : 0;  // a flat picture is black
     for (size_t x = 0; x < static_cast<size_t>(width); ++x) {
-        uint32_t sample;
-        std::memcpy(&sample, input + 4 * x, sizeof sample);
-        const uint32_t value = ((sample ^ scale.turn) >> scale.shift & scale.mask) - scale.low;
+        const uint32_t value = ((load32(input + 4 * x) ^ scale.turn) >> scale.shift & scale.mask) - scale.low;
         const auto centred = static_cast<int32_t>(value ^ 0x80000000);
         const auto level = static_cast<Level>(static_cast<int32_t>((centred * kTop + half) * reciprocal));
-        std::memcpy(output + sizeof level * x, &level, sizeof level);
+        storeAs(output + sizeof level * x, level);
     }
 }
 
 Result scaleRows(BitmapHandle& source, BitmapHandle& target) {
-    if (usesGrayTable(source)) return convertRows(source, target);
+    if (hasSampleTable(source)) return convertRows(source, target);
     RangeScale scale;
     const bool windowed = (source.Flags & BMF_WINDOW) != 0;
     TRY(windowed ? settleWindowScale(source, scale) : settleDataScale(source, scale));
@@ -222,7 +213,7 @@ Result replaceByGray(BitmapHandle& bitmap, int32_t bits, FillTarget fill) {
 Result checkGrayScale(const BitmapHandle& bitmap, int32_t bits) {
     if (bits != 8 && bits != 12 && bits != 16) return ERROR_BPP_NOT_SUPPORTED;
     if ((bitmap.Flags & (BMF_SIGNED | BMF_WINDOW)) == BMF_SIGNED) return ERROR_SIGNED_DATA;
-    return checkGrayTable(bitmap);
+    return checkSampleTable(bitmap);
 }
 
 bool hasGrayForm(const BitmapHandle& bitmap, int32_t bits) {
@@ -232,13 +223,13 @@ bool hasGrayForm(const BitmapHandle& bitmap, int32_t bits) {
                classifyPalette(bitmap.Palette, kMaxPaletteEntries) == GRAYSCALE_NORMAL;
     const BitWindow window = windowOf(bitmap);
     const bool whole = window.low <= 0 && topBit(bitmap, window.high) == bits - 1;
-    return isGray(bitmap) && whole && !hasGrayTable(bitmap) && (bitmap.Flags & BMF_SIGNED) == 0;
+    return bitmap.Order == ORDER_GRAY && whole && !hasSampleTable(bitmap) && (bitmap.Flags & BMF_SIGNED) == 0;
 }
 
 Result scaleGray32(BitmapHandle* bitmap, int32_t bits) {
     TRY(checkEntry(kGrayScaleEntry, bitmap));
-    if (bitmap->BitsPerPixel != 32 || !isGray(*bitmap)) return ERROR_BPP_NOT_SUPPORTED;
-    TRY(checkGrayTable(*bitmap));
+    if (bitmap->BitsPerPixel != 32 || !hasGraySamples(*bitmap)) return ERROR_BPP_NOT_SUPPORTED;
+    TRY(checkSampleTable(*bitmap));
     return replaceByGray(*bitmap, bits, scaleRows);
 }
 

@@ -1,9 +1,10 @@
 // Smallest and largest sample of gray bitmaps.
 #include <algorithm>
-#include <cstring>
 
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
+#include "format/pixel_values.h"
+#include "format/sample_rules.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -12,17 +13,8 @@ namespace {
 constexpr EntryRule kMinMaxRule{
     .onNull = ERROR_NOT_ALLOCATED, .onUnallocated = ERROR_NOT_ALLOCATED, .onSize = ERROR_STRUCT_SIZE};
 
-template <typename T>
-T loadAs(const uint8_t* bytes) {
-    T value;
-    std::memcpy(&value, bytes, sizeof value);
-    return value;
-}
-
-// Two 12-bit samples share three bytes: the low and the high 12 bits of the words at byte 0 and 1.
-int32_t sample12(const uint8_t* row, int32_t x) {
-    const uint32_t word = loadAs<uint16_t>(row + x + (x >> 1));
-    return static_cast<int32_t>((x & 1) != 0 ? word >> 4 : word & 0xFFF);
+int32_t sample12At(const uint8_t* row, int32_t x) {
+    return static_cast<int32_t>(loadSample<12>(row, static_cast<uint32_t>(x)));
 }
 
 template <typename T>
@@ -63,16 +55,16 @@ Result scanWhole(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
 
 Result scanGrayRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
     minimum = maximum = 0;
-    if (!isGray(bitmap)) return SUCCESS;
+    if (!hasGraySamples(bitmap)) return SUCCESS;
     const bool isSigned = (bitmap.Flags & BMF_SIGNED) != 0;
     switch (bitmap.BitsPerPixel) {
         case 12:
             if (isSigned) {
                 return scan<int32_t>(
-                    bitmap, [](const uint8_t* row, int32_t x) { return (sample12(row, x) ^ 0x800) - 0x800; }, minimum,
+                    bitmap, [](const uint8_t* row, int32_t x) { return (sample12At(row, x) ^ 0x800) - 0x800; }, minimum,
                     maximum);
             }
-            return scan<int32_t>(bitmap, sample12, minimum, maximum);
+            return scan<int32_t>(bitmap, sample12At, minimum, maximum);
         case 16:
             return isSigned ? scanWhole<int16_t>(bitmap, minimum, maximum)
                             : scanWhole<uint16_t>(bitmap, minimum, maximum);

@@ -1,12 +1,11 @@
 #include "format/packed_pixels.h"
 
-#include <bit>
 #include <cstring>
+
+#include "format/pixel_values.h"
 
 namespace tnk {
 namespace {
-
-static_assert(std::endian::native == std::endian::little);
 
 // Eight pixels are as many bytes as a pixel has bits, so groups of eight begin on bytes. They lie in one word, the first
 // pixel uppermost, one in each byte or close together in the low bits; halves of halves are moved at once.
@@ -104,14 +103,12 @@ void packPixels(uint32_t bits, const uint8_t* indexes, uint8_t* packed, size_t c
 // 12-bit samples are a stream too, but one that begins with the lowest bits: four are six bytes.
 void unpack12(const uint8_t* packed, uint32_t* samples, size_t count) {
     for (; count >= 4; count -= 4, packed += 6, samples += 4) {
-        uint32_t low;
-        uint16_t high;
-        std::memcpy(&low, packed, 4);
-        std::memcpy(&high, packed + 4, 2);
+        const uint32_t low = load32(packed);
+        const uint32_t high = load16(packed + 4);
         samples[0] = low & 0xFFF;
         samples[1] = low >> 12 & 0xFFF;
-        samples[2] = low >> 24 | (high & 15u) << 8;
-        samples[3] = high >> 4u;
+        samples[2] = low >> 24 | (high & 15) << 8;
+        samples[3] = high >> 4;
     }
     uint64_t word = 0;
     std::memcpy(&word, packed, (count * 12 + 7) / 8);
@@ -121,9 +118,8 @@ void unpack12(const uint8_t* packed, uint32_t* samples, size_t count) {
 void pack12(const uint32_t* samples, uint8_t* packed, size_t count) {
     for (; count >= 4; count -= 4, samples += 4, packed += 6) {
         const uint32_t low = (samples[0] & 0xFFF) | (samples[1] & 0xFFF) << 12 | samples[2] << 24;
-        const auto high = static_cast<uint16_t>((samples[2] >> 8 & 15) | samples[3] << 4);
-        std::memcpy(packed, &low, 4);
-        std::memcpy(packed + 4, &high, 2);
+        storeAs(packed, low);
+        store16(packed + 4, (samples[2] >> 8 & 15) | samples[3] << 4);
     }
     uint64_t word = 0;
     for (uint32_t i = 0; i < count; ++i) word |= uint64_t{samples[i] & 0xFFF} << 12 * i;

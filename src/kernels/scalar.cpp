@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "format/pixel_values.h"
 #include "kernels/hue_class.h"
 #include "kernels/kernels.h"
 #include "kernels/pixel_bytes.h"
@@ -61,22 +62,19 @@ void spread(const uint8_t* bits, uint8_t* target, size_t count, const PixelTable
 void to555(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields) {
     const uint32_t low = fields.swap ? 2 : 0;
     for (; count != 0; --count, source += fields.pixelBytes, target += 2) {
-        uint32_t word = source[low] >> 3u | source[1] >> 3u << 5 | source[2 - low] >> 3u << 10;
+        uint32_t word = word555(source[2 - low], source[1], source[low]);
         if (fields.alphaBit) word |= source[3] >> 7u << 15;
-        target[0] = static_cast<uint8_t>(word);
-        target[1] = static_cast<uint8_t>(word >> 8);
+        store16(target, word);
     }
 }
-
-uint8_t widen5(uint32_t field) { return static_cast<uint8_t>(field << 3 | field >> 2); }
 
 void from555(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields) {
     const uint32_t low = fields.swap ? 2 : 0;
     for (; count != 0; --count, source += 2, target += fields.pixelBytes) {
-        const uint32_t word = source[0] | source[1] << 8u;
-        target[low] = widen5(word & 31);
-        target[1] = widen5(word >> 5 & 31);
-        target[2 - low] = widen5(word >> 10 & 31);
+        const uint32_t word = load16(source);
+        target[low] = widen5(word);
+        target[1] = widen5(word >> 5);
+        target[2 - low] = widen5(word >> 10);
         if (fields.pixelBytes == 4) target[3] = fields.alpha;
     }
 }
@@ -84,7 +82,7 @@ void from555(const uint8_t* source, uint8_t* target, size_t count, const Fields5
 void gray(const uint8_t* source, uint8_t* levels, size_t count, const GrayWeights& weights) {
     const uint32_t red = weights.rgb ? 0 : 2;
     for (size_t i = 0; i < count; ++i, source += weights.pixelBytes)
-        levels[i] = static_cast<uint8_t>((2 * source[red] + 5 * source[1] + source[2 - red] + 4) >> 3);
+        levels[i] = grayLevel(source[red], source[1], source[2 - red]);
 }
 
 uint32_t isSecond(const uint8_t* pixel, const PairMatch& match) {

@@ -348,6 +348,49 @@ TEST_F(ColorResolution, GrayRange) {
     EXPECT_EQ(T_IntGetMinMaxValGray(&source, nullptr, &range[1]), ERROR_INVALID_PARAMETER);
 }
 
+// Indexes have no order and 12-bit pixels are gray, whatever the record says; a table beside indexes stands for nothing.
+TEST_F(ColorResolution, OrdersThatTheDepthDoesNotHave) {
+    Palette lut = colors(2);
+    for (const int32_t bits : {1, 3, 8, 12}) {
+        makeSource(bits, usualOrder(bits), 45, 20);
+        const auto results = [&] {
+            std::vector<Rows> all;
+            for (const Request& request :
+                 {Request{8, 0}, {4, 0}, {8, CRF_FIXEDPALETTE}, {24, CRF_BGR}, {16, CRF_GRAY}}) {
+                all.push_back(reduced(request));
+            }
+            T_FreeBitmap(&destination);
+            EXPECT_EQ(T_CreateGrayScaleBitmap(&destination, &source, sizeof source, 16), SUCCESS);
+            all.push_back(rowsOf(destination));
+            const uint32_t value = COLOR_TAG_GRAY | 0x9C40;
+            EXPECT_EQ(T_PutPixelColor(&source, 0, 0, value), SUCCESS);
+            const uint32_t put = T_GetPixelColor(&source, 0, 0);
+            const uint32_t shown[] = {put, T_TranslateBitmapColor(&source, nullptr, value),
+                                      static_cast<uint32_t>(T_IsGrayScaleBitmap(&source))};
+            all.push_back({Row(sizeof shown)});
+            std::memcpy(all.back()[0].data(), shown, sizeof shown);
+            return all;
+        };
+        (void)results();  // the pixel is put
+        const auto usual = results();
+        source.Flags |= BMF_WINDOW;
+        if (bits <= 8) {
+            source.pLUT = lut.data();
+            source.LUTLength = 2;
+        }
+        for (const uint32_t order : {ORDER_RGB, ORDER_BGR, ORDER_GRAY, ORDER_MATRIX_RGB, 77u}) {
+            source.Order = order;
+            EXPECT_EQ(results(), usual) << bits << " bits, order " << order;
+        }
+        source.pLUT = nullptr;
+    }
+    const Rows levels = reduced({8, 0});
+    source.Flags |= BMF_SIGNED;
+    EXPECT_EQ(reduced({8, 0}), levels) << "an exact palette is converted to, which samples with a sign may be";
+    T_FreeBitmap(&destination);
+    EXPECT_EQ(reduce({8, CRF_FIXEDPALETTE}, &destination), ERROR_SIGNED_DATA);
+}
+
 TEST_F(ColorResolution, LookupTableMustFitItsWindow) {
     makeSource(16, ORDER_GRAY, 20, 10);
     Palette lut = colors(1u << 10);
