@@ -9,8 +9,12 @@
 namespace tnk {
 namespace {
 
-constexpr size_t kBlockPixels = 4096;  // whole bytes at every depth
-constexpr size_t kBlockBytes = kBlockPixels * 8;
+// Pixels on their way between steps. Callers may have little stack; blocks of half a thousand pixels and more make up for
+// the calls of steps.
+constexpr size_t kBufferBytes = 8192;
+
+// The largest pixel of any step.
+size_t formBytes(const ConvertPlan& plan) { return std::max(plan.sourceBits, plan.targetBits) > 32 ? 8 : 4; }
 
 // Bits of the last byte of a row that no pixel has.
 uint8_t unusedBits(uint32_t bits, size_t width) {
@@ -29,13 +33,13 @@ bool widthFits(const ConvertPlan& plan, int32_t width) {
 
 Result RowConverter::prepare(const ConvertSpec& spec) { return makePlan(spec, plan_); }
 
-// One block through all steps, by way of two buffers.
-static void runSteps(ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
-    alignas(32) uint8_t buffers[2][kBlockBytes];
+// One block through all steps; what the odd ones write begins `second` bytes behind what the even ones write.
+static void runSteps(ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count, uint8_t* buffer,
+                     size_t second) {
     const uint8_t* from = source;
     for (uint32_t i = 0; i < plan.stepCount; ++i) {
         const ConvertStep& step = plan.steps[i];
-        uint8_t* to = i + 1 == plan.stepCount ? target : buffers[i % 2];
+        uint8_t* to = i + 1 == plan.stepCount ? target : buffer + i % 2 * second;
         step.run(step, plan, from, to, count);
         from = to;
     }
@@ -44,18 +48,20 @@ static void runSteps(ConvertPlan& plan, const uint8_t* source, uint8_t* target, 
 // In place, growing rows take the last block first and shrinking ones the first, so that no source pixel is overwritten
 // before it is read. Each block is read whole before its first target byte is written, but by a single step.
 void RowConverter::runBlocks(const uint8_t* source, uint8_t* target, size_t width) {
+    alignas(32) uint8_t buffer[kBufferBytes];
     const bool backward = plan_.targetBits > plan_.sourceBits && source == target;
-    const bool guard = backward && plan_.stepCount == 1;
-    const size_t blocks = (width + kBlockPixels - 1) / kBlockPixels;
+    const size_t part = plan_.stepCount > 2 ? kBufferBytes / 2 : kBufferBytes;  // two steps need no second buffer
+    const size_t blockPixels = part / formBytes(plan_);                         // whole bytes at every depth
+    const size_t blocks = (width + blockPixels - 1) / blockPixels;
     for (size_t i = 0; i < blocks; ++i) {
-        const size_t first = (backward ? blocks - 1 - i : i) * kBlockPixels;
-        const size_t count = std::min(width - first, kBlockPixels);
+        const size_t first = (backward ? blocks - 1 - i : i) * blockPixels;
+        const size_t count = std::min(width - first, blockPixels);
         const uint8_t* from = source + first / 8 * plan_.sourceBits;
-        alignas(32) uint8_t copy[kBlockBytes];
-        if (guard)
-            from = static_cast<const uint8_t*>(
-                std::memcpy(copy, from, static_cast<size_t>(pixelBytes(count, plan_.sourceBits))));
-        runSteps(plan_, from, target + first / 8 * plan_.targetBits, count);
+        if (plan_.stepCount == 1) {
+            std::memcpy(buffer, from, static_cast<size_t>(pixelBytes(count, plan_.sourceBits)));
+            from = buffer;
+        }
+        runSteps(plan_, from, target + first / 8 * plan_.targetBits, count, buffer, part);
     }
 }
 
