@@ -45,6 +45,7 @@ class ColorSet {
         colors_ = colors;
         capacity_ = capacity;
         enough_ = rule.enough;
+        marksOnly_ = colors == nullptr && enough_ == UINT64_MAX && rule.keyBits <= kTrueColorBits;
         return SUCCESS;
     }
 
@@ -52,7 +53,7 @@ class ColorSet {
     // `colorOf` the colour of a key at a column.
     template <typename KeyAt, typename ColorOf>
     bool add(uint32_t start, uint32_t end, KeyAt keyAt, ColorOf colorOf) {
-        if (onlyMarks()) {
+        if (marksOnly_) {
             // Whether a colour is new is not asked: the answer cannot be foretold and would cost more than the rest.
             for (uint32_t x = start; x < end; ++x) {
                 const uint32_t key = keyAt(x);
@@ -71,7 +72,7 @@ class ColorSet {
     }
 
     uint32_t count() const {
-        if (!onlyMarks()) return count_;
+        if (!marksOnly_) return count_;
         uint32_t marks = 0;
         for (const uint32_t word : seen_.span()) marks += static_cast<uint32_t>(std::popcount(word));
         return marks;
@@ -79,14 +80,15 @@ class ColorSet {
 
   private:
     static uint32_t bitOf(uint32_t key) { return 1u << (key & 31); }
-    // Nothing ends the scan early and no colours are collected.
-    bool onlyMarks() const { return colors_ == nullptr && enough_ == UINT64_MAX; }
 
     Scratch<uint32_t> seen_;
     PaletteEntry* colors_ = nullptr;
     uint32_t capacity_ = 0;
     uint32_t count_ = 0;
     uint64_t enough_ = 0;
+    // Nothing ends the scan early, no colours are collected, and the set is small enough to be walked at the end: one for
+    // samples of 32 bits has half a gigabyte, of which only the pages that pixels mark are ever there.
+    bool marksOnly_ = false;
 };
 
 // Counts the pixels start .. end - 1 of a row; false when the answer is settled.
@@ -161,19 +163,17 @@ uint32_t findDistinct(CountRule& rule, uint32_t entries) {
     return distinct;
 }
 
-Result settleGray(const BitmapHandle& bitmap, bool collects, CountRule& rule) {
+void settleGray(const BitmapHandle& bitmap, bool collects, CountRule& rule) {
     const bool hasTable = hasSampleTable(bitmap);
     rule.gray = sampleWindow(bitmap, collects && !hasTable ? 8 : bitmap.BitsPerPixel);
     if (hasTable && bitmap.BitsPerPixel < 32) {
         rule.table = sampleTable(bitmap);
-        return SUCCESS;
+        return;
     }
     rule.keyBits = static_cast<uint32_t>(std::max(rule.gray.bits, 0));
-    // Half a gigabyte of bits for samples of 32 is more than a count is worth.
-    return rule.keyBits <= kTrueColorBits ? SUCCESS : FAILURE;
 }
 
-Result settleRule(const BitmapHandle& bitmap, bool collects, uint32_t capacity, CountRule& rule) {
+void settleRule(const BitmapHandle& bitmap, bool collects, uint32_t capacity, CountRule& rule) {
     if (collects) rule.enough = uint64_t{capacity} + 1;
     rule.redFirst = bitmap.Order != ORDER_BGR && bitmap.Order != ORDER_MATRIX_RGB;
     if (bitmap.BitsPerPixel <= 8) {
@@ -181,11 +181,10 @@ Result settleRule(const BitmapHandle& bitmap, bool collects, uint32_t capacity, 
         readBitmapPalette(bitmap, rule.palette);
         rule.enough = std::min<uint64_t>(rule.enough, findDistinct(rule, 1u << rule.keyBits));
     } else if (hasGraySamples(bitmap)) {
-        return settleGray(bitmap, collects, rule);
+        settleGray(bitmap, collects, rule);
     } else if (bitmap.BitsPerPixel == 16) {
         rule.keyBits = 15;
     }
-    return SUCCESS;
 }
 
 CountRun chooseRun(const BitmapHandle& bitmap, const CountRule& rule) {
@@ -213,7 +212,7 @@ class ColorScan {
     explicit ColorScan(BitmapHandle& bitmap) : bitmap_(bitmap), reader_(bitmap), region_(bitmap) {}
 
     Result prepare(PaletteEntry* colors, uint32_t capacity) {
-        TRY(settleRule(bitmap_, colors != nullptr, capacity, rule_));
+        settleRule(bitmap_, colors != nullptr, capacity, rule_);
         TRY(colors_.prepare(rule_, colors, capacity));
         TRY(reader_.prepare());
         const auto width = static_cast<uint32_t>(bitmap_.Width);
