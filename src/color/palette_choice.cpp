@@ -153,9 +153,9 @@ void pad(PaletteChoice& choice) {
 }
 
 // Whether the conversion of rows sees the colours that were counted. Else a pixel's nearest entry could be one of the
-// padding.
+// padding. Signed samples are converted in any case: dithering would refuse them.
 bool convertsAsCounted(const BitmapHandle& source, int32_t bits) {
-    if ((source.Flags & BMF_SIGNED) != 0) return false;             // refused, whatever the number of colours
+    if ((source.Flags & BMF_SIGNED) != 0) return true;
     if (needsPlainOrder(source)) return source.BitsPerPixel == 24;  // 48 bits are turned before their low bytes go
     if (!hasGraySamples(source) || hasSampleTable(source)) return true;
     // A window is cut to the bits of an index, the whole sample to 8.
