@@ -1171,8 +1171,10 @@ TNK_API uint32_t* TNK_CALL T_SetUserMatchTable(uint32_t* Table);
  * is room for ends the count, so that Count comes back as the room and one. Without it gray bitmaps count samples, and
  * with it 8-bit levels; colours of 48 and 64 bits count by their high bytes; alpha does not count. Reports to the status
  * callback.
- * Codes: -2 null or not allocated, -13 null Count, -789, -1 no memory, or 32-bit gray of more than 24 valid bits
- * without an array; those of row access; a callback's value. Count is then as it was.
+ * Takes one bit of zeroed memory for every colour or sample that there could be: 2 MB for colours, up to 512 MB of address
+ * space for 32-bit gray without an array, of which only what is marked is touched.
+ * Codes: -2 null or not allocated, -13 null Count, -789, -1 no memory, those of row access; a callback's value. Count is
+ * then as it was.
  */
 TNK_API int32_t TNK_CALL T_GetBitmapColorCountExt(BitmapHandle* Bitmap, uint32_t* Count, PaletteEntry* Colors);
 
@@ -1219,11 +1221,31 @@ typedef int32_t(TNK_CALL* ColorResRowCallback)(BitmapHandle* Bitmap, uint8_t* Ro
 /*
  * Converts Source to another depth into Destination, which is initialised and allocated here, on disk when Source is.
  * Destination may be null (rows go to the callback only) or Source itself (in place: what Source held is freed at the
- * end); what another record held is neither looked at nor freed. Destinations of 8 bits or fewer are dithered by the
- * method in the flags (0, the nearest colour, when none is given), others converted row by row. Size, perspective,
- * resolution, region and animation values are Source's, MinVal and MaxVal the range of a gray destination. Reports to
- * the status callback.
+ * end); what another record held is neither looked at nor freed. Size, perspective, resolution, region and animation
+ * values are Source's, MinVal and MaxVal the range of a gray destination. Reports to the status callback.
+ *
+ * Destinations of 8 bits or fewer are dithered, others converted row by row as by T_ConvertBufferExt. The method is that of
+ * the flags (0, the nearest colour, when none is given): DitherMethod of the record is not asked. Dithering to palettes
+ * other than the library's own matches by 15-bit keys, the upper five bits of each channel: colours with one key get one
+ * entry, which is not always the nearest that T_ConvertBuffer finds. Where all colours of the image are in its optimized
+ * palette, pixels are converted by that exact match instead.
  *   BitsPerPixel   1-8, 12 (gray whatever the flags), 16, 24, 32, 48, 64
+ *   Flags          CRF_*, combined as listed; other combinations are -13. Up to 8 bits one palette:
+ *                    CRF_OPTIMIZEDPALETTE                  from the image; with CRF_RESERVESYSTEMCOLORS,
+ *                                                          CRF_NOMATCHTABLE, CRF_PEELDOMINANT as wanted
+ *                    CRF_FIXEDPALETTE                      of the depth
+ *                    CRF_WEBPALETTE                        8 bits only
+ *                    CRF_WEBPALETTE | CRF_FIXEDPALETTE     web for 8 bits, fixed for fewer
+ *                    CRF_USERPALETTE                       Palette
+ *                    CRF_USERPALETTE | CRF_USERMATCHTABLE  Palette, matched by the thread's table if it has one
+ *                  and a method, CRF_DITHER_METHOD(0-8). CRF_BGR, CRF_GRAY and those below say nothing there.
+ *                  Above 8 bits one order, where the palettes and the method say nothing:
+ *                    none                                  ORDER_RGB
+ *                    CRF_BGR                               ORDER_BGR
+ *                    CRF_GRAY                              ORDER_GRAY: 16 and 32 bits, else -27
+ *                    CRF_GRAY | CRF_BGR                    ORDER_GRAY for 16 bits, ORDER_BGR for more
+ *                    CRF_MATRIXRGB                         ORDER_MATRIX_RGB: 24 and 48 bits, else -27
+ *                  and CRF_OPAQUEALPHA
  *   Palette        user palette of ColorCount entries, or null
  *                  With an optimized palette: entries to keep; those whose Reserved has bit 1 set and bit 0 clear are filled
  *                  from the image, or zero where it has no more colours. Where all its colours fit, pixels keep them and
@@ -1232,11 +1254,15 @@ typedef int32_t(TNK_CALL* ColorResRowCallback)(BitmapHandle* Bitmap, uint8_t* Ro
  *   ColorCount     0, and what is above it, means 2^BitsPerPixel; above 8 bits it is only stored
  *   RowCallback    or null
  * Codes: -13 null or unallocated source, both palettes, depth, palette choice, method, an order that the conversion
- * does not take; -789; -1360 signed samples, with BMF_WINDOW too for 8 bits or fewer; -1486 a lookup table in force of
- * the wrong length; -27 an order the depth does not have; -3 too large; -1 no memory; those of T_AllocateBitmap and of
- * row access; a callback's value. After a failure an in-place source is as it was. Destination is then initialised and
- * has nothing attached, but for -13, -789 and -1360 found in the arguments before the palette and the order: only its
- * StructSize is set.
+ * does not take; -789; -1360 signed samples without BMF_WINDOW, or with it where they would be dithered; -1486 a lookup
+ * table in force of the wrong length; -27 an order the depth does not have; -3 too large; -1 no memory; those of
+ * T_AllocateBitmap and of row access; a callback's value.
+ * Destination after a failure: an in-place source is as it was. Another record holds
+ *   nothing new                      after -13 for a null Source, -789
+ *   its StructSize                   after -13 for a Source without storage, for both palettes and for the depth, and
+ *                                    -1360 without BMF_WINDOW
+ *   size, depth, perspective,        after every other failure: initialised, nothing attached, so that it may be
+ *   resolution and ColorCount        freed or used again
  */
 TNK_API int32_t TNK_CALL T_ColorResBitmap(BitmapHandle* Source, BitmapHandle* Destination, uint32_t StructSize,
                                           int32_t BitsPerPixel, uint32_t Flags, const PaletteEntry* Palette,
