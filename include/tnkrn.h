@@ -18,7 +18,9 @@
  *              (COLOR_TAG_*).
  *   Callbacks  Callbacks and installed routines must not leave by an exception or longjmp: the operation that called
  *              them would not release what it holds. They end it by what they return.
- *   Threads    Settings belong to the calling thread. A bitmap must not be changed by two threads at a time.
+ *   Threads    Settings belong to the calling thread. Any number of threads may read one bitmap at a time, by one
+ *              record or by copies of it, whatever its storage; while a thread changes it (rows, pixels, storage,
+ *              record) no other may use it.
  */
 #ifndef TNKRN_H
 #define TNKRN_H
@@ -308,7 +310,9 @@ TNK_API int32_t TNK_CALL T_UpdateBitmapSize(BitmapHandle* Bitmap);
 TNK_API int32_t TNK_CALL T_SetBitmapDataPointer(BitmapHandle* Bitmap, void* Data, uint32_t DataSize);
 
 /* Makes pData valid while storage is movable (BMF_MOVABLE), and ends that. Other storage needs neither. There is
- * no nesting count: nested users take T_LockBitmap. */
+ * no nesting count: nested users take T_LockBitmap, and where threads read the rows or pData of one bitmap, it is accessed
+ * before the first of them begins and released after the last has ended. Operations on pixels and whole bitmaps access
+ * storage themselves, in several threads at a time too; a release while one of them runs takes effect when it ends. */
 TNK_API void TNK_CALL T_AccessBitmap(BitmapHandle* Bitmap);
 TNK_API void TNK_CALL T_ReleaseBitmap(BitmapHandle* Bitmap);
 

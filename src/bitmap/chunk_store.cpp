@@ -75,7 +75,7 @@ bool ChunkStore::contains(int32_t row, uint64_t offset, uint32_t bytes) const {
 // Calls visit(chunk index, byte in the chunk, bytes, bytes before it) for each chunk that the span touches.
 template <typename Visit>
 Result ChunkStore::forPieces(int32_t row, uint64_t offset, uint32_t bytes, Visit visit) {
-    const SpinGuard guard(lock_);
+    const ObjectGuard guard(lock_);
     if (!contains(row, offset, bytes)) return FAILURE;
     const uint64_t chunkBytes = plainBytes(format_.Rows);
     uint64_t position = uint64_t{format_.BytesPerLine} * static_cast<uint32_t>(row) + offset;
@@ -114,7 +114,7 @@ Result ChunkStore::write(int32_t row, uint64_t offset, const uint8_t* buffer, ui
 }
 
 Result ChunkStore::resize(int32_t height) {
-    const SpinGuard guard(lock_);
+    const ObjectGuard guard(lock_);
     if (height < height_) {
         shrink(height);
         return SUCCESS;
@@ -164,7 +164,7 @@ void ChunkStore::shrink(int32_t height) {
 }
 
 uint64_t ChunkStore::storedBytes() {
-    const SpinGuard guard(lock_);
+    const ObjectGuard guard(lock_);
     uint64_t sum = 0;
     for (const Chunk& chunk : chunks_.span()) sum += chunk.bytes;
     for (Slot& slot : slots_) {

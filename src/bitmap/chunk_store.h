@@ -5,8 +5,8 @@
 
 #include "bitmap/codec_module.h"
 #include "system/memory.h"
+#include "system/object_lock.h"
 #include "system/result.h"
-#include "system/spin_lock.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -78,7 +78,7 @@ class ChunkStore {
     uint32_t pack(const CodecChunk& format, const uint8_t* rows, Scratch<uint8_t>& kept) const;
 
     uint64_t mark_ = kMark;
-    SpinLock lock_;
+    ObjectLock lock_;
     CodecModule codec_;
     CodecChunk format_{};  // of a chunk with all rows
     int32_t height_ = 0;

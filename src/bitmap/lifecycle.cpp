@@ -243,7 +243,7 @@ extern "C" void TNK_CALL T_ReleaseBitmap(BitmapHandle* Bitmap) {
 }
 
 extern "C" int32_t TNK_CALL T_LockBitmap(BitmapHandle* Bitmap) {
-    return Bitmap != nullptr && lockBitmap(*Bitmap) ? 1 : 0;
+    return Bitmap != nullptr && accessBitmap(*Bitmap) ? 1 : 0;
 }
 
 extern "C" void TNK_CALL T_UnlockBitmap(BitmapHandle* Bitmap, uint32_t WasLocked) {

@@ -27,19 +27,23 @@ void freeDuplicateBitmap(BitmapHandle& bitmap, uint32_t flags);
 // Copies window, value range and lookup table; see T_CopyGrayParams.
 Result copyGrayParams(BitmapHandle& destination, const BitmapHandle& source);
 
-// Keeps a bitmap accessed while it lives; nests.
+// Keeps a bitmap accessed while it lives; nests, also between threads that read one bitmap.
 class Locked {
   public:
-    explicit Locked(BitmapHandle& bitmap) : bitmap_(bitmap), wasLocked_(lockBitmap(bitmap)) {}
-    ~Locked() {
-        if (!wasLocked_) releaseBitmap(bitmap_);
-    }
+    explicit Locked(BitmapHandle& bitmap);
+    ~Locked();
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
 
   private:
-    BitmapHandle& bitmap_;
-    bool wasLocked_;
+    static Locked* find(const BitmapHandle& bitmap);
+    static void setReleases(const BitmapHandle& bitmap, bool releases);
+    friend bool accessBitmap(BitmapHandle& bitmap);
+    friend void releaseBitmap(BitmapHandle& bitmap);
+
+    BitmapHandle* bitmap_ = nullptr;  // null: storage that needs no access, or whose block cannot be locked
+    Locked* next_ = nullptr;
+    bool releases_ = false;  // the access ends with the last operation: no caller has the bitmap accessed
 };
 
 // A bitmap built aside: frees itself on every path but the one that hands it over.

@@ -3,12 +3,13 @@
 #include <cstring>
 
 #include "format/pixel_format.h"
+#include "system/entry_rule.h"
 #include "system/settings.h"
 
 namespace tnk {
 
 const StorageKind& storageOf(const BitmapHandle& bitmap) {
-    const uint32_t flags = bitmap.Flags;
+    const uint32_t flags = flagsOf(bitmap);
     if ((flags & BMF_COMPRESSED) != 0) return kCompressedStorage;
     if ((flags & BMF_TILED) != 0) return kTiledStorage;
     if ((flags & BMF_SUPERCOMPRESSED) != 0) return kSuperCompressedStorage;

@@ -75,14 +75,11 @@ struct TileOutputs {
 };
 void reportTiles(const BitmapHandle& bitmap, const TileOutputs& outputs);
 
-// Locks and unlocks movable storage; nothing for other kinds.
-void accessBitmap(BitmapHandle& bitmap);
+// Locks and unlocks movable storage for a caller; nothing for other kinds. Accessing tells whether the caller had done so
+// already. Pixels that an operation of this library works on stay where they are until it ends.
+bool accessBitmap(BitmapHandle& bitmap);
 void releaseBitmap(BitmapHandle& bitmap);
-// Locks it unless it is locked; whether it was.
-inline bool lockBitmap(BitmapHandle& bitmap) {
-    if ((bitmap.Flags & BMF_LOCKED) != 0) return true;
-    accessBitmap(bitmap);
-    return false;
-}
+// The same for storage that goes, whoever works on it.
+void endAccess(BitmapHandle& bitmap);
 
 }  // namespace tnk

@@ -44,24 +44,25 @@ void releaseDisk(BitmapHandle& bitmap) {
     bitmap.pData = nullptr;
 }
 
-Result seekColumn(BitmapHandle& bitmap, int32_t row, uint32_t column) {
-    const int64_t position =
-        seekRow(bitmap, row) + static_cast<int64_t>(columnOffset(column, static_cast<uint32_t>(bitmap.BitsPerPixel)));
-    // Handle 0 is a record that was marked as disk storage but has no file.
-    if (bitmap.DataHandle == 0 || position < 0) return ERROR_FILE_SEEK;
-    return seekBig(bitmap.DataHandle, position, SeekOrigin::start) == position ? SUCCESS : ERROR_FILE_SEEK;
+int64_t positionOf(BitmapHandle& bitmap, int32_t row, uint32_t column) {
+    return seekRow(bitmap, row) +
+           static_cast<int64_t>(columnOffset(column, static_cast<uint32_t>(bitmap.BitsPerPixel)));
 }
 
 int64_t readDisk(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes) {
-    const Result sought = seekColumn(bitmap, row, column);
-    if (!sought.ok()) return sought.code;
-    return readBig(bitmap.DataHandle, buffer, bytes) == bytes ? int64_t{bytes} : ERROR_FILE_READ;
+    const int64_t position = positionOf(bitmap, row, column);
+    // Handle 0 is a record that was marked as disk storage but has no file.
+    if (bitmap.DataHandle == 0) return ERROR_FILE_SEEK;
+    const Result result = readAt(bitmap.DataHandle, position, buffer, bytes);
+    return result.ok() ? int64_t{bytes} : result.code;
 }
 
 int64_t writeDisk(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes) {
-    const Result sought = seekColumn(bitmap, row, column);
-    if (!sought.ok()) return sought.code;
-    return writeBig(bitmap.DataHandle, buffer, bytes) == bytes ? int64_t{bytes} : ERROR_FILE_WRITE;
+    const int64_t position = positionOf(bitmap, row, column);
+    if (bitmap.DataHandle == 0) return ERROR_FILE_SEEK;
+    const Result result = writeAt(bitmap.DataHandle, position, buffer, bytes);
+    if (result.ok()) return bytes;
+    return result.code == ERROR_DISK_FULL ? ERROR_FILE_WRITE : result.code;
 }
 
 Result lendDisk(BitmapHandle&, int32_t, int32_t, uint8_t** rows) {

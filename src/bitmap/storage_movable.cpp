@@ -8,12 +8,6 @@
 namespace tnk {
 namespace {
 
-constexpr uint32_t kUnaddressable = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
-
-bool isMovable(const BitmapHandle& bitmap) {
-    return (bitmap.Flags & (BMF_MEMORY | BMF_MOVABLE | kUnaddressable)) == (BMF_MEMORY | BMF_MOVABLE);
-}
-
 Result allocateMovable(BitmapHandle& bitmap) {
     const T_HANDLE block = platform->allocateMovable(bitmap.Size);
     if (block == 0) return FAILURE;
@@ -25,7 +19,7 @@ Result allocateMovable(BitmapHandle& bitmap) {
 }
 
 void releaseMovable(BitmapHandle& bitmap) {
-    releaseBitmap(bitmap);
+    endAccess(bitmap);
     if (bitmap.DataHandle != 0) platform->freeMovable(bitmap.DataHandle);
     bitmap.DataHandle = 0;
     bitmap.DataOffset = 0;
@@ -52,21 +46,6 @@ Result resizeMovable(BitmapHandle& bitmap, int32_t height) {
 }
 
 }  // namespace
-
-void accessBitmap(BitmapHandle& bitmap) {
-    if (!isMovable(bitmap) || (bitmap.Flags & BMF_LOCKED) != 0) return;
-    auto* data = static_cast<uint8_t*>(platform->lockMovable(bitmap.DataHandle));
-    if (data == nullptr) return;  // pData stays null, and rows answer that there is no data
-    bitmap.pData = data + bitmap.DataOffset;
-    bitmap.Flags |= BMF_LOCKED;
-}
-
-void releaseBitmap(BitmapHandle& bitmap) {
-    if (!isMovable(bitmap) || (bitmap.Flags & BMF_LOCKED) == 0) return;
-    platform->unlockMovable(bitmap.DataHandle);
-    bitmap.pData = nullptr;
-    bitmap.Flags &= ~BMF_LOCKED;
-}
 
 const StorageKind kMovableStorage = {MEMKIND_MEMORY, allocateMovable, releaseMovable, readMemory,
                                      writeMemory,    lendMemory,      resizeMovable,  measureRows};

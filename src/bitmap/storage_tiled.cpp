@@ -120,7 +120,7 @@ void writeOptional(uint32_t* output, uintptr_t value) {
 void reportTiles(const BitmapHandle& bitmap, const TileOutputs& outputs) {
     TileStore* store = storeOf(bitmap);
     if (store == nullptr) return;
-    const SpinGuard guard(store->lock);
+    const ObjectGuard guard(store->lock);
     writeOptional(outputs.tileBytes, store->tileBytes);
     writeOptional(outputs.tileCount, store->header.count);
     writeOptional(outputs.tilesInMemory, store->header.inMemory);

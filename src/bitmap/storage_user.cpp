@@ -13,7 +13,7 @@ Result allocateUser(BitmapHandle& bitmap) {
 }
 
 // The caller's pointer stays in the record, for the caller to free.
-void releaseUser(BitmapHandle& bitmap) { releaseBitmap(bitmap); }
+void releaseUser(BitmapHandle& bitmap) { endAccess(bitmap); }
 
 Result resizeUser(BitmapHandle&, int32_t) { return ERROR_INVALID_PARAMETER; }
 

@@ -95,10 +95,9 @@ Result storeChanges(TileStore& store, uint32_t index) {
         tile.file = file;
     }
     TRY(forEachRun(store, use.changed, [&](uint32_t from, uint32_t to) -> Result {
-        if (seekBig(tile.file, from, SeekOrigin::start) != from) return ERROR_FILE_SEEK;
-        if (writeBig(tile.file, tile.view + from, to - from) != to - from) return lastFileError(ERROR_FILE_WRITE);
-        tile.stored = std::max<uintptr_t>(tile.stored, to);
-        return SUCCESS;
+        const Result written = writeAt(tile.file, from, tile.view + from, to - from);
+        if (written.ok()) tile.stored = std::max<uintptr_t>(tile.stored, to);
+        return written;
     }));
     use.stored |= use.changed;
     use.changed = 0;
@@ -115,10 +114,8 @@ Result loadTile(TileStore& store, uint32_t index, const TileMemory& memory) {
     }));
     TRY(forEachRun(store, use.stored, [&](uint32_t from, uint32_t to) -> Result {
         const uint32_t end = std::min(to, static_cast<uint32_t>(tile.stored));
-        if (seekBig(tile.file, from, SeekOrigin::start) != from) return ERROR_FILE_SEEK;
-        if (readBig(tile.file, view + from, end - from) != end - from) return ERROR_FILE_READ;
         std::memset(view + end, 0, to - end);
-        return SUCCESS;
+        return readAt(tile.file, from, view + from, end - from);
     }));
     use.changed = cutBlock(store, index);
     return SUCCESS;
@@ -307,12 +304,12 @@ TileStore* resizeTiles(TileStore* store, uint32_t rows) {
 }
 
 Result readTiles(TileStore& store, uint32_t position, uint8_t* buffer, uint32_t bytes) {
-    const SpinGuard guard(store.lock);
+    const ObjectGuard guard(store.lock);
     return forEachPart(store, position, buffer, bytes, readPart);
 }
 
 Result writeTiles(TileStore& store, uint32_t position, const uint8_t* buffer, uint32_t bytes) {
-    const SpinGuard guard(store.lock);
+    const ObjectGuard guard(store.lock);
     return forEachPart(store, position, buffer, bytes, writePart);
 }
 

@@ -5,8 +5,8 @@
 #include <cstdint>
 
 #include "platform/platform.h"
+#include "system/object_lock.h"
 #include "system/result.h"
-#include "system/spin_lock.h"
 
 namespace tnk {
 
@@ -42,7 +42,7 @@ constexpr uint32_t kTileBlocks = 64;
 
 // The block that holds a table: this record, then the tiles, then a TileUse for each.
 struct TileStore {
-    SpinLock lock;  // held while rows move: two threads may read one bitmap, and reading moves tiles
+    ObjectLock lock;  // held while rows move: two threads may read one bitmap, and reading moves tiles
     uint32_t tileBytes;
     uint32_t blockBytes;
     uint32_t bytes;  // of all rows; the last tile may be longer and is zero behind them

@@ -28,6 +28,8 @@ T_HANDLE openFile(const FileRequest& request);
 int64_t readFile(T_HANDLE file, void* buffer, uint32_t count);
 int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count);
 int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin);
+int64_t readFileAt(T_HANDLE file, int64_t position, void* buffer, uint32_t count);
+int64_t writeFileAt(T_HANDLE file, int64_t position, const void* buffer, uint32_t count);
 bool endFileHere(T_HANDLE file);
 bool closeFile(T_HANDLE file);
 bool deleteFile(const T_WCHAR* name);
@@ -52,6 +54,11 @@ bool setSlotValue(uint32_t slot, void* value);
 void lock();
 void unlock();
 
+void makeLock(SystemLock* lock);
+void destroyLock(SystemLock* lock);
+void acquireLock(SystemLock* lock);
+void releaseLock(SystemLock* lock);
+
 T_HANDLE createPalette(const PaletteEntry* entries, uint32_t count);
 uint32_t paletteSize(T_HANDLE palette);
 uint32_t getPaletteEntries(T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries);
@@ -69,7 +76,6 @@ bool deleteDeviceContext(T_HANDLE context);
 T_HANDLE loadModule(const T_WCHAR* name);
 void* findSymbol(T_HANDLE module, const char* name);
 bool unloadModule(T_HANDLE module);
-void yieldThread();
 bool diskRoom(const T_WCHAR* directory, uint64_t* bytes);
 
 uint64_t toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity);

@@ -39,6 +39,11 @@ struct FileRequest {
 
 enum class SeekOrigin { start, current, end };
 
+// Room for a lock of the system that belongs to one object. It stays where it was made.
+struct SystemLock {
+    alignas(void*) unsigned char space[64];
+};
+
 constexpr T_HANDLE kNoFile = -1;
 constexpr uint32_t kNoSlot = UINT32_MAX;
 constexpr uint32_t kPathChars = 264;  // capacity of a path with its terminator
@@ -67,7 +72,7 @@ struct Platform {
     T_HANDLE (*allocateMovable)(size_t bytes);
     T_HANDLE (*reallocateMovable)(T_HANDLE block, size_t bytes);
     void* (*lockMovable)(T_HANDLE block);
-    void (*unlockMovable)(T_HANDLE block);
+    void (*unlockMovable)(T_HANDLE block);  // locks count; several threads may lock a block
     size_t (*sizeOfMovable)(T_HANDLE block);
     void (*freeMovable)(T_HANDLE block);
 
@@ -80,6 +85,9 @@ struct Platform {
     int64_t (*readFile)(T_HANDLE file, void* buffer, uint32_t count);
     int64_t (*writeFile)(T_HANDLE file, const void* buffer, uint32_t count);
     int64_t (*seekFile)(T_HANDLE file, int64_t offset, SeekOrigin origin);
+    // From `position` (0 or more) on, whatever position other threads leave the file at; its own may move.
+    int64_t (*readFileAt)(T_HANDLE file, int64_t position, void* buffer, uint32_t count);
+    int64_t (*writeFileAt)(T_HANDLE file, int64_t position, const void* buffer, uint32_t count);
     bool (*endFileHere)(T_HANDLE file);  // truncates or extends the file to the current position
     bool (*closeFile)(T_HANDLE file);
     bool (*deleteFile)(const T_WCHAR* name);
@@ -115,6 +123,12 @@ struct Platform {
     void (*lock)();
     void (*unlock)();
 
+    // Locks of objects, not recursive. Who finds one taken sleeps until it is free.
+    void (*makeLock)(SystemLock* lock);
+    void (*destroyLock)(SystemLock* lock);
+    void (*acquireLock)(SystemLock* lock);
+    void (*releaseLock)(SystemLock* lock);
+
     // Logical palettes of 1 to 256 entries. Counts are entries moved; screenPalette returns 0 entries without a palette display.
     T_HANDLE (*createPalette)(const PaletteEntry* entries, uint32_t count);
     uint32_t (*paletteSize)(T_HANDLE palette);
@@ -138,9 +152,6 @@ struct Platform {
     T_HANDLE (*loadModule)(const T_WCHAR* name);
     void* (*findSymbol)(T_HANDLE module, const char* name);
     bool (*unloadModule)(T_HANDLE module);
-
-    // Lets other threads run.
-    void (*yieldThread)();
 
     // Bytes that the directory (null or empty: the platform's own for temporary files) has room for.
     bool (*diskRoom)(const T_WCHAR* directory, uint64_t* bytes);

@@ -2,6 +2,8 @@
 // one function applies it, and one table-driven test tries every export against it.
 #pragma once
 
+#include <atomic>
+
 #include "system/result.h"
 #include "tnkrn.h"
 
@@ -14,7 +16,15 @@ struct EntryRule {
     bool sizeFirst = false;  // the size is checked before the storage
 };
 
-inline bool isAllocated(const BitmapHandle& bitmap) { return (bitmap.Flags & BMF_ALLOCATED) != 0; }
+// Flags while other threads may access the bitmap, which changes BMF_LOCKED in the word.
+inline uint32_t flagsOf(const BitmapHandle& bitmap) {
+    return std::atomic_ref(const_cast<uint32_t&>(bitmap.Flags)).load(std::memory_order_relaxed);
+}
+inline void setFlags(BitmapHandle& bitmap, uint32_t flags) {
+    std::atomic_ref(bitmap.Flags).store(flags, std::memory_order_relaxed);
+}
+
+inline bool isAllocated(const BitmapHandle& bitmap) { return (flagsOf(bitmap) & BMF_ALLOCATED) != 0; }
 
 inline Result checkEntry(const EntryRule& rule, const BitmapHandle* bitmap) {
     if (bitmap == nullptr) return rule.onNull;

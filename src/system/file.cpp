@@ -15,6 +15,11 @@ FileCreation creationOf(uint32_t openFlags) {
     return (openFlags & OPEN_TRUNCATE) != 0 ? FileCreation::truncateExisting : FileCreation::openExisting;
 }
 
+// Asked only after a transfer failed: positioned transfers do not tell a bad place from a bad transfer.
+bool canSeek(T_HANDLE file, int64_t position) {
+    return platform->seekFile(file, position, SeekOrigin::start) == position;
+}
+
 }  // namespace
 
 T_HANDLE TNK_CALL openFile(const T_WCHAR* name, uint32_t openFlags, uint32_t shareFlags, void*) {
@@ -70,6 +75,27 @@ int64_t writeBig(T_HANDLE file, const void* buffer, uint64_t bytes) {
     const auto* from = static_cast<const uint8_t*>(buffer);
     return moveInChunks(
         bytes, [&](uint64_t offset, uint32_t count) { return platform->writeFile(file, from + offset, count); });
+}
+
+Result readAt(T_HANDLE file, int64_t position, void* buffer, uint64_t bytes) {
+    if (position < 0) return ERROR_FILE_SEEK;
+    auto* to = static_cast<uint8_t*>(buffer);
+    const int64_t moved = moveInChunks(bytes, [&](uint64_t offset, uint32_t count) {
+        return platform->readFileAt(file, position + static_cast<int64_t>(offset), to + offset, count);
+    });
+    if (moved == static_cast<int64_t>(bytes)) return SUCCESS;
+    return canSeek(file, position) ? ERROR_FILE_READ : ERROR_FILE_SEEK;
+}
+
+Result writeAt(T_HANDLE file, int64_t position, const void* buffer, uint64_t bytes) {
+    if (position < 0) return ERROR_FILE_SEEK;
+    const auto* from = static_cast<const uint8_t*>(buffer);
+    const int64_t moved = moveInChunks(bytes, [&](uint64_t offset, uint32_t count) {
+        return platform->writeFileAt(file, position + static_cast<int64_t>(offset), from + offset, count);
+    });
+    if (moved == static_cast<int64_t>(bytes)) return SUCCESS;
+    if (platform->lastErrorIsDiskFull()) return ERROR_DISK_FULL;
+    return canSeek(file, position) ? ERROR_FILE_WRITE : ERROR_FILE_SEEK;
 }
 
 bool setFileSize(T_HANDLE file, uint64_t bytes) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "platform/platform.h"
+#include "system/result.h"
 #include "system/settings.h"
 #include "tnkrn.h"
 
@@ -30,6 +31,11 @@ int64_t seekBig(T_HANDLE file, int64_t offset, SeekOrigin origin);
 // Bytes moved, fewer at the end of the file or of the disk; -1 on failure.
 int64_t readBig(T_HANDLE file, void* buffer, uint64_t bytes);
 int64_t writeBig(T_HANDLE file, const void* buffer, uint64_t bytes);
+
+// Move all `bytes` bytes from `position` on, whatever the file's own position, so that threads may share the file.
+// ERROR_FILE_SEEK for a place that cannot be, ERROR_FILE_READ; ERROR_DISK_FULL or ERROR_FILE_WRITE.
+Result readAt(T_HANDLE file, int64_t position, void* buffer, uint64_t bytes);
+Result writeAt(T_HANDLE file, int64_t position, const void* buffer, uint64_t bytes);
 
 // Cuts or extends the file and leaves it positioned at its end.
 bool setFileSize(T_HANDLE file, uint64_t bytes);

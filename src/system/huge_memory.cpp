@@ -56,11 +56,6 @@ bool fitsMemory(uint64_t bytes) {
 
 bool isValidSize(uint64_t bytes) { return bytes != 0 && bytes <= INT64_MAX; }
 
-Result seekTo(T_HANDLE file, uint64_t position) {
-    const auto wanted = static_cast<int64_t>(position);
-    return seekBig(file, wanted, SeekOrigin::start) == wanted ? SUCCESS : ERROR_FILE_SEEK;
-}
-
 Result HugeStore::allocate(uint64_t bytes) {
     if (!fitsMemory(bytes) || !platform->createSection(bytes, &section_)) {
         file_ = createTemporaryFile();
@@ -88,8 +83,7 @@ Result HugeStore::read(uint64_t position, void* buffer, uint32_t bytes) const {
         std::memcpy(buffer, section_.view + position, bytes);
         return SUCCESS;
     }
-    TRY(seekTo(file_, position));
-    return readBig(file_, buffer, bytes) == bytes ? SUCCESS : ERROR_FILE_READ;
+    return readAt(file_, static_cast<int64_t>(position), buffer, bytes);
 }
 
 Result HugeStore::write(uint64_t position, const void* buffer, uint64_t bytes) {
@@ -97,9 +91,7 @@ Result HugeStore::write(uint64_t position, const void* buffer, uint64_t bytes) {
         std::memcpy(section_.view + position, buffer, static_cast<size_t>(bytes));
         return SUCCESS;
     }
-    TRY(seekTo(file_, position));
-    if (writeBig(file_, buffer, bytes) == static_cast<int64_t>(bytes)) return SUCCESS;
-    return lastFileError(ERROR_FILE_WRITE);
+    return writeAt(file_, static_cast<int64_t>(position), buffer, bytes);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "reference/runs.h"
@@ -106,15 +105,6 @@ TEST(CompressedStorage, KeepsTheRowWhenMemoryEnds) {
         EXPECT_EQ(rowsOf(stored.record), calm);
         EXPECT_EQ(stored.record.Size, size);
     }
-}
-
-TEST(CompressedStorage, ThreadsReadTheSameRows) {
-    StoredBitmap stored(Kind::compressed, 500, 200, 1);
-    const Bytes rows = fillRandomly(stored.record);
-    const auto read = [&] { EXPECT_EQ(rowsOf(stored.record), rows); };
-    std::thread other(read);
-    read();
-    other.join();
 }
 
 class Compression : public ::testing::TestWithParam<Kind> {};

@@ -1,7 +1,10 @@
 // What the kinds of storage share beside their pixels: the seek cache, lent rows, heights, Size, release; and where they differ.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstring>
+#include <thread>
+#include <vector>
 
 #include "bitmap/rows.h"
 #include "storage_cases.h"
@@ -79,6 +82,34 @@ TEST_P(Storage, LentRowsAreTheCopiedOnes) {
     ASSERT_TRUE(writer.put(4).ok());
     expectSeekCache(bitmap, 8);
     EXPECT_EQ(rowsOf(bitmap), all);
+}
+
+TEST_P(Storage, ThreadsReadOneBitmap) {
+    StoredBitmap stored(GetParam(), 256, 40, depthFor(GetParam(), 8));
+    BitmapHandle& bitmap = stored.record;
+    std::vector<uint32_t> colors;
+    const auto color = [&](int32_t i) { return T_GetPixelColor(&bitmap, i * 7 % 40, i * 31 % 256); };
+    const Bytes rows = fillRandomly(bitmap);
+    for (int32_t i = 0; i < 2000; ++i) colors.push_back(color(i));
+    std::atomic<int> wrong = 0;
+    for (const bool accessed : {true, false}) {  // pixels need no access beforehand, rows do
+        const auto read = [&](int32_t start) {
+            Bytes row(bitmap.BytesPerLine);
+            for (int32_t i = start; i < start + 1000; ++i) {
+                wrong += color(i) != colors[static_cast<size_t>(i)];
+                if (!accessed && GetParam() == Kind::movable) continue;
+                const int32_t got = T_GetBitmapRow(&bitmap, row.data(), i % 40, bitmap.BytesPerLine);
+                wrong += got < 0 || std::memcmp(&row[0], &rows[row.size() * (i % 40u)], row.size()) != 0;
+            }
+        };
+        std::thread first(read, 0);
+        std::thread second(read, 1000);
+        first.join();
+        second.join();
+        EXPECT_EQ((bitmap.Flags & BMF_LOCKED) != 0, accessed && GetParam() == Kind::movable) << "as it was";
+        T_ReleaseBitmap(&bitmap);
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST_P(OwnStorage, HeightsThatCannotBe) {
@@ -216,18 +247,22 @@ TEST(DiskStorage, ReportsFailedTransfers) {
     BitmapHandle& bitmap = stored.record;
     uint8_t row[256] = {};
     const uint32_t segment[] = {1, 9};
-    for (const int call : {1, 2}) {
-        failing.failAt(call);
-        EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 2, 64), call == 1 ? ERROR_FILE_SEEK : ERROR_FILE_READ);
-        failing.failAt(call);
-        EXPECT_EQ(T_PutBitmapRow(&bitmap, row, 2, 64), call == 1 ? ERROR_FILE_SEEK : ERROR_FILE_WRITE);
+    for (const bool placeToo : {false, true}) {
+        const auto fail = [&] { placeToo ? failing.failFrom(1) : failing.failAt(1); };
+        fail();
+        EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 2, 64), placeToo ? ERROR_FILE_SEEK : ERROR_FILE_READ);
+        fail();
+        EXPECT_EQ(T_PutBitmapRow(&bitmap, row, 2, 64), placeToo ? ERROR_FILE_SEEK : ERROR_FILE_WRITE);
     }
     failing.stopFailing();
+    failing.setDiskRoom(0);
+    EXPECT_EQ(T_PutBitmapRow(&bitmap, row, 2, 64), ERROR_FILE_WRITE);
+    failing.setDiskRoom(UINT64_MAX);
     EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 3, 128), ERROR_FILE_READ) << "past the end of the file";
     EXPECT_EQ(T_GetBitmapRow(&bitmap, row, -1, 64), ERROR_FILE_SEEK);
     const auto put = [&] { return T_PutBitmapRowSegments(&bitmap, row, 1, 0, segment, 2, 0); };
     const auto check = [](int32_t result, bool injected) { EXPECT_EQ(result < 0, injected) << result; };
-    EXPECT_EQ(sweepFailures(failing, kAllFailures, put, check), 5) << "scratch, seek, read, seek, write";
+    EXPECT_EQ(sweepFailures(failing, kAllFailures, put, check), 3) << "scratch, read, write";
 }
 
 // The row beyond 4 GB lies past the bitmap's end, where a position of 32 bits would fall into row 4464.

@@ -91,19 +91,17 @@ bool substitute(std::optional<T> State::*known, T* value) {
     return (state->*known).has_value();
 }
 
-int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
-    if (fails(kTransferFailures)) return -1;
-    {
-        const Locked guard;
-        if (state->diskRoom.has_value()) {
-            state->diskIsFull = count > *state->diskRoom;
-            const auto fitting = static_cast<uint32_t>(std::min<uint64_t>(count, *state->diskRoom));
-            if (fitting == 0 && count != 0) return -1;
-            count = fitting;
-            *state->diskRoom -= fitting;
-        }
-    }
-    return nativePlatform.writeFile(file, buffer, count);
+// Cuts a write to the room that is left; false when it cannot be done.
+bool takeRoom(uint32_t& count) {
+    if (fails(kTransferFailures)) return false;
+    const Locked guard;
+    if (!state->diskRoom.has_value()) return true;
+    state->diskIsFull = count > *state->diskRoom;
+    const auto fitting = static_cast<uint32_t>(std::min<uint64_t>(count, *state->diskRoom));
+    if (fitting == 0 && count != 0) return false;
+    count = fitting;
+    *state->diskRoom -= fitting;
+    return true;
 }
 
 const Platform& real = nativePlatform;
@@ -156,7 +154,15 @@ void setFileRoutines(Platform& table) {
     table.readFile = [](T_HANDLE file, void* buffer, uint32_t count) {
         return fails(kTransferFailures) ? -1 : real.readFile(file, buffer, count);
     };
-    table.writeFile = writeFile;
+    table.writeFile = [](T_HANDLE file, const void* buffer, uint32_t count) {
+        return takeRoom(count) ? real.writeFile(file, buffer, count) : -1;
+    };
+    table.readFileAt = [](T_HANDLE file, int64_t position, void* buffer, uint32_t count) {
+        return fails(kTransferFailures) ? -1 : real.readFileAt(file, position, buffer, count);
+    };
+    table.writeFileAt = [](T_HANDLE file, int64_t position, const void* buffer, uint32_t count) {
+        return takeRoom(count) ? real.writeFileAt(file, position, buffer, count) : -1;
+    };
     table.seekFile = [](T_HANDLE file, int64_t offset, SeekOrigin origin) {
         return fails(kTransferFailures) ? -1 : real.seekFile(file, offset, origin);
     };

@@ -27,7 +27,7 @@ enum FailureKind : uint32_t {
     kMovableFailures = 4,    // allocate, reallocate, lock
     kSectionFailures = 8,    // createSection
     kOpenFailures = 16,      // openFile, makeTempName, createTempFile
-    kTransferFailures = 32,  // readFile, writeFile, seekFile, endFileHere
+    kTransferFailures = 32,  // readFile, writeFile, their At forms, seekFile, endFileHere
     kCloseFailures = 64,     // closeFile, deleteFile: they do their work, then report failure
     kPaletteFailures = 128,  // createPalette, get and set entries
     kBudgetFailures = 256,   // memoryStatus, handleCount

@@ -128,6 +128,20 @@ int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
                        [descriptor](const uint8_t* from, size_t bytes) { return write(descriptor, from, bytes); });
 }
 
+int64_t readFileAt(T_HANDLE file, int64_t position, void* buffer, uint32_t count) {
+    auto* const start = static_cast<uint8_t*>(buffer);
+    return transferAll(start, count, [=, descriptor = descriptorOf(file)](uint8_t* to, size_t bytes) {
+        return pread(descriptor, to, bytes, position + (to - start));
+    });
+}
+
+int64_t writeFileAt(T_HANDLE file, int64_t position, const void* buffer, uint32_t count) {
+    const auto* const start = static_cast<const uint8_t*>(buffer);
+    return transferAll(start, count, [=, descriptor = descriptorOf(file)](const uint8_t* from, size_t bytes) {
+        return pwrite(descriptor, from, bytes, position + (from - start));
+    });
+}
+
 int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin) {
     const int whence = origin == SeekOrigin::start ? SEEK_SET : origin == SeekOrigin::current ? SEEK_CUR : SEEK_END;
     return lseek(descriptorOf(file), offset, whence);

@@ -1,6 +1,7 @@
 // Heap blocks, movable blocks and sections.
 #include <sys/mman.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -15,7 +16,7 @@ namespace {
 struct MovableBlock {
     static constexpr uint32_t kMagic = 0x4B4C424D;
     uint32_t magic;
-    uint32_t locks;
+    std::atomic<uint32_t> locks;  // readers of one bitmap lock its block from several threads
     size_t bytes;
     void* data;
 };
@@ -130,7 +131,10 @@ void* lockMovable(T_HANDLE handle) {
 
 void unlockMovable(T_HANDLE handle) {
     auto* block = movableOf(handle);
-    if (block != nullptr && block->locks != 0) --block->locks;
+    if (block == nullptr) return;
+    uint32_t locks = block->locks.load();
+    while (locks != 0 && !block->locks.compare_exchange_weak(locks, locks - 1)) {
+    }
 }
 
 size_t sizeOfMovable(T_HANDLE handle) {

@@ -2,7 +2,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
-#include <sched.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -48,6 +47,9 @@ bool readField(const char* text, const char* name, uint64_t* bytes) {
     *bytes = std::strtoull(found + std::strlen(name), nullptr, 10) * 1024;
     return true;
 }
+
+static_assert(sizeof(pthread_mutex_t) <= sizeof(SystemLock) && alignof(pthread_mutex_t) <= alignof(SystemLock));
+pthread_mutex_t* mutexOf(SystemLock* lock) { return reinterpret_cast<pthread_mutex_t*>(lock); }
 
 }  // namespace
 
@@ -116,7 +118,13 @@ void lock() { pthread_mutex_lock(&libraryMutex); }
 
 void unlock() { pthread_mutex_unlock(&libraryMutex); }
 
-void yieldThread() { sched_yield(); }
+void makeLock(SystemLock* lock) { pthread_mutex_init(mutexOf(lock), nullptr); }
+
+void destroyLock(SystemLock* lock) { pthread_mutex_destroy(mutexOf(lock)); }
+
+void acquireLock(SystemLock* lock) { pthread_mutex_lock(mutexOf(lock)); }
+
+void releaseLock(SystemLock* lock) { pthread_mutex_unlock(mutexOf(lock)); }
 
 void diagnose(const char* text) { std::fprintf(stderr, "%s\n", text); }
 

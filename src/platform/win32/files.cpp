@@ -28,6 +28,13 @@ DWORD attributesOf(const FileRequest& request) {
     return attributes != 0 ? attributes : FILE_ATTRIBUTE_NORMAL;
 }
 
+OVERLAPPED placeOf(int64_t position) {
+    OVERLAPPED place{};
+    place.Offset = static_cast<DWORD>(position);
+    place.OffsetHigh = static_cast<DWORD>(position >> 32);
+    return place;
+}
+
 constexpr DWORD kAnyPath = MAX_PATH + 1;
 
 // The directory, or the platform's own for temporary files when it is null or empty; null when that cannot be told.
@@ -54,6 +61,20 @@ int64_t readFile(T_HANDLE file, void* buffer, uint32_t count) {
 int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
     DWORD moved = 0;
     return WriteFile(systemHandle(file), buffer, count, &moved, nullptr) ? static_cast<int64_t>(moved) : -1;
+}
+
+int64_t readFileAt(T_HANDLE file, int64_t position, void* buffer, uint32_t count) {
+    OVERLAPPED place = placeOf(position);
+    DWORD moved = 0;
+    if (ReadFile(systemHandle(file), buffer, count, &moved, &place)) return moved;
+    // Unlike reading at the file's own position, this fails at the end.
+    return GetLastError() == ERROR_HANDLE_EOF ? 0 : -1;
+}
+
+int64_t writeFileAt(T_HANDLE file, int64_t position, const void* buffer, uint32_t count) {
+    OVERLAPPED place = placeOf(position);
+    DWORD moved = 0;
+    return WriteFile(systemHandle(file), buffer, count, &moved, &place) ? static_cast<int64_t>(moved) : -1;
 }
 
 int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin) {

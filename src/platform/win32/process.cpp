@@ -11,6 +11,9 @@ SRWLOCK libraryLock = SRWLOCK_INIT;
 SRWLOCK slotLock = SRWLOCK_INIT;
 std::atomic<DWORD> slot = TLS_OUT_OF_INDEXES;
 
+static_assert(sizeof(SRWLOCK) <= sizeof(SystemLock) && alignof(SRWLOCK) <= alignof(SystemLock));
+SRWLOCK* slimLockOf(SystemLock* lock) { return reinterpret_cast<SRWLOCK*>(lock); }
+
 }  // namespace
 
 bool memoryStatus(MemoryStatus* status) {
@@ -80,7 +83,13 @@ void lock() { AcquireSRWLockExclusive(&libraryLock); }
 
 void unlock() { ReleaseSRWLockExclusive(&libraryLock); }
 
-void yieldThread() { Sleep(0); }
+void makeLock(SystemLock* lock) { InitializeSRWLock(slimLockOf(lock)); }
+
+void destroyLock(SystemLock*) {}
+
+void acquireLock(SystemLock* lock) { AcquireSRWLockExclusive(slimLockOf(lock)); }
+
+void releaseLock(SystemLock* lock) { ReleaseSRWLockExclusive(slimLockOf(lock)); }
 
 void diagnose(const char* text) { OutputDebugStringA(text); }
 
