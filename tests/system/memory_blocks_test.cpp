@@ -136,7 +136,7 @@ TEST(HugeMemory, KeepsItsBytesInMemoryAndInAFile) {
             // A failed section is made good by a file.
             EXPECT_TRUE(result == SUCCESS || (injected && (result == FAILURE || (result <= -4 && result >= -7))));
         };
-        EXPECT_GT(sweepFailures(failing, kAllFailures, operation, check), inFile ? 20 : 5);
+        EXPECT_GT(sweepFailures(failing, kAllFailures, operation, check), inFile ? 15 : 5);
         sweepFailures(failing, kSectionFailures, operation, check, true);
         EXPECT_EQ(setting.folder().entries(), 0);
     }
