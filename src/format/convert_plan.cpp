@@ -21,6 +21,7 @@ struct ColorLayout {
     bool wide;  // channels of 16 bits
     bool rgb;   // red comes first
     bool alpha;
+    bool operator==(const ColorLayout&) const = default;
 };
 constexpr ColorLayout kColors8 = {4, false, false, false};
 constexpr ColorLayout kColors16 = {8, true, false, false};
@@ -32,26 +33,29 @@ class Planner {
     void make();
 
   private:
-    void fromIndexes();
-    void fromSamples();
-    void fromSamplesByTable();
-    void fromColors();
-    void toColorTarget(ColorLayout layout);
-    void toMatrixTarget(ColorLayout layout);
-    void toLevelTarget(ColorLayout layout);
-    void toPalette(ColorLayout layout);
-    void narrow(ColorLayout& layout);
-    bool setPair(const ColorLayout& layout);
+    void addStages();
+    void addFromIndexes();
+    void addFromSamples();
+    ColorLayout addColorLoad();
+    void addToLevels(ColorLayout layout);
+    void addToPalette(ColorLayout layout);
+    void addTo555(ColorLayout layout);
+    void addToMatrix(const ColorLayout& layout);
 
     ConvertStep& add(steps::Step* run);
     void addByteMap(uint32_t sourceBytes, uint32_t targetBytes, const uint8_t (&from)[8], uint8_t fill);
     void addShuffle(const ColorLayout& from, const ColorLayout& to);
+    void addNarrowing(ColorLayout& layout);
+    bool addPairMatch(const ColorLayout& layout);
     void addSampleLoad();
     void addSampleStore();
-    void addIndexStore();
     void addTable(const PaletteEntry* source, uint32_t count, uint32_t topLevel);
+    void addTableUse(bool changes);
+    bool fillTable(const PaletteEntry* source, uint32_t count, uint32_t topLevel);
 
+    bool isCopy() const;
     uint8_t alpha8() const { return c_.opaque ? 255 : 0; }
+    bool toColors() const { return c_.bitsDst > 8 && !c_.grayTarget; }
     ColorLayout sourceLayout() const;
     ColorLayout targetLayout() const;
     uint64_t targetPixel(uint32_t red, uint32_t green, uint32_t blue) const;
@@ -66,14 +70,30 @@ void Planner::make() {
     plan_.palette = {};
     plan_.matcherReady = false;
     if (c_.paletteDst != nullptr) plan_.palette = {c_.paletteDst, size_t{1} << c_.bitsDst};
-    if (c_.bitsSrc <= 8)
-        fromIndexes();
-    else if (!c_.graySource)
-        fromColors();
-    else if (c_.paletteSrc != nullptr)
-        fromSamplesByTable();
-    else
-        fromSamples();
+    if (!isCopy()) addStages();
+}
+
+// From the source's indexes, samples or colours to the target's.
+void Planner::addStages() {
+    if (c_.bitsSrc <= 8) return addFromIndexes();
+    if (c_.graySource && c_.paletteSrc == nullptr) return addFromSamples();
+    if (c_.bitsSrc == 16 && c_.bitsDst == 16 && !c_.graySource && !c_.grayTarget) {
+        add(steps::swap555);
+        return;
+    }
+    const ColorLayout layout = addColorLoad();
+    if (c_.bitsDst == 0 || c_.grayTarget) return addToLevels(layout);
+    if (c_.bitsDst <= 8) return addToPalette(layout);
+    if (c_.bitsDst == 16) return addTo555(layout);
+    if (c_.orderDst == ORDER_MATRIX_RGB && c_.orderSrc != ORDER_MATRIX_RGB) return addToMatrix(layout);
+    if (layout != targetLayout()) addShuffle(layout, targetLayout());
+}
+
+// Pixels above 8 bits that stay as they are. Indexes stay where the table of their palettes says so.
+bool Planner::isCopy() const {
+    if (c_.bitsSrc != c_.bitsDst || c_.bitsSrc <= 8 || c_.graySource != c_.grayTarget) return false;
+    if (c_.graySource) return c_.paletteSrc == nullptr && !c_.srcRange && !c_.dstRange;
+    return c_.orderSrc == c_.orderDst && c_.orderSrc != ORDER_MATRIX_RGB;
 }
 
 // ---- parts of plans ----
@@ -138,10 +158,6 @@ void Planner::addSampleStore() {
         addByteMap(4, static_cast<uint32_t>(c_.bitsDst / 8), {0, 1, 0, 1, 0, 1, kFill, kFill}, alpha8());
 }
 
-void Planner::addIndexStore() {
-    if (c_.bitsDst >= 1 && c_.bitsDst < 8) add(steps::pack).bits = static_cast<uint32_t>(c_.bitsDst);
-}
-
 // A pixel of a gray or colour target deeper than 8 bits, first byte lowest.
 uint64_t Planner::targetPixel(uint32_t red, uint32_t green, uint32_t blue) const {
     if (c_.grayTarget) return spreadLevel(levelWindow(c_), grayLevel(red, green, blue));
@@ -158,8 +174,8 @@ uint64_t Planner::targetPixel(uint32_t red, uint32_t green, uint32_t blue) const
 }
 
 // Fills the plan's table for indexes below `count`: palette entries, or without a palette the gray levels
-// index * 255 / topLevel. Adds the step that applies it, and those that store the result.
-void Planner::addTable(const PaletteEntry* source, uint32_t count, uint32_t topLevel) {
+// index * 255 / topLevel. False where every index stays what it is.
+bool Planner::fillTable(const PaletteEntry* source, uint32_t count, uint32_t topLevel) {
     PixelTable& table = plan_.table;
     bool identity = false;  // left so only for maps from bytes to bytes
     PaletteEntry levels[256];
@@ -186,108 +202,102 @@ void Planner::addTable(const PaletteEntry* source, uint32_t count, uint32_t topL
                 table.eight[i] = pixel;
         }
     }
-    if (!identity) add(steps::expand);
-    if (c_.bitsDst == 12) add(steps::store12);
-    addIndexStore();
+    return !identity;
 }
 
-// ---- plans by source ----
+// From bytes to the target: by the table, unless it changes nothing, and packed.
+void Planner::addTableUse(bool changes) {
+    if (changes) add(steps::expand);
+    if (c_.bitsDst == 12) add(steps::store12);
+    if (c_.bitsDst >= 1 && c_.bitsDst < 8) add(steps::pack).bits = static_cast<uint32_t>(c_.bitsDst);
+}
 
-void Planner::fromIndexes() {
+void Planner::addTable(const PaletteEntry* source, uint32_t count, uint32_t topLevel) {
+    addTableUse(fillTable(source, count, topLevel));
+}
+
+// ---- from the source ----
+
+void Planner::addFromIndexes() {
     if (c_.bitsSrc == 0 && c_.bitsDst >= 24 && !c_.grayTarget) {
         addShuffle({1, false, targetLayout().rgb, false}, targetLayout());
         return;
     }
-    const bool packed = c_.bitsSrc >= 1 && c_.bitsSrc < 8;
-    if (packed) add(steps::unpack).bits = static_cast<uint32_t>(c_.bitsSrc);
-    addTable(c_.paletteSrc, c_.bitsSrc != 0 ? 1u << c_.bitsSrc : 256, 255);
+    const bool changes = fillTable(c_.paletteSrc, c_.bitsSrc != 0 ? 1u << c_.bitsSrc : 256, 255);
+    if (!changes && plan_.sourceBits == plan_.targetBits) return;
     if (c_.bitsSrc == 1 && plan_.targetBits >= 8 && plan_.targetBits != 12) {
-        plan_.stepCount = 0;
         add(steps::spread);
-    } else if (packed && c_.bitsSrc == c_.bitsDst && plan_.stepCount == 2) {
-        plan_.stepCount = 0;  // unpacked and packed again
-    }
-}
-
-void Planner::fromSamplesByTable() {
-    const SampleScale window = windowScale(c_, c_.bitsSrc);
-    addSampleLoad();
-    add(steps::lookup).lookup = {c_.paletteSrc, window.shift, window.mask};
-    toColorTarget(kColors8);
-}
-
-void Planner::fromSamples() {
-    if (c_.grayTarget && c_.bitsSrc == c_.bitsDst && !c_.srcRange && !c_.dstRange) return;
-    if (c_.bitsDst < 48 && !c_.grayTarget) {
-        // Through a window on short palette targets only as many bits as an index has count.
-        const bool fewBits = c_.srcRange && c_.bitsDst >= 1 && c_.bitsDst < 8;
-        const SampleScale window = windowScale(c_, fewBits ? c_.bitsDst : 8);
-        const auto byte = static_cast<uint8_t>(window.shift / 8);
-        const auto sourceBytes = static_cast<uint8_t>(c_.bitsSrc / 8);
-        if (c_.bitsSrc != 12 && window.mask == 255 && window.shift % 8 == 0 && byte < sourceBytes) {
-            // The level is a byte of the sample.
-            if (c_.bitsDst >= 24) {
-                addByteMap(sourceBytes, targetLayout().pixelBytes, {byte, byte, byte, kFill}, alpha8());
-                return;
-            }
-            addByteMap(sourceBytes, 1, {byte}, 0);
-        } else {
-            addSampleLoad();
-            add(steps::samples8).scale = window;
-        }
-        addTable(nullptr, window.mask + 1, window.divide);
         return;
     }
-    addSampleLoad();
-    add(steps::scale).scale = sampleScale(c_);
-    addSampleStore();
+    if (plan_.sourceBits < 8) add(steps::unpack).bits = plan_.sourceBits;
+    addTableUse(changes);
 }
 
-void Planner::fromColors() {
+void Planner::addFromSamples() {
+    if (c_.grayTarget || c_.bitsDst >= 48) {
+        addSampleLoad();
+        add(steps::scale).scale = sampleScale(c_);
+        addSampleStore();
+        return;
+    }
+    // Through a window on short palette targets only as many bits as an index has count.
+    const bool fewBits = c_.srcRange && c_.bitsDst >= 1 && c_.bitsDst < 8;
+    const SampleScale window = windowScale(c_, fewBits ? c_.bitsDst : 8);
+    const auto byte = static_cast<uint8_t>(window.shift / 8);
+    const auto sourceBytes = static_cast<uint8_t>(c_.bitsSrc / 8);
+    const bool isByte = c_.bitsSrc != 12 && window.mask == 255 && window.shift % 8 == 0 && byte < sourceBytes;
+    if (isByte && c_.bitsDst >= 24) {
+        addByteMap(sourceBytes, targetLayout().pixelBytes, {byte, byte, byte, kFill}, alpha8());
+        return;
+    }
+    if (isByte) {
+        addByteMap(sourceBytes, 1, {byte}, 0);
+    } else {
+        addSampleLoad();
+        add(steps::samples8).scale = window;
+    }
+    addTable(nullptr, window.mask + 1, window.divide);
+}
+
+// Brings the source's pixels to colours, and tells how these lie.
+ColorLayout Planner::addColorLoad() {
+    if (c_.graySource) {
+        const SampleScale window = windowScale(c_, c_.bitsSrc);
+        addSampleLoad();
+        add(steps::lookup).lookup = {c_.paletteSrc, window.shift, window.mask};
+        return kColors8;
+    }
     if (c_.bitsSrc == 16) {
-        if (c_.bitsDst == 16 && !c_.grayTarget) {
-            if (c_.orderSrc != c_.orderDst) add(steps::swap555);
-            return;
-        }
-        ColorLayout layout = kColors8;
-        layout.rgb = c_.orderSrc == ORDER_RGB;
-        if ((c_.bitsDst == 24 || c_.bitsDst == 32) && !c_.grayTarget) layout = targetLayout();
-        add(steps::from555).fields = {layout.pixelBytes, layout.rgb != (c_.orderSrc == ORDER_RGB), false, alpha8()};
-        if (layout.pixelBytes * 8 == c_.bitsDst && !c_.grayTarget) return;
-        layout.alpha = false;
-        toColorTarget(layout);
-        return;
+        // Straight to the target where it has bytes for channels.
+        const bool direct = toColors() && (c_.bitsDst == 24 || c_.bitsDst == 32);
+        const bool rgb = c_.orderSrc == ORDER_RGB;
+        const ColorLayout layout = direct ? targetLayout() : ColorLayout{4, false, rgb, false};
+        add(steps::from555).fields = {layout.pixelBytes, layout.rgb != rgb, false, alpha8()};
+        return layout;
     }
-    if (c_.orderSrc != ORDER_MATRIX_RGB) return toColorTarget(sourceLayout());
+    if (c_.orderSrc != ORDER_MATRIX_RGB) return sourceLayout();
     const bool wide = c_.bitsSrc == 48;
     addShuffle(sourceLayout(), wide ? kColors16 : kColors8);
     add(wide ? steps::inverse16 : steps::inverse8);
-    toColorTarget(wide ? kColors16 : kColors8);
+    return wide ? kColors16 : kColors8;
 }
 
-void Planner::narrow(ColorLayout& layout) {
+// ---- from colours to the target ----
+
+void Planner::addNarrowing(ColorLayout& layout) {
     if (!layout.wide) return;
     addShuffle(layout, kColors8);
     layout = kColors8;
 }
 
-void Planner::toColorTarget(ColorLayout layout) {
-    if (c_.bitsDst == 0 || c_.grayTarget) return toLevelTarget(layout);
-    if (c_.bitsDst <= 8) return toPalette(layout);
-    const ColorLayout target = targetLayout();
-    if (c_.bitsDst == 16) {
-        // KEEP: only the alpha of 32-bit pixels becomes bit 15; that of 64-bit pixels does not.
-        const bool alphaBit = layout.alpha && !layout.wide;
-        narrow(layout);
-        add(steps::to555).fields = {layout.pixelBytes, layout.rgb != target.rgb, alphaBit, 0};
-        return;
-    }
-    if (c_.orderDst == ORDER_MATRIX_RGB && c_.orderSrc != ORDER_MATRIX_RGB) return toMatrixTarget(layout);
-    const bool same = plan_.stepCount == 0 && layout.pixelBytes == target.pixelBytes && layout.rgb == target.rgb;
-    if (!same) addShuffle(layout, target);
+void Planner::addTo555(ColorLayout layout) {
+    // KEEP: only the alpha of 32-bit pixels becomes bit 15; that of 64-bit pixels does not.
+    const bool alphaBit = layout.alpha && !layout.wide;
+    addNarrowing(layout);
+    add(steps::to555).fields = {layout.pixelBytes, layout.rgb != targetLayout().rgb, alphaBit, 0};
 }
 
-void Planner::toMatrixTarget(ColorLayout layout) {
+void Planner::addToMatrix(const ColorLayout& layout) {
     const bool wide = c_.bitsDst == 48;
     addShuffle(layout, wide ? kColors16 : kColors8);
     add(wide ? steps::forward16 : steps::forward8);
@@ -296,15 +306,14 @@ void Planner::toMatrixTarget(ColorLayout layout) {
     addShuffle(wide ? kColors16 : kColors8, targetLayout());
 }
 
-void Planner::toLevelTarget(ColorLayout layout) {
-    narrow(layout);
+void Planner::addToLevels(ColorLayout layout) {
+    addNarrowing(layout);
     add(steps::gray).weights = {layout.pixelBytes, layout.rgb};
-    if (c_.bitsDst == 0) return;
-    addTable(nullptr, 256, 255);
+    if (c_.bitsDst != 0) addTable(nullptr, 256, 255);
 }
 
 // The two-entry form of the nearest match; false where the entries are one colour.
-bool Planner::setPair(const ColorLayout& layout) {
+bool Planner::addPairMatch(const ColorLayout& layout) {
     const PaletteEntry& a = plan_.palette[0];
     const PaletteEntry& b = plan_.palette[1];
     PairMatch pair;
@@ -323,16 +332,16 @@ bool Planner::setPair(const ColorLayout& layout) {
     return true;
 }
 
-void Planner::toPalette(ColorLayout layout) {
+void Planner::addToPalette(ColorLayout layout) {
     if (c_.bitsDst == 1) {
-        narrow(layout);
-        if (setPair(layout)) return;
+        addNarrowing(layout);
+        if (addPairMatch(layout)) return;
     }
     const uint32_t channelBytes = layout.wide ? 2 : 1;
     const uint32_t high = channelBytes - 1;
     const uint32_t red = layout.rgb ? 0 : 2 * channelBytes;
     add(steps::nearest).channels = {layout.pixelBytes, red + high, channelBytes + high, 2 * channelBytes - red + high};
-    addIndexStore();
+    addTableUse(false);
 }
 
 }  // namespace
