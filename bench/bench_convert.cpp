@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "contest.h"
-#include "format/convert.h"
+#include "convert/convert.h"
 
 #ifdef PEER_LIBYUV
 #include <libyuv.h>

@@ -2,9 +2,9 @@
 #include <cstring>
 #include <memory>
 
-#include "color/nearest.h"
 #include "contest.h"
-#include "format/convert.h"
+#include "convert/convert.h"
+#include "palette/nearest.h"
 
 #ifdef PEER_QT
 #include <QImage>

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "color/dither.h"
+#include "color/dither/dither.h"
 #include "tnkrn.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // The choice of storage for a bitmap.
 #include "bitmap/lifecycle.h"
-#include "bitmap/storage.h"
+#include "bitmap/storage/storage.h"
 #include "platform/platform.h"
 #include "system/settings.h"
 

@@ -1,11 +1,11 @@
 // Changing a 1-bit bitmap between run-compressed and plain storage where it stands.
 #include <utility>
 
+#include "base/progress.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
-#include "bitmap/storage.h"
-#include "bitmap/storage_compressed.h"
-#include "system/progress.h"
+#include "bitmap/storage/storage.h"
+#include "bitmap/storage/storage_compressed.h"
 #include "system/settings.h"
 
 namespace tnk {

@@ -4,12 +4,12 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/sample_rules.h"
+#include "base/scratch.h"
 #include "bitmap/hooks.h"
 #include "bitmap/rows.h"
-#include "bitmap/storage.h"
-#include "bitmap/storage_compressed.h"
-#include "format/sample_rules.h"
-#include "system/memory.h"
+#include "bitmap/storage/storage.h"
+#include "bitmap/storage/storage_compressed.h"
 
 namespace tnk {
 namespace {

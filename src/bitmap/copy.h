@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "base/progress.h"
+#include "base/result.h"
 #include "bitmap/lifecycle.h"
-#include "system/progress.h"
-#include "system/result.h"
 #include "system/settings.h"
 #include "tnkrn.h"
 

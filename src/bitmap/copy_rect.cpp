@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "base/pixel_format.h"
+#include "base/scratch.h"
 #include "bitmap/bit_run.h"
 #include "bitmap/copy.h"
 #include "bitmap/rows.h"
-#include "bitmap/storage.h"
-#include "format/pixel_format.h"
+#include "bitmap/storage/storage.h"
 #include "system/dispatch.h"
-#include "system/memory.h"
 
 namespace tnk {
 namespace {

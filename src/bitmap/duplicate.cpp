@@ -1,10 +1,10 @@
 // Records made after the model of another one.
 #include <cstring>
 
+#include "base/sample_rules.h"
 #include "bitmap/hooks.h"
 #include "bitmap/lifecycle.h"
-#include "color/palette.h"
-#include "format/sample_rules.h"
+#include "palette/palette.h"
 #include "platform/platform.h"
 #include "system/dispatch.h"
 

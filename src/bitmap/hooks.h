@@ -1,7 +1,7 @@
 // What rooms above this one hang on a bitmap, and what becomes of it with the bitmap. Null where there is nothing yet.
 #pragma once
 
-#include "system/result.h"
+#include "base/result.h"
 #include "tnkrn.h"
 
 namespace tnk {

@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstring>
 
+#include "base/pixel_format.h"
 #include "bitmap/hooks.h"
-#include "bitmap/storage.h"
-#include "color/palette.h"
-#include "format/pixel_format.h"
+#include "bitmap/storage/storage.h"
+#include "palette/palette.h"
 #include "platform/platform.h"
 #include "system/dispatch.h"
 #include "system/settings.h"

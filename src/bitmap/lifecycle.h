@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
-#include "bitmap/storage.h"
-#include "system/entry_rule.h"
-#include "system/result.h"
+#include "base/entry_rule.h"
+#include "base/result.h"
+#include "bitmap/storage/storage.h"
 #include "tnkrn.h"
 
 namespace tnk {

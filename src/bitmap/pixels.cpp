@@ -3,13 +3,13 @@
 #include <cstring>
 #include <span>
 
+#include "base/pixel_format.h"
+#include "base/pixel_values.h"
+#include "base/sample_rules.h"
 #include "bitmap/lifecycle.h"
-#include "bitmap/storage.h"
-#include "color/palette.h"
-#include "format/convert.h"
-#include "format/pixel_format.h"
-#include "format/pixel_values.h"
-#include "format/sample_rules.h"
+#include "bitmap/storage/storage.h"
+#include "convert/convert.h"
+#include "palette/palette.h"
 #include "system/dispatch.h"
 
 namespace tnk {

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <span>
 
-#include "system/memory.h"
-#include "system/result.h"
+#include "base/result.h"
+#include "base/scratch.h"
 #include "tnkrn.h"
 
 namespace tnk {

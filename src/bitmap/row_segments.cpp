@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/pixel_format.h"
+#include "base/sample_rules.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
-#include "bitmap/storage.h"
-#include "format/pixel_format.h"
-#include "format/sample_rules.h"
+#include "bitmap/storage/storage.h"
 
 namespace tnk {
 namespace {

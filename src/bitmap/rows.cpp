@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "bitmap/storage.h"
-#include "format/pixel_format.h"
+#include "base/pixel_format.h"
+#include "bitmap/storage/storage.h"
 
 namespace tnk {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <cstdint>
 
+#include "base/result.h"
+#include "base/scratch.h"
 #include "bitmap/lifecycle.h"
-#include "system/memory.h"
-#include "system/result.h"
 #include "tnkrn.h"
 
 namespace tnk {

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "system/result.h"
+#include "base/result.h"
 #include "tnkrn.h"
 
 namespace tnk {

@@ -1,13 +1,13 @@
 // Gray-scale conversion of whole bitmaps.
 #include <algorithm>
 
+#include "base/pixel_values.h"
+#include "base/progress.h"
+#include "base/sample_rules.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
-#include "color/palette.h"
-#include "format/convert.h"
-#include "format/pixel_values.h"
-#include "format/sample_rules.h"
-#include "system/progress.h"
+#include "convert/convert.h"
+#include "palette/palette.h"
 #include "system/settings.h"
 #include "tnkrn.h"
 

@@ -1,6 +1,6 @@
 // The tables through which lower rooms reach what higher rooms do, filled before anything runs.
 #include "bitmap/hooks.h"
-#include "color/dither.h"
+#include "color/dither/dither.h"
 #include "platform/load_hooks.h"
 #include "system/settings.h"
 

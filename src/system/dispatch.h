@@ -2,7 +2,7 @@
 // asks about regions and overlays.
 #pragma once
 
-#include "system/result.h"
+#include "base/result.h"
 #include "tnkrn.h"
 
 namespace tnk {

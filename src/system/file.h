@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
+#include "base/result.h"
 #include "platform/platform.h"
-#include "system/result.h"
 #include "system/settings.h"
 #include "tnkrn.h"
 

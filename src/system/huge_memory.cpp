@@ -3,9 +3,9 @@
 #include <cstring>
 #include <utility>
 
+#include "base/object.h"
+#include "base/result.h"
 #include "system/file.h"
-#include "system/object.h"
-#include "system/result.h"
 
 namespace tnk {
 

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "system/memory.h"
-#include "system/result.h"
+#include "base/result.h"
+#include "base/scratch.h"
 
 namespace tnk {
 

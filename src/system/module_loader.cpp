@@ -1,8 +1,8 @@
 // A loader of optional modules: the name is kept, the module comes when it is needed.
 #include <cstring>
 
-#include "system/object.h"
-#include "system/result.h"
+#include "base/object.h"
+#include "base/result.h"
 
 namespace tnk {
 

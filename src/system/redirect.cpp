@@ -5,9 +5,9 @@
 #include <cstring>
 #include <utility>
 
+#include "base/scratch.h"
 #include "platform/platform.h"
 #include "system/file.h"
-#include "system/memory.h"
 #include "system/settings.h"
 
 namespace tnk {

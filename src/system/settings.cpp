@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "base/result.h"
 #include "system/file.h"
-#include "system/result.h"
 
 namespace tnk {
 

@@ -2,8 +2,8 @@
 // refused, since freeing or setting one of them would break whoever owns it.
 #include <atomic>
 
+#include "base/result.h"
 #include "platform/platform.h"
-#include "system/result.h"
 
 namespace tnk {
 

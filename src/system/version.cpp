@@ -1,8 +1,8 @@
 // The version record.
 #include <cstring>
 
+#include "base/result.h"
 #include "platform/platform.h"
-#include "system/result.h"
 #include "tnkrn.h"
 
 namespace {

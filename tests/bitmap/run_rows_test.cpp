@@ -1,5 +1,5 @@
 // Rows to runs and back: hand-worked values, and the plain form of the rule over widths, starts and long runs.
-#include "bitmap/run_rows.h"
+#include "bitmap/runs/run_rows.h"
 
 #include <gtest/gtest.h>
 

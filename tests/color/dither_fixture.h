@@ -8,9 +8,9 @@
 #include <random>
 #include <vector>
 
-#include "color/dither_band.h"
-#include "color/dither_state.h"
-#include "color/palette.h"
+#include "color/dither/dither_band.h"
+#include "color/dither/dither_state.h"
+#include "palette/palette.h"
 #include "reference/palette.h"
 #include "tnkrn.h"
 

@@ -4,9 +4,9 @@
 #include <cstring>
 #include <vector>
 
+#include "base/pixel_format.h"
+#include "color/dither/dither_modes.h"
 #include "color/dither_fixture.h"
-#include "color/dither_modes.h"
-#include "format/pixel_format.h"
 #include "reference/dither.h"
 #include "support/failing_platform.h"
 #include "tnkrn.h"

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <vector>
 
+#include "base/pixel_format.h"
+#include "color/dither/dither_modes.h"
 #include "color/dither_fixture.h"
-#include "color/dither_modes.h"
-#include "format/pixel_format.h"
 #include "reference/dither.h"
 #include "tnkrn.h"
 

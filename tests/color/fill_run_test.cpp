@@ -4,7 +4,7 @@
 #include <functional>
 #include <vector>
 
-#include "color/palette.h"
+#include "palette/palette.h"
 #include "reference/convert.h"
 
 namespace tnk {

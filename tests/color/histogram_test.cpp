@@ -1,5 +1,5 @@
 // Histograms and colour counts against plain ones, by depth and order, over widths around the blocks and vectors.
-#include "color/histogram.h"
+#include "color/reduce/histogram.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The nearest entry of a palette, for single colours and for rows, against a plain form.
-#include "color/nearest.h"
+#include "palette/nearest.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "color/palette.h"
+#include "palette/palette.h"
 #include "reference/palette.h"
 #include "support/failing_platform.h"
 

@@ -1,5 +1,5 @@
 // Optimized palettes of bitmaps and lists held against their plain form.
-#include "color/optimized_palette.h"
+#include "color/reduce/optimized_palette.h"
 
 #include <gtest/gtest.h>
 

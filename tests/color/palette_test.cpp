@@ -1,5 +1,5 @@
 // Fixed and gray palettes, palettes of bitmaps, gray classification, colour translation, maps and logical palettes.
-#include "color/palette.h"
+#include "palette/palette.h"
 
 #include <gtest/gtest.h>
 

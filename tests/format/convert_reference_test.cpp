@@ -7,8 +7,8 @@
 #include <random>
 #include <vector>
 
-#include "format/convert.h"
-#include "format/pixel_format.h"
+#include "base/pixel_format.h"
+#include "convert/convert.h"
 #include "reference/convert.h"
 #include "tnkrn.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "kernels/hue_class.h"
+#include "kernels/pixels/hue_class.h"
 
 namespace tnk {
 namespace {

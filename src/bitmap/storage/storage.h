@@ -1,0 +1,85 @@
+// The kinds of storage behind a bitmap, and the one interface through which the library reaches pixel data.
+#pragma once
+
+#include <cstdint>
+
+#include "base/result.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+// Rows are addressed by their stored index. Neither rows, columns nor byte counts are checked against the bitmap.
+struct StorageKind {
+    uint32_t reportedKind;  // MEMKIND_*
+
+    // Attaches storage of bitmap.Size bytes, zero, and sets the flags of the kind. A failure attaches nothing.
+    Result (*allocate)(BitmapHandle& bitmap);
+
+    // Lets go of the storage and of the fields that name it; the flags are the caller's affair.
+    void (*release)(BitmapHandle& bitmap);
+
+    // Moves `bytes` bytes from the byte of `column` on; bytes moved, or a code.
+    int64_t (*read)(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes);
+    int64_t (*write)(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes);
+
+    // Gives the address of `count` rows from `first` on, BytesPerLine apart; null, with success, when rows of this kind
+    // have to be copied. Notes no row.
+    Result (*lend)(BitmapHandle& bitmap, int32_t first, int32_t count, uint8_t** rows);
+
+    // Gives the storage room for `height` rows, zero beyond the old ones, and sets Size; Height is still the old one and
+    // the caller's to change. The caller has seen that the plain rows fit 32 bits. A failure leaves all as it was.
+    Result (*resize)(BitmapHandle& bitmap, int32_t height);
+
+    // Bytes of pixel data that the storage holds.
+    Result (*measure)(const BitmapHandle& bitmap, uint32_t* bytes);
+};
+
+extern const StorageKind kSectionStorage;          // a memory section
+extern const StorageKind kMovableStorage;          // a movable block, accessed by locking it
+extern const StorageKind kUserStorage;             // memory of the caller
+extern const StorageKind kDiskStorage;             // a temporary file
+extern const StorageKind kTiledStorage;            // tiles, in memory or in files of their own
+extern const StorageKind kCompressedStorage;       // run-compressed rows of 1 bit
+extern const StorageKind kSuperCompressedStorage;  // chunks packed by a codec module
+extern const StorageKind kNoStorage;               // what an unallocated bitmap has
+
+// The flags that say which storage a bitmap has.
+constexpr uint32_t kStorageFlags = BMF_ALLOCATED | BMF_MEMORY | BMF_DISK | BMF_LOCKED | BMF_COMPRESSED | BMF_USERDATA |
+                                   BMF_MOVABLE | BMF_TILED | BMF_SUPERCOMPRESSED;
+
+const StorageKind& storageOf(const BitmapHandle& bitmap);
+
+// Notes `row` as the last row sought and gives its byte position.
+int64_t seekRow(BitmapHandle& bitmap, int32_t row);
+
+// Bytes of `height` rows, at most kSizeLimit - 1; false beyond.
+bool dataBytes(const BitmapHandle& bitmap, int32_t height, uint32_t* bytes);
+
+// Bytes of `height` rows with what lies before them in the section, which the caller knows to fit.
+// KEEP: Size takes in DataOffset after a change of height and nowhere else.
+uint32_t bytesWithOffset(const BitmapHandle& bitmap, int32_t height);
+
+// The parts that the kinds in memory share.
+int64_t readMemory(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes);
+int64_t writeMemory(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes);
+Result lendMemory(BitmapHandle& bitmap, int32_t first, int32_t count, uint8_t** rows);
+Result measureRows(const BitmapHandle& bitmap, uint32_t* bytes);
+
+// Where T_GetBitmapMemoryInfo wants the facts of tiles; null where it does not.
+struct TileOutputs {
+    uint32_t* tileBytes;
+    uint32_t* tileCount;
+    uint32_t* tilesInMemory;
+    uint32_t* limit1;
+    uint32_t* limit2;
+};
+void reportTiles(const BitmapHandle& bitmap, const TileOutputs& outputs);
+
+// Locks and unlocks movable storage for a caller; nothing for other kinds. Accessing tells whether the caller had done so
+// already. Pixels that an operation of this library works on stay where they are until it ends.
+bool accessBitmap(BitmapHandle& bitmap);
+void releaseBitmap(BitmapHandle& bitmap);
+// The same for storage that goes, whoever works on it.
+void endAccess(BitmapHandle& bitmap);
+
+}  // namespace tnk

@@ -1,0 +1,167 @@
+// The dithering engine: rows.
+#include <algorithm>
+
+#include "base/pixel_format.h"
+#include "color/dither/color_fetch.h"
+#include "color/dither/dither.h"
+#include "color/dither/dither_band.h"
+#include "color/dither/dither_cores.h"
+#include "color/dither/dither_modes.h"
+#include "color/dither/dither_pack.h"
+#include "color/dither/dither_state.h"
+#include "convert/convert.h"
+
+namespace tnk {
+namespace {
+
+// From here on the channels' errors may differ.
+void separateErrors(DitherState& state) {
+    if (!state.grayErrors) return;
+    state.grayErrors = false;
+    for (int32_t row = 0; row < state.shape.rows; ++row) {
+        const auto r = static_cast<uint32_t>(row);
+        std::copy_n(state.errorRow(r, 0), state.cells(), state.errorRow(r, 1));
+        std::copy_n(state.errorRow(r, 0), state.cells(), state.errorRow(r, 2));
+    }
+}
+
+// Fetches, dithers and packs a row. `core` makes the indexes of a block.
+template <typename Core>
+void ditherBlocks(const DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input,
+                  uint8_t* output, Core core) {
+    alignas(32) uint8_t channels[kChannels][kColorBlock];
+    alignas(32) uint8_t indexes[kColorBlock];
+    const ColorPlanes planes{channels[0], channels[1], channels[2]};
+    int32_t count;
+    for (int32_t x = 0; x < width; x += count) {
+        count = std::min(kColorBlock, width - x);
+        source.fetch(source, input + source.offsetOf(x), count, planes);
+        core(source.planesOf(planes), count, indexes);
+        packIndexes(source.kernels, indexes, state.outputBits, count,
+                    output + static_cast<size_t>(x) / 8 * state.outputBits);
+    }
+}
+
+void ditherRow(DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input, uint8_t* output) {
+    const DitherCore core = chooseDitherCore(state, source.gray && state.grayErrors);
+    DitherRow row(state, width);
+    ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
+        core(row, pixels, count, indexes);
+    });
+}
+
+// A row matched by the table without offsets. One key a pixel through plain loads is faster than gathering in vectors.
+void matchRow(const DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input,
+              uint8_t* output) {
+    constexpr int32_t kBlock = 2048;  // pixels; the first-level cache holds the keys
+    uint16_t keys[kBlock];
+    uint8_t indexes[kBlock];
+    const DitherMatch match = ditherMatchOf(state);
+    int32_t count;
+    for (int32_t x = 0; x < width; x += count) {
+        count = std::min(kBlock, width - x);
+        fetchKeys(source, input + source.offsetOf(x), count, keys);
+        for (int32_t i = 0; i < count; ++i) {
+            if (match.table[keys[i]] == 0) completeMatchTable(state, keys[i]);
+            indexes[i] = match.choices[std::min(match.table[keys[i]], kOtherChoice)].Reserved;
+        }
+        packIndexes(source.kernels, indexes, state.outputBits, count,
+                    output + static_cast<size_t>(x) / 8 * state.outputBits);
+    }
+}
+
+// Gray levels straight to bits: pixels done of a row, all but the last few.
+int32_t packThresholds(const DitherKernels& kernels, const DitherState& state, const ColorFetch& source, int32_t width,
+                       const int16_t (&offsets)[kOffsets], const uint8_t* input, uint8_t* output) {
+    if (!source.levels || state.outputBits != 1 || kernels.packAbove == nullptr) return 0;
+    if (quantisingOf(state) != Quantising::grayThreshold) return 0;
+    uint8_t thresholds[kOffsets];
+    std::copy_n(offsets, kOffsets, thresholds);
+    return kernels.packAbove(input, thresholds, width, output);
+}
+
+// A row of a method without errors, by vectors.
+void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFetch& source, int32_t width,
+                 const uint8_t* input, uint8_t* output) {
+    if (!state.isOrdered() && state.usesTable()) {
+        matchRow(state, source, width, input, output);
+        return;
+    }
+    const DitherRowCore core = kernels.rowCore(quantisingOf(state), source.gray);
+    const DitherMatch match = ditherMatchOf(state);
+    int16_t offsets[kOffsets] = {};
+    if (state.isOrdered()) {
+        const int16_t* const line = state.ordered[state.line++ & 7];
+        for (int32_t i = 0; i < kOffsets; ++i) offsets[i] = line[i % 8];
+    }
+    const int32_t done = packThresholds(kernels, state, source, width, offsets, input, output);
+    input += done;  // a byte a pixel, where there are any
+    output += done / 8;
+    width -= done;
+    ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
+        core(match, offsets, {pixels.red, pixels.green, pixels.blue}, count, indexes);
+    });
+}
+
+// What the run was started for is still what the record says: error rows have the width of the start, callers' rows the
+// depth. Indexes have no order, and 12 bits are gray whatever it says.
+Result checkRow(const DitherState& state, const BitmapHandle& bitmap) {
+    const PixelFormat* const format = findPixelFormat(bitmap.BitsPerPixel);
+    const bool same = format != nullptr && format->bits == state.sourceBits && bitmap.Width <= state.columns;
+    const bool ordered = same && (format->bits <= 12 || acceptsOrder(*format, bitmap.Order));
+    return ordered ? SUCCESS : ERROR_INVALID_PARAMETER;
+}
+
+}  // namespace
+
+bool ditherChangesInput(const BitmapHandle& bitmap) { return needsPlainOrder(bitmap); }
+
+Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output, int32_t count) {
+    return ditherRowsBy(ditherKernelsFor(instructionSet()), bitmap, input, output, count);
+}
+
+Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output,
+                    int32_t count) {
+    if (bitmap.pDitherState == nullptr) return ERROR_INVALID_PARAMETER;
+    if (bitmap.StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
+    if ((bitmap.Flags & BMF_SIGNED) != 0) return ERROR_SIGNED_DATA;
+    DitherState& state = *static_cast<DitherState*>(bitmap.pDitherState);
+    TRY(checkRow(state, bitmap));
+
+    int32_t bits = state.sourceBits;
+    uint32_t order = bitmap.Order;
+    if (needsPlainOrder(bitmap)) {
+        const ConvertSpec plain{.bitsSrc = bits, .bitsDst = 24, .orderSrc = order, .orderDst = ORDER_BGR};
+        for (int32_t i = 0; i < count && bitmap.Width > 0; ++i) {
+            TRY(convertBuffer(input[i], bitmap.Width, plain));
+        }
+        bits = 24;
+        order = ORDER_BGR;
+    }
+    const ColorFetch source = chooseColorFetch(kernels, state.source, bitmap, bits, order);
+    if (!source.gray) separateErrors(state);
+    int32_t done = 0;
+    if (kernels != nullptr && state.diffuses() && bitmap.Width <= kMaxBandWidth) {
+        while (count - done >= kernels->bandRows &&
+               ditherBand(*kernels, state, source, bitmap.Width, input + done, output + done)) {
+            done += kernels->bandRows;
+        }
+    }
+    for (; done < count; ++done) {
+        if (kernels != nullptr && !state.diffuses()) {
+            ditherRowBy(*kernels, state, source, bitmap.Width, input[done], output[done]);
+        } else {
+            ditherRow(state, source, bitmap.Width, input[done], output[done]);
+        }
+    }
+    return SUCCESS;
+}
+
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint8_t* Output) {
+    if (Bitmap == nullptr || Input == nullptr || Output == nullptr) return ERROR_INVALID_PARAMETER;
+    return ditherRows(*Bitmap, &Input, &Output, 1).code;
+}

@@ -1,0 +1,33 @@
+// Palettes built from the colours of pictures.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "base/result.h"
+#include "base/scratch.h"
+#include "tnkrn.h"
+
+namespace tnk {
+
+struct OptimizedPalette {
+    // In: how many colours are wanted, at most 256. Out: how many there are.
+    uint32_t count = 0;
+    PaletteEntry* entries = nullptr;  // room for as many as are wanted; the rest becomes zero
+    bool wantsMatchTable = false;
+    uint32_t leftForRest = 63;  // entries that dominant colours leave to the others at least
+    // Exact colours are those that reduced pixels are compared in. Else as counting collects them.
+    bool forPixels = true;
+
+    // Out: whether pixels have colours that the palette lacks, and a table of kMatchTableEntries words (place of the
+    // entry for a 15-bit colour, from 1 on; 0 for colours that do not occur), or none.
+    bool needsDithering = true;
+    LocalArray<uint32_t> matchTable{};
+};
+
+// `fixed` are entries that the palette is going to stand beside: colours equal to one of them are left out of an exact
+// answer. Codes: -1 no memory, and those of row access.
+Result optimizePalette(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed, OptimizedPalette& palette);
+Result optimizePaletteOfList(T_HANDLE list, OptimizedPalette& palette);
+
+}  // namespace tnk

@@ -1,0 +1,104 @@
+// How vectors of levels become palette indexes, for the files of each instruction set to include with their `Lanes`.
+#pragma once
+
+#include <cstdint>
+
+#include "kernels/dither/dither_kernels.h"
+
+namespace tnk {
+
+// Nothing here may have external linkage: the linker would keep one instruction set's copy for all.
+namespace {
+
+// Quantisers take the levels of `Channels` channels, put the chosen entry's levels in their place and return indexes.
+
+template <typename Lanes, int32_t Channels>
+class LevelQuantiser {
+    using V = typename Lanes::V;
+
+  public:
+    explicit LevelQuantiser(const DitherMatch& match) : bright_(Lanes::all(match.levels.bright)) {
+        for (int32_t c = 0; c < 3; ++c) {
+            scale_[c] = Lanes::all(match.levels.scale[c]);
+            step_[c] = Lanes::all(match.levels.step[c]);
+            weight_[c] = Lanes::all(match.levels.weight[c]);
+        }
+    }
+    V operator()(V (&level)[Channels], V) const {
+        V index = Lanes::all(0);
+        for (int32_t c = 0; c < Channels; ++c) {
+            const V code = Lanes::multiplyHigh(level[c], scale_[c]);
+            index += code * weight_[c];
+            level[c] = (code * step_[c] + 8) >> 4;
+        }
+        return index + ((index > 0) & bright_);
+    }
+
+  private:
+    V scale_[3];
+    V step_[3];
+    V weight_[3];
+    V bright_;
+};
+
+template <typename V, int32_t Channels>
+V grayOf(const V (&level)[Channels]) {
+    if constexpr (Channels == 1) return level[0];
+    if constexpr (Channels == 3) return (2 * level[0] + 5 * level[1] + level[2] + 4) >> 3;
+}
+
+// As above by the gray level of the channels.
+template <typename Lanes, int32_t Channels>
+class GrayQuantiser {
+    using V = typename Lanes::V;
+
+  public:
+    explicit GrayQuantiser(const DitherMatch& match)
+        : scale_(Lanes::all(match.levels.scale[0])), step_(Lanes::all(match.levels.step[0])) {}
+    V operator()(V (&level)[Channels], V) const {
+        const V code = Lanes::multiplyHigh(grayOf(level), scale_);
+        for (V& channel : level) channel = (code * step_ + 8) >> 4;
+        return code;
+    }
+
+  private:
+    V scale_;
+    V step_;
+};
+
+template <typename Lanes, int32_t Channels>
+class TableQuantiser {
+    using V = typename Lanes::V;
+
+  public:
+    explicit TableQuantiser(const DitherMatch& match) : match_(match) {}
+    // Only lanes whose mask is set may complete the table.
+    V operator()(V (&level)[Channels], V mask) const {
+        const V red = level[0];
+        const V green = level[Channels == 3 ? 1 : 0];
+        const V blue = level[Channels == 3 ? 2 : 0];
+        const V key = (red & 0xF8) << 7 | (green & 0xF8) << 2 | blue >> 3;
+        typename Lanes::Entries entries = Lanes::gather(match_.table, key);
+        if (const uint32_t unknown = Lanes::unknownLanes(entries, mask); unknown != 0) {
+            complete(key, unknown);
+            entries = Lanes::gather(match_.table, key);
+        }
+        V index;
+        Lanes::chosen(match_.choices, entries, level, index);
+        return index;
+    }
+
+  private:
+    void complete(V key, uint32_t unknown) const {
+        alignas(32) uint16_t keys[Lanes::kLanes];
+        Lanes::store(keys, key);
+        for (int32_t lane = 0; lane < Lanes::kLanes; ++lane) {
+            if ((unknown >> lane & 1) != 0) completeMatchTable(*match_.state, keys[lane]);
+        }
+    }
+
+    const DitherMatch& match_;
+};
+
+}  // namespace
+}  // namespace tnk
