@@ -7,6 +7,7 @@ import hashlib
 import os
 import pathlib
 import random
+import select
 import shutil
 import signal
 import struct
@@ -164,15 +165,14 @@ class Reading(ToolTest):
         names = ["a.png", "b.bmp", str(SMALL_JPEG), "gone.png", "c.pgm", "f1.bmp", "f8.bmp", "web.png"]
         out, err = self.tnk("info", *names, code=1)
         distinct = len(set(self.pixels))
-        for words in ("61 x 37 pixels", "300 x 200 dots per inch", "24 bits a pixel", "24 bits (red first)", "in memory",
-                      "8 bits a pixel", "colours of its own", "JPEG", "240 x 120 dots per inch", "1 of 16 bits: gray",
-                      "2 colours: a ramp of grays", "256 colours: the fixed palette of 8 bits", "216 colours: the web palette",
-                      f"in use      {distinct} colours"):
+        for words in ("61 x 37 pixels/300 x 200 dots per inch/24 bits a pixel/24 bits (red first)/in memory/8 bits a pixel/colours of its own"
+                      "/JPEG/240 x 120 dots per inch/1 of 16 bits: gray/2 colours: a ramp of grays/256 colours: the fixed palette of 8 bits"
+                      f"/216 colours: the web palette/in use      {distinct} colours").split("/"):
             self.assertIn(words, out)
         self.assertRegex(err, r"^tnk: gone\.png: .+\n$")
         out, _ = self.tnk("count", "a.png", "b.bmp", "c.pgm", "d.ppm")
-        self.assertEqual([line.split(": ")[1] for line in out.splitlines()], [
-            f"{distinct} colours", "13 colours", "7 grays", "4 colours by the high bytes of the channels"])
+        counts = f"{distinct} colours/13 colours/7 grays/4 colours by the high bytes of the channels".split("/")
+        self.assertEqual([line.split(": ")[1] for line in out.splitlines()], counts)
         self.assertRegex(self.tnk("info", self.large(), "--memory", "tiled")[0], r"in tiles: 4 of \d+ bytes, 2 in memory")
         self.assertIn("temporary file", self.tnk("info", "in.ppm", "--memory", "disk")[0])
         self.assertIn("in.ppm: only pictures of 1 bit", self.tnk("info", "in.ppm", "--memory", "compressed", code=1)[1])
@@ -186,7 +186,7 @@ class Writing(ToolTest):
                 self.convert("in.png", "{bits}." + form, "--bits " + depths)
         for depth, layout in {1: (1, 0), 2: (2, 0), 3: (4, 3), 4: (4, 3), 5: (8, 3), 8: (8, 3), 16: (8, 2), 24: (8, 2), 32: (8, 6)}.items():
             data, image = self.read(f"{depth}.bmp"), self.image(f"{depth}.png")
-            self.assertEqual(pictures.read_png(self.read(f"{depth}.png"))[2:4], layout)
+            self.assertEqual(tuple(self.read(f"{depth}.png")[24:26]), layout)
             stored = depth if depth in (1, 16, 24, 32) else 4 if depth <= 4 else 8
             self.assertEqual([struct.unpack_from("<H", data, at)[0] for at in (2, 28, 46)],
                              [len(data) & 0xFFFF, stored, 1 << depth if depth <= 8 else 0])
@@ -195,10 +195,9 @@ class Writing(ToolTest):
             for info in (self.image(f"{depth}.bmp").info, image.info):
                 self.assertEqual([round(v) for v in info["dpi"]], [300, 200])
         self.same("32.png", self.rgba, "RGBA")
-        self.convert("in.ppm", "none.png", "--bits 8 --colors 16 --dither none")
+        self.convert("in.ppm", "none.png", "--bits 8 --colors 16")
         self.assertNotIn("dpi", self.image("none.png").info)
-        self.convert("in.ppm", "four.bmp", "--bits 4 --dither none")
-        self.same("none.png", self.image("four.bmp"))
+        self.same("none.png", self.image("4.bmp"))
 
     def test_every_target_writes_the_same_bytes(self):
         self.write("own.gpl", GPL + b"".join(b"%d %d %d\n" % (i * 5, 255 - i * 3, i * i % 256) for i in range(50)))
@@ -232,14 +231,12 @@ class Writing(ToolTest):
             for source, found in zip(sources, pixels):
                 self.assertEqual(distance(source, found), min(distance(source, color) for color in choice), options)
         self.assertIn("a.gpl: 6 colours do not fit 2 bits", self.convert("in.ppm", "two.bmp", "--bits 2 --palette a.gpl", code=1)[1])
-        # All grays stay what they are; where there are fewer, dithering keeps the brightness.
+        # All grays stay what they are.
         ramp = Image.linear_gradient("L")
         self.write("gray.gpl", GPL + b"".join(b"%d %d %d\n" % (255 - v, 255 - v, 255 - v) for v in range(256)))
         for source in (self.save("ramp.png", ramp), self.save("rgb.png", ramp.convert("RGB"))):
             self.convert(source, "out.png", "--bits 8 --palette gray.gpl --dither none")
             self.same("out.png", ramp)
-        self.convert("ramp.png", "out.png", "--gray 8 --bits 3 --dither burkes")
-        self.assertAlmostEqual(sum(self.image("out.png").convert("L").getdata()), sum(ramp.getdata()), delta=1 << 16)
         # A palette that starts like the fixed one is dithered to by its rule, which may choose the fourth gray.
         self.write("three.gpl", GPL + b"0 0 0\n85 85 85\n170 170 170\n")
         for name in ("out.png", "out.bmp"):
@@ -434,16 +431,16 @@ class OnPosix(ToolTest):
         import pty
 
         main, terminal = pty.openpty()
-        run = subprocess.Popen([*COMMAND, "convert", "in.ppm", "out.png", "--bits", "8"], cwd=self.place, stderr=terminal)
-        self.assertEqual(run.wait(timeout=60), 0)
+        run = subprocess.Popen([*COMMAND, *"convert in.ppm out.png --bits 8".split()], cwd=self.place, stderr=terminal)
         os.close(terminal)
         shown = b""
-        try:
-            while chunk := os.read(main, 65536):
-                shown += chunk
-        except OSError:
-            pass
+        while select.select([main], [], [], 60)[0]:
+            try:
+                shown += os.read(main, 65536)
+            except OSError:  # the other side is closed
+                break
         os.close(main)
+        self.assertEqual(run.wait(timeout=60), 0)
         for part in (b"reading in.ppm [", b"converting out.png [", b"writing out.png", b"] 100%"):
             self.assertIn(part, shown)
         self.assertTrue(shown.endswith(b" \r"))
