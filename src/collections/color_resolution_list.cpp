@@ -1,9 +1,10 @@
-// Colour resolution of all bitmaps of a list, with one palette for all.
+// One palette for all bitmaps of a list, and their colour resolution.
 #include <algorithm>
 
 #include "collections/bitmap_list.h"
 #include "color/dither/dither_state.h"
 #include "color/reduce/color_resolution.h"
+#include "color/reduce/optimized_palette.h"
 #include "system/settings.h"
 #include "tnkrn.h"
 
@@ -12,8 +13,8 @@ namespace {
 
 // Hands rows of one item to the list's callback, which counts them by item.
 struct ItemRows {
-    ColorResListRowCallback callback;
-    void* userData;
+    ColorResListRowCallback callback = nullptr;
+    void* userData = nullptr;
     uint32_t item = 0;
     uint32_t row = 0;  // of the item, the next
 };
@@ -41,12 +42,12 @@ class CurrentMatchTable {
 };
 
 // Settles one palette and one match table for all items.
-Result shareMatching(T_HANDLE list, ColorResJob& job, PaletteChoice& choice) {
+Result shareMatching(std::span<const BitmapHandle> bitmaps, ColorResJob& job, PaletteChoice& choice) {
     if (!job.reducesToPalette()) return SUCCESS;
     PaletteRequest& request = job.palette;
     constexpr uint32_t kFilledTable = 0x0100;  // refused by the conversion itself
     if (request.sharedByList()) {
-        TRY(chooseListPalette(request, list, choice));
+        TRY(chooseSharedPalette(request, bitmaps, choice));
         request = {
             .bits = request.bits, .selection = CRF_USERPALETTE, .entries = choice.entries, .count = choice.count};
     } else if (request.selection != CRF_USERPALETTE && request.selection != kFilledTable) {
@@ -74,7 +75,8 @@ Result colorResItems(BitmapList& list, ColorResJob& job, ItemRows& items) {
 Result colorResList(T_HANDLE handle, ColorResJob& job, ItemRows& items) {
     TRY(checkChange(listOf(handle)));
     BitmapList& list = *listOf(handle);
-    if (list.count > 0 && list.items == nullptr) return ERROR_NULL_POINTER;
+    std::span<const BitmapHandle> bitmaps;
+    TRY(readItems(list, bitmaps));
     const ListUse use(list);
     // An item may own the caller's entries; it frees them when it gets its new palette.
     PaletteEntry entries[kMaxPaletteEntries];
@@ -83,13 +85,30 @@ Result colorResList(T_HANDLE handle, ColorResJob& job, ItemRows& items) {
         job.palette.entries = entries;
     }
     PaletteChoice choice;
-    TRY(shareMatching(handle, job, choice));
+    TRY(shareMatching(bitmaps, job, choice));
     const CurrentMatchTable table(choice.matchTable);
     if (items.callback != nullptr) {
         job.rowCallback = passRow;
         job.userData = &items;
     }
     return colorResItems(list, job, items);
+}
+
+// The palette arguments of a call.
+struct PaletteSource {
+    const PaletteEntry* entries;
+    T_HANDLE handle;
+    uint32_t count;
+};
+
+Result settleAndReduce(T_HANDLE list, int32_t bits, uint32_t flags, const PaletteSource& given, ItemRows items) {
+    ColorResJob job{};
+    TRY(settleColorRes(bits, flags, given.entries, given.handle, given.count, job));
+    // A handle makes the palette of one bitmap a user palette, but an optimized one of a list keeps its entries.
+    PaletteRequest asked = job.palette;
+    asked.selection = paletteSelection(flags);
+    if (job.reducesToPalette() && asked.sharedByList()) job.palette = asked;
+    return colorResList(list, job, items);
 }
 
 }  // namespace
@@ -101,19 +120,30 @@ extern "C" int32_t TNK_CALL T_ColorResBitmapListExt(T_HANDLE List, int32_t BitsP
                                                     const PaletteEntry* Palette, T_HANDLE PaletteHandle,
                                                     uint32_t ColorCount, ColorResListRowCallback RowCallback,
                                                     void* UserData) {
-    ColorResJob job{};
-    const Result settled = settleColorRes(BitsPerPixel, Flags, Palette, PaletteHandle, ColorCount, job);
-    if (!settled.ok()) return settled.code;
-    // A handle makes the palette of one bitmap a user palette, but an optimized one of a list keeps its entries.
-    PaletteRequest asked = job.palette;
-    asked.selection = paletteSelection(Flags);
-    if (job.reducesToPalette() && asked.sharedByList()) job.palette = asked;
-    ItemRows items{.callback = RowCallback, .userData = UserData};
-    return colorResList(List, job, items).code;
+    const PaletteSource given{Palette, PaletteHandle, ColorCount};
+    return settleAndReduce(List, BitsPerPixel, Flags, given, {.callback = RowCallback, .userData = UserData}).code;
 }
 
 extern "C" int32_t TNK_CALL T_ColorResBitmapList(T_HANDLE List, int32_t BitsPerPixel, uint32_t Flags,
                                                  const PaletteEntry* Palette, T_HANDLE PaletteHandle,
                                                  uint32_t ColorCount) {
-    return T_ColorResBitmapListExt(List, BitsPerPixel, Flags, Palette, PaletteHandle, ColorCount, nullptr, nullptr);
+    return settleAndReduce(List, BitsPerPixel, Flags, {Palette, PaletteHandle, ColorCount}, {}).code;
+}
+
+extern "C" int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
+                                                     uint32_t** MatchTable, uint32_t* NeedsDithering) {
+    if (Palette == nullptr || Count == nullptr || NeedsDithering == nullptr) return ERROR_INVALID_PARAMETER;
+    if (List == 0 || *Count == 0 || *Count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
+    PaletteEntry entries[kMaxPaletteEntries];
+    OptimizedPalette palette{
+        .count = *Count, .entries = entries, .wantsMatchTable = MatchTable != nullptr, .forPixels = false};
+    std::span<const BitmapHandle> bitmaps;
+    Result built = readItems(*listOf(List), bitmaps);
+    if (built.ok()) built = optimizePaletteOfAll(bitmaps, palette);
+    if (!built.ok()) return built.code;
+    std::copy_n(entries, *Count, Palette);
+    *Count = palette.count;
+    *NeedsDithering = palette.needsDithering ? 1 : 0;
+    if (MatchTable != nullptr) *MatchTable = palette.matchTable.detach();
+    return SUCCESS;
 }

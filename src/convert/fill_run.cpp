@@ -4,8 +4,8 @@
 
 #include "base/pixel_values.h"
 #include "base/sample_rules.h"
-#include "bitmap/lifecycle.h"
 #include "convert/convert.h"
+#include "convert/fill_run.h"
 #include "palette/palette.h"
 
 namespace tnk {

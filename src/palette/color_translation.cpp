@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "base/sample_rules.h"
-#include "bitmap/lifecycle.h"
 #include "palette/palette.h"
 
 namespace tnk {

@@ -3,7 +3,6 @@
 
 #include "base/entry_rule.h"
 #include "base/sample_rules.h"
-#include "bitmap/lifecycle.h"
 #include "palette/palette.h"
 
 namespace tnk {

@@ -6,7 +6,6 @@
 
 #include "base/entry_rule.h"
 #include "base/pixel_values.h"
-#include "bitmap/lifecycle.h"
 #include "platform/platform.h"
 
 namespace tnk {

@@ -4,12 +4,11 @@
 #include <cstdint>
 #include <span>
 
+#include "base/color_value.h"
 #include "base/result.h"
 #include "tnkrn.h"
 
 namespace tnk {
-
-constexpr uint32_t kMaxPaletteEntries = 256;
 
 // The fixed palette of 1-8 bits; the web palette; 2^bits entries and 256 entries.
 const PaletteEntry* fixedPalette(int32_t bits);
@@ -70,28 +69,5 @@ void readBitmapPalette(const BitmapHandle& bitmap, PaletteEntry (&palette)[kMaxP
 // entries are the gray levels 0 .. count - 1. Writes one byte a source entry; returns whether it is the identity.
 bool buildPaletteMap(const PaletteEntry* source, uint32_t sourceCount, const PaletteEntry* destination,
                      uint32_t destinationCount, uint8_t* map);
-
-// Writes `count` pixels of one colour value into a row in the bitmap's format. Packed pixels begin at the row's first
-// bit; 1, 2 and 4 bits fill the last byte whole, other depths keep what lies after the last pixel. A new alpha
-// channel is 0, as in T_ConvertBuffer.
-Result fillPixelRun(const BitmapHandle& bitmap, uint8_t* row, int32_t count, uint32_t color);
-
-constexpr bool sameColor(const PaletteEntry& a, const PaletteEntry& b) {
-    return a.Blue == b.Blue && a.Green == b.Green && a.Red == b.Red;
-}
-
-// Parts of a colour value.
-constexpr uint32_t kColorTagMask = 0xFF000000;
-constexpr uint32_t colorTag(uint32_t color) { return color & kColorTagMask; }
-constexpr uint8_t colorRed(uint32_t color) { return static_cast<uint8_t>(color); }
-constexpr uint8_t colorGreen(uint32_t color) { return static_cast<uint8_t>(color >> 8); }
-constexpr uint8_t colorBlue(uint32_t color) { return static_cast<uint8_t>(color >> 16); }
-constexpr uint32_t colorOf(const PaletteEntry& entry) {
-    return uint32_t{entry.Red} | uint32_t{entry.Green} << 8 | uint32_t{entry.Blue} << 16;
-}
-// The plain colour of a gray level value (COLOR_TAG_GRAY); other values stay.
-constexpr uint32_t grayToPlain(uint32_t color) {
-    return colorTag(color) == COLOR_TAG_GRAY ? colorGreen(color) * 0x010101u : color;
-}
 
 }  // namespace tnk

@@ -4,6 +4,7 @@
 #include <functional>
 #include <vector>
 
+#include "convert/fill_run.h"
 #include "palette/palette.h"
 #include "reference/convert.h"
 

@@ -123,11 +123,6 @@ Result quantise(ColorHistogram& histogram, OptimizedPalette& palette) {
     return SUCCESS;
 }
 
-// A copy of the item's record.
-Result readItem(T_HANDLE list, uint32_t index, BitmapHandle& bitmap) {
-    return T_GetBitmapListItem(list, index, &bitmap, sizeof bitmap);
-}
-
 // Adds the bitmap's colours that are not yet among the `used` ones; false when there is no room for all.
 bool mergePalette(const BitmapHandle& bitmap, OptimizedPalette& palette, uint32_t& used) {
     PaletteEntry own[kMaxPaletteEntries];
@@ -141,12 +136,11 @@ bool mergePalette(const BitmapHandle& bitmap, OptimizedPalette& palette, uint32_
 }
 
 // The palettes of all items in one. Not `merged`: an item has none, or there is no room for all colours.
-Result mergePalettes(T_HANDLE list, uint32_t items, OptimizedPalette& palette, bool* merged) {
+Result mergePalettes(std::span<const BitmapHandle> bitmaps, OptimizedPalette& palette, bool* merged) {
     uint32_t used = 0;
     *merged = true;
-    for (uint32_t i = 0; i < items && *merged; ++i) {
-        BitmapHandle bitmap;
-        TRY(readItem(list, i, bitmap));
+    for (size_t i = 0; i < bitmaps.size() && *merged; ++i) {
+        const BitmapHandle& bitmap = bitmaps[i];
         TRY(checkEntry(kBuilderRule, &bitmap));
         *merged = bitmap.BitsPerPixel <= 8 && mergePalette(bitmap, palette, used);
     }
@@ -170,44 +164,21 @@ Result optimizePalette(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed
     return quantise(histogram, palette);
 }
 
-Result optimizePaletteOfList(T_HANDLE list, OptimizedPalette& palette) {
-    uint32_t items = 0;
-    TRY(T_GetBitmapListCount(list, &items));
-    if (items == 0) return ERROR_NOT_ALLOCATED;
-    BitmapHandle bitmap;
-    if (items == 1) {
-        TRY(readItem(list, 0, bitmap));
-        return optimizePalette(bitmap, {}, palette);
-    }
+Result optimizePaletteOfAll(std::span<const BitmapHandle> bitmaps, OptimizedPalette& palette) {
+    if (bitmaps.empty()) return ERROR_NOT_ALLOCATED;
+    BitmapHandle bitmap = bitmaps[0];  // a copy of the record: reading rows notes them in it
+    if (bitmaps.size() == 1) return optimizePalette(bitmap, {}, palette);
     bool merged = false;
-    TRY(mergePalettes(list, items, palette, &merged));
+    TRY(mergePalettes(bitmaps, palette, &merged));
     if (merged) return SUCCESS;
     ColorHistogram histogram;
     TRY(histogram.prepare());
-    for (uint32_t i = 0; i < items; ++i) {
-        TRY(readItem(list, i, bitmap));
-        TRY(checkEntry(kBuilderRule, &bitmap));
+    for (const BitmapHandle& item : bitmaps) {
+        TRY(checkEntry(kBuilderRule, &item));
+        bitmap = item;
         TRY(histogram.add(bitmap));
     }
     return quantise(histogram, palette);
 }
 
 }  // namespace tnk
-
-using namespace tnk;
-
-extern "C" int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
-                                                     uint32_t** MatchTable, uint32_t* NeedsDithering) {
-    if (Palette == nullptr || Count == nullptr || NeedsDithering == nullptr) return ERROR_INVALID_PARAMETER;
-    if (*Count == 0 || *Count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
-    PaletteEntry entries[kMaxPaletteEntries];
-    OptimizedPalette palette{
-        .count = *Count, .entries = entries, .wantsMatchTable = MatchTable != nullptr, .forPixels = false};
-    const Result built = optimizePaletteOfList(List, palette);
-    if (!built.ok()) return built.code;
-    std::copy_n(entries, *Count, Palette);
-    *Count = palette.count;
-    *NeedsDithering = palette.needsDithering ? 1 : 0;
-    if (MatchTable != nullptr) *MatchTable = palette.matchTable.detach();
-    return SUCCESS;
-}

@@ -28,6 +28,7 @@ struct OptimizedPalette {
 // `fixed` are entries that the palette is going to stand beside: colours equal to one of them are left out of an exact
 // answer. Codes: -1 no memory, and those of row access.
 Result optimizePalette(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed, OptimizedPalette& palette);
-Result optimizePaletteOfList(T_HANDLE list, OptimizedPalette& palette);
+// One palette for all bitmaps; -2 without any.
+Result optimizePaletteOfAll(std::span<const BitmapHandle> bitmaps, OptimizedPalette& palette);
 
 }  // namespace tnk

@@ -180,7 +180,8 @@ Result choosePalette(const PaletteRequest& request, BitmapHandle& source, Palett
     return SUCCESS;
 }
 
-Result chooseListPalette(const PaletteRequest& request, T_HANDLE list, PaletteChoice& choice) {
+Result chooseSharedPalette(const PaletteRequest& request, std::span<const BitmapHandle> bitmaps,
+                           PaletteChoice& choice) {
     choice.count = request.count;
     PaletteRequest kept = request;
     PaletteEntry handleEntries[kMaxPaletteEntries];
@@ -191,7 +192,7 @@ Result chooseListPalette(const PaletteRequest& request, T_HANDLE list, PaletteCh
         kept.entries = handleEntries;
     }
     TRY(chooseOptimized(kept, choice, true, 0, [&](std::span<const PaletteEntry>, OptimizedPalette& built) {
-        return optimizePaletteOfList(list, built);
+        return optimizePaletteOfAll(bitmaps, built);
     }));
     pad(choice);
     return SUCCESS;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "base/result.h"
 #include "base/scratch.h"
@@ -45,6 +46,6 @@ Result choosePalette(const PaletteRequest& request, BitmapHandle& source, Palett
 
 // One optimized palette for all bitmaps of a list.
 // `request.handle` counts as an array that ends with free entries.
-Result chooseListPalette(const PaletteRequest& request, T_HANDLE list, PaletteChoice& choice);
+Result chooseSharedPalette(const PaletteRequest& request, std::span<const BitmapHandle> bitmaps, PaletteChoice& choice);
 
 }  // namespace tnk
