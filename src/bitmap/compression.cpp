@@ -1,12 +1,13 @@
 // Changing a 1-bit bitmap between run-compressed and plain storage where it stands.
 #include <utility>
 
-#include "base/progress.h"
 #include "bitmap/lifecycle.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "bitmap/storage/storage.h"
 #include "bitmap/storage/storage_compressed.h"
 #include "system/settings.h"
+#include "system/status.h"
 
 namespace tnk {
 namespace {
@@ -14,19 +15,14 @@ namespace {
 constexpr EntryRule kCompressionEntry = {ERROR_INVALID_PARAMETER, ERROR_NOT_ALLOCATED, ERROR_STRUCT_SIZE};
 
 Result copyRows(BitmapHandle& source, BitmapHandle& destination) {
-    const ThreadSettings& settings = currentSettings();
-    Progress progress(settings.statusCallback, settings.statusUserData, source.Height);
+    Progress progress = statusProgress(source.Height);
     RowReader reader(source);
     TRY(reader.prepare());
-    TRY(progress.begin());
-    for (int32_t y = 0; y < source.Height; ++y) {
+    return forBands(source.Height, 1, progress, [&](int32_t y, int32_t) {
         uint8_t* row = nullptr;
         TRY(reader.read(y, 1, &row));
-        const int64_t moved = putRow(destination, row, y, source.BytesPerLine);
-        if (moved != source.BytesPerLine) return moved < 0 ? static_cast<int32_t>(moved) : FAILURE;
-        TRY(progress.step());
-    }
-    return SUCCESS;
+        return wholeTransfer(putRow(destination, row, y, source.BytesPerLine), source.BytesPerLine);
+    });
 }
 
 // Everything that says where the pixels are, and nothing else.

@@ -7,9 +7,11 @@
 #include "base/sample_rules.h"
 #include "base/scratch.h"
 #include "bitmap/hooks.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "bitmap/storage/storage.h"
 #include "bitmap/storage/storage_compressed.h"
+#include "system/status.h"
 
 namespace tnk {
 namespace {
@@ -47,7 +49,7 @@ class RowMover {
         uint8_t* from = at(source_, from_, first);
         uint8_t* to = to_ != nullptr ? at(destination_, to_, first) : from != nullptr ? from : scratch_.data();
         if (from == nullptr) {
-            TRY(read(to, first, static_cast<uint32_t>(bytes)));
+            TRY(wholeTransfer(getRow(source_, to, first, static_cast<uint32_t>(bytes)), bytes));
         } else if (from != to) {
             std::memmove(to, from, bytes);  // records may share their memory
         }
@@ -62,12 +64,6 @@ class RowMover {
   private:
     static uint8_t* at(const BitmapHandle& bitmap, uint8_t* rows, int32_t row) {
         return rows != nullptr ? rows + size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(row) : nullptr;
-    }
-
-    Result read(uint8_t* buffer, int32_t row, uint32_t bytes) {
-        const int64_t moved = getRow(source_, buffer, row, bytes);
-        if (moved < 0) return static_cast<int32_t>(moved);
-        return moved == bytes ? SUCCESS : FAILURE;
     }
 
     BitmapHandle& source_;
@@ -111,14 +107,7 @@ template <typename Mover>
 Result moveAllRows(Mover mover, int32_t rows) {
     TRY(mover.prepare());
     Progress progress = copyProgress(rows);
-    TRY(progress.begin());
-    for (int32_t row = 0; row < rows;) {
-        const int32_t count = std::min({mover.band(), rows - row, progress.rowsToReport()});
-        TRY(mover.move(row, count));
-        TRY(progress.step(count));
-        row += count;
-    }
-    return SUCCESS;
+    return forBands(rows, mover.band(), progress, [&](int32_t row, int32_t count) { return mover.move(row, count); });
 }
 
 Result copyData(BitmapHandle& destination, BitmapHandle& source) {

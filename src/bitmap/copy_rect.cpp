@@ -6,9 +6,11 @@
 #include "base/scratch.h"
 #include "bitmap/bit_run.h"
 #include "bitmap/copy.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "bitmap/storage/storage.h"
 #include "system/dispatch.h"
+#include "system/status.h"
 
 namespace tnk {
 namespace {
@@ -81,17 +83,17 @@ class SpanReader {
         return direct_ || scratch_.allocate(uint64_t{span_.bytes} * static_cast<uint32_t>(window)) ? SUCCESS : FAILURE;
     }
 
-    size_t stride() const { return direct_ ? bitmap_.BytesPerLine : span_.bytes; }
-
-    Result read(int32_t first, int32_t count, const uint8_t** start) {
-        uint8_t* rows = scratch_.data();
+    Result read(int32_t first, int32_t count, uint8_t** rows) {
+        uint8_t* start = scratch_.data();
         if (direct_) {
-            TRY(storageOf(bitmap_).lend(bitmap_, first, count, &rows));
-            rows += span_.byte;
+            TRY(storageOf(bitmap_).lend(bitmap_, first, count, &start));
+            start += span_.byte;
         } else {
             TRY(fill(first, count));
         }
-        *start = rows;
+        // Stepping a pointer on would take it a row past the last one, which an address space of 32 bits may not have.
+        const size_t stride = direct_ ? bitmap_.BytesPerLine : span_.bytes;
+        for (int32_t i = 0; i < count; ++i) rows[i] = start + stride * static_cast<uint32_t>(i);
         noteRow(bitmap_, first + count - 1);
         return SUCCESS;
     }
@@ -100,9 +102,7 @@ class SpanReader {
     Result fill(int32_t first, int32_t count) {
         uint8_t* target = scratch_.data();
         for (int32_t row = first; row < first + count; ++row, target += span_.bytes) {
-            const int64_t moved = storageOf(bitmap_).read(bitmap_, row, column_, target, span_.bytes);
-            if (moved < 0) return static_cast<int32_t>(moved);
-            if (moved != span_.bytes) return FAILURE;
+            TRY(wholeTransfer(storageOf(bitmap_).read(bitmap_, row, column_, target, span_.bytes), span_.bytes));
         }
         return SUCCESS;
     }
@@ -114,6 +114,19 @@ class SpanReader {
     bool direct_ = false;
 };
 
+// A row that cannot be stored ends a copy with -1, whatever the storage says.
+class CopyWriter {
+  public:
+    explicit CopyWriter(BitmapHandle& bitmap) : writer_(bitmap) {}
+    Result prepare(int32_t window) { return plain(writer_.prepare(window)); }
+    Result lend(int32_t first, int32_t count, uint8_t** rows) { return plain(writer_.lend(first, count, rows)); }
+    Result put(int32_t count) { return plain(writer_.put(count)); }
+
+  private:
+    static Result plain(Result result) { return result.ok() ? SUCCESS : FAILURE; }
+    RowWriter writer_;
+};
+
 // The destination is new and zero, and stays so beside the block.
 Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& block, Progress& progress) {
     const Locked sourceLock(source);
@@ -121,29 +134,18 @@ Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& b
     const BitSpan from(block.x, block.width, source.BitsPerPixel);
     const BitSpan to(block.toX, block.width, source.BitsPerPixel);
     const bool lowFirst = source.BitsPerPixel == 12;
-    const int32_t band = std::min(bandRows(source), bandRows(destination));
+    const RowLoop loop{.rows = block.height,
+                       .band = std::min(bandRows(source), bandRows(destination)),
+                       .from = block.y,
+                       .to = block.toY};
     SpanReader reader(source, block.x, from);
-    RowWriter writer(destination);
-    TRY(reader.prepare(band));
-    if (!writer.prepare(band).ok()) return FAILURE;
-
-    TRY(progress.begin());
-    for (int32_t done = 0; done < block.height;) {
-        const int32_t count = std::min({band, block.height - done, progress.rowsToReport()});
-        const uint8_t* input;
-        uint8_t* output[kMostBandRows];
-        TRY(reader.read(block.y + done, count, &input));
-        if (!writer.lend(block.toY + done, count, output).ok()) return FAILURE;
+    CopyWriter writer(destination);
+    return mapRows(reader, writer, loop, progress, [&](uint8_t** input, uint8_t** output, int32_t count) {
         for (int32_t i = 0; i < count; ++i) {
-            // Stepping a pointer on would take it a row past the last one, which an address space of 32 bits may not have.
-            const uint8_t* row = input + reader.stride() * static_cast<uint32_t>(i);
-            moveBits(output[i] + to.byte, to.phase, row, from.phase, from.bits, lowFirst);
+            moveBits(output[i] + to.byte, to.phase, input[i], from.phase, from.bits, lowFirst);
         }
-        if (!writer.put(count).ok()) return FAILURE;
-        TRY(progress.step(count));
-        done += count;
-    }
-    return SUCCESS;
+        return Result(SUCCESS);
+    });
 }
 
 // Modulo 2^32: what lies further away has nothing in common with the source.

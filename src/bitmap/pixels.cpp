@@ -204,11 +204,6 @@ uint32_t colorBytes(const BitmapHandle& bitmap, int32_t column) {
     return alpha ? bits / 32 * 3 : placeOf(bits, static_cast<uint32_t>(column)).bytes;
 }
 
-Result wholeTransfer(int64_t moved, uint32_t bytes) {
-    if (moved < 0) return static_cast<int32_t>(moved);
-    return moved == bytes ? SUCCESS : FAILURE;
-}
-
 Result readPixel(BitmapHandle& bitmap, int32_t row, int32_t column, uint8_t* pixel, uint32_t bytes) {
     return wholeTransfer(storageOf(bitmap).read(bitmap, row, static_cast<uint32_t>(column), pixel, bytes), bytes);
 }

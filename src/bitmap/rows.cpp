@@ -31,9 +31,8 @@ Result moveRows(const BitmapHandle& bitmap, int32_t first, int32_t count, Byte* 
     const int32_t step = uint64_t{rowSize} * static_cast<uint32_t>(count) <= kTransferLimit ? count : 1;
     for (int32_t done = 0; done < count; done += step) {
         const uint32_t bytes = rowSize * static_cast<uint32_t>(step);
-        const int64_t moved = move(first + done, buffer + size_t{rowSize} * static_cast<uint32_t>(done), bytes);
-        if (moved < 0) return static_cast<int32_t>(moved);
-        if (moved != bytes) return FAILURE;
+        Byte* const start = buffer + size_t{rowSize} * static_cast<uint32_t>(done);
+        TRY(wholeTransfer(move(first + done, start, bytes), bytes));
     }
     return SUCCESS;
 }
@@ -78,9 +77,9 @@ void noteRow(BitmapHandle& bitmap, int32_t row) {
     if ((bitmap.Flags & (BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED)) == 0) seekRow(bitmap, row);
 }
 
-Result RowReader::prepare(int32_t window, bool copies) {
+Result RowReader::prepare(int32_t window) {
     direct_ = false;
-    if (!copies) TRY(canLend(bitmap_, &direct_));
+    if (!copies_) TRY(canLend(bitmap_, &direct_));
     return direct_ || allocateRows(bitmap_, window, scratch_) ? SUCCESS : FAILURE;
 }
 

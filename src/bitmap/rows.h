@@ -28,15 +28,17 @@ void noteRow(BitmapHandle& bitmap, int32_t row);
 // leaves the record (CurrentRow, CurrentPos, Size) as copying the same rows would. Movable storage must be accessed.
 class RowReader {
   public:
-    explicit RowReader(BitmapHandle& bitmap) : bitmap_(bitmap) {}
+    // With `copies` the rows are always scratch, which the caller may change.
+    explicit RowReader(BitmapHandle& bitmap, bool copies = false) : bitmap_(bitmap), copies_(copies) {}
 
-    // `window` rows can be lent at a time. With `copies` the rows are always scratch, which the caller may change.
-    Result prepare(int32_t window = 1, bool copies = false);
+    // `window` rows can be lent at a time.
+    Result prepare(int32_t window = 1);
     // Lends rows first .. first + count - 1, one pointer a row, count at most the window; valid until the next call.
     Result read(int32_t first, int32_t count, uint8_t** rows);
 
   private:
     BitmapHandle& bitmap_;
+    bool copies_;
     Scratch<uint8_t> scratch_;
     bool direct_ = false;
 };

@@ -2,13 +2,13 @@
 #include <algorithm>
 
 #include "base/pixel_values.h"
-#include "base/progress.h"
 #include "base/sample_rules.h"
 #include "bitmap/lifecycle.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "convert/convert.h"
 #include "palette/palette.h"
-#include "system/settings.h"
+#include "system/status.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -61,23 +61,11 @@ template <typename Convert>
 Result fillRows(BitmapHandle& source, BitmapHandle& target, bool changesInput, Convert convert) {
     const Locked sourceLock(source);
     const Locked targetLock(target);
-    RowReader reader(source);
+    RowReader reader(source, changesInput);
     RowWriter writer(target);
-    TRY(reader.prepare(1, changesInput));
-    TRY(writer.prepare());
-    const ThreadSettings& settings = currentSettings();
-    Progress progress(settings.statusCallback, settings.statusUserData, source.Height);
-    TRY(progress.begin());
-    for (int32_t row = 0; row < source.Height; ++row) {
-        uint8_t* input;
-        uint8_t* output;
-        TRY(reader.read(row, 1, &input));
-        TRY(writer.lend(row, 1, &output));
-        TRY(convert(input, output));
-        TRY(writer.put(1));
-        TRY(progress.step());
-    }
-    return SUCCESS;
+    Progress progress = statusProgress(source.Height);
+    return mapRows(reader, writer, {.rows = source.Height}, progress,
+                   [&](uint8_t** input, uint8_t** output, int32_t) { return convert(*input, *output); });
 }
 
 Result convertRows(BitmapHandle& source, BitmapHandle& target) {

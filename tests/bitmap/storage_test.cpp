@@ -53,8 +53,8 @@ TEST_P(Storage, LentRowsAreTheCopiedOnes) {
     Bytes all = fillRandomly(bitmap);
     uint8_t* rows[7];
     for (const bool copies : {false, true}) {
-        RowReader reader(bitmap);
-        ASSERT_TRUE(reader.prepare(7, copies).ok());
+        RowReader reader(bitmap, copies);
+        ASSERT_TRUE(reader.prepare(7).ok());
         for (int32_t first = 0; first < 20; first += 7) {
             const int32_t count = std::min(7, 20 - first);
             ASSERT_TRUE(reader.read(first, count, rows).ok());

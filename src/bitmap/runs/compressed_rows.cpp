@@ -5,6 +5,7 @@
 #include "base/scratch.h"
 #include "bitmap/rows.h"
 #include "bitmap/runs/run_edit.h"
+#include "bitmap/storage/storage.h"
 #include "bitmap/storage/storage_compressed.h"
 
 namespace tnk {
@@ -48,11 +49,6 @@ class PlainRow {
     uint8_t* data_ = nullptr;
 };
 
-Result wholeLine(const BitmapHandle& bitmap, int64_t moved) {
-    if (moved < 0) return static_cast<int32_t>(moved);
-    return moved == bitmap.BytesPerLine ? SUCCESS : FAILURE;
-}
-
 // The pixels of a row that a call is about.
 struct Span {
     int32_t row;
@@ -66,7 +62,7 @@ Span wholeRow(const BitmapHandle& bitmap, int32_t row) { return {row, 0, static_
 Result getEncoded(BitmapHandle& bitmap, const Span& span, uint8_t* plain, uint8_t** buffer) {
     const uint32_t lead = span.column & 7;
     if (!isCompressed(bitmap)) {
-        TRY(wholeLine(bitmap, getRow(bitmap, plain, span.row, bitmap.BytesPerLine)));
+        TRY(wholeTransfer(getRow(bitmap, plain, span.row, bitmap.BytesPerLine), bitmap.BytesPerLine));
         *buffer += static_cast<size_t>(encodeRow(*buffer, plain + span.column / 8, lead, span.pixels));
         return SUCCESS;
     }
@@ -87,7 +83,7 @@ Result putPlainSpan(BitmapHandle& bitmap, const Span& span, uint8_t* plain, cons
     }
     const uint32_t used = (span.pixels + 7) / 8;
     std::memset(plain + used, 0, bitmap.BytesPerLine - used);
-    return wholeLine(bitmap, putRow(bitmap, plain, span.row, bitmap.BytesPerLine));
+    return wholeTransfer(putRow(bitmap, plain, span.row, bitmap.BytesPerLine), bitmap.BytesPerLine);
 }
 
 // The caller's runs are brought into form: pixels that they lack are 0, what they have beyond the span goes.

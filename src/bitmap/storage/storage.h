@@ -34,6 +34,12 @@ struct StorageKind {
     Result (*measure)(const BitmapHandle& bitmap, uint32_t* bytes);
 };
 
+// What a transfer of `bytes` bytes answered, as a result: a code, or FAILURE when fewer bytes were moved.
+inline Result wholeTransfer(int64_t moved, uint64_t bytes) {
+    if (moved < 0) return static_cast<int32_t>(moved);
+    return static_cast<uint64_t>(moved) == bytes ? SUCCESS : FAILURE;
+}
+
 extern const StorageKind kSectionStorage;          // a memory section
 extern const StorageKind kMovableStorage;          // a movable block, accessed by locking it
 extern const StorageKind kUserStorage;             // memory of the caller

@@ -15,7 +15,7 @@
 #include "color/dither/color_fetch.h"
 #include "convert/packed_pixels.h"
 #include "palette/palette.h"
-#include "system/settings.h"
+#include "system/status.h"
 
 namespace tnk {
 namespace {
@@ -222,8 +222,7 @@ class ColorScan {
 
     Result run() {
         const CountRun countRun = chooseRun(bitmap_, rule_);
-        const ThreadSettings& settings = currentSettings();
-        Progress progress(settings.statusCallback, settings.statusUserData, region_.rows());
+        Progress progress = statusProgress(region_.rows());
         TRY(progress.begin());
         for (int32_t row = region_.top(); row < region_.bottom(); ++row) {
             bool open = true;

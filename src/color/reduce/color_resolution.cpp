@@ -5,16 +5,16 @@
 #include <cstring>
 
 #include "base/pixel_format.h"
-#include "base/progress.h"
 #include "base/sample_rules.h"
 #include "base/scratch.h"
 #include "bitmap/hooks.h"
 #include "bitmap/lifecycle.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "color/dither/dither.h"
 #include "convert/convert.h"
 #include "system/dispatch.h"
-#include "system/settings.h"
+#include "system/status.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -51,12 +51,12 @@ Result chooseOrder(const ColorResJob& job, uint32_t& order) {
     }
 }
 
-// Hands finished rows on: to the callback, then to the destination, then the report.
+// Takes finished rows: shows each to the callback, then stores it.
 class RowSink {
   public:
     // Not `wanted`: there is no destination to write.
-    RowSink(const ColorResJob& job, BitmapHandle& destination, bool wanted, Progress& progress)
-        : job_(job), destination_(destination), wanted_(wanted), writer_(destination), progress_(progress) {}
+    RowSink(const ColorResJob& job, BitmapHandle& destination, bool wanted)
+        : job_(job), destination_(destination), wanted_(wanted), writer_(destination) {}
 
     Result prepare(int32_t window) {
         if (wanted_) return writer_.prepare(window);
@@ -65,6 +65,7 @@ class RowSink {
     }
 
     Result lend(int32_t first, int32_t count, uint8_t** rows) {
+        next_ = rows;
         if (wanted_) return writer_.lend(first, count, rows);
         for (int32_t i = 0; i < count; ++i) {
             rows[i] = scratch_.data() + size_t{destination_.BytesPerLine} * static_cast<uint32_t>(i);
@@ -72,11 +73,10 @@ class RowSink {
         return SUCCESS;
     }
 
-    Result put(uint8_t* const* rows, int32_t count) {
-        for (int32_t i = 0; i < count; ++i) {
-            if (job_.rowCallback != nullptr) TRY(job_.rowCallback(&destination_, rows[i], 1, job_.userData));
+    Result put(int32_t count) {
+        for (int32_t i = 0; i < count; ++i, ++next_) {
+            if (job_.rowCallback != nullptr) TRY(job_.rowCallback(&destination_, *next_, 1, job_.userData));
             if (wanted_) TRY(writer_.put(1));
-            TRY(progress_.step());
         }
         return SUCCESS;
     }
@@ -87,7 +87,7 @@ class RowSink {
     bool wanted_;
     RowWriter writer_;
     Scratch<uint8_t> scratch_;
-    Progress& progress_;
+    uint8_t** next_ = nullptr;  // of the lent rows
 };
 
 Result ditherAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapHandle& destination,
@@ -96,21 +96,11 @@ Result ditherAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapH
     TRY(startDithering(source, choice.entries, destination.ColorCount, static_cast<uint32_t>(job.bits),
                        choice.matchTable));
     const DitherRun run(source);
-    const int32_t band = std::min(kDitherBandRows, source.Height);
-    RowReader reader(source);
-    TRY(reader.prepare(band, ditherChangesInput(source)));
-    TRY(sink.prepare(band));
-    TRY(progress.begin());
-    for (int32_t first = 0; first < source.Height; first += band) {
-        const int32_t count = std::min(band, source.Height - first);
-        uint8_t* input[kDitherBandRows];
-        uint8_t* output[kDitherBandRows];
-        TRY(reader.read(first, count, input));
-        TRY(sink.lend(first, count, output));
-        TRY(ditherRows(source, input, output, count));
-        TRY(sink.put(output, count));
-    }
-    return SUCCESS;
+    RowReader reader(source, ditherChangesInput(source));
+    const RowLoop loop{.rows = source.Height, .band = kDitherBandRows, .wholeBands = true};
+    return mapRows(reader, sink, loop, progress, [&](uint8_t** input, uint8_t** output, int32_t count) {
+        return ditherRows(source, input, output, count);
+    });
 }
 
 Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapHandle& destination,
@@ -134,18 +124,9 @@ Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const Bitmap
     RowConverter converter;
     TRY(converter.prepare(spec));
     RowReader reader(source);
-    TRY(reader.prepare());
-    TRY(sink.prepare(1));
-    TRY(progress.begin());
-    for (int32_t row = 0; row < source.Height; ++row) {
-        uint8_t* input;
-        uint8_t* output;
-        TRY(reader.read(row, 1, &input));
-        TRY(sink.lend(row, 1, &output));
-        TRY(converter.run(input, output, source.Width));
-        TRY(sink.put(&output, 1));
-    }
-    return SUCCESS;
+    return mapRows(reader, sink, {.rows = source.Height}, progress, [&](uint8_t** input, uint8_t** output, int32_t) {
+        return converter.run(*input, *output, source.Width);
+    });
 }
 
 // What the destination is going to be, settled before anything is attached to it.
@@ -177,9 +158,8 @@ Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandl
 
     const Locked sourceLock(source);
     const Locked destinationLock(destination);
-    const ThreadSettings& settings = currentSettings();
-    Progress progress(settings.statusCallback, settings.statusUserData, source.Height);
-    RowSink sink(job, destination, wanted, progress);
+    Progress progress = statusProgress(source.Height);
+    RowSink sink(job, destination, wanted);
     if (job.reducesToPalette() && choice.dithers) {
         TRY(ditherAllRows(job, source, destination, choice, sink, progress));
     } else {
