@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "bitmap/bit_run.h"
+#include "bitmap/copy/bit_run.h"
 #include "contest.h"
 
 namespace tnk::bench {

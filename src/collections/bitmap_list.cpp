@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "bitmap/copy.h"
+#include "bitmap/copy/copy.h"
 #include "platform/platform.h"
 
 namespace tnk {

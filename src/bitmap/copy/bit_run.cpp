@@ -1,4 +1,4 @@
-#include "bitmap/bit_run.h"
+#include "bitmap/copy/bit_run.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -1,5 +1,5 @@
 // Whole copies of bitmaps.
-#include "bitmap/copy.h"
+#include "bitmap/copy/copy.h"
 
 #include <algorithm>
 #include <cstring>

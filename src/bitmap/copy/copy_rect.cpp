@@ -4,8 +4,8 @@
 
 #include "base/pixel_format.h"
 #include "base/scratch.h"
-#include "bitmap/bit_run.h"
-#include "bitmap/copy.h"
+#include "bitmap/copy/bit_run.h"
+#include "bitmap/copy/copy.h"
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "bitmap/storage/storage.h"
