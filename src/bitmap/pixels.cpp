@@ -6,6 +6,7 @@
 #include "base/pixel_format.h"
 #include "base/pixel_values.h"
 #include "base/sample_rules.h"
+#include "base/shape.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/storage/storage.h"
 #include "convert/convert.h"
@@ -90,7 +91,7 @@ Result channelColor(const BitmapHandle& bitmap, uint8_t* pixel, uint32_t& color)
 }
 
 Result decodePixel(const BitmapHandle& bitmap, uint8_t* pixel, int32_t column, uint32_t& color) {
-    const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    const uint32_t bits = Shape(bitmap).bits;
     switch (bits) {
         case 12:
             color = grayColor(bitmap, sample12(load16(pixel), static_cast<uint32_t>(column)));
@@ -169,7 +170,7 @@ uint32_t settleColor(const BitmapHandle& bitmap, uint32_t color) {
 
 // Puts the colour among `pixel`'s bytes, which packed pixels share.
 Result encodePixel(const BitmapHandle& bitmap, uint8_t* pixel, int32_t column, uint32_t value) {
-    const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    const uint32_t bits = Shape(bitmap).bits;
     const uint32_t color = settleColor(bitmap, value);
     switch (bits) {
         case 12:
@@ -200,7 +201,7 @@ bool sharesBytes(int32_t bits) { return bits < 8 || bits == 12; }
 // Bytes of a pixel that a colour is stored in: the alpha channel keeps what it has.
 uint32_t colorBytes(const BitmapHandle& bitmap, int32_t column) {
     const bool alpha = (bitmap.BitsPerPixel == 32 && !hasGraySamples(bitmap)) || bitmap.BitsPerPixel == 64;
-    const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    const uint32_t bits = Shape(bitmap).bits;
     return alpha ? bits / 32 * 3 : placeOf(bits, static_cast<uint32_t>(column)).bytes;
 }
 
@@ -209,16 +210,16 @@ Result readPixel(BitmapHandle& bitmap, int32_t row, int32_t column, uint8_t* pix
 }
 
 Result getColor(BitmapHandle& bitmap, int32_t row, int32_t column, uint32_t& color) {
-    if (!isPixelDepth(static_cast<uint32_t>(bitmap.BitsPerPixel))) return ERROR_BPP_NOT_SUPPORTED;
+    if (!isPixelDepth(Shape(bitmap).bits)) return ERROR_BPP_NOT_SUPPORTED;
     uint8_t pixel[kMaxPixelBytes];
     const Locked lock(bitmap);
-    const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    const uint32_t bits = Shape(bitmap).bits;
     TRY(readPixel(bitmap, row, column, pixel, placeOf(bits, static_cast<uint32_t>(column)).bytes));
     return decodePixel(bitmap, pixel, column, color);
 }
 
 Result putColor(BitmapHandle& bitmap, int32_t row, int32_t column, uint32_t color) {
-    if (!isPixelDepth(static_cast<uint32_t>(bitmap.BitsPerPixel))) return ERROR_BPP_NOT_SUPPORTED;
+    if (!isPixelDepth(Shape(bitmap).bits)) return ERROR_BPP_NOT_SUPPORTED;
     uint8_t pixel[kMaxPixelBytes] = {};
     const uint32_t bytes = colorBytes(bitmap, column);
     const Locked lock(bitmap);
@@ -229,7 +230,7 @@ Result putColor(BitmapHandle& bitmap, int32_t row, int32_t column, uint32_t colo
 
 // Bytes that a raw pixel needs; 0 when they do not all lie in a stored row.
 uint32_t rawBytes(const BitmapHandle& bitmap, int32_t row, uint32_t column) {
-    const auto bits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    const uint32_t bits = Shape(bitmap).bits;
     const uint32_t bytes = placeOf(bits, column).bytes;
     const bool inside = row >= 0 && row < bitmap.Height && columnOffset(column, bits) + bytes <= bitmap.BytesPerLine;
     return inside ? bytes : 0;
@@ -239,8 +240,8 @@ template <typename Byte, typename Move>
 Result moveRaw(BitmapHandle* bitmap, Byte* buffer, int32_t row, uint32_t column, uint32_t size, Move move) {
     if (bitmap == nullptr || buffer == nullptr) return ERROR_NOT_ALLOCATED;
     TRY(checkEntry(kPixelEntry, bitmap));
-    if (!isPixelDepth(static_cast<uint32_t>(bitmap->BitsPerPixel))) return ERROR_BPP_NOT_SUPPORTED;
-    if (size < placeOf(static_cast<uint32_t>(bitmap->BitsPerPixel), column).bytes) return ERROR_INVALID_PARAMETER;
+    if (!isPixelDepth(Shape(*bitmap).bits)) return ERROR_BPP_NOT_SUPPORTED;
+    if (size < placeOf(Shape(*bitmap).bits, column).bytes) return ERROR_INVALID_PARAMETER;
     const uint32_t bytes = rawBytes(*bitmap, row, column);
     return bytes != 0 && move(*bitmap, row, column, buffer, bytes) == bytes ? SUCCESS : FAILURE;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "base/shape.h"
 #include "system/dispatch.h"
 
 namespace tnk {
@@ -19,7 +20,7 @@ Result RegionScan::prepare() {
 }
 
 Result RegionScan::readRow(int32_t row) {
-    const auto width = static_cast<uint32_t>(bitmap_.Width);
+    const uint32_t width = Shape(bitmap_).width;
     if (!hasRegion()) {
         *segments_.data() = {0, width};
         count_ = 1;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "base/pixel_format.h"
+#include "base/shape.h"
 #include "bitmap/storage/storage.h"
 
 namespace tnk {
@@ -46,11 +47,11 @@ Result canLend(BitmapHandle& bitmap, bool* direct) {
 }
 
 bool allocateRows(const BitmapHandle& bitmap, int32_t count, Scratch<uint8_t>& rows) {
-    return rows.allocate(uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(count), true);
+    return rows.allocate(Shape(bitmap).bytes(count), true);
 }
 
 void clearPadding(const BitmapHandle& bitmap, uint8_t* rows, int32_t count) {
-    const uint64_t used = pixelBytes(static_cast<uint32_t>(bitmap.Width), static_cast<uint32_t>(bitmap.BitsPerPixel));
+    const uint64_t used = pixelBytes(Shape(bitmap).width, Shape(bitmap).bits);
     if (used >= bitmap.BytesPerLine) return;
     const auto padding = static_cast<size_t>(bitmap.BytesPerLine - used);
     for (int32_t i = 0; i < count; ++i) {
@@ -120,7 +121,7 @@ Result RowWriter::put(int32_t count) {
         }));
     }
     next_ += count;
-    start_ += size_t{bitmap_.BytesPerLine} * static_cast<uint32_t>(count);
+    start_ += Shape(bitmap_).offset(count);
     noteRow(bitmap_, next_ - 1);
     return SUCCESS;
 }

@@ -4,6 +4,7 @@
 
 #include "base/pixel_values.h"
 #include "base/sample_rules.h"
+#include "base/shape.h"
 #include "convert/convert.h"
 #include "convert/fill_run.h"
 #include "palette/palette.h"
@@ -40,7 +41,7 @@ void fillPacked(uint8_t* row, int32_t count, uint32_t bits, uint32_t index) {
 
 // The stored sample of a gray bitmap of 12 or 16 bits.
 uint32_t graySample(const BitmapHandle& bitmap, uint32_t color) {
-    const auto depth = static_cast<uint32_t>(bitmap.BitsPerPixel);
+    const uint32_t depth = Shape(bitmap).bits;
     const uint32_t full = (1u << depth) - 1;
     const uint32_t tag = colorTag(color);
     if (tag == COLOR_TAG_GRAY || tag == COLOR_TAG_INDEX) return color & full;
@@ -100,7 +101,7 @@ Result fillConverted(const BitmapHandle& bitmap, uint8_t* row, int32_t count, ui
                        .flags = hasGraySamples(bitmap) ? CONVERT_DST_BIT_RANGE : 0u,
                        .lowBit = bitmap.LowBit,
                        .highBit = bitmap.HighBit}));
-    repeatPixel(row, count, pixel, static_cast<size_t>(bitmap.BitsPerPixel) / 8);
+    repeatPixel(row, count, pixel, Shape(bitmap).bits / 8);
     return SUCCESS;
 }
 
@@ -116,13 +117,13 @@ Result fillPixelRun(const BitmapHandle& bitmap, uint8_t* row, int32_t count, uin
         case 2:
         case 4:
         case 8:
-            fillBytes(row, count, static_cast<uint32_t>(bitmap.BitsPerPixel), pixelIndex(bitmap, color));
+            fillBytes(row, count, Shape(bitmap).bits, pixelIndex(bitmap, color));
             break;
         case 3:
         case 5:
         case 6:
         case 7:
-            fillPacked(row, count, static_cast<uint32_t>(bitmap.BitsPerPixel), pixelIndex(bitmap, color));
+            fillPacked(row, count, Shape(bitmap).bits, pixelIndex(bitmap, color));
             break;
         case 12:
             fill12(row, count, graySample(bitmap, color));

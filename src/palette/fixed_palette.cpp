@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <array>
 
+#include "base/shape.h"
 #include "palette/palette.h"
 #include "platform/platform.h"
 
@@ -98,7 +99,7 @@ Result attachFixedPalette(BitmapHandle& bitmap) {
 Result attachGrayPalette(BitmapHandle& bitmap) {
     if (bitmap.BitsPerPixel < 1 || bitmap.BitsPerPixel > 8) return ERROR_BPP_NOT_SUPPORTED;
     bitmap.ColorCount = 1u << bitmap.BitsPerPixel;
-    bitmap.Palette = newGrayPalette(static_cast<uint32_t>(bitmap.BitsPerPixel));
+    bitmap.Palette = newGrayPalette(Shape(bitmap).bits);
     return bitmap.Palette != nullptr ? SUCCESS : FAILURE;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "base/shape.h"
 #include "platform/platform.h"
 
 namespace tnk {
@@ -73,7 +74,7 @@ Result segmentCount(BitmapHandle& bitmap, uint32_t* count) {
 
 Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32_t* count) {
     segments[0] = 0;
-    segments[1] = static_cast<uint32_t>(bitmap.Width);
+    segments[1] = Shape(bitmap).width;
     *count = 2;
     const auto ask = routine<RowSegmentsRoutine>(DISPATCH_ROW_SEGMENTS);
     return ask != nullptr ? ask(&bitmap, row, segments, count) : SUCCESS;

@@ -6,6 +6,7 @@
 
 #include "base/sample_rules.h"
 #include "base/scratch.h"
+#include "base/shape.h"
 #include "bitmap/hooks.h"
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
@@ -38,14 +39,13 @@ class RowMover {
                 : from_ != nullptr && to_ != nullptr              ? source_.Height
                                                                   : bandRows(source_);
         if (from_ != nullptr || to_ != nullptr) return SUCCESS;
-        return scratch_.allocate(uint64_t{destination_.BytesPerLine} * static_cast<uint32_t>(band_)) ? SUCCESS
-                                                                                                     : FAILURE;
+        return scratch_.allocate(Shape(destination_).bytes(band_)) ? SUCCESS : FAILURE;
     }
 
     int32_t band() const { return band_; }
 
     Result move(int32_t first, int32_t count) {
-        const size_t bytes = size_t{destination_.BytesPerLine} * static_cast<uint32_t>(count);
+        const size_t bytes = Shape(destination_).offset(count);
         uint8_t* from = at(source_, from_, first);
         uint8_t* to = to_ != nullptr ? at(destination_, to_, first) : from != nullptr ? from : scratch_.data();
         if (from == nullptr) {
@@ -63,7 +63,7 @@ class RowMover {
 
   private:
     static uint8_t* at(const BitmapHandle& bitmap, uint8_t* rows, int32_t row) {
-        return rows != nullptr ? rows + size_t{bitmap.BytesPerLine} * static_cast<uint32_t>(row) : nullptr;
+        return rows != nullptr ? rows + Shape(bitmap).offset(row) : nullptr;
     }
 
     BitmapHandle& source_;
@@ -83,9 +83,7 @@ class RunMover {
         return (source.Flags & destination.Flags & BMF_COMPRESSED) != 0;
     }
 
-    Result prepare() {
-        return row_.allocate(2 * uint64_t{static_cast<uint32_t>(source_.Width)} + 6) ? SUCCESS : FAILURE;
-    }
+    Result prepare() { return row_.allocate(2 * uint64_t{Shape(source_).width} + 6) ? SUCCESS : FAILURE; }
 
     int32_t band() const { return kMostBandRows; }
 

@@ -3,6 +3,7 @@
 
 #include "base/entry_rule.h"
 #include "base/scratch.h"
+#include "base/shape.h"
 #include "bitmap/rows.h"
 #include "bitmap/runs/run_edit.h"
 #include "bitmap/storage/storage.h"
@@ -28,7 +29,7 @@ Result checkRows(const BitmapHandle* bitmap, const void* buffer, int32_t first, 
 Result checkColumns(const BitmapHandle* bitmap, const void* buffer, int32_t row, uint32_t column, uint32_t pixels) {
     TRY(checkRows(bitmap, buffer, row, 1));
     if (pixels == 0) return ERROR_INVALID_PARAMETER;
-    const auto width = static_cast<uint32_t>(bitmap->Width);
+    const uint32_t width = Shape(*bitmap).width;
     return column < width && pixels <= width - column ? SUCCESS : ERROR_INVALID_SIZE;
 }
 
@@ -56,7 +57,7 @@ struct Span {
     uint32_t pixels;
 };
 
-Span wholeRow(const BitmapHandle& bitmap, int32_t row) { return {row, 0, static_cast<uint32_t>(bitmap.Width)}; }
+Span wholeRow(const BitmapHandle& bitmap, int32_t row) { return {row, 0, Shape(bitmap).width}; }
 
 // Writes the encoded pixels to *buffer and moves it behind them.
 Result getEncoded(BitmapHandle& bitmap, const Span& span, uint8_t* plain, uint8_t** buffer) {
@@ -77,7 +78,7 @@ Result getEncoded(BitmapHandle& bitmap, const Span& span, uint8_t* plain, uint8_
 Result putPlainSpan(BitmapHandle& bitmap, const Span& span, uint8_t* plain, const Runs& runs) {
     const uint32_t lead = span.column & 7;
     expandRuns(runs, plain, lead, 0, span.pixels);
-    if (span.pixels < static_cast<uint32_t>(bitmap.Width)) {
+    if (span.pixels < Shape(bitmap).width) {
         const uint32_t segment[] = {lead, lead + span.pixels};
         return putRowSegments(bitmap, plain, span.row, span.column - lead, segment, 2, false);
     }
@@ -95,7 +96,7 @@ Result putEncoded(BitmapHandle& bitmap, const Span& span, uint8_t* plain, const 
     RunBuilder builder(stored.work());
     builder.addPixels(stored.runs(), 0, span.column);
     builder.addPixels(runs, 0, span.pixels);
-    builder.addPixels(stored.runs(), end, static_cast<uint32_t>(bitmap.Width) - end);
+    builder.addPixels(stored.runs(), end, Shape(bitmap).width - end);
     builder.finish();
     return stored.store();
 }

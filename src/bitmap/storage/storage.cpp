@@ -4,6 +4,7 @@
 
 #include "base/entry_rule.h"
 #include "base/pixel_format.h"
+#include "base/shape.h"
 #include "system/settings.h"
 
 namespace tnk {
@@ -30,14 +31,14 @@ int64_t seekRow(BitmapHandle& bitmap, int32_t row) {
 }
 
 bool dataBytes(const BitmapHandle& bitmap, int32_t height, uint32_t* bytes) {
-    const uint64_t product = uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(height);
+    const uint64_t product = Shape(bitmap).bytes(height);
     const bool fits = product < kSizeLimit;
     *bytes = static_cast<uint32_t>(fits ? product : kSizeLimit - 1);
     return fits;
 }
 
 uint32_t bytesWithOffset(const BitmapHandle& bitmap, int32_t height) {
-    return static_cast<uint32_t>(bitmap.DataOffset + uint64_t{bitmap.BytesPerLine} * static_cast<uint32_t>(height));
+    return static_cast<uint32_t>(bitmap.DataOffset + Shape(bitmap).bytes(height));
 }
 
 Result lendMemory(BitmapHandle& bitmap, int32_t first, int32_t, uint8_t** rows) {
@@ -52,7 +53,7 @@ namespace {
 uint8_t* seekColumn(BitmapHandle& bitmap, int32_t row, uint32_t column) {
     const int64_t position = seekRow(bitmap, row);
     if (bitmap.pData == nullptr) return nullptr;
-    const uint64_t offset = columnOffset(column, static_cast<uint32_t>(bitmap.BitsPerPixel));
+    const uint64_t offset = columnOffset(column, Shape(bitmap).bits);
     return bitmap.pData + static_cast<ptrdiff_t>(position) + static_cast<size_t>(offset);
 }
 

@@ -6,6 +6,7 @@
 
 #include "base/pixel_format.h"
 #include "base/scratch.h"
+#include "base/shape.h"
 #include "bitmap/storage/storage.h"
 #include "platform/platform.h"
 
@@ -43,7 +44,7 @@ uint32_t rowsInGroup(uint32_t group, int32_t height) {
 
 uint64_t workBytes(const BitmapHandle& bitmap) {
     static_assert(maxEncodedBytes(0) <= 8);
-    return (2 * uint64_t{static_cast<uint32_t>(bitmap.Width)} + 8 + 7) & ~uint64_t{7};
+    return (2 * uint64_t{Shape(bitmap).width} + 8 + 7) & ~uint64_t{7};
 }
 
 uint8_t* workOf(RowGroup& group) { return reinterpret_cast<uint8_t*>(&group + 1); }
@@ -55,12 +56,12 @@ RowPlace* placesOf(RowGroup& group, const BitmapHandle& bitmap) {
 // Runs of a row without 1 bits: each piece but the last is followed by an empty run.
 uint32_t emptyRowRuns(const BitmapHandle& bitmap) {
     constexpr uint32_t kPiece = kLongestRun & ~7u;
-    const auto width = static_cast<uint32_t>(bitmap.Width);
+    const uint32_t width = Shape(bitmap).width;
     return width <= kLongestRun ? 1 : 1 + 2 * ((width - kLongestRun + kPiece - 1) / kPiece);
 }
 
 uint64_t startingRuns(const BitmapHandle& bitmap, uint32_t rows) {
-    return uint64_t{rows} * static_cast<uint32_t>(bitmap.Width) / 64 / kRunBytes;
+    return uint64_t{rows} * Shape(bitmap).width / 64 / kRunBytes;
 }
 
 uint32_t runsOf(const RowPlace& place, const BitmapHandle& bitmap) {
@@ -185,7 +186,7 @@ int64_t forEachRow(const BitmapHandle& bitmap, int32_t row, uint32_t column, uin
     if (!groups.ok()) return groups.code;
     if (row < 0 || row >= bitmap.Height) return FAILURE;
     const uint64_t line = bitmap.BytesPerLine;
-    const uint64_t end = line * static_cast<uint32_t>(bitmap.Height);
+    const uint64_t end = line * Shape(bitmap).height;
     const uint64_t position = line * static_cast<uint32_t>(row) + column / 8;
     if (position > end || bytes > end - position) return FAILURE;
     for (uint32_t done = 0; done < bytes;) {
@@ -199,16 +200,14 @@ int64_t forEachRow(const BitmapHandle& bitmap, int32_t row, uint32_t column, uin
     return bytes;
 }
 
-uint32_t usedBytes(const BitmapHandle& bitmap) {
-    return static_cast<uint32_t>(pixelBytes(static_cast<uint32_t>(bitmap.Width), 1));
-}
+uint32_t usedBytes(const BitmapHandle& bitmap) { return static_cast<uint32_t>(pixelBytes(Shape(bitmap).width, 1)); }
 
 void readPart(const BitmapHandle& bitmap, const Runs& runs, uint32_t offset, uint8_t* buffer, uint32_t bytes) {
     uint32_t used = 0;
     if (offset < usedBytes(bitmap)) {
         used = std::min(bytes, usedBytes(bitmap) - offset);
-        const auto pixels = static_cast<uint32_t>(
-            std::min(uint64_t{used} * 8, static_cast<uint32_t>(bitmap.Width) - uint64_t{offset} * 8));
+        const auto pixels =
+            static_cast<uint32_t>(std::min(uint64_t{used} * 8, Shape(bitmap).width - uint64_t{offset} * 8));
         expandRuns(runs, buffer, 0, offset * 8, pixels);
     }
     std::memset(buffer + used, 0, bytes - used);
@@ -235,7 +234,7 @@ Result writePart(BitmapHandle& bitmap, int32_t row, uint32_t offset, const uint8
         std::memcpy(scratch.data() + offset, buffer, std::min(bytes, used - offset));
         buffer = scratch.data();
     }
-    encodeRow(stored.work(), buffer, 0, static_cast<uint32_t>(bitmap.Width));
+    encodeRow(stored.work(), buffer, 0, Shape(bitmap).width);
     return stored.store();
 }
 

@@ -1,5 +1,6 @@
 // Bitmaps in a temporary file that vanishes when it is closed. The file is one byte longer than the pixel data.
 #include "base/pixel_format.h"
+#include "base/shape.h"
 #include "bitmap/storage/storage.h"
 #include "platform/platform.h"
 #include "system/file.h"
@@ -45,8 +46,7 @@ void releaseDisk(BitmapHandle& bitmap) {
 }
 
 int64_t positionOf(BitmapHandle& bitmap, int32_t row, uint32_t column) {
-    return seekRow(bitmap, row) +
-           static_cast<int64_t>(columnOffset(column, static_cast<uint32_t>(bitmap.BitsPerPixel)));
+    return seekRow(bitmap, row) + static_cast<int64_t>(columnOffset(column, Shape(bitmap).bits));
 }
 
 int64_t readDisk(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes) {

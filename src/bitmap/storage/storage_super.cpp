@@ -4,6 +4,7 @@
 #include <new>
 
 #include "base/pixel_format.h"
+#include "base/shape.h"
 #include "bitmap/storage/chunk_store.h"
 #include "bitmap/storage/storage.h"
 #include "platform/platform.h"
@@ -54,14 +55,14 @@ int64_t moved(Result result, uint32_t bytes) { return result.ok() ? int64_t{byte
 int64_t readSuper(BitmapHandle& bitmap, int32_t row, uint32_t column, uint8_t* buffer, uint32_t bytes) {
     ChunkStore* const store = storeOf(bitmap);
     if (store == nullptr) return ERROR_NOT_ALLOCATED;
-    const uint64_t offset = columnOffset(column, static_cast<uint32_t>(bitmap.BitsPerPixel));
+    const uint64_t offset = columnOffset(column, Shape(bitmap).bits);
     return moved(store->read(row, offset, buffer, bytes), bytes);
 }
 
 int64_t writeSuper(BitmapHandle& bitmap, int32_t row, uint32_t column, const uint8_t* buffer, uint32_t bytes) {
     ChunkStore* const store = storeOf(bitmap);
     if (store == nullptr) return ERROR_NOT_ALLOCATED;
-    const uint64_t offset = columnOffset(column, static_cast<uint32_t>(bitmap.BitsPerPixel));
+    const uint64_t offset = columnOffset(column, Shape(bitmap).bits);
     return moved(store->write(row, offset, buffer, bytes), bytes);
 }
 

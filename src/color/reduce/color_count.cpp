@@ -9,6 +9,7 @@
 #include "base/progress.h"
 #include "base/sample_rules.h"
 #include "base/scratch.h"
+#include "base/shape.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/region_scan.h"
 #include "bitmap/rows.h"
@@ -177,7 +178,7 @@ void settleRule(const BitmapHandle& bitmap, bool collects, uint32_t capacity, Co
     if (collects) rule.enough = uint64_t{capacity} + 1;
     rule.redFirst = bitmap.Order != ORDER_BGR && bitmap.Order != ORDER_MATRIX_RGB;
     if (bitmap.BitsPerPixel <= 8) {
-        rule.keyBits = static_cast<uint32_t>(bitmap.BitsPerPixel);
+        rule.keyBits = Shape(bitmap).bits;
         readBitmapPalette(bitmap, rule.palette);
         rule.enough = std::min<uint64_t>(rule.enough, findDistinct(rule, 1u << rule.keyBits));
     } else if (hasGraySamples(bitmap)) {
@@ -215,7 +216,7 @@ class ColorScan {
         settleRule(bitmap_, colors != nullptr, capacity, rule_);
         TRY(colors_.prepare(rule_, colors, capacity));
         TRY(reader_.prepare());
-        const auto width = static_cast<uint32_t>(bitmap_.Width);
+        const uint32_t width = Shape(bitmap_).width;
         if (bitmap_.BitsPerPixel < 8 && !unpacked_.allocate(width)) return FAILURE;
         return region_.prepare();
     }
@@ -241,7 +242,7 @@ class ColorScan {
         TRY(reader_.read(row, 1, &pixels));
         TRY(region_.readRow(row));
         if (unpacked_) {
-            unpackPixels(static_cast<uint32_t>(bitmap_.BitsPerPixel), pixels, unpacked_.data(), unpacked_.size());
+            unpackPixels(Shape(bitmap_).bits, pixels, unpacked_.data(), unpacked_.size());
             pixels = unpacked_.data();
         }
         for (const RowSegment& segment : region_.segments()) {

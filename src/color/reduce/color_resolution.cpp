@@ -7,6 +7,7 @@
 #include "base/pixel_format.h"
 #include "base/sample_rules.h"
 #include "base/scratch.h"
+#include "base/shape.h"
 #include "bitmap/hooks.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/row_loop.h"
@@ -60,7 +61,7 @@ class RowSink {
 
     Result prepare(int32_t window) {
         if (wanted_) return writer_.prepare(window);
-        const uint64_t bytes = uint64_t{destination_.BytesPerLine} * static_cast<uint32_t>(window);
+        const uint64_t bytes = Shape(destination_).bytes(window);
         return scratch_.allocate(bytes, true) ? SUCCESS : FAILURE;
     }
 
@@ -68,7 +69,7 @@ class RowSink {
         next_ = rows;
         if (wanted_) return writer_.lend(first, count, rows);
         for (int32_t i = 0; i < count; ++i) {
-            rows[i] = scratch_.data() + size_t{destination_.BytesPerLine} * static_cast<uint32_t>(i);
+            rows[i] = scratch_.data() + Shape(destination_).offset(i);
         }
         return SUCCESS;
     }

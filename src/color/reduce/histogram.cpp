@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/shape.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
 #include "color/dither/color_fetch.h"
@@ -27,7 +28,7 @@ class FetchedRows {
         if (!needsPlainOrder(bitmap_)) return SUCCESS;
         TRY(converter_.prepare(
             {.bitsSrc = bitmap_.BitsPerPixel, .bitsDst = 24, .orderSrc = bitmap_.Order, .orderDst = ORDER_BGR}));
-        return plain_.allocate(uint64_t{static_cast<uint32_t>(bitmap_.Width)} * 3) ? SUCCESS : FAILURE;
+        return plain_.allocate(uint64_t{Shape(bitmap_).width} * 3) ? SUCCESS : FAILURE;
     }
 
     Result read(int32_t row, const uint8_t** pixels) {
