@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "contest.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 
 #ifdef PEER_LIBYUV
 #include <libyuv.h>

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "contest.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "palette/nearest.h"
 
 #ifdef PEER_QT

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "base/pixel_format.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "reference/convert.h"
 #include "tnkrn.h"
 

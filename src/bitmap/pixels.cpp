@@ -9,7 +9,7 @@
 #include "base/shape.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/storage/storage.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "palette/palette.h"
 #include "system/dispatch.h"
 

@@ -5,8 +5,8 @@
 #include "base/pixel_values.h"
 #include "base/sample_rules.h"
 #include "base/shape.h"
-#include "convert/convert.h"
 #include "convert/fill_run.h"
+#include "convert/row_converter.h"
 #include "palette/palette.h"
 
 namespace tnk {

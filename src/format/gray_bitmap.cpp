@@ -6,7 +6,7 @@
 #include "bitmap/lifecycle.h"
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "palette/palette.h"
 #include "system/status.h"
 #include "tnkrn.h"

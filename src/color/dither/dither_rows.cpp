@@ -9,7 +9,7 @@
 #include "color/dither/dither_modes.h"
 #include "color/dither/dither_pack.h"
 #include "color/dither/dither_state.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 
 namespace tnk {
 namespace {

@@ -13,7 +13,7 @@
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "color/dither/dither.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "system/dispatch.h"
 #include "system/status.h"
 #include "tnkrn.h"

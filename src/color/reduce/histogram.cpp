@@ -8,7 +8,7 @@
 #include "bitmap/rows.h"
 #include "color/dither/color_fetch.h"
 #include "color/dither/dither_modes.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "kernels/kernels.h"
 
 namespace tnk {

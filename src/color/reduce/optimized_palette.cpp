@@ -11,7 +11,7 @@
 #include "color/reduce/color_boxes.h"
 #include "color/reduce/color_count.h"
 #include "color/reduce/histogram.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "palette/palette.h"
 #include "system/settings.h"
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "base/result.h"
-#include "convert/convert_plan.h"
+#include "convert/stages.h"
 #include "tnkrn.h"
 
 namespace tnk {

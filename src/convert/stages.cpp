@@ -1,12 +1,12 @@
 // From the two formats of a conversion to its steps.
-#include "convert/convert_plan.h"
+#include "convert/stages.h"
 
 #include <algorithm>
 
 #include "base/pixel_values.h"
-#include "convert/conversion.h"
-#include "convert/convert.h"
-#include "convert/convert_steps.h"
+#include "convert/conversion_arguments.h"
+#include "convert/row_converter.h"
+#include "convert/stage_kernels.h"
 #include "kernels/pixels/hue_class.h"
 #include "palette/palette.h"
 

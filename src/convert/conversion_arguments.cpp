@@ -1,11 +1,11 @@
-#include "convert/conversion.h"
+#include "convert/conversion_arguments.h"
 
 #include <algorithm>
 #include <bit>
 
 #include "base/pixel_format.h"
 #include "base/sample_rules.h"
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 #include "palette/palette.h"
 
 namespace tnk {

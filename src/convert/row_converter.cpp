@@ -1,5 +1,5 @@
 // Running conversions over rows, and the exports.
-#include "convert/convert.h"
+#include "convert/row_converter.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,7 +2,7 @@
 // may work in place where a target pixel is not larger.
 #pragma once
 
-#include "convert/convert_plan.h"
+#include "convert/stages.h"
 
 namespace tnk::steps {
 

@@ -1,4 +1,4 @@
-#include "convert/convert_steps.h"
+#include "convert/stage_kernels.h"
 
 #include <algorithm>
 #include <cstring>
