@@ -9,12 +9,12 @@
 namespace tnk {
 namespace {
 
-// Pixels on their way between steps. Callers may have little stack; blocks of half a thousand pixels and more make up for
-// the calls of steps.
+// Pixels on their way between stages. Callers may have little stack; blocks of half a thousand pixels and more make up for
+// the calls of stages.
 constexpr size_t kBufferBytes = 8192;
 
-// The largest pixel of any step.
-size_t formBytes(const ConvertPlan& plan) { return std::max(plan.sourceBits, plan.targetBits) > 32 ? 8 : 4; }
+// The largest pixel of any stage.
+size_t formBytes(const StagePlan& plan) { return std::max(plan.sourceBits, plan.targetBits) > 32 ? 8 : 4; }
 
 // Bits of the last byte of a row that no pixel has.
 uint8_t unusedBits(uint32_t bits, size_t width) {
@@ -24,7 +24,7 @@ uint8_t unusedBits(uint32_t bits, size_t width) {
     return static_cast<uint8_t>(bits == 12 ? 0xF0 : 0xFF >> used);
 }
 
-bool widthFits(const ConvertPlan& plan, int32_t width) {
+bool widthFits(const StagePlan& plan, int32_t width) {
     const uint32_t bits = std::max(plan.sourceBits, plan.targetBits);
     return width > 0 && rowBytes(static_cast<uint64_t>(width), bits) <= UINT32_MAX;
 }
@@ -33,35 +33,35 @@ bool widthFits(const ConvertPlan& plan, int32_t width) {
 
 Result RowConverter::prepare(const ConvertSpec& spec) { return makePlan(spec, plan_); }
 
-// One block through all steps; what the odd ones write begins `second` bytes behind what the even ones write.
-static void runSteps(ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count, uint8_t* buffer,
-                     size_t second) {
+// One block through all stages; what the odd ones write begins `second` bytes behind what the even ones write.
+static void runStages(StagePlan& plan, const uint8_t* source, uint8_t* target, size_t count, uint8_t* buffer,
+                      size_t second) {
     const uint8_t* from = source;
-    for (uint32_t i = 0; i < plan.stepCount; ++i) {
-        const ConvertStep& step = plan.steps[i];
-        uint8_t* to = i + 1 == plan.stepCount ? target : buffer + i % 2 * second;
-        step.run(step, plan, from, to, count);
+    for (uint32_t i = 0; i < plan.stageCount; ++i) {
+        const Stage& stage = plan.stages[i];
+        uint8_t* to = i + 1 == plan.stageCount ? target : buffer + i % 2 * second;
+        stage.run(stage, plan, from, to, count);
         from = to;
     }
 }
 
 // In place, growing rows take the last block first and shrinking ones the first, so that no source pixel is overwritten
-// before it is read. Each block is read whole before its first target byte is written, but by a single step.
+// before it is read. Each block is read whole before its first target byte is written, but by a single stage.
 void RowConverter::runBlocks(const uint8_t* source, uint8_t* target, size_t width) {
     alignas(32) uint8_t buffer[kBufferBytes];
     const bool backward = plan_.targetBits > plan_.sourceBits && source == target;
-    const size_t part = plan_.stepCount > 2 ? kBufferBytes / 2 : kBufferBytes;  // two steps need no second buffer
-    const size_t blockPixels = part / formBytes(plan_);                         // whole bytes at every depth
+    const size_t part = plan_.stageCount > 2 ? kBufferBytes / 2 : kBufferBytes;  // two stages need no second buffer
+    const size_t blockPixels = part / formBytes(plan_);                          // whole bytes at every depth
     const size_t blocks = (width + blockPixels - 1) / blockPixels;
     for (size_t i = 0; i < blocks; ++i) {
         const size_t first = (backward ? blocks - 1 - i : i) * blockPixels;
         const size_t count = std::min(width - first, blockPixels);
         const uint8_t* from = source + first / 8 * plan_.sourceBits;
-        if (plan_.stepCount == 1) {
+        if (plan_.stageCount == 1) {
             std::memcpy(buffer, from, static_cast<size_t>(pixelBytes(count, plan_.sourceBits)));
             from = buffer;
         }
-        runSteps(plan_, from, target + first / 8 * plan_.targetBits, count, buffer, part);
+        runStages(plan_, from, target + first / 8 * plan_.targetBits, count, buffer, part);
     }
 }
 
@@ -72,10 +72,10 @@ Result RowConverter::run(const uint8_t* source, uint8_t* target, int32_t width) 
     const bool inPlace = source == target;
     const uint8_t unused = unusedBits(plan_.targetBits, count);
     const uint8_t kept = inPlace ? target[bytes - 1] & unused : 0;
-    if (plan_.stepCount == 0) {
+    if (plan_.stageCount == 0) {
         if (!inPlace) std::memcpy(target, source, bytes);
-    } else if (plan_.stepCount == 1 && (!inPlace || plan_.targetBits <= plan_.sourceBits)) {
-        plan_.steps[0].run(plan_.steps[0], plan_, source, target, count);
+    } else if (plan_.stageCount == 1 && (!inPlace || plan_.targetBits <= plan_.sourceBits)) {
+        plan_.stages[0].run(plan_.stages[0], plan_, source, target, count);
     } else {
         runBlocks(source, target, count);
     }

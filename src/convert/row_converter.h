@@ -43,7 +43,7 @@ class RowConverter {
   private:
     void runBlocks(const uint8_t* source, uint8_t* target, size_t width);
 
-    ConvertPlan plan_;
+    StagePlan plan_;
 };
 
 }  // namespace tnk

@@ -7,7 +7,7 @@
 #include "convert/packed_pixels.h"
 #include "palette/palette.h"
 
-namespace tnk::steps {
+namespace tnk::stages {
 namespace {
 
 // Fewer pixels are searched one by one: the matcher's tables have their price.
@@ -25,24 +25,24 @@ int32_t quotient(const ChannelMatrix& matrix, size_t i, const uint16_t (&channel
 
 }  // namespace
 
-void unpack(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    unpackPixels(step.bits, source, target, count);
+void unpack(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    unpackPixels(stage.bits, source, target, count);
 }
 
-void pack(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    packPixels(step.bits, source, target, count);
+void pack(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    packPixels(stage.bits, source, target, count);
 }
 
-void expand(const ConvertStep&, ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
+void expand(const Stage&, StagePlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
     kernels().expand(source, target, count, plan.table);
 }
 
-void spread(const ConvertStep&, ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
+void spread(const Stage&, StagePlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
     kernels().spread(source, target, count, plan.table);
 }
 
-void nearest(const ConvertStep& step, ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
-    const ChannelBytes& at = step.channels;
+void nearest(const Stage& stage, StagePlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
+    const ChannelBytes& at = stage.channels;
     if (!plan.matcherReady && count >= kMatcherPixels) plan.matcherReady = plan.matcher.prepare(plan.palette);
     if (plan.matcherReady) {
         plan.matcher.findRow(source, at.pixelBytes, at.red, at.green, at.blue, target, static_cast<int32_t>(count));
@@ -52,25 +52,25 @@ void nearest(const ConvertStep& step, ConvertPlan& plan, const uint8_t* source, 
         target[i] = static_cast<uint8_t>(findNearest(plan.palette, source[at.red], source[at.green], source[at.blue]));
 }
 
-void gray(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    kernels().gray(source, target, count, step.weights);
+void gray(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    kernels().gray(source, target, count, stage.weights);
 }
 
-void samples8(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void samples8(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     for (size_t i = 0; i < count; ++i)
-        target[i] = static_cast<uint8_t>(load32(source + 4 * i) >> step.scale.shift & step.scale.mask);
+        target[i] = static_cast<uint8_t>(load32(source + 4 * i) >> stage.scale.shift & stage.scale.mask);
 }
 
-void load12(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void load12(const Stage&, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     unpack12(source, reinterpret_cast<uint32_t*>(target), count);
 }
 
-void store12(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void store12(const Stage&, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     pack12(reinterpret_cast<const uint32_t*>(source), target, count);
 }
 
-void scale(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    const SampleScale by = step.scale;
+void scale(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    const SampleScale by = stage.scale;
     if (by.multiply == by.divide) {
         for (size_t i = 0; i < count; ++i)
             storeAs(target + 4 * i, (load32(source + 4 * i) >> by.shift & by.mask) << by.shiftUp);
@@ -83,44 +83,44 @@ void scale(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t
     }
 }
 
-void lookup(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    const SampleLookup& table = step.lookup;
+void lookup(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    const SampleLookup& table = stage.lookup;
     for (size_t i = 0; i < count; ++i)
         storeAs(target + 4 * i, table.entries[load32(source + 4 * i) >> table.shift & table.mask]);
 }
 
-void shuffle(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    kernels().shuffle(source, target, count, step.shuffle);
+void shuffle(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    kernels().shuffle(source, target, count, stage.shuffle);
 }
 
-void to555(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    kernels().to555(source, target, count, step.fields);
+void to555(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    kernels().to555(source, target, count, stage.fields);
 }
 
-void from555(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    kernels().from555(source, target, count, step.fields);
+void from555(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    kernels().from555(source, target, count, stage.fields);
 }
 
-void swap555(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void swap555(const Stage&, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     for (size_t i = 0; i < count; ++i) {
         const uint32_t word = load16(source + 2 * i);
         store16(target + 2 * i, (word >> 10 & 31) | (word & 31 << 5) | (word & 31) << 10);
     }
 }
 
-void matchPair(const ConvertStep& step, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
-    kernels().matchPair(source, target, count, step.pair);
+void matchPair(const Stage& stage, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
+    kernels().matchPair(source, target, count, stage.pair);
 }
 
-void forward8(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void forward8(const Stage&, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     kernels().multiply(source, target, count, kForward);
 }
 
-void inverse8(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void inverse8(const Stage&, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     kernels().multiply(source, target, count, kInverse);
 }
 
-void forward16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void forward16(const Stage&, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     for (; count != 0; --count, source += 8, target += 8) {
         uint16_t pixel[4];
         std::memcpy(pixel, source, sizeof pixel);
@@ -132,7 +132,7 @@ void forward16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t*
     }
 }
 
-void inverse16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t* target, size_t count) {
+void inverse16(const Stage&, StagePlan&, const uint8_t* source, uint8_t* target, size_t count) {
     for (; count != 0; --count, source += 8, target += 8) {
         uint16_t pixel[4];
         std::memcpy(pixel, source, sizeof pixel);
@@ -143,4 +143,4 @@ void inverse16(const ConvertStep&, ConvertPlan&, const uint8_t* source, uint8_t*
     }
 }
 
-}  // namespace tnk::steps
+}  // namespace tnk::stages

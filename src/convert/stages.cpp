@@ -1,4 +1,4 @@
-// From the two formats of a conversion to its steps.
+// From the two formats of a conversion to its stages.
 #include "convert/stages.h"
 
 #include <algorithm>
@@ -28,7 +28,7 @@ constexpr ColorLayout kColors16 = {8, true, false, false};
 
 class Planner {
   public:
-    Planner(const Conversion& conversion, ConvertPlan& plan) : c_(conversion), plan_(plan) {}
+    Planner(const Conversion& conversion, StagePlan& plan) : c_(conversion), plan_(plan) {}
 
     void make();
 
@@ -42,7 +42,7 @@ class Planner {
     void addTo555(ColorLayout layout);
     void addToMatrix(const ColorLayout& layout);
 
-    ConvertStep& add(steps::Step* run);
+    Stage& add(stages::StageKernel* run);
     void addByteMap(uint32_t sourceBytes, uint32_t targetBytes, const uint8_t (&from)[8], uint8_t fill);
     void addShuffle(const ColorLayout& from, const ColorLayout& to);
     void addNarrowing(ColorLayout& layout);
@@ -60,13 +60,13 @@ class Planner {
     ColorLayout targetLayout() const;
     uint64_t targetPixel(uint32_t red, uint32_t green, uint32_t blue) const;
     const Conversion& c_;
-    ConvertPlan& plan_;
+    StagePlan& plan_;
 };
 
 void Planner::make() {
     plan_.sourceBits = c_.bitsSrc != 0 ? static_cast<uint32_t>(c_.bitsSrc) : 8;
     plan_.targetBits = c_.bitsDst != 0 ? static_cast<uint32_t>(c_.bitsDst) : 8;
-    plan_.stepCount = 0;
+    plan_.stageCount = 0;
     plan_.palette = {};
     plan_.matcherReady = false;
     if (c_.paletteDst != nullptr) plan_.palette = {c_.paletteDst, size_t{1} << c_.bitsDst};
@@ -78,7 +78,7 @@ void Planner::addStages() {
     if (c_.bitsSrc <= 8) return addFromIndexes();
     if (c_.graySource && c_.paletteSrc == nullptr) return addFromSamples();
     if (c_.bitsSrc == 16 && c_.bitsDst == 16 && !c_.graySource && !c_.grayTarget) {
-        add(steps::swap555);
+        add(stages::swap555);
         return;
     }
     const ColorLayout layout = addColorLoad();
@@ -98,10 +98,10 @@ bool Planner::isCopy() const {
 
 // ---- parts of plans ----
 
-ConvertStep& Planner::add(steps::Step* run) {
-    ConvertStep& step = plan_.steps[plan_.stepCount++];
-    step.run = run;
-    return step;
+Stage& Planner::add(stages::StageKernel* run) {
+    Stage& stage = plan_.stages[plan_.stageCount++];
+    stage.run = run;
+    return stage;
 }
 
 ColorLayout Planner::sourceLayout() const {
@@ -116,7 +116,7 @@ ColorLayout Planner::targetLayout() const {
 
 // Spreads the description of one pixel over a vector.
 void Planner::addByteMap(uint32_t sourceBytes, uint32_t targetBytes, const uint8_t (&from)[8], uint8_t fill) {
-    PixelShuffle& shuffle = add(steps::shuffle).shuffle;
+    PixelShuffle& shuffle = add(stages::shuffle).shuffle;
     shuffle.sourceBytes = static_cast<uint8_t>(sourceBytes);
     shuffle.targetBytes = static_cast<uint8_t>(targetBytes);
     shuffle.pixels = static_cast<uint8_t>(16 / std::max(sourceBytes, targetBytes));
@@ -147,12 +147,12 @@ void Planner::addShuffle(const ColorLayout& from, const ColorLayout& to) {
 }
 
 void Planner::addSampleLoad() {
-    if (c_.bitsSrc == 12) add(steps::load12);
+    if (c_.bitsSrc == 12) add(stages::load12);
     if (c_.bitsSrc == 16) addByteMap(2, 4, {0, 1, kFill, kFill}, 0);
 }
 
 void Planner::addSampleStore() {
-    if (c_.bitsDst == 12) add(steps::store12);
+    if (c_.bitsDst == 12) add(stages::store12);
     if (c_.bitsDst == 16) addByteMap(4, 2, {0, 1}, 0);
     if (c_.bitsDst >= 48)
         addByteMap(4, static_cast<uint32_t>(c_.bitsDst / 8), {0, 1, 0, 1, 0, 1, kFill, kFill}, alpha8());
@@ -207,9 +207,9 @@ bool Planner::fillTable(const PaletteEntry* source, uint32_t count, uint32_t top
 
 // From bytes to the target: by the table, unless it changes nothing, and packed.
 void Planner::addTableUse(bool changes) {
-    if (changes) add(steps::expand);
-    if (c_.bitsDst == 12) add(steps::store12);
-    if (c_.bitsDst >= 1 && c_.bitsDst < 8) add(steps::pack).bits = static_cast<uint32_t>(c_.bitsDst);
+    if (changes) add(stages::expand);
+    if (c_.bitsDst == 12) add(stages::store12);
+    if (c_.bitsDst >= 1 && c_.bitsDst < 8) add(stages::pack).bits = static_cast<uint32_t>(c_.bitsDst);
 }
 
 void Planner::addTable(const PaletteEntry* source, uint32_t count, uint32_t topLevel) {
@@ -226,17 +226,17 @@ void Planner::addFromIndexes() {
     const bool changes = fillTable(c_.paletteSrc, c_.bitsSrc != 0 ? 1u << c_.bitsSrc : 256, 255);
     if (!changes && plan_.sourceBits == plan_.targetBits) return;
     if (c_.bitsSrc == 1 && plan_.targetBits >= 8 && plan_.targetBits != 12) {
-        add(steps::spread);
+        add(stages::spread);
         return;
     }
-    if (plan_.sourceBits < 8) add(steps::unpack).bits = plan_.sourceBits;
+    if (plan_.sourceBits < 8) add(stages::unpack).bits = plan_.sourceBits;
     addTableUse(changes);
 }
 
 void Planner::addFromSamples() {
     if (c_.grayTarget || c_.bitsDst >= 48) {
         addSampleLoad();
-        add(steps::scale).scale = sampleScale(c_);
+        add(stages::scale).scale = sampleScale(c_);
         addSampleStore();
         return;
     }
@@ -254,7 +254,7 @@ void Planner::addFromSamples() {
         addByteMap(sourceBytes, 1, {byte}, 0);
     } else {
         addSampleLoad();
-        add(steps::samples8).scale = window;
+        add(stages::samples8).scale = window;
     }
     addTable(nullptr, window.mask + 1, window.divide);
 }
@@ -264,7 +264,7 @@ ColorLayout Planner::addColorLoad() {
     if (c_.graySource) {
         const SampleScale window = windowScale(c_, c_.bitsSrc);
         addSampleLoad();
-        add(steps::lookup).lookup = {c_.paletteSrc, window.shift, window.mask};
+        add(stages::lookup).lookup = {c_.paletteSrc, window.shift, window.mask};
         return kColors8;
     }
     if (c_.bitsSrc == 16) {
@@ -272,13 +272,13 @@ ColorLayout Planner::addColorLoad() {
         const bool direct = toColors() && (c_.bitsDst == 24 || c_.bitsDst == 32);
         const bool rgb = c_.orderSrc == ORDER_RGB;
         const ColorLayout layout = direct ? targetLayout() : ColorLayout{4, false, rgb, false};
-        add(steps::from555).fields = {layout.pixelBytes, layout.rgb != rgb, false, alpha8()};
+        add(stages::from555).fields = {layout.pixelBytes, layout.rgb != rgb, false, alpha8()};
         return layout;
     }
     if (c_.orderSrc != ORDER_MATRIX_RGB) return sourceLayout();
     const bool wide = c_.bitsSrc == 48;
     addShuffle(sourceLayout(), wide ? kColors16 : kColors8);
-    add(wide ? steps::inverse16 : steps::inverse8);
+    add(wide ? stages::inverse16 : stages::inverse8);
     return wide ? kColors16 : kColors8;
 }
 
@@ -294,21 +294,21 @@ void Planner::addTo555(ColorLayout layout) {
     // KEEP: only the alpha of 32-bit pixels becomes bit 15; that of 64-bit pixels does not.
     const bool alphaBit = layout.alpha && !layout.wide;
     addNarrowing(layout);
-    add(steps::to555).fields = {layout.pixelBytes, layout.rgb != targetLayout().rgb, alphaBit, 0};
+    add(stages::to555).fields = {layout.pixelBytes, layout.rgb != targetLayout().rgb, alphaBit, 0};
 }
 
 void Planner::addToMatrix(const ColorLayout& layout) {
     const bool wide = c_.bitsDst == 48;
     addShuffle(layout, wide ? kColors16 : kColors8);
-    add(wide ? steps::forward16 : steps::forward8);
+    add(wide ? stages::forward16 : stages::forward8);
     // KEEP: from 48 bits the matrix is applied twice.
-    if (c_.bitsSrc == 48) add(wide ? steps::forward16 : steps::forward8);
+    if (c_.bitsSrc == 48) add(wide ? stages::forward16 : stages::forward8);
     addShuffle(wide ? kColors16 : kColors8, targetLayout());
 }
 
 void Planner::addToLevels(ColorLayout layout) {
     addNarrowing(layout);
-    add(steps::gray).weights = {layout.pixelBytes, layout.rgb};
+    add(stages::gray).weights = {layout.pixelBytes, layout.rgb};
     if (c_.bitsDst != 0) addTable(nullptr, 256, 255);
 }
 
@@ -328,7 +328,7 @@ bool Planner::addPairMatch(const ColorLayout& layout) {
     pair.hueClass = static_cast<uint8_t>(hueClass(b.Red, b.Green, b.Blue));
     pair.rgb = layout.rgb;
     if (pair.weight[0] == 0 && pair.weight[1] == 0 && pair.weight[2] == 0) return false;
-    add(steps::matchPair).pair = pair;
+    add(stages::matchPair).pair = pair;
     return true;
 }
 
@@ -340,13 +340,13 @@ void Planner::addToPalette(ColorLayout layout) {
     const uint32_t channelBytes = layout.wide ? 2 : 1;
     const uint32_t high = channelBytes - 1;
     const uint32_t red = layout.rgb ? 0 : 2 * channelBytes;
-    add(steps::nearest).channels = {layout.pixelBytes, red + high, channelBytes + high, 2 * channelBytes - red + high};
+    add(stages::nearest).channels = {layout.pixelBytes, red + high, channelBytes + high, 2 * channelBytes - red + high};
     addTableUse(false);
 }
 
 }  // namespace
 
-Result makePlan(const ConvertSpec& spec, ConvertPlan& plan) {
+Result makePlan(const ConvertSpec& spec, StagePlan& plan) {
     Conversion conversion;
     TRY(checkConversion(spec, conversion));
     Planner(conversion, plan).make();

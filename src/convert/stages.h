@@ -1,4 +1,4 @@
-// What a conversion does to a block of pixels: a short chain of steps.
+// What a conversion does to a block of pixels: a short chain of stages.
 #pragma once
 
 #include <cstddef>
@@ -13,7 +13,7 @@
 namespace tnk {
 
 struct ConvertSpec;
-struct ConvertPlan;
+struct StagePlan;
 
 // Gray samples of 32 bits to other samples: (s >> shift) & mask, times `multiply` / `divide`, << shiftUp. `divide` is the
 // largest sample of the window; the mask is the same, or 0 where the window lies outside the sample.
@@ -43,8 +43,8 @@ struct ChannelBytes {
     uint32_t blue;
 };
 
-struct ConvertStep {
-    void (*run)(const ConvertStep& step, ConvertPlan& plan, const uint8_t* source, uint8_t* target, size_t count);
+struct Stage {
+    void (*run)(const Stage& stage, StagePlan& plan, const uint8_t* source, uint8_t* target, size_t count);
     union {
         uint32_t bits;
         PixelShuffle shuffle;
@@ -57,23 +57,23 @@ struct ConvertStep {
     };
 };
 
-// Between steps pixels lie in one of four forms: 8-bit indexes or levels, 32-bit gray samples, and colours of four
-// channels of 8 or 16 bits. A plan without steps copies. With one step the source becomes the target at once.
-struct ConvertPlan {
-    static constexpr uint32_t kMaxSteps = 8;
+// Between stages pixels lie in one of four forms: 8-bit indexes or levels, 32-bit gray samples, and colours of four
+// channels of 8 or 16 bits. A plan without stages copies. With one stage the source becomes the target at once.
+struct StagePlan {
+    static constexpr uint32_t kMaxStages = 8;
 
     uint32_t sourceBits = 0;  // a pixel; 8 for depth 0
     uint32_t targetBits = 0;
-    uint32_t stepCount = 0;
-    ConvertStep steps[kMaxSteps];
-    PixelTable table;  // of the one step that has one
+    uint32_t stageCount = 0;
+    Stage stages[kMaxStages];
+    PixelTable table;  // of the one stage that has one
 
     std::span<const PaletteEntry> palette;  // of the nearest match
     NearestMatcher matcher;                 // when memory allows; else the palette is searched
     bool matcherReady = false;
 };
 
-// Checks the conversion and lays out its steps. -13 leaves a plan that must not be run.
-Result makePlan(const ConvertSpec& spec, ConvertPlan& plan);
+// Checks the conversion and lays out its stages. -13 leaves a plan that must not be run.
+Result makePlan(const ConvertSpec& spec, StagePlan& plan);
 
 }  // namespace tnk
