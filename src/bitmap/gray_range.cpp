@@ -1,5 +1,6 @@
 // Smallest and largest sample of gray bitmaps.
 #include <algorithm>
+#include <cassert>
 
 #include "base/pixel_values.h"
 #include "base/sample_rules.h"
@@ -54,6 +55,7 @@ Result scanWhole(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
 }  // namespace
 
 Result scanGrayRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum) {
+    assert(isAllocated(bitmap));
     minimum = maximum = 0;
     if (!hasGraySamples(bitmap)) return SUCCESS;
     const bool isSigned = (bitmap.Flags & BMF_SIGNED) != 0;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 
 #include "base/progress.h"
@@ -45,6 +46,7 @@ struct RowLoop {
 // their functions.
 template <typename Reader, typename Writer, typename Work>
 Result mapRows(Reader& reader, Writer& writer, const RowLoop& loop, Progress& progress, Work work) {
+    assert(loop.band >= 1 && loop.band <= kMostBandRows);
     const int32_t band = std::clamp(loop.rows, 1, loop.band);
     TRY(reader.prepare(band));
     TRY(writer.prepare(band));

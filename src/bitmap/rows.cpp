@@ -1,6 +1,7 @@
 // Rows in and out of a bitmap, whatever its storage.
 #include "bitmap/rows.h"
 
+#include <cassert>
 #include <cstring>
 
 #include "base/pixel_format.h"
@@ -85,6 +86,7 @@ Result RowReader::prepare(int32_t window) {
 }
 
 Result RowReader::read(int32_t first, int32_t count, uint8_t** rows) {
+    assert(first >= 0 && count > 0 && first <= bitmap_.Height - count);
     const StorageKind& storage = storageOf(bitmap_);
     uint8_t* start = scratch_.data();
     if (direct_) {
@@ -105,6 +107,7 @@ Result RowWriter::prepare(int32_t window) {
 }
 
 Result RowWriter::lend(int32_t first, int32_t count, uint8_t** rows) {
+    assert(first >= 0 && count > 0 && first <= bitmap_.Height - count);
     next_ = first;
     start_ = scratch_.data();
     if (direct_) TRY(storageOf(bitmap_).lend(bitmap_, first, count, &start_));
@@ -120,6 +123,7 @@ Result RowWriter::put(int32_t count) {
             return storage.write(bitmap_, row, 0, buffer, bytes);
         }));
     }
+    assert(count > 0 && next_ <= bitmap_.Height - count);
     next_ += count;
     start_ += Shape(bitmap_).offset(count);
     noteRow(bitmap_, next_ - 1);

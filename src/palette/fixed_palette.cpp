@@ -1,6 +1,7 @@
 // The fixed palettes, the web palette and gray ramps.
 #include <algorithm>
 #include <array>
+#include <cassert>
 
 #include "base/shape.h"
 #include "palette/palette.h"
@@ -71,6 +72,7 @@ const PaletteEntry* fixedPalette(int32_t bits) {
 const PaletteEntry* webPalette() { return kWebPalette.data(); }
 
 void fillGrayRamp(std::span<PaletteEntry> palette) {
+    assert(palette.size() >= 2);
     const uint64_t last = std::max<size_t>(palette.size(), 2) - 1;
     for (size_t i = 0; i < palette.size(); ++i) {
         const auto gray = static_cast<uint8_t>(uint64_t{i} * 255 / last);

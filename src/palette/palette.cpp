@@ -2,6 +2,7 @@
 #include "palette/palette.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 #include "base/entry_rule.h"
@@ -80,6 +81,7 @@ void readBitmapPalette(const BitmapHandle& bitmap, PaletteEntry (&palette)[kMaxP
 
 bool buildPaletteMap(const PaletteEntry* source, uint32_t sourceCount, const PaletteEntry* destination,
                      uint32_t destinationCount, uint8_t* map) {
+    assert(sourceCount <= kMaxPaletteEntries && destinationCount <= kMaxPaletteEntries);
     if (source == nullptr && destination == nullptr) return true;
     // All four bytes count here: palettes that differ in the reserved byte alone are searched.
     const bool samePalette = source != nullptr && destination != nullptr && destinationCount >= sourceCount &&

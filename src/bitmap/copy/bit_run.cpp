@@ -1,6 +1,7 @@
 #include "bitmap/copy/bit_run.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 #include <cstring>
 
@@ -57,6 +58,7 @@ uint8_t maskOf(uint32_t first, uint32_t end, bool lowFirst) {
 }  // namespace
 
 void moveBits(uint8_t* to, uint32_t toPhase, const uint8_t* from, uint32_t fromPhase, uint64_t bits, bool lowFirst) {
+    assert(toPhase < 8 && fromPhase < 8);
     if (bits == 0) return;
     const auto toBytes = static_cast<size_t>((toPhase + bits + 7) >> 3);
     const auto fromBytes = static_cast<size_t>((fromPhase + bits + 7) >> 3);

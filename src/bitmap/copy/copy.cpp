@@ -2,6 +2,7 @@
 #include "bitmap/copy/copy.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 #include "base/sample_rules.h"
@@ -133,6 +134,7 @@ int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t s
 }  // namespace
 
 Result copyBitmap(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request) {
+    assert(isAllocated(source) && &destination != &source);
     TRY(makeCopyRecord(destination, source, source.Width, source.Height, request));
     const Result copied = copyData(destination, source);
     if (!copied.ok()) freeBitmap(destination);

@@ -1,4 +1,5 @@
 // Records made after the model of another one.
+#include <cassert>
 #include <cstring>
 
 #include "base/sample_rules.h"
@@ -90,6 +91,7 @@ Result undoUnless(Result result, BitmapHandle& destination, uint32_t attached) {
 
 Result duplicateBitmap(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height, int32_t bits,
                        uint32_t flags) {
+    assert(isAllocated(source));
     TRY(initBitmap(destination, width, height, bits));
     inheritDescription(destination, source);
     if ((flags & DUP_ALLOCATE) != 0) TRY(allocateBitmap(destination, requestLike(source)));

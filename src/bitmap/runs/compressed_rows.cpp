@@ -1,4 +1,5 @@
 // Rows of 1-bit bitmaps in and out as runs, whatever storage the bitmap has.
+#include <cassert>
 #include <cstring>
 
 #include "base/entry_rule.h"
@@ -104,10 +105,12 @@ Result putEncoded(BitmapHandle& bitmap, const Span& span, uint8_t* plain, const 
 }  // namespace
 
 Result getEncodedRow(BitmapHandle& bitmap, int32_t row, uint8_t* encoded) {
+    assert(isCompressed(bitmap) && row >= 0 && row < bitmap.Height);
     return getEncoded(bitmap, wholeRow(bitmap, row), nullptr, &encoded);
 }
 
 Result putEncodedRow(BitmapHandle& bitmap, int32_t row, const uint8_t* encoded) {
+    assert(isCompressed(bitmap) && row >= 0 && row < bitmap.Height);
     return putEncoded(bitmap, wholeRow(bitmap, row), nullptr, Runs::ofRow(encoded));
 }
 

@@ -2,6 +2,7 @@
 #include "bitmap/runs/run_rows.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstddef>
 
 #include "base/pixel_format.h"
@@ -125,6 +126,7 @@ bool isPlain(const uint8_t* block, uint64_t color) {
 }  // namespace
 
 uint64_t encodeRow(void* encoded, const uint8_t* row, uint32_t lead, uint32_t pixels) {
+    assert(lead < 8);
     RunGatherer gatherer(encoded, lead);
     const uint64_t end = uint64_t{lead} + pixels;
     const auto bytes = static_cast<size_t>((end + 7) / 8);
@@ -186,6 +188,7 @@ void paintMarkedRow(uint8_t* row, size_t bytes) {
 }  // namespace
 
 void expandRuns(const Runs& runs, uint8_t* row, uint32_t lead, uint32_t start, uint32_t pixels) {
+    assert(lead < 8 && uint64_t{lead} + pixels <= UINT32_MAX);
     const uint32_t end = lead + pixels;
     const auto bytes = static_cast<size_t>((uint64_t{end} + 7) / 8);
     std::memset(row, 0, bytes);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cstring>
 #include <new>
 
@@ -304,11 +305,13 @@ TileStore* resizeTiles(TileStore* store, uint32_t rows) {
 }
 
 Result readTiles(TileStore& store, uint32_t position, uint8_t* buffer, uint32_t bytes) {
+    assert(uint64_t{position} + bytes <= store.bytes);
     const ObjectGuard guard(store.lock);
     return forEachPart(store, position, buffer, bytes, readPart);
 }
 
 Result writeTiles(TileStore& store, uint32_t position, const uint8_t* buffer, uint32_t bytes) {
+    assert(uint64_t{position} + bytes <= store.bytes);
     const ObjectGuard guard(store.lock);
     return forEachPart(store, position, buffer, bytes, writePart);
 }

@@ -1,6 +1,7 @@
 #include "color/dither/dither_band.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <memory>
 
@@ -148,6 +149,7 @@ class BandRun {
 
 bool ditherBand(const DitherKernels& kernels, DitherState& state, const ColorFetch& source, int32_t width,
                 uint8_t* const* input, uint8_t* const* output) {
+    assert(width >= 0 && width <= kMaxBandWidth);
     DitherBand* const band = bandOf(state);
     if (band == nullptr) return false;
     BandRun(state, *band, source, kernels, width).run(input, output);

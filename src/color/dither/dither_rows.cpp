@@ -1,5 +1,6 @@
 // The dithering engine: rows.
 #include <algorithm>
+#include <cassert>
 
 #include "base/pixel_format.h"
 #include "color/dither/color_fetch.h"
@@ -122,6 +123,7 @@ Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* o
 
 Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output,
                     int32_t count) {
+    assert(count >= 1);
     if (bitmap.pDitherState == nullptr) return ERROR_INVALID_PARAMETER;
     if (bitmap.StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
     if ((bitmap.Flags & BMF_SIGNED) != 0) return ERROR_SIGNED_DATA;

@@ -1,6 +1,7 @@
 #include "color/reduce/color_boxes.h"
 
 #include <algorithm>
+#include <cassert>
 
 #include "base/pixel_values.h"
 
@@ -12,6 +13,7 @@ uint32_t channelOf(uint32_t key, uint32_t channel) { return key >> (10 - 5 * cha
 }  // namespace
 
 Result ColorBoxes::split(uint32_t wanted, uint32_t spare) {
+    assert(wanted >= 1);
     if (!boxes_.allocate(wanted)) return FAILURE;
     boxes_[0] = {};
     boxes_[0].count = static_cast<uint32_t>(histogram_.keys().size());

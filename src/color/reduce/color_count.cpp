@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cstring>
 
 #include "base/pixel_values.h"
@@ -263,6 +264,7 @@ class ColorScan {
 }  // namespace
 
 Result countColors(BitmapHandle& bitmap, PaletteEntry* colors, uint32_t* count) {
+    assert(isAllocated(bitmap) && count != nullptr);
     const Locked lock(bitmap);
     ColorScan scan(bitmap);
     TRY(scan.prepare(colors, colors != nullptr ? *count : 0));

@@ -2,6 +2,7 @@
 #include "color/reduce/color_resolution.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 
 #include "base/pixel_format.h"
@@ -201,6 +202,7 @@ Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette,
 }
 
 Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle* destination) {
+    assert(isAllocated(source) && findPixelFormat(job.bits) != nullptr);
     PaletteChoice choice;
     BitmapHandle described{};
     const bool inPlace = destination == &source;
