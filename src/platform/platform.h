@@ -51,9 +51,12 @@ constexpr uint32_t kPathChars = 264;  // capacity of a path with its terminator
 // No block of memory is larger, so that distances inside one can be told.
 constexpr size_t kLargestBlock = SIZE_MAX / 2;
 
-// One table of routines; every call of the library goes through `platform`. Tests put a table in its place that
-// fails the k-th call. A routine that fails returns null, 0, false or -1 as its type says and changes nothing.
-struct Platform {
+// The routines of the system, in groups; every call of the library goes through `platform`. Each folder beside this file
+// defines each group in one of its own. Tests put a table in its place that fails the k-th call. A routine that fails
+// returns null, 0, false or -1 as its type says and changes nothing.
+
+// Memory: heap blocks, fixed and movable global blocks, sections.
+struct MemoryTable {
     // Scratch memory on the runtime heap. A failed reallocation leaves the block alone; growth is not cleared.
     void* (*allocateLocal)(size_t bytes, bool zero);
     void* (*reallocateLocal)(void* block, size_t bytes);
@@ -79,7 +82,10 @@ struct Platform {
     // Sections: the storage of memory bitmaps. Large ones ask the system for huge pages where it has them.
     bool (*createSection)(uint64_t bytes, Section* section);
     void (*closeSection)(const Section& section);
+};
 
+// Files and folders.
+struct FileTable {
     // Files. Positions are 64-bit. seekFile returns the new position or -1.
     T_HANDLE (*openFile)(const FileRequest& request);
     int64_t (*readFile)(T_HANDLE file, void* buffer, uint32_t count);
@@ -94,11 +100,17 @@ struct Platform {
     bool (*isDirectory)(const T_WCHAR* path);
     // Makes an empty file with a unique name in `directory` (null or empty: the platform's own) and writes its path.
     bool (*makeTempName)(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]);
-    // Opens a new file of that kind for reading and writing, in one step with its making, so that nobody can put a link in its
-    // place; it vanishes with its handle.
+    // Opens a new file of that kind for reading and writing, in one step with its making, so that nobody can put a link
+    // in its place; it vanishes with its handle.
     T_HANDLE (*createTempFile)(const T_WCHAR* directory, const T_WCHAR* prefix);
     bool (*lastErrorIsDiskFull)();  // of the calling thread's last failed file call
 
+    // Bytes that the directory (null or empty: the platform's own for temporary files) has room for.
+    bool (*diskRoom)(const T_WCHAR* directory, uint64_t* bytes);
+};
+
+// The process, its threads and its locks.
+struct ProcessTable {
     // Budgets. false: cannot be read.
     bool (*memoryStatus)(MemoryStatus* status);
     bool (*handleCount)(uint32_t* count);
@@ -129,7 +141,14 @@ struct Platform {
     void (*acquireLock)(SystemLock* lock);
     void (*releaseLock)(SystemLock* lock);
 
-    // Logical palettes of 1 to 256 entries. Counts are entries moved; screenPalette returns 0 entries without a palette display.
+    // Tells a developer something: the debugger, or the standard error stream.
+    void (*diagnose)(const char* text);
+};
+
+// What belongs to a display: palettes, regions, device contexts.
+struct DisplayTable {
+    // Logical palettes of 1 to 256 entries. Counts are entries moved; screenPalette returns 0 entries without a palette
+    // display.
     T_HANDLE (*createPalette)(const PaletteEntry* entries, uint32_t count);
     uint32_t (*paletteSize)(T_HANDLE palette);
     uint32_t (*getPaletteEntries)(T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries);
@@ -145,26 +164,28 @@ struct Platform {
     // from then on, also after a failure. 0 where the system has none.
     T_HANDLE (*createDeviceContext)(T_HANDLE palette);
     bool (*deleteDeviceContext)(T_HANDLE context);
+};
 
+// Modules that are loaded by name.
+struct ModuleTable {
     // Modules. A name without a folder is looked for beside this library first, then where the system keeps its own, never
     // in the current folder, which anyone may have filled; one without an ending gets the platform's (.DLL, .so). 0 when
     // it cannot be loaded; a symbol that the module does not have is null.
     T_HANDLE (*loadModule)(const T_WCHAR* name);
     void* (*findSymbol)(T_HANDLE module, const char* name);
     bool (*unloadModule)(T_HANDLE module);
+};
 
-    // Bytes that the directory (null or empty: the platform's own for temporary files) has room for.
-    bool (*diskRoom)(const T_WCHAR* directory, uint64_t* bytes);
-
+// Text in the encodings of the platform.
+struct TextTable {
     // UTF-16 to the platform's multibyte code page and back, zero-terminated, cut to `capacity` between characters; with
     // a capacity of 0 nothing is written. What is malformed becomes replacement characters. Returns the capacity that the
     // whole text takes.
     uint64_t (*toMultibyte)(const T_WCHAR* text, char* out, uint32_t capacity);
     uint64_t (*toWide)(const char* text, T_WCHAR* out, uint32_t capacity);
-
-    // Tells a developer something: the debugger, or the standard error stream.
-    void (*diagnose)(const char* text);
 };
+
+struct Platform : MemoryTable, FileTable, ProcessTable, DisplayTable, ModuleTable, TextTable {};
 
 extern const Platform nativePlatform;
 extern const Platform* platform;

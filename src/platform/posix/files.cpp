@@ -96,104 +96,106 @@ int64_t transferAll(Byte* bytes, uint32_t count, Transfer transfer) {
 
 }  // namespace
 
-T_HANDLE openFile(const FileRequest& request) {
-    char name[kPathBytes];
-    if (!toUtf8(request.name, name, sizeof name)) {
-        errno = ENOENT;
-        return kNoFile;
-    }
-    const mode_t mode = request.readOnly ? 0444 : 0666;
-    const int descriptor = aboveStandardStreams(open(name, openFlags(request), mode));
-    if (descriptor < 0) return kNoFile;
-    if (!isFile(descriptor)) {
-        const int error = errno;
-        close(descriptor);
-        errno = error;
-        return kNoFile;
-    }
-    // The name goes at once: nothing is left behind however the process ends.
-    if (request.deleteOnClose) unlink(name);
-    return descriptor;
-}
+constinit const FileTable fileTable = {
+    .openFile = [](const FileRequest& request) -> T_HANDLE {
+        char name[kPathBytes];
+        if (!toUtf8(request.name, name, sizeof name)) {
+            errno = ENOENT;
+            return kNoFile;
+        }
+        const mode_t mode = request.readOnly ? 0444 : 0666;
+        const int descriptor = aboveStandardStreams(open(name, openFlags(request), mode));
+        if (descriptor < 0) return kNoFile;
+        if (!isFile(descriptor)) {
+            const int error = errno;
+            close(descriptor);
+            errno = error;
+            return kNoFile;
+        }
+        // The name goes at once: nothing is left behind however the process ends.
+        if (request.deleteOnClose) unlink(name);
+        return descriptor;
+    },
 
-int64_t readFile(T_HANDLE file, void* buffer, uint32_t count) {
-    const int descriptor = descriptorOf(file);
-    return transferAll(static_cast<uint8_t*>(buffer), count,
-                       [descriptor](uint8_t* to, size_t bytes) { return read(descriptor, to, bytes); });
-}
+    .readFile = [](T_HANDLE file, void* buffer, uint32_t count) -> int64_t {
+        const int descriptor = descriptorOf(file);
+        return transferAll(static_cast<uint8_t*>(buffer), count,
+                           [descriptor](uint8_t* to, size_t bytes) { return read(descriptor, to, bytes); });
+    },
 
-int64_t writeFile(T_HANDLE file, const void* buffer, uint32_t count) {
-    const int descriptor = descriptorOf(file);
-    return transferAll(static_cast<const uint8_t*>(buffer), count,
-                       [descriptor](const uint8_t* from, size_t bytes) { return write(descriptor, from, bytes); });
-}
+    .writeFile = [](T_HANDLE file, const void* buffer, uint32_t count) -> int64_t {
+        const int descriptor = descriptorOf(file);
+        return transferAll(static_cast<const uint8_t*>(buffer), count,
+                           [descriptor](const uint8_t* from, size_t bytes) { return write(descriptor, from, bytes); });
+    },
 
-int64_t readFileAt(T_HANDLE file, int64_t position, void* buffer, uint32_t count) {
-    auto* const start = static_cast<uint8_t*>(buffer);
-    return transferAll(start, count, [=, descriptor = descriptorOf(file)](uint8_t* to, size_t bytes) {
-        return pread(descriptor, to, bytes, position + (to - start));
-    });
-}
+    .seekFile = [](T_HANDLE file, int64_t offset, SeekOrigin origin) -> int64_t {
+        const int whence = origin == SeekOrigin::start ? SEEK_SET : origin == SeekOrigin::current ? SEEK_CUR : SEEK_END;
+        return lseek(descriptorOf(file), offset, whence);
+    },
 
-int64_t writeFileAt(T_HANDLE file, int64_t position, const void* buffer, uint32_t count) {
-    const auto* const start = static_cast<const uint8_t*>(buffer);
-    return transferAll(start, count, [=, descriptor = descriptorOf(file)](const uint8_t* from, size_t bytes) {
-        return pwrite(descriptor, from, bytes, position + (from - start));
-    });
-}
+    .readFileAt = [](T_HANDLE file, int64_t position, void* buffer, uint32_t count) -> int64_t {
+        auto* const start = static_cast<uint8_t*>(buffer);
+        return transferAll(start, count, [=, descriptor = descriptorOf(file)](uint8_t* to, size_t bytes) {
+            return pread(descriptor, to, bytes, position + (to - start));
+        });
+    },
 
-int64_t seekFile(T_HANDLE file, int64_t offset, SeekOrigin origin) {
-    const int whence = origin == SeekOrigin::start ? SEEK_SET : origin == SeekOrigin::current ? SEEK_CUR : SEEK_END;
-    return lseek(descriptorOf(file), offset, whence);
-}
+    .writeFileAt = [](T_HANDLE file, int64_t position, const void* buffer, uint32_t count) -> int64_t {
+        const auto* const start = static_cast<const uint8_t*>(buffer);
+        return transferAll(start, count, [=, descriptor = descriptorOf(file)](const uint8_t* from, size_t bytes) {
+            return pwrite(descriptor, from, bytes, position + (from - start));
+        });
+    },
 
-bool endFileHere(T_HANDLE file) {
-    const int descriptor = descriptorOf(file);
-    const off_t position = lseek(descriptor, 0, SEEK_CUR);
-    return position >= 0 && ftruncate(descriptor, position) == 0;
-}
+    .endFileHere = [](T_HANDLE file) -> bool {
+        const int descriptor = descriptorOf(file);
+        const off_t position = lseek(descriptor, 0, SEEK_CUR);
+        return position >= 0 && ftruncate(descriptor, position) == 0;
+    },
 
-bool closeFile(T_HANDLE file) {
-    // EINTR has closed the file all the same; a second close could hit another thread's file.
-    return close(descriptorOf(file)) == 0 || errno == EINTR;
-}
+    .closeFile = [](T_HANDLE file) -> bool {
+        // EINTR has closed the file all the same; a second close could hit another thread's file.
+        return close(descriptorOf(file)) == 0 || errno == EINTR;
+    },
 
-bool deleteFile(const T_WCHAR* name) {
-    char path[kPathBytes];
-    return toUtf8(name, path, sizeof path) && unlink(path) == 0;
-}
+    .deleteFile = [](const T_WCHAR* name) -> bool {
+        char path[kPathBytes];
+        return toUtf8(name, path, sizeof path) && unlink(path) == 0;
+    },
 
-bool isDirectory(const T_WCHAR* name) {
-    char path[kPathBytes];
-    struct stat status;
-    return toUtf8(name, path, sizeof path) && stat(path, &status) == 0 && S_ISDIR(status.st_mode);
-}
+    .isDirectory = [](const T_WCHAR* name) -> bool {
+        char path[kPathBytes];
+        struct stat status;
+        return toUtf8(name, path, sizeof path) && stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+    },
 
-bool makeTempName(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) {
-    const TempFile file = makeTempFile(directory, prefix);
-    if (file.descriptor < 0) return false;
-    close(file.descriptor);
-    if (toUtf16(file.name, path, kPathChars)) return true;
-    unlink(file.name);
-    return false;
-}
+    .makeTempName = [](const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]) -> bool {
+        const TempFile file = makeTempFile(directory, prefix);
+        if (file.descriptor < 0) return false;
+        close(file.descriptor);
+        if (toUtf16(file.name, path, kPathChars)) return true;
+        unlink(file.name);
+        return false;
+    },
 
-T_HANDLE createTempFile(const T_WCHAR* directory, const T_WCHAR* prefix) {
-    const TempFile file = makeTempFile(directory, prefix);
-    if (file.descriptor < 0) return kNoFile;
-    // The name goes at once: nothing is left behind however the process ends.
-    unlink(file.name);
-    return file.descriptor;
-}
+    .createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix) -> T_HANDLE {
+        const TempFile file = makeTempFile(directory, prefix);
+        if (file.descriptor < 0) return kNoFile;
+        // The name goes at once: nothing is left behind however the process ends.
+        unlink(file.name);
+        return file.descriptor;
+    },
 
-bool diskRoom(const T_WCHAR* directory, uint64_t* bytes) {
-    char folder[kPathBytes];
-    struct statvfs status;
-    if (!temporaryFolder(directory, folder) || statvfs(folder, &status) != 0) return false;
-    *bytes = uint64_t{status.f_bavail} * status.f_frsize;
-    return true;
-}
+    .lastErrorIsDiskFull = []() -> bool { return errno == ENOSPC || errno == EDQUOT; },
 
-bool lastErrorIsDiskFull() { return errno == ENOSPC || errno == EDQUOT; }
+    .diskRoom = [](const T_WCHAR* directory, uint64_t* bytes) -> bool {
+        char folder[kPathBytes];
+        struct statvfs status;
+        if (!temporaryFolder(directory, folder) || statvfs(folder, &status) != 0) return false;
+        *bytes = uint64_t{status.f_bavail} * status.f_frsize;
+        return true;
+    },
+};
 
 }  // namespace tnk::native

@@ -59,121 +59,129 @@ size_t atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
 
 }  // namespace
 
-void* allocateLocal(size_t bytes, bool zero) {
-    if (bytes > kLargestBlock) return nullptr;
-    return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
-}
+constinit const MemoryTable memoryTable = {
+    .allocateLocal = [](size_t bytes, bool zero) -> void* {
+        if (bytes > kLargestBlock) return nullptr;
+        return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
+    },
 
-void* reallocateLocal(void* block, size_t bytes) {
-    return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
-}
+    .reallocateLocal = [](void* block, size_t bytes) -> void* {
+        return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
+    },
 
-void freeLocal(void* block) { std::free(block); }
+    .freeLocal = [](void* block) { std::free(block); },
 
-void* allocateGlobal(size_t bytes, bool zero) {
-    if (bytes > kLargestBlock) return nullptr;
-    auto* header = static_cast<GlobalHeader*>(allocateLocal(sizeof(GlobalHeader) + bytes, zero));
-    if (header == nullptr) return nullptr;
-    header->magic = GlobalHeader::kMagic;
-    header->bytes = bytes;
-    return header + 1;
-}
+    .allocateGlobal = [](size_t bytes, bool zero) -> void* {
+        if (bytes > kLargestBlock) return nullptr;
+        auto* header = static_cast<GlobalHeader*>(memoryTable.allocateLocal(sizeof(GlobalHeader) + bytes, zero));
+        if (header == nullptr) return nullptr;
+        header->magic = GlobalHeader::kMagic;
+        header->bytes = bytes;
+        return header + 1;
+    },
 
-void* reallocateGlobal(void* block, size_t bytes) {
-    if (bytes > kLargestBlock) return nullptr;
-    const size_t before = sizeOfGlobal(block);
-    auto* header = static_cast<GlobalHeader*>(reallocateLocal(headerOf(block), sizeof(GlobalHeader) + bytes));
-    if (header == nullptr) return nullptr;
-    auto* data = reinterpret_cast<uint8_t*>(header + 1);
-    if (bytes > before) std::memset(data + before, 0, bytes - before);
-    header->bytes = bytes;
-    return data;
-}
+    .reallocateGlobal = [](void* block, size_t bytes) -> void* {
+        if (bytes > kLargestBlock) return nullptr;
+        const size_t before = memoryTable.sizeOfGlobal(block);
+        auto* header =
+            static_cast<GlobalHeader*>(memoryTable.reallocateLocal(headerOf(block), sizeof(GlobalHeader) + bytes));
+        if (header == nullptr) return nullptr;
+        auto* data = reinterpret_cast<uint8_t*>(header + 1);
+        if (bytes > before) std::memset(data + before, 0, bytes - before);
+        header->bytes = bytes;
+        return data;
+    },
 
-size_t sizeOfGlobal(const void* block) { return headerOf(const_cast<void*>(block))->bytes; }
+    .sizeOfGlobal = [](const void* block) -> size_t { return headerOf(const_cast<void*>(block))->bytes; },
 
-void freeGlobal(void* block) {
-    if (block == nullptr) return;
-    clearMark(headerOf(block));
-    std::free(headerOf(block));
-}
+    .freeGlobal =
+        [](void* block) {
+            if (block == nullptr) return;
+            clearMark(headerOf(block));
+            std::free(headerOf(block));
+        },
 
-T_HANDLE allocateMovable(size_t bytes) {
-    auto* block = makeObject<MovableBlock>();
-    if (block == nullptr) return 0;
-    block->data = allocateLocal(bytes, true);
-    if (block->data == nullptr) {
-        destroyObject(block);
-        return 0;
-    }
-    block->bytes = bytes;
-    return handleOf(block) + kMovableTag;
-}
+    .allocateMovable = [](size_t bytes) -> T_HANDLE {
+        auto* block = makeObject<MovableBlock>();
+        if (block == nullptr) return 0;
+        block->data = memoryTable.allocateLocal(bytes, true);
+        if (block->data == nullptr) {
+            destroyObject(block);
+            return 0;
+        }
+        block->bytes = bytes;
+        return handleOf(block) + kMovableTag;
+    },
 
-T_HANDLE reallocateMovable(T_HANDLE handle, size_t bytes) {
-    if (void* fixed = fixedOf(handle); fixed != nullptr) return handleOf(reallocateGlobal(fixed, bytes));
-    auto* block = movableOf(handle);
-    if (block == nullptr || block->locks != 0) return 0;
-    void* data = reallocateLocal(block->data, bytes);
-    if (data == nullptr) return 0;
-    if (bytes > block->bytes) std::memset(static_cast<char*>(data) + block->bytes, 0, bytes - block->bytes);
-    block->data = data;
-    block->bytes = bytes;
-    return handle;
-}
+    .reallocateMovable = [](T_HANDLE handle, size_t bytes) -> T_HANDLE {
+        if (void* fixed = fixedOf(handle); fixed != nullptr)
+            return handleOf(memoryTable.reallocateGlobal(fixed, bytes));
+        auto* block = movableOf(handle);
+        if (block == nullptr || block->locks != 0) return 0;
+        void* data = memoryTable.reallocateLocal(block->data, bytes);
+        if (data == nullptr) return 0;
+        if (bytes > block->bytes) std::memset(static_cast<char*>(data) + block->bytes, 0, bytes - block->bytes);
+        block->data = data;
+        block->bytes = bytes;
+        return handle;
+    },
 
-void* lockMovable(T_HANDLE handle) {
-    auto* block = movableOf(handle);
-    if (block == nullptr) return fixedOf(handle);
-    ++block->locks;
-    return block->data;
-}
+    .lockMovable = [](T_HANDLE handle) -> void* {
+        auto* block = movableOf(handle);
+        if (block == nullptr) return fixedOf(handle);
+        ++block->locks;
+        return block->data;
+    },
 
-void unlockMovable(T_HANDLE handle) {
-    auto* block = movableOf(handle);
-    if (block == nullptr) return;
-    uint32_t locks = block->locks.load();
-    while (locks != 0 && !block->locks.compare_exchange_weak(locks, locks - 1)) {
-    }
-}
+    .unlockMovable =
+        [](T_HANDLE handle) {
+            auto* block = movableOf(handle);
+            if (block == nullptr) return;
+            uint32_t locks = block->locks.load();
+            while (locks != 0 && !block->locks.compare_exchange_weak(locks, locks - 1)) {
+            }
+        },
 
-size_t sizeOfMovable(T_HANDLE handle) {
-    if (const auto* block = movableOf(handle); block != nullptr) return block->bytes;
-    const void* fixed = fixedOf(handle);
-    return fixed != nullptr ? sizeOfGlobal(fixed) : 0;
-}
+    .sizeOfMovable = [](T_HANDLE handle) -> size_t {
+        if (const auto* block = movableOf(handle); block != nullptr) return block->bytes;
+        const void* fixed = fixedOf(handle);
+        return fixed != nullptr ? memoryTable.sizeOfGlobal(fixed) : 0;
+    },
 
-void freeMovable(T_HANDLE handle) {
-    auto* block = movableOf(handle);
-    if (block == nullptr) return freeGlobal(fixedOf(handle));
-    std::free(block->data);
-    destroyObject(block);
-}
+    .freeMovable =
+        [](T_HANDLE handle) {
+            auto* block = movableOf(handle);
+            if (block == nullptr) return memoryTable.freeGlobal(fixedOf(handle));
+            std::free(block->data);
+            destroyObject(block);
+        },
 
-bool createSection(uint64_t bytes, Section* section) {
-    if (bytes == 0 || bytes > SIZE_MAX / 2) return false;
-    auto* object = makeObject<SectionObject>();
-    if (object == nullptr) return false;
-    object->bytes = static_cast<size_t>(bytes);
-    void* view = mmap(nullptr, object->bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (view == MAP_FAILED) {
-        destroyObject(object);
-        return false;
-    }
+    .createSection = [](uint64_t bytes, Section* section) -> bool {
+        if (bytes == 0 || bytes > SIZE_MAX / 2) return false;
+        auto* object = makeObject<SectionObject>();
+        if (object == nullptr) return false;
+        object->bytes = static_cast<size_t>(bytes);
+        void* view = mmap(nullptr, object->bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (view == MAP_FAILED) {
+            destroyObject(object);
+            return false;
+        }
 #ifdef MADV_HUGEPAGE
-    // A wish only: systems without huge pages refuse it, and nothing is lost.
-    if (bytes >= kHugePageThreshold) madvise(view, object->bytes, MADV_HUGEPAGE);
+        // A wish only: systems without huge pages refuse it, and nothing is lost.
+        if (bytes >= kHugePageThreshold) madvise(view, object->bytes, MADV_HUGEPAGE);
 #endif
-    section->handle = handleOf(object);
-    section->view = static_cast<uint8_t*>(view);
-    return true;
-}
+        section->handle = handleOf(object);
+        section->view = static_cast<uint8_t*>(view);
+        return true;
+    },
 
-void closeSection(const Section& section) {
-    auto* object = objectOf<SectionObject>(section.handle);
-    if (object == nullptr) return;
-    munmap(section.view, object->bytes);
-    destroyObject(object);
-}
+    .closeSection =
+        [](const Section& section) {
+            auto* object = objectOf<SectionObject>(section.handle);
+            if (object == nullptr) return;
+            munmap(section.view, object->bytes);
+            destroyObject(object);
+        },
+};
 
 }  // namespace tnk::native

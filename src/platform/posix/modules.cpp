@@ -68,18 +68,21 @@ T_HANDLE open(const char* path) { return reinterpret_cast<T_HANDLE>(dlopen(path,
 
 }  // namespace
 
-T_HANDLE loadModule(const T_WCHAR* name) {
-    char text[kPathBytes];
-    char path[kPathBytes];
-    if (!toUtf8(name, text, sizeof text) || !addEnding(text)) return 0;
-    if (std::strchr(text, '/') == nullptr && besideLibrary(text, path)) {
-        if (const T_HANDLE module = open(path); module != 0) return module;
-    }
-    return open(text);
-}
+constinit const ModuleTable moduleTable = {
+    .loadModule = [](const T_WCHAR* name) -> T_HANDLE {
+        char text[kPathBytes];
+        char path[kPathBytes];
+        if (!toUtf8(name, text, sizeof text) || !addEnding(text)) return 0;
+        if (std::strchr(text, '/') == nullptr && besideLibrary(text, path)) {
+            if (const T_HANDLE module = open(path); module != 0) return module;
+        }
+        return open(text);
+    },
 
-void* findSymbol(T_HANDLE module, const char* name) { return dlsym(reinterpret_cast<void*>(module), name); }
-
-bool unloadModule(T_HANDLE module) { return dlclose(reinterpret_cast<void*>(module)) == 0; }
+    .findSymbol = [](T_HANDLE module, const char* name) -> void* {
+        return dlsym(reinterpret_cast<void*>(module), name);
+    },
+    .unloadModule = [](T_HANDLE module) -> bool { return dlclose(reinterpret_cast<void*>(module)) == 0; },
+};
 
 }  // namespace tnk::native

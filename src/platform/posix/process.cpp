@@ -53,79 +53,73 @@ pthread_mutex_t* mutexOf(SystemLock* lock) { return reinterpret_cast<pthread_mut
 
 }  // namespace
 
-bool memoryStatus(MemoryStatus* status) {
-    const int descriptor = open("/proc/meminfo", O_RDONLY | O_CLOEXEC);
-    if (descriptor < 0) return false;
-    char text[4096];
-    const ssize_t bytes = read(descriptor, text, sizeof text - 1);
-    close(descriptor);
-    if (bytes <= 0) return false;
-    text[bytes] = 0;
-    // MemAvailable, not MemFree: the page cache gives way to a bitmap.
-    return readField(text, "MemTotal:", &status->totalPhysical) &&
-           readField(text, "MemAvailable:", &status->availablePhysical) &&
-           readField(text, "SwapTotal:", &status->totalPageFile) &&
-           readField(text, "SwapFree:", &status->availablePageFile);
-}
+constinit const ProcessTable processTable = {
+    .memoryStatus = [](MemoryStatus* status) -> bool {
+        const int descriptor = open("/proc/meminfo", O_RDONLY | O_CLOEXEC);
+        if (descriptor < 0) return false;
+        char text[4096];
+        const ssize_t bytes = read(descriptor, text, sizeof text - 1);
+        close(descriptor);
+        if (bytes <= 0) return false;
+        text[bytes] = 0;
+        // MemAvailable, not MemFree: the page cache gives way to a bitmap.
+        return readField(text, "MemTotal:", &status->totalPhysical) &&
+               readField(text, "MemAvailable:", &status->availablePhysical) &&
+               readField(text, "SwapTotal:", &status->totalPageFile) &&
+               readField(text, "SwapFree:", &status->availablePageFile);
+    },
 
-bool handleCount(uint32_t* count) {
-    DIR* folder = opendir("/proc/self/fd");
-    if (folder == nullptr) return false;
-    uint32_t found = 0;
-    while (const dirent* entry = readdir(folder)) {
-        if (entry->d_name[0] != '.') ++found;
-    }
-    closedir(folder);
-    *count = found - 1;  // without the one that reads the list
-    return true;
-}
+    .handleCount = [](uint32_t* count) -> bool {
+        DIR* folder = opendir("/proc/self/fd");
+        if (folder == nullptr) return false;
+        uint32_t found = 0;
+        while (const dirent* entry = readdir(folder)) {
+            if (entry->d_name[0] != '.') ++found;
+        }
+        closedir(folder);
+        *count = found - 1;  // without the one that reads the list
+        return true;
+    },
 
-bool createThreadSlot(void (*release)(void* value)) {
-    const SlotLock guard;
-    if (slotExists) return true;
-    releaseValue = release;
-    slotExists = pthread_key_create(&slotKey, endThread) == 0;
-    return slotExists;
-}
+    .createThreadSlot = [](void (*release)(void* value)) -> bool {
+        const SlotLock guard;
+        if (slotExists) return true;
+        releaseValue = release;
+        slotExists = pthread_key_create(&slotKey, endThread) == 0;
+        return slotExists;
+    },
 
-void* threadValue() { return ownValue; }
+    .threadValue = []() -> void* { return ownValue; },
 
-bool setThreadValue(void* value) {
-    const SlotLock guard;
-    const bool stored = slotExists ? pthread_setspecific(slotKey, value) == 0 : value == nullptr;
-    if (stored) ownValue = value;
-    return stored;
-}
+    .setThreadValue = [](void* value) -> bool {
+        const SlotLock guard;
+        const bool stored = slotExists ? pthread_setspecific(slotKey, value) == 0 : value == nullptr;
+        if (stored) ownValue = value;
+        return stored;
+    },
 
-void deleteThreadSlot() {
-    const SlotLock guard;
-    if (slotExists) pthread_key_delete(slotKey);
-    slotExists = false;
-}
+    .deleteThreadSlot =
+        [] {
+            const SlotLock guard;
+            if (slotExists) pthread_key_delete(slotKey);
+            slotExists = false;
+        },
 
-uint32_t allocateSlot() {
-    pthread_key_t key;
-    return pthread_key_create(&key, nullptr) == 0 ? key : kNoSlot;
-}
+    .allocateSlot = []() -> uint32_t {
+        pthread_key_t key;
+        return pthread_key_create(&key, nullptr) == 0 ? key : kNoSlot;
+    },
 
-bool freeSlot(uint32_t slot) { return pthread_key_delete(slot) == 0; }
-
-void* slotValue(uint32_t slot) { return pthread_getspecific(slot); }
-
-bool setSlotValue(uint32_t slot, void* value) { return pthread_setspecific(slot, value) == 0; }
-
-void lock() { pthread_mutex_lock(&libraryMutex); }
-
-void unlock() { pthread_mutex_unlock(&libraryMutex); }
-
-void makeLock(SystemLock* lock) { pthread_mutex_init(mutexOf(lock), nullptr); }
-
-void destroyLock(SystemLock* lock) { pthread_mutex_destroy(mutexOf(lock)); }
-
-void acquireLock(SystemLock* lock) { pthread_mutex_lock(mutexOf(lock)); }
-
-void releaseLock(SystemLock* lock) { pthread_mutex_unlock(mutexOf(lock)); }
-
-void diagnose(const char* text) { std::fprintf(stderr, "%s\n", text); }
+    .freeSlot = [](uint32_t slot) -> bool { return pthread_key_delete(slot) == 0; },
+    .slotValue = [](uint32_t slot) -> void* { return pthread_getspecific(slot); },
+    .setSlotValue = [](uint32_t slot, void* value) -> bool { return pthread_setspecific(slot, value) == 0; },
+    .lock = [] { pthread_mutex_lock(&libraryMutex); },
+    .unlock = [] { pthread_mutex_unlock(&libraryMutex); },
+    .makeLock = [](SystemLock* lock) { pthread_mutex_init(mutexOf(lock), nullptr); },
+    .destroyLock = [](SystemLock* lock) { pthread_mutex_destroy(mutexOf(lock)); },
+    .acquireLock = [](SystemLock* lock) { pthread_mutex_lock(mutexOf(lock)); },
+    .releaseLock = [](SystemLock* lock) { pthread_mutex_unlock(mutexOf(lock)); },
+    .diagnose = [](const char* text) { std::fprintf(stderr, "%s\n", text); },
+};
 
 }  // namespace tnk::native

@@ -108,12 +108,14 @@ bool toUtf16(const char* text, T_WCHAR* out, size_t capacity) {
     return true;
 }
 
-uint64_t toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity) {
-    return convert(text, out, capacity, nextFromUtf16, encodeUtf8);
-}
+constinit const TextTable textTable = {
+    .toMultibyte = [](const T_WCHAR* text, char* out, uint32_t capacity) -> uint64_t {
+        return convert(text, out, capacity, nextFromUtf16, encodeUtf8);
+    },
 
-uint64_t toWide(const char* text, T_WCHAR* out, uint32_t capacity) {
-    return convert(text, out, capacity, nextFromUtf8, encodeUtf16);
-}
+    .toWide = [](const char* text, T_WCHAR* out, uint32_t capacity) -> uint64_t {
+        return convert(text, out, capacity, nextFromUtf8, encodeUtf16);
+    },
+};
 
 }  // namespace tnk::native

@@ -12,76 +12,75 @@ SIZE_T atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
 
 }  // namespace
 
-void* allocateLocal(size_t bytes, bool zero) {
-    if (bytes > kLargestBlock) return nullptr;
-    return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
-}
+constinit const MemoryTable memoryTable = {
+    .allocateLocal = [](size_t bytes, bool zero) -> void* {
+        if (bytes > kLargestBlock) return nullptr;
+        return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
+    },
 
-void* reallocateLocal(void* block, size_t bytes) {
-    return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
-}
+    .reallocateLocal = [](void* block, size_t bytes) -> void* {
+        return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
+    },
 
-void freeLocal(void* block) { std::free(block); }
+    .freeLocal = [](void* block) { std::free(block); },
 
-void* allocateGlobal(size_t bytes, bool zero) {
-    return bytes <= kLargestBlock ? GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)) : nullptr;
-}
+    .allocateGlobal = [](size_t bytes, bool zero) -> void* {
+        return bytes <= kLargestBlock ? GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)) : nullptr;
+    },
 
-void* reallocateGlobal(void* block, size_t bytes) {
-    if (bytes > kLargestBlock) return nullptr;
-    // A fixed block may move only when it is asked for as if it were movable; it stays a fixed one.
-    auto* moved = static_cast<char*>(GlobalReAlloc(block, atLeastOne(bytes), GMEM_MOVEABLE | GMEM_ZEROINIT));
-    // The one byte that stays must not come back when the block grows again.
-    if (moved != nullptr && bytes == 0) *moved = 0;
-    return moved;
-}
-
-size_t sizeOfGlobal(const void* block) { return GlobalSize(const_cast<void*>(block)); }
-
-void freeGlobal(void* block) { GlobalFree(block); }
-
-T_HANDLE allocateMovable(size_t bytes) {
-    return bytes <= kLargestBlock ? handleOf(GlobalAlloc(GHND, atLeastOne(bytes))) : 0;
-}
-
-T_HANDLE reallocateMovable(T_HANDLE block, size_t bytes) {
-    const HGLOBAL handle = systemHandle(block);
-    if (bytes > kLargestBlock || (GlobalFlags(handle) & GMEM_LOCKCOUNT) != 0) return 0;
-    const HGLOBAL moved = GlobalReAlloc(handle, atLeastOne(bytes), GHND);
-    if (moved != nullptr && bytes == 0) {
+    .reallocateGlobal = [](void* block, size_t bytes) -> void* {
+        if (bytes > kLargestBlock) return nullptr;
+        // A fixed block may move only when it is asked for as if it were movable; it stays a fixed one.
+        auto* moved = static_cast<char*>(GlobalReAlloc(block, atLeastOne(bytes), GMEM_MOVEABLE | GMEM_ZEROINIT));
         // The one byte that stays must not come back when the block grows again.
-        *static_cast<char*>(GlobalLock(moved)) = 0;
-        GlobalUnlock(moved);
-    }
-    return handleOf(moved);
-}
+        if (moved != nullptr && bytes == 0) *moved = 0;
+        return moved;
+    },
 
-void* lockMovable(T_HANDLE block) { return GlobalLock(systemHandle(block)); }
+    .sizeOfGlobal = [](const void* block) -> size_t { return GlobalSize(const_cast<void*>(block)); },
+    .freeGlobal = [](void* block) { GlobalFree(block); },
 
-void unlockMovable(T_HANDLE block) { GlobalUnlock(systemHandle(block)); }
+    .allocateMovable = [](size_t bytes) -> T_HANDLE {
+        return bytes <= kLargestBlock ? handleOf(GlobalAlloc(GHND, atLeastOne(bytes))) : 0;
+    },
 
-size_t sizeOfMovable(T_HANDLE block) { return GlobalSize(systemHandle(block)); }
+    .reallocateMovable = [](T_HANDLE block, size_t bytes) -> T_HANDLE {
+        const HGLOBAL handle = systemHandle(block);
+        if (bytes > kLargestBlock || (GlobalFlags(handle) & GMEM_LOCKCOUNT) != 0) return 0;
+        const HGLOBAL moved = GlobalReAlloc(handle, atLeastOne(bytes), GHND);
+        if (moved != nullptr && bytes == 0) {
+            // The one byte that stays must not come back when the block grows again.
+            *static_cast<char*>(GlobalLock(moved)) = 0;
+            GlobalUnlock(moved);
+        }
+        return handleOf(moved);
+    },
 
-void freeMovable(T_HANDLE block) { GlobalFree(systemHandle(block)); }
+    .lockMovable = [](T_HANDLE block) -> void* { return GlobalLock(systemHandle(block)); },
+    .unlockMovable = [](T_HANDLE block) { GlobalUnlock(systemHandle(block)); },
+    .sizeOfMovable = [](T_HANDLE block) -> size_t { return GlobalSize(systemHandle(block)); },
+    .freeMovable = [](T_HANDLE block) { GlobalFree(systemHandle(block)); },
 
-bool createSection(uint64_t bytes, Section* section) {
-    if (bytes == 0 || bytes > SIZE_MAX / 2) return false;
-    const HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
-                                              static_cast<DWORD>(bytes >> 32), static_cast<DWORD>(bytes), nullptr);
-    if (mapping == nullptr) return false;
-    void* view = MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, static_cast<SIZE_T>(bytes));
-    if (view == nullptr) {
-        CloseHandle(mapping);
-        return false;
-    }
-    section->handle = handleOf(mapping);
-    section->view = static_cast<uint8_t*>(view);
-    return true;
-}
+    .createSection = [](uint64_t bytes, Section* section) -> bool {
+        if (bytes == 0 || bytes > SIZE_MAX / 2) return false;
+        const HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
+                                                  static_cast<DWORD>(bytes >> 32), static_cast<DWORD>(bytes), nullptr);
+        if (mapping == nullptr) return false;
+        void* view = MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, static_cast<SIZE_T>(bytes));
+        if (view == nullptr) {
+            CloseHandle(mapping);
+            return false;
+        }
+        section->handle = handleOf(mapping);
+        section->view = static_cast<uint8_t*>(view);
+        return true;
+    },
 
-void closeSection(const Section& section) {
-    UnmapViewOfFile(section.view);
-    CloseHandle(systemHandle(section.handle));
-}
+    .closeSection =
+        [](const Section& section) {
+            UnmapViewOfFile(section.view);
+            CloseHandle(systemHandle(section.handle));
+        },
+};
 
 }  // namespace tnk::native

@@ -30,21 +30,26 @@ bool besideLibrary(const T_WCHAR* name, T_WCHAR (&path)[kPathChars]) {
 
 }  // namespace
 
-T_HANDLE loadModule(const T_WCHAR* name) {
-    T_WCHAR path[kPathChars];
-    if (!hasFolder(name) && besideLibrary(name, path)) {
-        // A module finds its own companions in its own folder.
-        constexpr DWORD kPlaces = LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
-        const HMODULE module = LoadLibraryExW(path, nullptr, kPlaces);
-        if (module != nullptr) return handleOf(module);
-    }
-    return handleOf(hasFolder(name) ? LoadLibraryW(name) : LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
-}
+constinit const ModuleTable moduleTable = {
+    .loadModule = [](const T_WCHAR* name) -> T_HANDLE {
+        T_WCHAR path[kPathChars];
+        if (!hasFolder(name) && besideLibrary(name, path)) {
+            // A module finds its own companions in its own folder.
+            constexpr DWORD kPlaces = LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
+            const HMODULE module = LoadLibraryExW(path, nullptr, kPlaces);
+            if (module != nullptr) return handleOf(module);
+        }
+        return handleOf(hasFolder(name) ? LoadLibraryW(name)
+                                        : LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32));
+    },
 
-void* findSymbol(T_HANDLE module, const char* name) {
-    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(systemHandle(module)), name));
-}
+    .findSymbol = [](T_HANDLE module, const char* name) -> void* {
+        return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(systemHandle(module)), name));
+    },
 
-bool unloadModule(T_HANDLE module) { return FreeLibrary(static_cast<HMODULE>(systemHandle(module))) != 0; }
+    .unloadModule = [](T_HANDLE module) -> bool {
+        return FreeLibrary(static_cast<HMODULE>(systemHandle(module))) != 0;
+    },
+};
 
 }  // namespace tnk::native

@@ -51,27 +51,29 @@ int nextFromMultibyte(const char*& text, T_WCHAR (&units)[2]) {
 
 }  // namespace
 
-uint64_t toMultibyte(const T_WCHAR* text, char* out, uint32_t capacity) {
-    CutText<char> cut(out, capacity);
-    while (*text != 0) {
-        const int units = IS_SURROGATE_PAIR(text[0], text[1]) ? 2 : 1;
-        char bytes[16];
-        const int count = WideCharToMultiByte(CP_ACP, 0, text, units, bytes, sizeof bytes, nullptr, nullptr);
-        const char unknown = '?';
-        count > 0 ? cut.add(bytes, static_cast<uint32_t>(count)) : cut.add(&unknown, 1);
-        text += units;
-    }
-    return cut.end();
-}
+constinit const TextTable textTable = {
+    .toMultibyte = [](const T_WCHAR* text, char* out, uint32_t capacity) -> uint64_t {
+        CutText<char> cut(out, capacity);
+        while (*text != 0) {
+            const int units = IS_SURROGATE_PAIR(text[0], text[1]) ? 2 : 1;
+            char bytes[16];
+            const int count = WideCharToMultiByte(CP_ACP, 0, text, units, bytes, sizeof bytes, nullptr, nullptr);
+            const char unknown = '?';
+            count > 0 ? cut.add(bytes, static_cast<uint32_t>(count)) : cut.add(&unknown, 1);
+            text += units;
+        }
+        return cut.end();
+    },
 
-uint64_t toWide(const char* text, T_WCHAR* out, uint32_t capacity) {
-    CutText<T_WCHAR> cut(out, capacity);
-    while (*text != 0) {
-        T_WCHAR units[2];
-        const int count = nextFromMultibyte(text, units);
-        cut.add(units, static_cast<uint32_t>(count));
-    }
-    return cut.end();
-}
+    .toWide = [](const char* text, T_WCHAR* out, uint32_t capacity) -> uint64_t {
+        CutText<T_WCHAR> cut(out, capacity);
+        while (*text != 0) {
+            T_WCHAR units[2];
+            const int count = nextFromMultibyte(text, units);
+            cut.add(units, static_cast<uint32_t>(count));
+        }
+        return cut.end();
+    },
+};
 
 }  // namespace tnk::native
