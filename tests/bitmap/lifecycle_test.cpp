@@ -130,24 +130,6 @@ TEST(CreateBitmap, ChecksOrderAndPerspective) {
     T_FreeBitmap(&bitmap);
 }
 
-TEST(CreateBitmap, FailuresLeaveNothing) {
-    FailingPlatform failing;
-    BitmapHandle bitmap;
-    const auto check = [&](int32_t result, bool injected) {
-        if (result == SUCCESS) return T_FreeBitmap(&bitmap);
-        EXPECT_TRUE(injected && (result == FAILURE || result == ERROR_FILE_WRITE)) << result;
-        EXPECT_FALSE(isAllocated(bitmap) || bitmap.pByteMap != nullptr || bitmap.Palette != nullptr);
-    };
-    for (const uint32_t memory : {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_USER}) {
-        for (const int32_t bits : {0, 8, 24}) {
-            for (const bool fromThere : {false, true}) {
-                const auto operation = [&] { return create(bitmap, bits, ORDER_RGB, nullptr, 1, memory); };
-                EXPECT_GE(sweepFailures(failing, kAllFailures, operation, check, fromThere), bits == 24 ? 1 : 2);
-            }
-        }
-    }
-}
-
 TEST(FreeBitmap, LeavesNoDanglingField) {
     FailingPlatform failing;
     BitmapHandle bitmap;

@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "reference/convert.h"
-#include "storage_cases.h"
-#include "support/failing_platform.h"
+#include "support/picture.h"
 
 namespace tnk::test {
 namespace {
@@ -194,20 +193,6 @@ TEST(PixelValues, WhatIsRefused) {
     EXPECT_EQ(T_GetPixelColor(&b, 0, 0), COLOR_ERROR) << "without data";
     EXPECT_EQ(T_PutPixelColor(&b, 0, 0, 0), ERROR_NOT_ALLOCATED);
     EXPECT_EQ(T_GetPixelData(&b, raw, 0, 0, 8), FAILURE);
-    T_FreeBitmap(&b);
-}
-
-TEST(PixelValues, FailedTransfersAreTold) {
-    FailingPlatform failing;
-    BitmapHandle b;
-    ASSERT_EQ(T_CreateBitmap(&b, sizeof b, MEM_NOCONVENTIONAL, 9, 3, 12, 2, nullptr, 1, nullptr, 0), SUCCESS);
-    const auto put = [&] { return T_PutPixelColor(&b, 1, 4, 0x0400FFFF); };
-    sweepFailures(failing, kTransferFailures, put, [&](int32_t code, bool injected) {
-        EXPECT_EQ(T_GetPixelColor(&b, 1, 4), injected ? COLOR_TAG_GRAY : 0x0400FFFF);
-        EXPECT_TRUE(injected ? code <= ERROR_FILE_SEEK && code >= ERROR_FILE_READ : code == SUCCESS) << code;
-    });
-    failing.failAt(1, kTransferFailures);
-    EXPECT_EQ(T_GetPixelColor(&b, 1, 4), COLOR_ERROR);
     T_FreeBitmap(&b);
 }
 

@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-#include "storage_cases.h"
+#include "support/picture.h"
 
 namespace tnk::test {
 namespace {

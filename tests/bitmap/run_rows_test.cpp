@@ -4,27 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <vector>
 
-#include "reference/runs.h"
-#include "tnkrn.h"
+#include "fuzz/run_properties.h"
+#include "support/failing_platform.h"
+#include "support/picture.h"
 
 namespace tnk::test {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
 using RunList = std::vector<uint16_t>;
 
 constexpr uint8_t kGuard = 0xC3;
-
-Bytes encoded(const RunList& runs) {
-    Bytes bytes(4 + runs.size() * 2);
-    const auto count = static_cast<uint32_t>(runs.size());
-    std::memcpy(bytes.data(), &count, 4);
-    std::copy_n(reinterpret_cast<const uint8_t*>(runs.data()), runs.size() * 2, bytes.data() + 4);
-    return bytes;
-}
 
 // The row without bytes to spare, so that the sanitizer sees a byte too many read; what was encoded without its guards.
 Bytes compress(Bytes row, uint32_t lead, uint32_t pixels) {
@@ -34,19 +25,11 @@ Bytes compress(Bytes row, uint32_t lead, uint32_t pixels) {
     uint8_t* const source = row.empty() ? &none : row.data();
     EXPECT_EQ(T_CompressRow(out.data(), source, 64 + lead, pixels), static_cast<int32_t>(pixels));
     EXPECT_EQ(row, before) << "the source was changed";
-    const size_t used = encoded(RunList(Runs::ofRow(out.data()).count())).size();
+    const size_t used = encodedRow(RunList(Runs::ofRow(out.data()).count())).size();
     EXPECT_TRUE(std::all_of(out.begin() + static_cast<ptrdiff_t>(used), out.end(), [](uint8_t byte) {
         return byte == kGuard;
     })) << "more was written than the row takes";
     out.resize(used);
-    return out;
-}
-
-Bytes expand(const Bytes& row, uint32_t start, uint32_t pixels) {
-    Bytes out((size_t{pixels} + 7) / 8 + 16, kGuard);
-    EXPECT_EQ(T_ExpandRow(row.data(), out.data(), start, pixels), SUCCESS);
-    EXPECT_EQ(std::count(out.end() - 16, out.end(), kGuard), 16);
-    out.resize(out.size() - 16);
     return out;
 }
 
@@ -78,69 +61,46 @@ TEST(RunRows, HandValues) {
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(::testing::Message() << test.pixels << " pixels from " << test.lead);
-        EXPECT_EQ(compress(test.row, test.lead, test.pixels), encoded(test.runs));
+        EXPECT_EQ(compress(test.row, test.lead, test.pixels), encodedRow(test.runs));
         EXPECT_EQ(referenceRuns(test.row.data(), test.lead, test.pixels), test.runs) << "the plain form";
     }
 }
 
 void checkRow(const Bytes& row, uint32_t lead, uint32_t pixels, uint32_t start) {
     SCOPED_TRACE(::testing::Message() << pixels << " pixels from " << lead << ", expanded from " << start);
-    const Bytes runs = referenceEncode(row.data(), lead, pixels);
-    ASSERT_EQ(compress(row, lead, pixels), runs);
-    const RunList list = referenceRuns(row.data(), lead, pixels);
-    for (const uint32_t part : {pixels - start, (pixels - start) / 2}) {
-        ASSERT_EQ(expand(runs, start, part), referenceExpand(list, start, part));
-    }
+    ASSERT_EQ(compress(row, lead, pixels), referenceEncode(row.data(), lead, pixels));
+    ASSERT_STREQ(brokenRunProperty(referenceRuns(row.data(), lead, pixels), start, (pixels - start) / 2), nullptr);
 }
 
-// Every width and start, some bytes random, the others 0 or FF; then long runs.
+// Every width and start, some bytes random, the others 0 or FF; then long runs; then any runs: too few pixels, too many,
+// empty runs, none.
 TEST(RunRows, EqualThePlainForm) {
-    std::mt19937 random(1);
+    RandomNumbers random(1);
     for (uint32_t pixels = 0; pixels <= 200; ++pixels) {
         for (uint32_t lead = 0; lead < 8; ++lead) {
-            Bytes row((lead + pixels + 7) / 8);
-            const auto busy = 1 + random() % 5;
-            for (uint8_t& byte : row) {
-                byte = static_cast<uint8_t>(random() % busy == 0 ? random() : 0u - (random() >> 4 & 1));
-            }
-            for (uint32_t start = 0; start <= pixels; start += 1 + random() % 9) checkRow(row, lead, pixels, start);
+            Bytes row = random.bytes((lead + pixels + 7) / 8);
+            for (uint8_t& byte : row) byte = random.below(3) != 0 ? static_cast<uint8_t>(0u - random.below(2)) : byte;
+            checkRow(row, lead, pixels, random.below(pixels + 1));
             if (HasFatalFailure()) return;
         }
     }
     for (uint32_t i = 0; i < 60; ++i) {
         const uint32_t lead = i % 8;
-        const uint32_t pixels = 65'500 + static_cast<uint32_t>(random() % 80) + (i % 3) * 65'528;
+        const uint32_t pixels = 65'500 + random.below(80) + (i % 3) * 65'528;
         Bytes row((lead + pixels + 7) / 8, i % 2 == 0 ? 0 : 0xFF);
         for (uint32_t n = 0; n < i % 4; ++n) row[random() % (n == 0 ? 3 : row.size())] ^= 1u << random() % 8;
-        checkRow(row, lead, pixels, 0);
-        checkRow(row, lead, pixels, static_cast<uint32_t>(random() % pixels));
+        checkRow(row, lead, pixels, i % 2 == 0 ? 0 : random.below(pixels));
+        RunList runs(random.below(9));
+        for (uint16_t& run : runs) run = static_cast<uint16_t>(random.below(3) == 0 ? 0 : random.below(i * 1200 + 3));
+        ASSERT_STREQ(brokenRunProperty(runs, random.below(i * 50 + 1), 1 + random.below(i * 4000 + 1)), nullptr) << i;
+        ASSERT_STREQ(brokenRunProperty(runs, 4'000'000'000, 3), nullptr) << i;
     }
-}
-
-TEST(RunRows, ExpandingStandsAnyRuns) {
-    const struct {
-        RunList runs;
-        uint32_t start, pixels;
-        Bytes row;
-    } cases[] = {
-        {{}, 0, 9, {0, 0}},
-        {{}, 3, 9, {0, 0}},
-        {{0, 0, 0, 3}, 0, 9, {0xE0, 0}},
-        {{2, 0, 2, 0, 0, 1}, 0, 8, {0x08}},
-        {{0, 3}, 0, 20, {0xE0, 0, 0}},
-        {{4, 65535, 65535, 65535}, 2, 10, {0x3F, 0xC0}},
-        {{0, 65535}, 0, 0, {}},
-        {{1, 9}, 5, 3, {0xE0}},
-        {{1, 9}, 10, 3, {0}},
-        {{1, 9}, 4'000'000'000, 3, {0}},
-    };
-    for (const auto& test : cases) EXPECT_EQ(expand(encoded(test.runs), test.start, test.pixels), test.row);
 }
 
 TEST(RunRows, RowsFollowEachOther) {
     const uint32_t width = 45, rows = 7, stride = 8;
     Bytes plain(stride * rows), all;
-    std::mt19937 random(3);
+    RandomNumbers random(3);
     for (uint8_t& byte : plain) byte = static_cast<uint8_t>(random());
     for (uint32_t row = 0; row < rows; ++row) {
         const Bytes one = referenceEncode(&plain[row * stride], 0, width);
@@ -155,12 +115,21 @@ TEST(RunRows, RowsFollowEachOther) {
     ASSERT_EQ(T_ExpandRows(all.data(), back.data(), width, rows), SUCCESS);
     EXPECT_EQ(back, plain);
 
+    all.pop_back();
+    FailingPlatform failing;
+    failing.failAt(1);
+    Bytes kept = all;
+    EXPECT_EQ(T_MirrorCompressedBuffer(kept.data(), kept.data(), width, rows), FAILURE);
+    EXPECT_EQ(kept, all);
+
     uint8_t byte[64] = {};
     for (const auto& [to, from] : {std::pair<uint8_t*, uint8_t*>{nullptr, byte}, {byte, nullptr}}) {
         EXPECT_EQ(T_CompressRow(to, from, 0, 1), ERROR_INVALID_PARAMETER);
         EXPECT_EQ(T_CompressRows(to, from, 1, 1), ERROR_INVALID_PARAMETER);
         EXPECT_EQ(T_ExpandRow(from, to, 0, 1), ERROR_INVALID_PARAMETER);
         EXPECT_EQ(T_ExpandRows(from, to, 1, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_FlipCompressedBuffer(from, to, 1), ERROR_INVALID_PARAMETER);
+        EXPECT_EQ(T_MirrorCompressedBuffer(from, to, 1, 1), ERROR_INVALID_PARAMETER);
     }
 }
 

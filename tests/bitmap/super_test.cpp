@@ -10,8 +10,8 @@
 #include <thread>
 #include <vector>
 
-#include "storage_cases.h"
 #include "support/failing_platform.h"
+#include "support/picture.h"
 #include "tnkrn_codec.h"
 
 namespace tnk::test {
@@ -171,16 +171,6 @@ TEST(SuperStorage, LosesNoRowToACodecThatLies) {
 TEST(SuperStorage, LosesNoRowWithoutMemory) {
     FailingPlatform failing;
     const CodecPlatform codec;
-    BitmapHandle fresh;
-    ASSERT_EQ(T_InitBitmap(&fresh, sizeof fresh, 8, 8, 8), SUCCESS);
-    const auto allocate = [&] { return T_AllocateBitmap(&fresh, MEM_SUPERCOMPRESSED); };
-    const auto checkFresh = [&](int32_t result, bool injected) {
-        EXPECT_EQ(result, injected ? FAILURE : SUCCESS);
-        EXPECT_EQ(fresh.pByteMap == nullptr, injected);
-        T_FreeBitmap(&fresh);
-    };
-    EXPECT_EQ(sweepFailures(failing, kMemoryFailures, allocate, checkFresh), 3) << "byte map, store, table";
-
     // Changed rows in both plain places, then a row elsewhere and more rows.
     int refused = 0;
     for (const bool fromThere : {false, true}) {

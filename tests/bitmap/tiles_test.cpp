@@ -8,10 +8,10 @@
 #include <thread>
 #include <vector>
 
-#include "storage_cases.h"
 #include "support/bitmap_operations.h"
 #include "support/failing_platform.h"
 #include "support/files.h"
+#include "support/picture.h"
 
 namespace tnk::test {
 namespace {

@@ -6,9 +6,9 @@
 #include <random>
 #include <vector>
 
-#include "bitmap/storage_cases.h"
 #include "support/entry_rule_cases.h"
 #include "support/failing_platform.h"
+#include "support/picture.h"
 
 namespace tnk::test {
 namespace {

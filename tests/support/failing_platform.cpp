@@ -22,7 +22,8 @@ struct State {
     bool failLater = false;
     int calls = 0;
     bool injected = false;
-    std::map<std::pair<Kind, uintptr_t>, int> alive;  // the value counts the locks of a movable block
+    std::multimap<std::pair<Kind, uintptr_t>, int>
+        alive;  // with the locks of a movable block; a module may be there twice
     int deletedRegions = 0;
     std::string diagnostics;
     bool diskIsFull = false;  // as of the last file call that failed
@@ -54,7 +55,7 @@ bool fails(uint32_t kind) {
 template <typename Handle>
 Handle born(Kind kind, Handle handle, Handle none = Handle{}) {
     const Locked guard;
-    if (handle != none) state->alive[{kind, (uintptr_t)handle}] = 0;  // a pointer or an integer
+    if (handle != none) state->alive.insert({{kind, (uintptr_t)handle}, 0});  // a pointer or an integer
     return handle;
 }
 
@@ -62,7 +63,8 @@ Handle born(Kind kind, Handle handle, Handle none = Handle{}) {
 template <typename Handle>
 Handle gone(Kind kind, Handle handle) {
     const Locked guard;
-    state->alive.erase({kind, (uintptr_t)handle});
+    const auto found = state->alive.find({kind, (uintptr_t)handle});
+    if (found != state->alive.end()) state->alive.erase(found);
     return handle;
 }
 

@@ -1,0 +1,274 @@
+#include "laws/operations.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+namespace tnk::test {
+
+namespace {
+
+constexpr uint32_t kSize = sizeof(BitmapHandle);
+constexpr int32_t kWidth = 29;
+
+uint32_t requestOf(Kind kind) {
+    return kind == Kind::disk         ? MEM_NOCONVENTIONAL
+           : kind == Kind::super      ? MEM_SUPERCOMPRESSED
+           : kind == Kind::compressed ? MEM_COMPRESSED
+           : kind == Kind::tiled      ? MEM_TILED
+                                      : MEM_CONVENTIONAL;
+}
+
+int32_t create(World& w, int32_t bits, uint32_t order = ORDER_RGB) {
+    return T_CreateBitmap(&w.made, kSize, w.request, kWidth, w.source.record.Height, bits, order, nullptr, 1, nullptr,
+                          0);
+}
+
+int32_t reduce(World& w, BitmapHandle* to, int32_t bits, uint32_t flags, const PaletteEntry* palette = nullptr) {
+    return T_ColorResBitmap(&w.source.record, to, kSize, bits, flags, palette, w.palette, 0, nullptr, nullptr);
+}
+
+int32_t reduceList(World& w, uint32_t flags) { return T_ColorResBitmapList(w.list, 4, flags, nullptr, 0, 0); }
+
+// The rows given and taken by calls of one row.
+Bytes anyRow() { return RandomNumbers(99).bytes(256); }
+Bytes encodedRow() {
+    Bytes row(300);
+    T_CompressRow(row.data(), anyRow().data(), 0, kWidth);
+    return row;
+}
+int32_t get(World& w, int32_t (*call)(BitmapHandle*, uint8_t*)) {
+    w.answer.assign(512, 0);
+    const int32_t result = call(&w.source.record, w.answer.data());
+    if (result < 0) w.answer.clear();
+    return result;
+}
+
+void release(World& w) { T_ReleaseBitmap(&w.source.record); }
+void makeList(World& w) { w.makeList(2); }
+void makeTarget(World& w) { EXPECT_EQ(create(w, w.source.record.BitsPerPixel, w.source.record.Order), SUCCESS); }
+void makePalette(World& w) { w.palette = T_CreatePalette(T_IntGetNetscapePalette(), 200); }
+void attachTable(World& w) {
+    BitmapHandle& b = w.source.record;
+    b.Flags |= BMF_WINDOW;
+    b.LowBit = 3;
+    b.HighBit = 10;
+    b.pLUT = T_CreateNewPalette(RandomNumbers(5).palette(256).data(), b.LUTLength = 256);
+}
+
+template <auto kBits>
+int32_t createBits(World& w) {
+    return create(w, kBits);
+}
+
+int32_t duplicate(World& w) {
+    return T_DupBitmapNewDim(&w.made, &w.source.record, kSize, 5, 5, w.source.record.BitsPerPixel,
+                             DUP_ALLOCATE | DUP_PALETTE | DUP_REGION);
+}
+int32_t copy(World& w) { return T_CopyBitmap(&w.made, &w.source.record, kSize); }
+template <uint32_t kRequest>
+int32_t copyAs(World& w) {
+    return T_CopyBitmap2(&w.made, &w.source.record, kRequest, kSize);
+}
+int32_t copyRect(World& w) {
+    return T_CopyBitmapRect2(&w.made, &w.source.record, kSize, 3, 0, 31, w.source.record.Height, w.request);
+}
+int32_t trim(World& w) { return T_TrimBitmap(&w.source.record, 5, 0, 17, w.source.record.Height); }
+int32_t putSegments(World& w) {
+    const uint32_t segments[] = {1, 9, 11, 20};
+    return T_PutBitmapRowSegments(&w.source.record, anyRow().data(), 3, 8, segments, 4, 1);
+}
+int32_t changeHeight(World& w) { return T_ChangeBitmapHeight(&w.source.record, w.source.record.Height * 2); }
+int32_t toggleCompression(World& w) { return T_ToggleBitmapCompression(&w.source.record); }
+int32_t countColors(World& w) {
+    Palette colors(4096);  // all that there can be
+    auto count = static_cast<uint32_t>(colors.size());
+    const int32_t result = T_GetBitmapColorCountExt(&w.source.record, &count, colors.data());
+    w.answer.resize(2000);
+    if (result == SUCCESS) std::memcpy(w.answer.data(), colors.data(), 2000);
+    return result;
+}
+int32_t chooseListPalette(World& w) {
+    w.answer.assign(256, 0);
+    uint32_t count = 64, dithers = 9;
+    uint32_t* table = nullptr;
+    const int32_t result =
+        T_CreateBitmapListOptPal(w.list, reinterpret_cast<PaletteEntry*>(w.answer.data()), &count, &table, &dithers);
+    EXPECT_EQ(table == nullptr && dithers == 9, result != SUCCESS);
+    T_FreeUserMatchTable(table);
+    return result;
+}
+int32_t copyItems(World& w) {
+    T_HANDLE other = 0;
+    const int32_t result = T_CopyBitmapListItems(&other, w.list, 0, 2);
+    EXPECT_EQ(other != 0, result == SUCCESS);
+    if (other == 0) return result;
+    std::swap(w.list, other);
+    return T_DestroyBitmapList(other);
+}
+int32_t insertItem(World& w) {
+    BitmapHandle bitmap;
+    const int32_t copied = T_CopyBitmap(&bitmap, &w.source.record, kSize);
+    const int32_t result = copied == SUCCESS ? T_InsertBitmapListItem(w.list, 1, &bitmap) : copied;
+    if (result != SUCCESS) T_FreeBitmap(&bitmap);
+    return result;
+}
+int32_t dither(World& w) {
+    BitmapHandle& b = w.source.record;
+    const int32_t started = T_StartDitheringExt(&b, nullptr, 16, 4, nullptr);
+    if (started == SUCCESS) {
+        Bytes row = anyRow();
+        w.answer.resize(64);
+        EXPECT_EQ(T_DitherLine(&b, row.data(), w.answer.data()), SUCCESS);
+        T_StopDithering(&b);
+    }
+    return started;
+}
+int32_t mirrorEncoded(World& w) {
+    w.answer = encodedRow();
+    return T_MirrorCompressedBuffer(w.answer.data(), w.answer.data(), kWidth, 1);
+}
+
+constexpr Format kBilevel = {1, 0}, kIndexed = {8, 0}, kColor = {24, 1}, kGray = {16, 2}, kWideGray = {32, 2};
+constexpr auto kStatus = Reports::toStatus, kCopyStatus = Reports::toCopyStatus;
+constexpr uint32_t kDiffuse = CRF_DITHER_METHOD(DITHER_JARVIS);
+
+const Operation kOperations[] = {
+    {"create_gray", kIndexed, createBits<0>},
+    {"create_bilevel", kBilevel, createBits<1>},
+    {"create_indexed", kIndexed, createBits<8>},
+    {"create_color", kColor, createBits<24>},
+    {"duplicate", kIndexed, duplicate},
+    {"duplicate_table", kGray, duplicate, Reports::no, false, attachTable},
+    {"copy", kIndexed, copy, kCopyStatus},
+    {"copy_bilevel", kBilevel, copy, kCopyStatus},
+    {"copy_table", kGray, copy, kCopyStatus, false, attachTable},
+    {"copy_to_memory", kColor, copyAs<MEM_CONVENTIONAL>, kCopyStatus},
+    {"copy_to_disk", kColor, copyAs<MEM_NOCONVENTIONAL>, kCopyStatus},
+    {"copy_to_tiles", kColor, copyAs<MEM_TILED>, kCopyStatus},
+    {"copy_to_runs", kBilevel, copyAs<MEM_COMPRESSED>, kCopyStatus},
+    {"copy_data", kIndexed, [](World& w) { return T_CopyBitmapData(&w.made, &w.source.record); }, kCopyStatus, true,
+     makeTarget},
+    {"copy_data_bilevel", kBilevel, [](World& w) { return T_CopyBitmapData(&w.made, &w.source.record); }, kCopyStatus,
+     true, makeTarget},
+    {"rectangle", kColor, copyRect, kCopyStatus, true},
+    {"rectangle_bilevel", kBilevel, copyRect, kCopyStatus, true},
+    {"trim", kIndexed, trim, kCopyStatus},
+    {"trim_bilevel", kBilevel, trim, kCopyStatus},
+    {"change_height", kIndexed, changeHeight, Reports::no, false, release},
+    {"change_height_bilevel", kBilevel, changeHeight, Reports::no, false, release},
+    {"toggle_compression", kBilevel, toggleCompression, kStatus, false, release},
+    {"put_row", kColor, [](World& w) { return T_PutBitmapRow(&w.source.record, anyRow().data(), 2, 80); }},
+    {"put_row_bilevel", kBilevel, [](World& w) { return T_PutBitmapRow(&w.source.record, anyRow().data(), 2, 4); }},
+    {"put_columns", kBilevel, [](World& w) { return T_PutBitmapRowCol(&w.source.record, anyRow().data(), 2, 8, 2); }},
+    {"put_segments", kColor, putSegments},
+    {"put_segments_bilevel", kBilevel, putSegments},
+    {"put_runs", kBilevel,
+     [](World& w) { return T_PutBitmapRowCompressed(&w.source.record, nullptr, encodedRow().data(), 4, 1); }},
+    {"put_run_columns", kBilevel,
+     [](World& w) { return T_PutBitmapRowColCompressed(&w.source.record, nullptr, encodedRow().data(), 4, 5, 19); }},
+    {"get_runs", kBilevel,
+     [](World& w) {
+         return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRowCompressed(b, nullptr, to, 1, 4); });
+     }},
+    {"get_run_columns", kBilevel,
+     [](World& w) {
+         return get(w,
+                    [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRowColCompressed(b, nullptr, to, 1, 9, 11); });
+     }},
+    {"get_row", kColor,
+     [](World& w) { return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRow(b, to, 6, 87); }); }},
+    {"get_columns", kColor,
+     [](World& w) { return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRowCol(b, to, 6, 9, 7); }); }},
+    {"put_pixel", {12, 2}, [](World& w) { return T_PutPixelColor(&w.source.record, 5, 7, 0x0400FFFF); }},
+    {"get_pixel", kColor, [](World& w) { return static_cast<int32_t>(T_GetPixelColor(&w.source.record, 5, 7)); }},
+    {"put_pixel_data", kColor, [](World& w) { return T_PutPixelData(&w.source.record, anyRow().data(), 5, 7, 8); }},
+    {"get_pixel_data", kColor,
+     [](World& w) { return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetPixelData(b, to, 5, 7, 8); }); }},
+    {"update_size", kColor, [](World& w) { return T_UpdateBitmapSize(&w.source.record); }},
+    {"fixed_palette", kColor, [](World& w) { return reduce(w, &w.made, 8, CRF_FIXEDPALETTE | kDiffuse); }, kStatus},
+    {"to_bilevel", kIndexed, [](World& w) { return reduce(w, &w.made, 1, CRF_FIXEDPALETTE); }, kStatus},
+    {"from_bilevel", kBilevel, [](World& w) { return reduce(w, &w.made, 24, CRF_BGR); }, kStatus},
+    {"user_palette", kColor,
+     [](World& w) { return reduce(w, &w.made, 4, CRF_USERPALETTE | kDiffuse, T_IntGetNetscapePalette() + 40); },
+     kStatus},
+    {"handle_palette", kColor, [](World& w) { return reduce(w, &w.made, 8, CRF_USERPALETTE | kDiffuse); }, kStatus,
+     false, makePalette},
+    {"optimized_palette", kColor, [](World& w) { return reduce(w, &w.made, 5, kDiffuse); }, kStatus},
+    {"deeper", kColor, [](World& w) { return reduce(w, &w.made, 48, CRF_BGR); }, kStatus},
+    {"gray_resolution", kColor, [](World& w) { return reduce(w, &w.made, 16, CRF_GRAY); }, kStatus},
+    {"table_resolution", kGray, [](World& w) { return reduce(w, &w.made, 24, CRF_BGR); }, kStatus, false, attachTable},
+    {"reduce_in_place", kColor, [](World& w) { return reduce(w, &w.source.record, 8, CRF_FIXEDPALETTE | kDiffuse); },
+     kStatus},
+    {"optimize_in_place", kColor, [](World& w) { return reduce(w, &w.source.record, 4, kDiffuse); }, kStatus},
+    {"deepen_in_place", kIndexed, [](World& w) { return reduce(w, &w.source.record, 24, CRF_BGR); }, kStatus},
+    {"count_colors", kColor, countColors, kStatus},
+    {"count_colors_indexed", kIndexed, countColors},
+    {"gray_bitmap", kColor, [](World& w) { return T_CreateGrayScaleBitmap(&w.made, &w.source.record, kSize, 8); },
+     kStatus},
+    {"gray_in_place", kColor, [](World& w) { return T_GrayScaleBitmap(&w.source.record, 12); }, kStatus},
+    {"gray_by_table", kGray, [](World& w) { return T_GrayScaleBitmap(&w.source.record, 8); }, kStatus, false,
+     attachTable},
+    {"wide_gray_to_16", kWideGray, [](World& w) { return T_Gray32To16(&w.source.record); }, kStatus},
+    {"wide_gray_to_8", kWideGray, [](World& w) { return T_Gray32To8(&w.source.record); }, kStatus},
+    {"copy_items", kIndexed, copyItems, Reports::no, false, makeList},
+    {"insert_item", kIndexed, insertItem, Reports::no, false, makeList},
+    {"list_palette", kColor, chooseListPalette, Reports::no, false, makeList},
+    {"reduce_list", kColor, [](World& w) { return reduceList(w, CRF_FIXEDPALETTE); }, Reports::no, true, makeList},
+    {"optimize_list", kColor, [](World& w) { return reduceList(w, kDiffuse); }, Reports::no, true, makeList},
+    {"optimize_items", kColor, [](World& w) { return reduceList(w, CRF_NOMATCHTABLE); }, Reports::no, true, makeList},
+    {"dither", kColor, dither},
+    {"mirror_encoded", kBilevel, mirrorEncoded},
+};
+
+}  // namespace
+
+std::span<const Operation> operations() { return kOperations; }
+
+World::World(const Operation& operation, Kind storage, int32_t height)
+    : kind(storage), request(requestOf(storage)), source(storage, kWidth, height, operation.format) {
+    made.StructSize = kSize;
+    RandomNumbers random(static_cast<uint32_t>(height));
+    fill(source.record, random, operation.format.bits == 1 ? Content::runs : Content::slopes);
+    if (source.record.pByteMap != nullptr) source.record.pByteMap[9] = 200;
+    if (kind == Kind::tiled) tiles.emplace(2 * source.record.BytesPerLine);
+    if (operation.prepare != nullptr) operation.prepare(*this);
+    record = source.record;
+}
+
+World::~World() {
+    T_FreeBitmap(&made);
+    if (list != 0) T_DestroyBitmapList(list);
+    if (palette != 0) T_DeletePalette(palette);
+}
+
+void World::makeList(uint32_t count) {
+    EXPECT_EQ(T_CreateBitmapList(&list), SUCCESS);
+    for (uint32_t i = 0; i < count; ++i) {
+        BitmapHandle bitmap;
+        EXPECT_EQ(T_CopyBitmap(&bitmap, &source.record, kSize), SUCCESS);
+        EXPECT_EQ(T_InsertBitmapListItem(list, i, &bitmap), SUCCESS);
+    }
+}
+
+BitmapHandle World::item(uint32_t index) const {
+    BitmapHandle bitmap;
+    EXPECT_EQ(T_GetBitmapListItem(list, index, &bitmap, kSize), SUCCESS);
+    return bitmap;
+}
+
+uint32_t World::items() const {
+    uint32_t count = 0;
+    if (list != 0) {
+        EXPECT_EQ(T_GetBitmapListCount(list, &count), SUCCESS);
+    }
+    return count;
+}
+
+std::vector<Bytes> World::parts() {
+    std::vector<Bytes> all = {contents(source.record), contents(made), answer};
+    for (uint32_t i = 0; i < items(); ++i) all.push_back(contents(item(i)));
+    return all;
+}
+
+}  // namespace tnk::test
