@@ -117,6 +117,7 @@ if(EXISTS ${PROJECT_SOURCE_DIR}/tests/walk/walk.cpp)
         message(WARNING "tests/walk/walk.hash is missing: the walk is compared with nothing")
     endif()
     tnk_outside_program(walk ${PROJECT_SOURCE_DIR}/tests/walk/walk.cpp ${hash})
+    target_include_directories(walk PRIVATE tests)
     tnk_warnings(walk)
 endif()
 

@@ -1,10 +1,12 @@
 // Scripts of operations on a bitmap in any kind of storage, each done to a bitmap in plain memory as well: both must
-// answer the same and hold the same pixels. Scripts are bytes, so that tests draw them at random and fuzzers make them.
+// answer the same and hold the same pixels. Scripts are bytes, so that tests draw them at random and fuzzers make them;
+// the walk folds all that comes out into its hash.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <vector>
 
 #include "tnkrn.h"
@@ -13,6 +15,11 @@ namespace tnk::test {
 
 class Script {
   public:
+    struct Format {
+        int32_t bits;
+        uint32_t order;
+    };
+
     Script(const uint8_t* bytes, size_t size) : at_(bytes), end_(bytes + size) {}
 
     bool more() const { return at_ != end_; }
@@ -38,12 +45,28 @@ class Script {
         return all;
     }
 
+    // 256 colours, on a coarse grid at times, where ties and twins are likely; some may not be chosen.
+    std::vector<PaletteEntry> palette() {
+        const std::vector<uint8_t> bytes = pixels(1024, 1 << 13);
+        const uint32_t step = next(2) != 0 ? 51 : 1;
+        std::vector<PaletteEntry> colors(256);
+        for (size_t i = 0; i < 256; ++i) {
+            const auto channel = [&](size_t c) { return static_cast<uint8_t>(bytes[4 * i + c] / step * step); };
+            colors[i] = {channel(0), channel(1), channel(2), static_cast<uint8_t>(bytes[4 * i + 3] % 37 == 1)};
+        }
+        colors[0].Reserved = 0;
+        return colors;
+    }
+
   private:
     const uint8_t* at_;
     const uint8_t* end_;
 };
 
-inline bool samePixels(BitmapHandle& a, BitmapHandle& b) {
+// Gets the bytes that come out of operations.
+using Observer = std::function<void(const void*, size_t)>;
+
+inline bool samePixels(BitmapHandle& a, BitmapHandle& b, const Observer& see = {}) {
     if (a.Width != b.Width || a.Height != b.Height || a.BitsPerPixel != b.BitsPerPixel) return false;
     std::vector<uint8_t> rowA(a.BytesPerLine), rowB(b.BytesPerLine);
     const uint64_t bits = uint64_t(a.Width) * uint64_t(a.BitsPerPixel);
@@ -54,14 +77,16 @@ inline bool samePixels(BitmapHandle& a, BitmapHandle& b) {
         if (std::memcmp(rowA.data(), rowB.data(), bits / 8) != 0) return false;
         const auto mask = static_cast<uint8_t>(0xFF00u >> (bits & 7));
         if (mask != 0 && ((rowA[bits / 8] ^ rowB[bits / 8]) & mask) != 0) return false;
+        if (see) see(rowA.data(), bits / 8);
     }
     return true;
 }
 
 class OperationPair {
   public:
-    OperationPair(BitmapHandle& subject, BitmapHandle& model, Script script)
-        : subject_(subject), model_(model), script_(script) {}
+    OperationPair(BitmapHandle& subject, BitmapHandle& model, Script script, Observer see = {},
+                  bool superCompressed = true)
+        : subject_(subject), model_(model), script_(script), see_(std::move(see)), requests_(superCompressed ? 5 : 4) {}
 
     // Null, or the name of the operation after which the two differ.
     const char* run() {
@@ -69,7 +94,7 @@ class OperationPair {
             const Operation& operation = kOperations[script_.next(std::size(kOperations))];
             if (!(this->*operation.run)()) return operation.name;
         }
-        return samePixels(subject_, model_) ? nullptr : "at the end";
+        return samePixels(subject_, model_, see_) ? nullptr : "at the end";
     }
 
   private:
@@ -83,7 +108,13 @@ class OperationPair {
 
     template <typename Call>
     bool both(Call call) {
-        return call(subject_) == call(model_);
+        const int64_t result = call(subject_);
+        see(&result, 8);
+        return result == static_cast<int64_t>(call(model_));
+    }
+
+    void see(const void* data, size_t bytes) const {
+        if (see_ && bytes != 0) see_(data, bytes);
     }
 
     // Whole rows, then a part of one.
@@ -113,9 +144,11 @@ class OperationPair {
         const uint32_t offset = column * uint32_t(model_.BitsPerPixel) / 8;
         const uint32_t bytes = script_.next(uint32_t((rowBits() + 7) / 8) - offset + 1);
         std::vector<uint8_t> a(bytes + 1, 0xA5), b(bytes + 1, 0xA5);
-        return T_GetBitmapRowCol(&subject_, a.data(), y, column, bytes) ==
-                   T_GetBitmapRowCol(&model_, b.data(), y, column, bytes) &&
-               a == b;
+        const bool same = T_GetBitmapRowCol(&subject_, a.data(), y, column, bytes) ==
+                              T_GetBitmapRowCol(&model_, b.data(), y, column, bytes) &&
+                          a == b;
+        see(a.data(), bytes);
+        return same;
     }
 
     bool putSegments() {
@@ -167,6 +200,20 @@ class OperationPair {
         });
     }
 
+    bool sameDescription(const BitmapHandle& a, const BitmapHandle& b) const {
+        const auto fields = [](const BitmapHandle& r) {
+            return std::vector<int64_t>{r.Width,       r.Height,  r.BitsPerPixel,    r.Order,  r.ColorCount,
+                                        r.XResolution, r.LowBit,  r.ViewPerspective, r.MinVal, r.MaxVal,
+                                        r.YResolution, r.HighBit, r.DitherMethod};
+        };
+        const std::vector<int64_t> known = fields(a);
+        see(known.data(), known.size() * 8);
+        if (known != fields(b) || (a.Palette == nullptr) != (b.Palette == nullptr)) return false;
+        if (a.Palette == nullptr) return true;
+        see(a.Palette, a.ColorCount * sizeof(PaletteEntry));
+        return std::memcmp(a.Palette, b.Palette, a.ColorCount * sizeof(PaletteEntry)) == 0;
+    }
+
     // Makes a bitmap of each by `make` and compares what came out.
     template <typename Make>
     bool sameResults(Make make) {
@@ -174,7 +221,7 @@ class OperationPair {
         a.StructSize = b.StructSize = sizeof a;
         const int32_t first = make(&a, &subject_);
         const int32_t second = make(&b, &model_);
-        const bool same = first == second && (first != T_SUCCESS || samePixels(a, b));
+        const bool same = first == second && (first != T_SUCCESS || (sameDescription(a, b) && samePixels(a, b, see_)));
         T_FreeBitmap(&a);
         T_FreeBitmap(&b);
         return same;
@@ -183,13 +230,13 @@ class OperationPair {
     bool copy() {
         constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED,
                                           MEM_SUPERCOMPRESSED};
-        const uint32_t kind = script_.next(3 * std::size(kRequests));
+        const uint32_t kind = script_.next(3 * requests_), request = kRequests[kind % requests_];
         const int32_t width = model_.Width - script_.nextSigned(uint32_t(std::min(model_.Width, 50)));
         return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
-            if (kind < std::size(kRequests)) return T_CopyBitmap2(to, from, kRequests[kind], sizeof *to);
-            if (kind < 2 * std::size(kRequests)) return T_CopyBitmap(to, from, sizeof *to);
-            T_CreateBitmap(to, sizeof *to, kRequests[kind % std::size(kRequests)], width, from->Height,
-                           from->BitsPerPixel, from->Order, nullptr, 0, nullptr, 0);
+            if (kind < requests_) return T_CopyBitmap2(to, from, request, sizeof *to);
+            if (kind < 2 * requests_) return T_CopyBitmap(to, from, sizeof *to);
+            T_CreateBitmap(to, sizeof *to, request, width, from->Height, from->BitsPerPixel, from->Order, nullptr, 0,
+                           nullptr, 0);
             return T_CopyBitmapData(to, from);  // as much of each row as fits
         });
     }
@@ -202,18 +249,84 @@ class OperationPair {
         });
     }
 
+    static constexpr int32_t kDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
+
+    static int32_t TNK_CALL stopAt(int32_t percent, void* stop) {
+        return percent == *static_cast<int32_t*>(stop) ? 77 : 1;
+    }
+
+    // Apart, or in place on a copy; any palette, order and method, and a stop now and then.
     bool changeDepth() {
-        constexpr int32_t kDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
+        constexpr uint32_t kPalettes[] = {0, 1, 1, 16, 16, 48, 64, 65, 512};
+        constexpr uint32_t kOrders[] = {
+            0, CRF_BGR, CRF_GRAY, CRF_GRAY | CRF_BGR, CRF_MATRIXRGB, CRF_BGR | CRF_OPAQUEALPHA};
         const int32_t bits = kDepths[script_.next(std::size(kDepths))];
-        const uint32_t flags = bits <= 8 ? CRF_FIXEDPALETTE | CRF_DITHER_METHOD(script_.next(9)) : CRF_BGR;
-        return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
-            return T_ColorResBitmap(from, to, sizeof *to, bits, flags, nullptr, 0, 0, nullptr, nullptr);
+        const uint32_t flags =
+            (bits <= 8 ? kPalettes[script_.next(std::size(kPalettes))] : kOrders[script_.next(std::size(kOrders))]) |
+            CRF_DITHER_METHOD(script_.next(9));
+        const std::vector<PaletteEntry> palette = script_.palette();
+        const uint32_t colors = script_.next(2) != 0 ? 0 : 2 + script_.next(255);
+        const bool inPlace = script_.next(4) == 0;
+        int32_t stop = script_.next(8) == 0 ? script_.nextSigned(101) : -1;
+        T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
+        const bool same = sameResults([&](BitmapHandle* to, BitmapHandle* from) {
+            std::vector<uint32_t> table(32768);  // is filled
+            uint32_t* const previous = T_SetUserMatchTable(table.data());
+            if (inPlace && T_CopyBitmap(to, from, sizeof *to) == T_SUCCESS) from = to;
+            const int32_t result = T_ColorResBitmap(
+                from, to, sizeof *to, bits, flags,
+                bits <= 8 && (flags & CRF_USERPALETTE) != 0 ? palette.data() : nullptr, 0, colors, nullptr, nullptr);
+            T_SetUserMatchTable(previous);
+            return result;
+        });
+        T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+        return same;
+    }
+
+    // A row of each converted to any format, with any window.
+    bool convertRow() {
+        const int32_t y = row(), from = model_.BitsPerPixel, width = model_.Width;
+        const int32_t to = script_.next(15) == 0 ? 0 : kDepths[script_.next(std::size(kDepths))];
+        const uint32_t order = script_.next(6),
+                       flags = script_.next(2) != 0 ? script_.next(64) : script_.next(64) & ~12u;
+        const int32_t low = script_.nextSigned(20) - 1, high = script_.nextSigned(34) - 1;
+        const std::vector<PaletteEntry> source = script_.palette(), target = script_.palette();
+        const bool table = from > 8 && model_.Order == ORDER_GRAY;  // which would have to be as long as the window
+        std::vector<uint8_t> rows[2];
+        const auto convert = [&](BitmapHandle& b, std::vector<uint8_t>& out) {
+            out.resize(std::max(T_CalcConvertSize(width, from, width, to), b.BytesPerLine));
+            T_GetBitmapRow(&b, out.data(), y, uint32_t((rowBits() + 7) / 8));
+            const int32_t result = T_ConvertBufferExt(out.data(), width, from, to, b.Order, order,
+                                                      table ? nullptr : source.data(), target.data(), flags, low, high);
+            out.resize(result == T_SUCCESS ? size_t(width) * size_t(to != 0 ? to : 8) / 8 : 0);
+            return result;
+        };
+        const int32_t results[] = {convert(subject_, rows[0]), convert(model_, rows[1])};
+        see(results, 4);
+        see(rows[0].data(), rows[0].size());
+        return results[0] == results[1] && rows[0] == rows[1];
+    }
+
+    // What says how pixels are to be read: a palette, or a window of samples.
+    bool redefine() {
+        const std::vector<PaletteEntry> palette = script_.palette();
+        const uint32_t count = 1 + script_.next(256), window = script_.next(2) * BMF_WINDOW;
+        const int32_t low = script_.nextSigned(uint32_t(model_.BitsPerPixel));
+        const int32_t high = low + script_.nextSigned(uint32_t(model_.BitsPerPixel - low));
+        return both([&](BitmapHandle& b) {
+            if (b.BitsPerPixel <= 8)
+                return T_SetBitmapNewPalette(&b, palette.data(), std::min(count, 1u << b.BitsPerPixel));
+            if (b.Order != ORDER_GRAY) return 0;
+            b.LowBit = low;
+            b.HighBit = high;
+            b.Flags = (b.Flags & ~BMF_WINDOW) | window;
+            return 0;
         });
     }
 
     bool toGray() {
-        constexpr int32_t kDepths[] = {8, 12, 16};
-        const int32_t bits = kDepths[script_.next(3)];
+        constexpr int32_t kGrays[] = {8, 12, 16};
+        const int32_t bits = kGrays[script_.next(3)];
         return sameResults(
             [&](BitmapHandle* to, BitmapHandle* from) { return T_CreateGrayScaleBitmap(to, from, sizeof *to, bits); });
     }
@@ -275,6 +388,8 @@ class OperationPair {
     BitmapHandle& subject_;
     BitmapHandle& model_;
     Script script_;
+    Observer see_;
+    uint32_t requests_;  // for copies
 
     static constexpr Operation kOperations[] = {
         {"put rows", &OperationPair::putRows},
@@ -287,11 +402,41 @@ class OperationPair {
         {"copy", &OperationPair::copy},
         {"copy rectangle", &OperationPair::copyRect},
         {"change depth", &OperationPair::changeDepth},
+        {"convert row", &OperationPair::convertRow},
+        {"redefine", &OperationPair::redefine},
         {"to gray", &OperationPair::toGray},
         {"compressed rows", &OperationPair::compressedRows},
         {"put runs", &OperationPair::putRuns},
         {"size", &OperationPair::updateSize},
     };
 };
+
+// Storage, format and width by the first bytes of the script, then its operations. Null, or what the two differ after.
+inline const char* runScript(Script script, bool superCompressed, const Observer& see = {}) {
+    constexpr Script::Format kFormats[] = {{1, 0},  {1, 0},  {1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},
+                                           {7, 0},  {8, 0},  {8, 0},  {12, 2}, {16, 0}, {16, 1}, {16, 2}, {24, 0},
+                                           {24, 1}, {24, 5}, {32, 0}, {32, 2}, {48, 1}, {48, 5}, {64, 0}, {64, 1}};
+    constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED,
+                                      MEM_SUPERCOMPRESSED};
+    const Script::Format format = kFormats[script.next(std::size(kFormats))];
+    const uint32_t request = kRequests[script.next(superCompressed ? 5 : 4)];
+    const int32_t width = 1 + script.nextSigned(150);
+    const std::vector<PaletteEntry> palette = script.palette();
+    BitmapHandle pair[2] = {};
+    const char* difference = nullptr;
+    int32_t made = T_SUCCESS;
+    for (int i = 0; i < 2 && made == T_SUCCESS; ++i) {
+        // Tiles of a few rows, where no bitmap is served from one block of memory.
+        const bool tiles = i == 0 && request == MEM_TILED;
+        T_SetMemoryThresholds(0, tiles ? 0 : INT32_MAX, tiles ? 512 : 0, tiles ? 1024 : -100, 1, 31);
+        made = T_CreateBitmap(&pair[i], sizeof pair[i], i == 0 ? request : MEM_CONVENTIONAL, width, 41, format.bits,
+                              format.order, palette.data(), 1, nullptr, 0);
+    }
+    T_SetMemoryThresholds(0, INT32_MAX, 0, -100, 1, 31);
+    // Run-compressed rows have 1 bit, super-compression needs its module.
+    if (made == T_SUCCESS) difference = OperationPair(pair[0], pair[1], script, see, superCompressed).run();
+    for (BitmapHandle& bitmap : pair) T_FreeBitmap(&bitmap);
+    return difference;
+}
 
 }  // namespace tnk::test
