@@ -4,6 +4,7 @@
 
 #include "base/pixel_format.h"
 #include "base/sample_rules.h"
+#include "bitmap/copy/bit_run.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/rows.h"
 #include "bitmap/storage/storage.h"
@@ -97,24 +98,53 @@ void putLowPart(uint8_t* target, const uint8_t* source, uint32_t pixels) {
     }
 }
 
+// Merges `bits` bits of `source`, which lie as in `target` from bit `phase` of the first byte on.
+void mergeBits(uint8_t* target, const uint8_t* source, uint32_t phase, uint64_t bits, bool lowFirst) {
+    const auto last = static_cast<size_t>((phase + bits - 1) >> 3);
+    const auto unused = static_cast<uint32_t>(7 - ((phase + bits - 1) & 7));
+    for (size_t i = 0; i <= last; ++i) {
+        uint32_t mask = 0xFF;
+        if (i == 0) mask &= lowFirst ? 0xFFu << phase : 0xFFu >> phase;
+        if (i == last) mask &= lowFirst ? 0xFFu >> unused : 0xFFu << unused;
+        mergeByte(target[i], source[i], mask);
+    }
+}
+
+// A run whose bits lie at another place inside their bytes in the buffer than in the row.
+void putShifted(uint8_t* target, uint32_t phase, const uint8_t* source, uint64_t sourceBit, uint64_t bits,
+                bool lowFirst) {
+    uint8_t moved[512];
+    while (bits != 0) {
+        const uint64_t part = std::min<uint64_t>(bits, sizeof moved * 8 - phase);
+        moveBits(moved, phase, source + static_cast<size_t>(sourceBit >> 3), sourceBit & 7, part, lowFirst);
+        mergeBits(target, moved, phase, part, lowFirst);
+        target += static_cast<size_t>((phase + part) >> 3);
+        phase = (phase + part) & 7;
+        sourceBit += part;
+        bits -= part;
+    }
+}
+
 class SegmentWriter {
   public:
     SegmentWriter(const BitmapHandle& bitmap, uint32_t column, bool keepTopBits)
         : bits_(static_cast<uint32_t>(bitmap.BitsPerPixel)),
           column_(column),
+          insideByte_(((uint64_t{column} * bits_) & 7) != 0),
           keepTopBits_(keepTopBits && (bits_ != 16 || !hasGraySamples(bitmap))) {}
 
     // The bytes of the row that a segment touches: the first, and the one after the last.
     uint64_t firstByte(Segment segment) const { return columnOffset(uint64_t{column_} + segment.start, bits_); }
-    uint64_t endByte(Segment segment) const {
-        return firstByte(segment) + pixelBytes(segment.end, bits_) - columnOffset(segment.start, bits_);
-    }
+    uint64_t endByte(Segment segment) const { return pixelBytes(uint64_t{column_} + segment.end, bits_); }
 
     // `target` is where the segment's first byte lies.
     void put(uint8_t* target, const uint8_t* buffer, Segment segment) const {
         const uint8_t* source = buffer + static_cast<size_t>(columnOffset(segment.start, bits_));
         const uint32_t pixels = segment.end - segment.start;
-        if (bits_ < 8) {
+        if (insideByte_) {
+            const auto phase = static_cast<uint32_t>((uint64_t{column_} + segment.start) * bits_ & 7);
+            putShifted(target, phase, buffer, uint64_t{segment.start} * bits_, uint64_t{pixels} * bits_, bits_ == 12);
+        } else if (bits_ < 8) {
             putPacked(target, source, segment, bits_);
         } else if (bits_ == 12) {
             put12(target, source, segment);
@@ -132,6 +162,7 @@ class SegmentWriter {
   private:
     uint32_t bits_;
     uint32_t column_;
+    bool insideByte_;  // the column does not begin a byte, so that no mask goes by start and end alone
     bool keepTopBits_;
 };
 

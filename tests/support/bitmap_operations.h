@@ -153,8 +153,7 @@ class OperationPair {
 
     bool putSegments() {
         const int32_t y = row();
-        // Masks go by the place of a pixel in the buffer, so a column begins a byte.
-        const uint32_t column = script_.next(uint32_t(model_.Width)) & ~7u;
+        const uint32_t column = script_.next(uint32_t(model_.Width));
         const uint32_t span = uint32_t(model_.Width) - column;
         const auto pixels =
             script_.pixels((uint64_t(span) * uint64_t(model_.BitsPerPixel) + 7) / 8 + 8, uint64_t(1) << 40);
