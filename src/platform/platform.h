@@ -82,6 +82,9 @@ struct MemoryTable {
     // Sections: the storage of memory bitmaps. Large ones ask the system for huge pages where it has them.
     bool (*createSection)(uint64_t bytes, Section* section);
     void (*closeSection)(const Section& section);
+    // Makes a section of `oldBytes` bytes `bytes` bytes long; handle and view may change. What both sizes have stays, growth
+    // is zero. Pages that nobody wrote to cost nothing, as far as the system has a way to tell.
+    bool (*resizeSection)(Section* section, uint64_t oldBytes, uint64_t bytes);
 };
 
 // Files and folders.
@@ -101,8 +104,9 @@ struct FileTable {
     // Makes an empty file with a unique name in `directory` (null or empty: the platform's own) and writes its path.
     bool (*makeTempName)(const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR (&path)[kPathChars]);
     // Opens a new file of that kind for reading and writing, in one step with its making, so that nobody can put a link
-    // in its place; it vanishes with its handle.
-    T_HANDLE (*createTempFile)(const T_WCHAR* directory, const T_WCHAR* prefix);
+    // in its place; it vanishes with its handle. `sparse`: bytes never written take no room, where the file system can
+    // do that.
+    T_HANDLE (*createTempFile)(const T_WCHAR* directory, const T_WCHAR* prefix, bool sparse);
     bool (*lastErrorIsDiskFull)();  // of the calling thread's last failed file call
 
     // Bytes that the directory (null or empty: the platform's own for temporary files) has room for.
@@ -114,6 +118,7 @@ struct ProcessTable {
     // Budgets. false: cannot be read.
     bool (*memoryStatus)(MemoryStatus* status);
     bool (*handleCount)(uint32_t* count);
+    bool (*handleLimit)(uint32_t* count);  // that the process may have open
 
     // One slot of thread-local storage; `release` gets a thread's value when the thread ends, but not when the slot is
     // deleted. Creating it again changes nothing. Before that the value is null. A process may end while threads run: where

@@ -61,7 +61,9 @@ int32_t TNK_CALL closeFile(T_HANDLE file, void*) {
 
 int32_t lastFileError(int32_t other) { return platform->lastErrorIsDiskFull() ? ERROR_DISK_FULL : other; }
 
-T_HANDLE createTemporaryFile() { return platform->createTempFile(currentSettings().tempDirectory, kTempPrefix); }
+T_HANDLE createTemporaryFile(bool sparse) {
+    return platform->createTempFile(currentSettings().tempDirectory, kTempPrefix, sparse);
+}
 
 int64_t seekBig(T_HANDLE file, int64_t offset, SeekOrigin origin) { return platform->seekFile(file, offset, origin); }
 

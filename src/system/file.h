@@ -21,9 +21,10 @@ inline constexpr FileRoutines kLibraryRoutines = {openFile, readFile, writeFile,
 // The disk-full code when that is what the system last said, else `other`.
 int32_t lastFileError(int32_t other);
 
-// A new empty file in the thread's temporary directory, for reading and writing, that vanishes when it is closed. kNoFile
+// A new empty file in the thread's temporary directory, for reading and writing, that vanishes when it is closed; `sparse`
+// where much of it will never be written. kNoFile
 // on failure, and then nothing is left behind. Closed with platform->closeFile.
-T_HANDLE createTemporaryFile();
+T_HANDLE createTemporaryFile(bool sparse = false);
 
 // The new position, or -1.
 int64_t seekBig(T_HANDLE file, int64_t offset, SeekOrigin origin);

@@ -5,6 +5,7 @@
 
 #include "base/object.h"
 #include "base/result.h"
+#include "platform/used_blocks.h"
 #include "system/file.h"
 
 namespace tnk {
@@ -71,11 +72,19 @@ Result HugeStore::resize(uint64_t bytes) {
         bytes_ = bytes;
         return SUCCESS;
     }
+    if ((bytes < bytes_ || fitsMemory(bytes)) && platform->resizeSection(&section_, bytes_, bytes)) {
+        bytes_ = bytes;
+        return SUCCESS;
+    }
     HugeStore resized;
     TRY(resized.allocate(bytes));
-    TRY(resized.write(0, section_.view, std::min(bytes, bytes_)));
-    swap(resized);
-    return SUCCESS;
+    Result result = SUCCESS;
+    forEachUsedBlock(section_.view, static_cast<size_t>(std::min(bytes, bytes_)), [&](size_t offset, size_t count) {
+        result = resized.write(offset, section_.view + offset, count);
+        return result.ok();
+    });
+    if (result.ok()) swap(resized);
+    return result;
 }
 
 Result HugeStore::read(uint64_t position, void* buffer, uint32_t bytes) const {

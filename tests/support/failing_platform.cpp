@@ -143,6 +143,11 @@ void setMemoryRoutines(Platform& table) {
     table.createSection = [](uint64_t bytes, Section* section) {
         return !fails(kSectionFailures) && real.createSection(bytes, section) && born(kSection, section->handle) != 0;
     };
+    table.resizeSection = [](Section* section, uint64_t oldBytes, uint64_t bytes) {
+        const T_HANDLE before = section->handle;
+        if (fails(kSectionFailures) || !real.resizeSection(section, oldBytes, bytes)) return false;
+        return moved(kSection, before, section->handle) != 0;
+    };
     table.closeSection = [](const Section& section) {
         gone(kSection, section.handle);
         real.closeSection(section);
@@ -174,8 +179,8 @@ void setFileRoutines(Platform& table) {
     table.makeTempName = [](const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR(&path)[kPathChars]) {
         return !fails(kOpenFailures) && real.makeTempName(directory, prefix, path);
     };
-    table.createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix) {
-        return fails(kOpenFailures) ? kNoFile : born(kFile, real.createTempFile(directory, prefix), kNoFile);
+    table.createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix, bool sparse) {
+        return fails(kOpenFailures) ? kNoFile : born(kFile, real.createTempFile(directory, prefix, sparse), kNoFile);
     };
     table.lastErrorIsDiskFull = [] {
         const Locked guard;

@@ -25,7 +25,7 @@ enum FailureKind : uint32_t {
     kLocalFailures = 1,      // allocate, reallocate
     kGlobalFailures = 2,     // allocate, reallocate
     kMovableFailures = 4,    // allocate, reallocate, lock
-    kSectionFailures = 8,    // createSection
+    kSectionFailures = 8,    // createSection, resizeSection
     kOpenFailures = 16,      // openFile, makeTempName, createTempFile
     kTransferFailures = 32,  // readFile, writeFile, their At forms, seekFile, endFileHere
     kCloseFailures = 64,     // closeFile, deleteFile: they do their work, then report failure

@@ -1,4 +1,4 @@
-// Bitmaps in tiles of whole rows, each in memory or in a temporary file of its own.
+// Bitmaps in tiles of whole rows, each in memory or in the bitmap's temporary file.
 #include <algorithm>
 #include <limits>
 
@@ -40,24 +40,29 @@ bool diskHasRoom(uint64_t bytes) {
     return platform->diskRoom(currentSettings().tempDirectory, &room) && room >= bytes;
 }
 
+TileLayout layoutOf(uint32_t lineBytes, uint32_t rows, uint32_t tileBytes, const ThreadSettings& settings) {
+    TileLayout layout{};
+    layout.lineBytes = lineBytes;
+    layout.rows = rows;
+    layout.rowsPerTile = std::max(tileBytes / lineBytes, 1u);
+    layout.mostBytes = mostBytes(settings);
+    layout.leastTiles = leastTiles(settings, (rows - 1) / layout.rowsPerTile + 1);
+    return layout;
+}
+
 Result allocateTiled(BitmapHandle& bitmap) {
     // Fields that a caller changed after the initialisation may not belong together.
     if (bitmap.BytesPerLine == 0 || bitmap.Size % bitmap.BytesPerLine != 0) return FAILURE;
     const ThreadSettings& settings = currentSettings();
-    TileLayout layout{};
-    layout.lineBytes = bitmap.BytesPerLine;
-    layout.rows = bitmap.Size / bitmap.BytesPerLine;
-    layout.mostBytes = mostBytes(settings);
+    const uint32_t line = bitmap.BytesPerLine;
     // Smaller tiles may fit where the address space is broken up or where many have to stay in memory.
     for (uint32_t size = std::min(tileSize(settings), bitmap.Size);; size /= 2) {
-        layout.rowsPerTile = std::max(size / layout.lineBytes, 1u);
-        layout.leastTiles = leastTiles(settings, (layout.rows - 1) / layout.rowsPerTile + 1);
-        TileStore* store = createTiles(layout);
+        TileStore* store = createTiles(layoutOf(line, bitmap.Size / line, size, settings));
         if (store != nullptr) {
             attach(bitmap, store);
             break;
         }
-        if (size <= uint64_t{8} * layout.lineBytes || !diskHasRoom(bitmap.Size)) return FAILURE;
+        if (size <= uint64_t{8} * line || !diskHasRoom(bitmap.Size)) return FAILURE;
     }
     bitmap.DataHandle = 0;
     bitmap.DataOffset = 0;
@@ -102,9 +107,24 @@ Result lendTiled(BitmapHandle& bitmap, int32_t, int32_t, uint8_t** rows) {
     return bitmap.pData != nullptr ? SUCCESS : ERROR_NOT_ALLOCATED;
 }
 
+// A bitmap of less than a tile has one of its own size, which is no size for the tiles of a larger one: those are made as the
+// settings say. Null when there is no need, or no memory.
+TileStore* growTile(TileStore* store, uint32_t rows) {
+    const auto rowsPerTile = static_cast<uint32_t>(store->header.rowsPerTile);
+    if (store->header.count != 1 || rows <= rowsPerTile) return nullptr;
+    const uint32_t line = store->tileBytes / rowsPerTile;
+    const ThreadSettings& settings = currentSettings();
+    TileStore* made = nullptr;
+    for (uint32_t size = tileSize(settings); made == nullptr && size / line > rowsPerTile; size /= 2) {
+        made = remakeTiles(store, layoutOf(line, rows, size, settings));
+    }
+    return made;
+}
+
 Result resizeTiled(BitmapHandle& bitmap, int32_t height) {
     if (bitmap.pData == nullptr) return ERROR_NOT_ALLOCATED;
-    TileStore* store = resizeTiles(storeOf(bitmap), static_cast<uint32_t>(height));
+    TileStore* store = growTile(storeOf(bitmap), static_cast<uint32_t>(height));
+    if (store == nullptr) store = resizeTiles(storeOf(bitmap), static_cast<uint32_t>(height));
     if (store == nullptr) return FAILURE;
     attach(bitmap, store);
     bitmap.Size = store->bytes;

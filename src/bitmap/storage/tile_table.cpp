@@ -52,10 +52,8 @@ Section detach(TileStore& store, uint32_t index) {
 }
 
 void releaseTile(TileStore& store, uint32_t index) {
-    Tile& tile = store.tile(index);
+    const Tile& tile = store.tile(index);
     if (tile.view != nullptr) platform->closeSection(detach(store, index));
-    if (tile.file != 0) platform->closeFile(tile.file);
-    tile.file = 0;
 }
 
 // --- between memory and file ---
@@ -85,18 +83,34 @@ uint64_t cutBlock(TileStore& store, uint32_t index) {
     return store.use(index).stored & uint64_t{1} << end / store.blockBytes;
 }
 
+int64_t placeOf(const TileStore& store, uint32_t index) { return int64_t{index} * store.tileBytes; }
+
+// The other half of the files that a process may have is the application's. Without a count there is nothing to go by, and
+// the system says itself when there are no more.
+bool mayOpenFile() {
+    uint32_t open = 0;
+    uint32_t limit = 0;
+    return !platform->handleCount(&open) || !platform->handleLimit(&limit) || open < limit / 2;
+}
+
+Result openFileOf(TileStore& store) {
+    if (store.file != 0) return SUCCESS;
+    if (!mayOpenFile()) return FAILURE;
+    const T_HANDLE file = createTemporaryFile(true);
+    if (file == kNoFile) return lastFileError(FAILURE);
+    store.file = file;
+    return SUCCESS;
+}
+
 // Writes the blocks that changed, so that what is sparse stays sparse. Until all are written, all count as changed.
 Result storeChanges(TileStore& store, uint32_t index) {
     Tile& tile = store.tile(index);
     TileUse& use = store.use(index);
     if (use.changed == 0) return SUCCESS;
-    if (tile.file == 0) {
-        const T_HANDLE file = createTemporaryFile();
-        if (file == kNoFile) return lastFileError(FAILURE);
-        tile.file = file;
-    }
+    TRY(openFileOf(store));
+    tile.file = store.file;
     TRY(forEachRun(store, use.changed, [&](uint32_t from, uint32_t to) -> Result {
-        const Result written = writeAt(tile.file, from, tile.view + from, to - from);
+        const Result written = writeAt(store.file, placeOf(store, index) + from, tile.view + from, to - from);
         if (written.ok()) tile.stored = std::max<uintptr_t>(tile.stored, to);
         return written;
     }));
@@ -116,7 +130,7 @@ Result loadTile(TileStore& store, uint32_t index, const TileMemory& memory) {
     TRY(forEachRun(store, use.stored, [&](uint32_t from, uint32_t to) -> Result {
         const uint32_t end = std::min(to, static_cast<uint32_t>(tile.stored));
         std::memset(view + end, 0, to - end);
-        return readAt(tile.file, from, view + from, end - from);
+        return readAt(store.file, placeOf(store, index) + from, view + from, end - from);
     }));
     use.changed = cutBlock(store, index);
     return SUCCESS;
@@ -225,13 +239,25 @@ TileStore* allocateStore(uint32_t count) {
     return store;
 }
 
+void freeStore(TileStore* store) {
+    store->~TileStore();
+    platform->freeLocal(store);
+}
+
 uint32_t countOf(const TileStore& store) { return static_cast<uint32_t>(store.header.count); }
 
 // Gives a table of another length the tiles that both have, and releases the others with the old table.
 void moveTiles(TileStore* from, TileStore* to) {
     to->tileBytes = from->tileBytes;
     to->blockBytes = from->blockBytes;
-    for (uint32_t i = countOf(*from); i > countOf(*to); --i) releaseTile(*from, i - 1);
+    bool stored = false;
+    for (uint32_t i = countOf(*from); i > countOf(*to); --i) {
+        stored |= from->use(i - 1).stored != 0;
+        releaseTile(*from, i - 1);
+    }
+    to->file = from->file;
+    // Room of tiles that went; a file that cannot be cut is only longer than it need be.
+    if (stored) static_cast<void>(setFileSize(to->file, static_cast<uint64_t>(placeOf(*to, countOf(*to)))));
     to->oldest = from->oldest;
     to->newest = from->newest;
     const uintptr_t count = to->header.count;
@@ -241,7 +267,7 @@ void moveTiles(TileStore* from, TileStore* to) {
         to->tile(i) = from->tile(i);
         to->use(i) = from->use(i);
     }
-    platform->freeLocal(from);
+    freeStore(from);
 }
 
 // Forgets what a tile holds from `bytes` on.
@@ -282,7 +308,8 @@ TileStore* createTiles(const TileLayout& layout) {
 
 void destroyTiles(TileStore* store) {
     for (uint32_t i = countOf(*store); i > 0; --i) releaseTile(*store, i - 1);
-    platform->freeLocal(store);
+    if (store->file != 0) platform->closeFile(store->file);
+    freeStore(store);
 }
 
 TileStore* resizeTiles(TileStore* store, uint32_t rows) {
@@ -302,6 +329,21 @@ TileStore* resizeTiles(TileStore* store, uint32_t rows) {
     const uint32_t last = bytes - (count - 1) * store->tileBytes;
     if (bytes < oldBytes && last < store->tileBytes) cutTile(*store, count - 1, last);
     return store;
+}
+
+TileStore* remakeTiles(TileStore* store, const TileLayout& layout) {
+    TileStore* made = createTiles(layout);
+    if (made == nullptr) return nullptr;
+    // The first of the new tiles is in memory: the least number is at least one.
+    if ((store->use(0).changed | store->use(0).stored) != 0) {
+        if (!readTiles(*store, 0, made->tile(0).view, store->bytes).ok()) {
+            destroyTiles(made);
+            return nullptr;
+        }
+        made->use(0).changed = blocksOf(*made, 0, store->bytes - 1);
+    }
+    destroyTiles(store);
+    return made;
 }
 
 Result readTiles(TileStore& store, uint32_t position, uint8_t* buffer, uint32_t bytes) {

@@ -14,8 +14,8 @@ namespace tnk {
 struct Tile {
     T_HANDLE section;
     uint8_t* view;     // null while the tile is not in memory
-    T_HANDLE file;     // 0: none yet; a file is kept until the tile is released
-    uintptr_t stored;  // bytes of the file that count; rows that were cut off may lie behind them
+    T_HANDLE file;     // the table's, once the tile has been in it; else 0
+    uintptr_t stored;  // bytes there that count; rows that were cut off may lie behind them
 };
 
 // What pData of a tiled bitmap points at: this header, then the tiles. Other modules read both.
@@ -36,13 +36,14 @@ struct TileUse {
     uint32_t older;
     uint32_t newer;
     uint64_t changed;  // newer in memory than in the file
-    uint64_t stored;   // in the file
+    uint64_t stored;   // in the file, where the tile lies at its own place in the bitmap
 };
 constexpr uint32_t kTileBlocks = 64;
 
 // The block that holds a table: this record, then the tiles, then a TileUse for each.
 struct TileStore {
     ObjectLock lock;  // held while rows move: two threads may read one bitmap, and reading moves tiles
+    T_HANDLE file;    // 0: none yet; one for all tiles, since a process has only so many
     uint32_t tileBytes;
     uint32_t blockBytes;
     uint32_t bytes;  // of all rows; the last tile may be longer and is zero behind them
@@ -72,6 +73,10 @@ void destroyTiles(TileStore* store);
 // Changes the number of rows; the bytes of new ones are zero. Gives the table, which may have moved, or null with all
 // as it was.
 TileStore* resizeTiles(TileStore* store, uint32_t rows);
+
+// Gives a table of one tile, which was cut to the rows that there were, to tiles of another size and number. Gives the new
+// table, or null with all as it was.
+TileStore* remakeTiles(TileStore* store, const TileLayout& layout);
 
 // Move `bytes` bytes from `position` on, which the caller has seen to lie inside. A failure leaves what was moved before.
 Result readTiles(TileStore& store, uint32_t position, uint8_t* buffer, uint32_t bytes);

@@ -179,7 +179,8 @@ constinit const FileTable fileTable = {
         return false;
     },
 
-    .createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix) -> T_HANDLE {
+    // Every file is sparse here.
+    .createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix, bool) -> T_HANDLE {
         const TempFile file = makeTempFile(directory, prefix);
         if (file.descriptor < 0) return kNoFile;
         // The name goes at once: nothing is left behind however the process ends.

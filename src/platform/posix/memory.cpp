@@ -1,6 +1,8 @@
 // Heap blocks, movable blocks and sections.
 #include <sys/mman.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
@@ -53,6 +55,13 @@ void* fixedOf(T_HANDLE handle) {
 
 // Below this, a huge page would mostly hold nothing.
 constexpr uint64_t kHugePageThreshold = 8u << 20;
+
+void adviseHugePages([[maybe_unused]] void* view, [[maybe_unused]] size_t bytes) {
+#ifdef MADV_HUGEPAGE
+    // A wish only: systems without huge pages refuse it, and nothing is lost.
+    if (bytes >= kHugePageThreshold) madvise(view, bytes, MADV_HUGEPAGE);
+#endif
+}
 
 // A block of no bytes still needs an address of its own.
 size_t atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
@@ -166,10 +175,7 @@ constinit const MemoryTable memoryTable = {
             destroyObject(object);
             return false;
         }
-#ifdef MADV_HUGEPAGE
-        // A wish only: systems without huge pages refuse it, and nothing is lost.
-        if (bytes >= kHugePageThreshold) madvise(view, object->bytes, MADV_HUGEPAGE);
-#endif
+        adviseHugePages(view, object->bytes);
         section->handle = handleOf(object);
         section->view = static_cast<uint8_t*>(view);
         return true;
@@ -182,6 +188,22 @@ constinit const MemoryTable memoryTable = {
             munmap(section.view, object->bytes);
             destroyObject(object);
         },
+
+    // The pages themselves move. What the last old page holds behind the section's end is cleared, as new pages are.
+    .resizeSection = [](Section* section, uint64_t, uint64_t bytes) -> bool {
+        auto* object = objectOf<SectionObject>(section->handle);
+        if (object == nullptr || bytes == 0 || bytes > SIZE_MAX / 2) return false;
+        const size_t before = object->bytes;
+        void* view = mremap(section->view, before, static_cast<size_t>(bytes), MREMAP_MAYMOVE);
+        if (view == MAP_FAILED) return false;
+        object->bytes = static_cast<size_t>(bytes);
+        section->view = static_cast<uint8_t*>(view);
+        const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+        const size_t cleared = std::min(object->bytes, (before + page - 1) / page * page);
+        if (cleared > before) std::memset(section->view + before, 0, cleared - before);
+        if (before < kHugePageThreshold) adviseHugePages(view, object->bytes);
+        return true;
+    },
 };
 
 }  // namespace tnk::native

@@ -2,6 +2,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -78,6 +79,13 @@ constinit const ProcessTable processTable = {
         }
         closedir(folder);
         *count = found - 1;  // without the one that reads the list
+        return true;
+    },
+
+    .handleLimit = [](uint32_t* count) -> bool {
+        rlimit limit;
+        if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return false;
+        *count = static_cast<uint32_t>(limit.rlim_cur < UINT32_MAX ? limit.rlim_cur : UINT32_MAX);
         return true;
     },
 

@@ -35,6 +35,12 @@ OVERLAPPED placeOf(int64_t position) {
     return place;
 }
 
+// A wish only: file systems that cannot do it fill the gaps.
+void leaveGaps(HANDLE file) {
+    DWORD written = 0;
+    DeviceIoControl(file, FSCTL_SET_SPARSE, nullptr, 0, nullptr, 0, &written, nullptr);
+}
+
 constexpr DWORD kAnyPath = MAX_PATH + 1;
 
 // The directory, or the platform's own for temporary files when it is null or empty; null when that cannot be told.
@@ -105,7 +111,7 @@ constinit const FileTable fileTable = {
         return GetTempFileNameW(directory, prefix, 0, path) != 0;
     },
 
-    .createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix) -> T_HANDLE {
+    .createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix, bool sparse) -> T_HANDLE {
         T_WCHAR standard[kAnyPath];
         T_WCHAR path[kPathChars];
         directory = temporaryFolder(directory, standard);
@@ -123,7 +129,10 @@ constinit const FileTable fileTable = {
                 FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OPEN_REPARSE_POINT;
             const HANDLE file =
                 CreateFileW(path, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW, kFlags, nullptr);
-            if (file != INVALID_HANDLE_VALUE) return handleOf(file);
+            if (file != INVALID_HANDLE_VALUE) {
+                if (sparse) leaveGaps(file);
+                return handleOf(file);
+            }
             const DWORD error = GetLastError();
             const bool taken = error == ERROR_FILE_EXISTS || (error == ERROR_ACCESS_DENIED && ++denied < kPatience);
             if (!taken) return kNoFile;

@@ -1,6 +1,9 @@
 // Heap blocks, global blocks, movable blocks and sections.
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
+#include "platform/used_blocks.h"
 #include "platform/win32/windows_api.h"
 
 namespace tnk::native {
@@ -81,6 +84,20 @@ constinit const MemoryTable memoryTable = {
             UnmapViewOfFile(section.view);
             CloseHandle(systemHandle(section.handle));
         },
+
+    // A section cannot grow here. Blocks that hold nothing are looked at, and take no pages in the new one.
+    .resizeSection = [](Section* section, uint64_t oldBytes, uint64_t bytes) -> bool {
+        Section resized;
+        if (!memoryTable.createSection(bytes, &resized)) return false;
+        const auto both = static_cast<size_t>(std::min(oldBytes, bytes));
+        forEachUsedBlock(section->view, both, [&](size_t offset, size_t count) {
+            std::memcpy(resized.view + offset, section->view + offset, count);
+            return true;
+        });
+        memoryTable.closeSection(*section);
+        *section = resized;
+        return true;
+    },
 };
 
 }  // namespace tnk::native
