@@ -101,10 +101,13 @@ Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType) {
     // Size may count the packed bytes of storage that was not freed.
     if ((bitmap.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) != 0) dataBytes(bitmap, bitmap.Height, &bitmap.Size);
     bitmap.Flags &= ~kStorageFlags;
-    freeByteMap(bitmap);
+    // What the record named before may be another record's, which shares it; after a failure it is named again.
+    uint8_t* const namedBefore = bitmap.pByteMap;
     TRY(attachByteMap(bitmap));
     const Result attached = attachStorage(bitmap, request);
-    if (!attached.ok()) freeByteMap(bitmap);
+    if (attached.ok()) return SUCCESS;
+    freeByteMap(bitmap);
+    bitmap.pByteMap = namedBefore;
     return attached;
 }
 

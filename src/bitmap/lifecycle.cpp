@@ -91,23 +91,17 @@ Result setPerspective(BitmapHandle& bitmap, uint32_t viewPerspective) {
     return SUCCESS;
 }
 
-// Caller memory holds plain rows, whatever the storage it takes the place of.
-uint32_t plainSize(const BitmapHandle& bitmap) {
-    uint32_t bytes = bitmap.Size;
-    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) != 0) dataBytes(bitmap, bitmap.Height, &bytes);
-    return bytes;
-}
+// Storage whose pData is not the address of pixels.
+constexpr uint32_t kTableStorage = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
 
 Result setDataPointer(BitmapHandle& bitmap, void* data, uint32_t dataSize) {
-    const bool callersMemory = isAllocated(bitmap) && (bitmap.Flags & BMF_USERDATA) != 0;
+    const bool allocated = isAllocated(bitmap);
+    const bool callersMemory = allocated && (bitmap.Flags & BMF_USERDATA) != 0;
     const bool anySize = callersMemory && (bitmap.Flags & BMF_MOVABLE) == 0;
-    if (!anySize && dataSize != plainSize(bitmap)) return ERROR_INVALID_PARAMETER;
-    if (isAllocated(bitmap) && !callersMemory) {
-        // Storage of the library's own would be lost behind the new pointer, and the caller's memory freed in its place.
-        storageOf(bitmap).release(bitmap);
-        bitmap.Flags &= ~kStorageFlags;
-        TRY(kUserStorage.allocate(bitmap));
-    }
+    if (!anySize && dataSize != bitmap.Size) return ERROR_INVALID_PARAMETER;
+    // The table would be lost, and the caller's pixels taken for one.
+    if (allocated && !callersMemory && (bitmap.Flags & kTableStorage) != 0) return ERROR_INVALID_PARAMETER;
+    if (allocated && &storageOf(bitmap) == &kSectionStorage) TRY(keepOwnPixels(bitmap, data));
     bitmap.pData = static_cast<uint8_t*>(data);
     return SUCCESS;
 }
@@ -172,11 +166,11 @@ void freeBitmap(BitmapHandle& bitmap) {
     freeBitmapPalette(bitmap);
     releaseOverlays(bitmap);
     endDitheringOf(bitmap);
-    freeGrayTable(bitmap);
     if (!isAllocated(bitmap)) return;
     // Memory of the caller first: whatever else the flags say, it is not touched.
     const StorageKind& storage = (bitmap.Flags & BMF_USERDATA) != 0 ? kUserStorage : storageOf(bitmap);
     storage.release(bitmap);
+    freeGrayTable(bitmap);
     freeByteMap(bitmap);
     bitmap.Flags &= ~kStorageFlags;
 }

@@ -131,19 +131,27 @@ TEST(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
     }
 }
 
-TEST(AllocateBitmap, FillsTheByteMapAndReplacesTheOldOne) {
+TEST(AllocateBitmap, FillsAByteMapAndFreesNothing) {
     FailingPlatform failing;
     BitmapHandle bitmap;
     ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 8, 8, 8), SUCCESS);
+    uint8_t* first = nullptr;
     for (const uint32_t request : {MEM_USER, MEM_CONVENTIONAL}) {
+        failing.failFrom(request == MEM_USER ? 1 : 2);  // the map, or all that follows it
+        EXPECT_EQ(T_AllocateBitmap(&bitmap, request), FAILURE);
+        failing.stopFailing();
+        EXPECT_EQ(bitmap.pByteMap, first) << "named as before";
         ASSERT_EQ(T_AllocateBitmap(&bitmap, request), SUCCESS);
+        if (first == nullptr) first = bitmap.pByteMap;
         for (uint32_t i = 0; i < 256; ++i) ASSERT_EQ(bitmap.pByteMap[i], i);
         bitmap.pByteMap[5] = 0;
     }
     EXPECT_EQ(bitmap.Flags, kMemory);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(bitmap.pData) % 32, 0u);
-    EXPECT_EQ(failing.live().global, 1);
+    EXPECT_EQ(first[5], 0) << "it may be another record's";
     T_FreeBitmap(&bitmap);
+    EXPECT_EQ(failing.live().global, 1);
+    T_GlobalFree(first, 0, nullptr);
 }
 
 TEST(AllocateBitmap, MakesAFileThatVanishes) {

@@ -146,30 +146,53 @@ TEST(FreeBitmap, LeavesNoDanglingField) {
     ASSERT_EQ(T_InitBitmap(&description, sizeof description, 16, 16, 8), SUCCESS);
     description.ViewPerspective = 1;
     EXPECT_EQ(std::memcmp(&bitmap, &description, sizeof bitmap), 0) << "only the description stays";
+    bitmap.pLUT = T_CreateNewPalette(T_IntGetFixedPalette(8), 256);
+    T_FreeBitmap(&bitmap);
+    EXPECT_NE(bitmap.pLUT, nullptr) << "gray parameters go with the storage";
     ASSERT_EQ(T_AllocateBitmap(&bitmap, MEM_CONVENTIONAL), SUCCESS) << "and can be allocated again";
     T_FreeBitmap(&bitmap);
+    EXPECT_EQ(failing.live(), LiveObjects{});
 }
 
-TEST(SetBitmapDataPointer, TakesCallerMemory) {
+TEST(SetBitmapDataPointer, ReplacesThePointerAndNothingElse) {
     FailingPlatform failing;
-    std::vector<uint8_t> memory(256, 7);
+    std::vector<uint8_t> memory(257, 7);
+    uint8_t row[16];
     for (const uint32_t request : {MEM_USER, MEM_CONVENTIONAL, MEM_NOCONVENTIONAL}) {
         BitmapHandle bitmap;
         ASSERT_EQ(create(bitmap, 8, 0, nullptr, 1, request, request == MEM_USER ? memory.data() + 1 : nullptr),
                   SUCCESS);
+        const BitmapHandle before = bitmap;
         EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, memory.data(), 255),
                   request == MEM_USER ? SUCCESS : ERROR_INVALID_PARAMETER)
             << "any size where memory of the caller is replaced";
-        EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, memory.data(), 256), SUCCESS);
-        EXPECT_EQ(bitmap.pData, memory.data());
-        uint8_t row[16];
-        EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 15, 16), 16);
-        EXPECT_EQ(row[0], 7);
-        EXPECT_EQ(T_ChangeBitmapHeight(&bitmap, 30), ERROR_INVALID_PARAMETER);
+        for (const bool grows : {false, true}) {
+            EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, memory.data(), 256), SUCCESS);
+            EXPECT_EQ(bitmap.pData, memory.data());
+            ASSERT_EQ(T_GetBitmapRow(&bitmap, row, 15, 16), 16);
+            EXPECT_EQ(row[0], request == MEM_NOCONVENTIONAL ? 0 : 7) << "rows on disk have no pointer";
+            if (grows) continue;
+            EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, before.pData, 256), SUCCESS);
+            EXPECT_EQ(bitmap.pData, before.pData);
+            EXPECT_EQ(bitmap.Flags, before.Flags);
+            ASSERT_EQ(T_GetBitmapRow(&bitmap, row, 15, 16), 16);
+            EXPECT_EQ(row[0], request == MEM_USER ? 7 : 0);
+        }
+        if (request == MEM_CONVENTIONAL) {
+            ASSERT_EQ(T_ChangeBitmapHeight(&bitmap, 30), SUCCESS);
+            EXPECT_TRUE(bitmap.pData != memory.data() && bitmap.pData[255] == 7 && bitmap.pData[256] == 0);
+            EXPECT_EQ(T_SetBitmapDataPointer(&bitmap, nullptr, bitmap.Size), SUCCESS);
+        }
         T_FreeBitmap(&bitmap);
         EXPECT_EQ(failing.live(), LiveObjects{}) << "the bitmap's own storage went";
-        EXPECT_EQ(memory, std::vector<uint8_t>(256, 7));
+        EXPECT_EQ(memory, std::vector<uint8_t>(257, 7));
     }
+    BitmapHandle table;
+    ASSERT_EQ(create(table, 1, 0, nullptr, 1, MEM_COMPRESSED), SUCCESS);
+    for (const uint32_t size : {table.Size, 64u}) {  // of the encoded rows, of plain ones
+        EXPECT_EQ(T_SetBitmapDataPointer(&table, memory.data(), size), ERROR_INVALID_PARAMETER) << "no pixels there";
+    }
+    T_FreeBitmap(&table);
 }
 
 }  // namespace

@@ -246,7 +246,6 @@ TEST(SuperStorage, MeasuresWhatIsStored) {
 
     // The record, freed or not, goes on to storage that takes Size for the bytes of its rows.
     BitmapHandle copy = bitmap;
-    copy.pByteMap = nullptr;  // stays with the other record
     EXPECT_EQ(T_AllocateBitmap(&copy, MEM_CONVENTIONAL), SUCCESS);
     EXPECT_EQ(copy.Size, uint32_t{kWidth} * 1000);
     T_FreeBitmap(&copy);

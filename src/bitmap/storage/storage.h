@@ -49,6 +49,10 @@ extern const StorageKind kCompressedStorage;       // run-compressed rows of 1 b
 extern const StorageKind kSuperCompressedStorage;  // chunks packed by a codec module
 extern const StorageKind kNoStorage;               // what an unallocated bitmap has
 
+// Before a caller's pointer takes the place of a section's pixels: remembers where these are, for the release of the
+// section, until they are put back. FAILURE without memory.
+Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement);
+
 // The flags that say which storage a bitmap has.
 constexpr uint32_t kStorageFlags = BMF_ALLOCATED | BMF_MEMORY | BMF_DISK | BMF_LOCKED | BMF_COMPRESSED | BMF_USERDATA |
                                    BMF_MOVABLE | BMF_TILED | BMF_SUPERCOMPRESSED;

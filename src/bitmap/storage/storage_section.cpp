@@ -4,13 +4,41 @@
 
 #include "bitmap/storage/storage.h"
 #include "platform/platform.h"
+#include "system/settings.h"
 
 namespace tnk {
 namespace {
 
 constexpr uintptr_t kDataAlignment = 32;
 
-Section sectionOf(const BitmapHandle& bitmap) { return {bitmap.DataHandle, bitmap.pData - bitmap.DataOffset}; }
+// A section whose record points at other pixels for the time being: the record alone no longer tells where its view is.
+struct Replaced {
+    Section section;
+    Replaced* next;
+};
+Replaced* replaced = nullptr;  // guarded by the library lock
+
+Replaced** findReplaced(T_HANDLE section) {
+    Replaced** link = &replaced;
+    while (*link != nullptr && (*link)->section.handle != section) link = &(*link)->next;
+    return link;
+}
+
+// The section as it was made; a null view when the record tells nothing of one.
+Section sectionOf(const BitmapHandle& bitmap) {
+    const LibraryLock lock;
+    if (const Replaced* found = *findReplaced(bitmap.DataHandle); found != nullptr) return found->section;
+    return {bitmap.DataHandle, bitmap.pData != nullptr ? bitmap.pData - bitmap.DataOffset : nullptr};
+}
+
+void forgetReplaced(T_HANDLE section) {
+    const LibraryLock lock;
+    Replaced** const link = findReplaced(section);
+    if (*link == nullptr) return;
+    Replaced* const found = *link;
+    *link = found->next;
+    platform->freeLocal(found);
+}
 
 // Sections begin at a page, so the offset is 0 on every platform that has pages; the record carries it all the same.
 void attach(BitmapHandle& bitmap, const Section& section, uint32_t offset) {
@@ -29,7 +57,9 @@ Result allocateSection(BitmapHandle& bitmap) {
 }
 
 void releaseSection(BitmapHandle& bitmap) {
-    if (bitmap.pData != nullptr) platform->closeSection(sectionOf(bitmap));
+    const Section section = sectionOf(bitmap);
+    forgetReplaced(bitmap.DataHandle);
+    if (section.view != nullptr) platform->closeSection(section);
     bitmap.pData = nullptr;
     bitmap.DataHandle = 0;
     bitmap.DataOffset = 0;
@@ -38,20 +68,36 @@ void releaseSection(BitmapHandle& bitmap) {
 Result resizeSection(BitmapHandle& bitmap, int32_t height) {
     if (bitmap.pData == nullptr) return ERROR_NOT_ALLOCATED;
     const uint32_t bytes = bytesWithOffset(bitmap, height);
-    Section section;
-    if (!platform->createSection(bytes, &section)) return FAILURE;
+    const uint32_t offset = bitmap.DataOffset;
     uint32_t oldBytes = 0;
     dataBytes(bitmap, bitmap.Height, &oldBytes);
-    const Section old = sectionOf(bitmap);
-    const uint32_t offset = bitmap.DataOffset;
-    std::memcpy(section.view + offset, old.view + offset, std::min(oldBytes, bytes - offset));
+    Section section = sectionOf(bitmap);
+    const bool elsewhere = section.view + offset != bitmap.pData;
+    if (!platform->resizeSection(&section, uint64_t{offset} + oldBytes, bytes)) return FAILURE;
+    // The rows are those that the record points at.
+    if (elsewhere) std::memcpy(section.view + offset, bitmap.pData, std::min(oldBytes, bytes - offset));
+    forgetReplaced(bitmap.DataHandle);
     attach(bitmap, section, offset);
-    platform->closeSection(old);
     bitmap.Size = bytes;
     return SUCCESS;
 }
 
 }  // namespace
+
+Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement) {
+    const Section own = sectionOf(bitmap);
+    if (own.view != nullptr && own.view + bitmap.DataOffset == replacement) {
+        forgetReplaced(own.handle);
+        return SUCCESS;
+    }
+    const LibraryLock lock;
+    if (own.view == nullptr || *findReplaced(own.handle) != nullptr) return SUCCESS;
+    auto* const added = static_cast<Replaced*>(platform->allocateLocal(sizeof(Replaced), false));
+    if (added == nullptr) return FAILURE;
+    *added = {own, replaced};
+    replaced = added;
+    return SUCCESS;
+}
 
 const StorageKind kSectionStorage = {MEMKIND_MEMORY, allocateSection, releaseSection, readMemory,
                                      writeMemory,    lendMemory,      resizeSection,  measureRows};
