@@ -153,7 +153,8 @@ typedef struct PaletteEntry {
 #define MEM_NOTILES 8u            /* never split into tiles */
 #define MEM_NOCONVENTIONAL 128u   /* neither plain memory nor tiles: disk */
 #define MEM_TILED 256u            /* plain memory or tiles, never disk (only alone) */
-#define MEM_COMPRESSED 512u       /* run-compressed rows; 1 bit per pixel only, ignored elsewhere */
+#define MEM_COMPRESSED 512u       /* run-compressed rows; 1 bit per pixel only, ignored elsewhere. T_ChangeBitmapCompression
+                                     compresses a bitmap that has its rows */
 #define MEM_SUPERCOMPRESSED 1024u /* super-compressed; 1, 8 and 24 bits only, ignored elsewhere */
 
 /* Kinds reported by T_GetBitmapMemoryInfo. */
@@ -267,11 +268,14 @@ TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSiz
 
 /*
  * Attaches storage to an initialised record, choosing memory, tiles or a temporary file by MemoryType and the
- * thread's memory thresholds. Storage that the record already had is not freed.
+ * thread's memory thresholds. Nothing that the record names is freed, storage and byte map included: other records may share
+ * it. After a failure the record names what it named before. A bitmap of 1 bit whose rows exist changes its storage with
+ * T_ChangeBitmapCompression.
  * Storage starts as zero; Size of a run-compressed bitmap is the sum of its encoded rows. MEM_SUPERCOMPRESSED needs an
  * optional codec module (tnkrn_codec.h) and gives memory when the process is short of handles.
- * Tiles (T_SetMemoryThresholds) are runs of whole rows, each in memory or in a temporary file of its own, the least
- * recently used in files. They are tried where plain memory cannot be had or the thresholds rule it out, before disk: a
+ * Tiles (T_SetMemoryThresholds) are runs of whole rows, each in memory or in the bitmap's temporary file, the least
+ * recently used in the file. A bitmap of less than a tile has one of its own size and tiles of the set size once it grows.
+ * Where half of the files that the process may have are open, no more are made for tiles, which then stay in memory. They are tried where plain memory cannot be had or the thresholds rule it out, before disk: a
  * MaxMemory of 0 makes MEM_CONVENTIONAL and MEM_TILED give tiles, and so does MEM_DISK above the tile size. Rows of tiles
  * are moved by T_GetBitmapRow, T_PutBitmapRow and their companions only; outside the bitmap these fail. A read that pages
  * may give -1, -4, -5, -7 or -295: no row that was stored is lost, and it can be tried again.
@@ -280,8 +284,8 @@ TNK_API int32_t TNK_CALL T_CreateBitmap(BitmapHandle* Bitmap, uint32_t StructSiz
  */
 TNK_API int32_t TNK_CALL T_AllocateBitmap(BitmapHandle* Bitmap, uint32_t MemoryType);
 
-/* Releases everything attached and clears BMF_ALLOCATED; the description stays and can be allocated again.
- * Caller memory is not touched. A null record or a wrong size does nothing. */
+/* Releases everything attached and clears BMF_ALLOCATED; the description stays and can be allocated again. The gray table
+ * and the byte map go with storage: a record without storage keeps them. Caller memory is not touched. A null record or a wrong size does nothing. */
 TNK_API void TNK_CALL T_FreeBitmap(BitmapHandle* Bitmap);
 
 /*
@@ -297,15 +301,19 @@ TNK_API int32_t TNK_CALL T_CopyBitmapHandle(BitmapHandle* Destination, const Bit
  */
 TNK_API int32_t TNK_CALL T_ChangeBitmapHeight(BitmapHandle* Bitmap, int32_t NewHeight);
 
-/* Recomputes Size from the storage: the packed bytes of a super-compressed bitmap (whose Size counts the plain rows until
- * then), else BytesPerLine x Height. Codes: -2 null or not allocated, -789. */
+/* Recomputes Size from the storage: the sum of the encoded rows of a run-compressed bitmap, the packed bytes of a
+ * super-compressed one (whose Size counts the plain rows until then), else BytesPerLine x Height. Codes: -2 null or not
+ * allocated, or compressed storage that is not there, -789. */
 TNK_API int32_t TNK_CALL T_UpdateBitmapSize(BitmapHandle* Bitmap);
 
 /*
- * Hands caller memory of Size bytes to a bitmap; no copy, the caller keeps ownership. For an allocated
- * MEM_USER bitmap DataSize is ignored, otherwise it must equal Size (of plain rows, whatever the storage); storage that
- * the bitmap owned is released and it becomes a MEM_USER bitmap.
- * Codes: -13 null record or DataSize, -789.
+ * Replaces pData, and nothing else; no copy, the caller keeps ownership. DataSize must equal Size, except for an allocated
+ * MEM_USER bitmap: there it is not looked at, and it is the caller who answers for memory of Size bytes, which nothing checks.
+ * A bitmap in memory of the library's own keeps that memory behind the caller's pointer: putting the old pData back works,
+ * and T_FreeBitmap releases it and never the caller's, whichever is in place. A change of height carries the rows in
+ * place over to the library's memory. Rows of a bitmap on disk stay where they are.
+ * Codes: -13 null record, DataSize, or storage whose pData is no address of pixels (tiles, compressed rows); -789; -1 no
+ * memory.
  */
 TNK_API int32_t TNK_CALL T_SetBitmapDataPointer(BitmapHandle* Bitmap, void* Data, uint32_t DataSize);
 
@@ -449,7 +457,8 @@ TNK_API int32_t TNK_CALL T_CopyBitmapListItems(T_HANDLE* NewList, T_HANDLE List,
  * Rows
  *
  * Row is the stored row index. Row, column and byte count are the caller's responsibility: they are not checked
- * against the bitmap. The four transfer functions return the bytes moved, or a code: -13 null, -789, -2 memory
+ * against the bitmap. The four transfer functions return the bytes moved, or a code; where rows of tiles cannot be stored,
+ * T_PutBitmapRow returns 0 and T_PutBitmapRowCol -1, whatever the reason, and the row is as it was. Codes: -13 null, -789, -2 memory
  * storage without a data pointer (movable and not accessed), -4 seek, -5 write, -7 read, -1 neither memory nor
  * disk storage. Super-compressed bitmaps do check: -1 for bytes outside, with nothing moved; also -1 without memory,
  * and the codec module's negative code for rows that it cannot unpack.
@@ -466,8 +475,10 @@ TNK_API int32_t TNK_CALL T_PutBitmapRowCol(BitmapHandle* Bitmap, const uint8_t* 
                                            uint32_t Bytes);
 
 /*
- * Writes runs of pixels. Buffer holds the span of the row from column Col on, pixel for pixel; Segments holds
- * Count words, pairs (start, end) with end exclusive, in pixels from Col. KeepTopBits keeps the top bit of 16-bit
+ * Writes runs of pixels. Buffer holds the span of the row from column Col on, pixel for pixel, its first pixel in the top bits
+ * of the first byte (12 bits: as an even pixel); Segments holds Count words, pairs (start, end) with end exclusive, in pixels
+ * from Col. All other pixels stay. 2 bits: where Col begins a byte, a run from pixel 2 of a byte on leaves pixel 3 of that
+ * byte as it was. KeepTopBits keeps the top bit of 16-bit
  * colour pixels and the alpha of 32- and 64-bit ones.
  * Returns 1 or a code as above.
  */
