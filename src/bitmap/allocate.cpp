@@ -99,7 +99,7 @@ Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType) {
     if (request == 0) return ERROR_INVALID_PARAMETER;
 
     // Size may count the packed bytes of storage that was not freed.
-    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) != 0) dataBytes(bitmap, bitmap.Height, &bitmap.Size);
+    if (storageOf(bitmap).is(kPacked)) dataBytes(bitmap, bitmap.Height, &bitmap.Size);
     bitmap.Flags &= ~kStorageFlags;
     // What the record named before may be another record's, which shares it; after a failure it is named again.
     uint8_t* const namedBefore = bitmap.pByteMap;

@@ -91,16 +91,13 @@ Result setPerspective(BitmapHandle& bitmap, uint32_t viewPerspective) {
     return SUCCESS;
 }
 
-// Storage whose pData is not the address of pixels.
-constexpr uint32_t kTableStorage = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
-
 Result setDataPointer(BitmapHandle& bitmap, void* data, uint32_t dataSize) {
     const bool allocated = isAllocated(bitmap);
     const bool callersMemory = allocated && (bitmap.Flags & BMF_USERDATA) != 0;
     const bool anySize = callersMemory && (bitmap.Flags & BMF_MOVABLE) == 0;
     if (!anySize && dataSize != bitmap.Size) return ERROR_INVALID_PARAMETER;
     // The table would be lost, and the caller's pixels taken for one.
-    if (allocated && !callersMemory && (bitmap.Flags & kTableStorage) != 0) return ERROR_INVALID_PARAMETER;
+    if (allocated && !callersMemory && storageOf(bitmap).is(kTable)) return ERROR_INVALID_PARAMETER;
     if (allocated && &storageOf(bitmap) == &kSectionStorage) TRY(keepOwnPixels(bitmap, data));
     bitmap.pData = static_cast<uint8_t*>(data);
     return SUCCESS;

@@ -18,10 +18,9 @@ Result checkRowEntry(const BitmapHandle* bitmap, const void* buffer) {
     return checkEntry(kRowEntry, bitmap);
 }
 
-// KEEP: a failed write to tiles is no bytes for a whole row and -1 from a column on; one answer for both would be the
-// tempting repair.
-int64_t writeResult(const BitmapHandle& bitmap, int64_t result, int64_t tileFailure) {
-    return result < 0 && &storageOf(bitmap) == &kTiledStorage ? tileFailure : result;
+// `withoutCode` is the answer where a failed put has none.
+int64_t putResult(const BitmapHandle& bitmap, int64_t result, int64_t withoutCode) {
+    return result < 0 && storageOf(bitmap).is(kNoPutCode) ? withoutCode : result;
 }
 
 // Rows move in one transfer while its byte count stays well inside 32 bits.
@@ -76,7 +75,7 @@ int64_t putRow(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_
 }
 
 void noteRow(BitmapHandle& bitmap, int32_t row) {
-    if ((bitmap.Flags & (BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED)) == 0) seekRow(bitmap, row);
+    if (!storageOf(bitmap).is(kTable)) seekRow(bitmap, row);
 }
 
 Result RowReader::prepare(int32_t window) {
@@ -143,7 +142,7 @@ extern "C" int32_t TNK_CALL T_GetBitmapRow(BitmapHandle* Bitmap, uint8_t* Buffer
 extern "C" int32_t TNK_CALL T_PutBitmapRow(BitmapHandle* Bitmap, const uint8_t* Buffer, int32_t Row, uint32_t Bytes) {
     const Result entry = checkRowEntry(Bitmap, Buffer);
     if (!entry.ok()) return entry.code;
-    return static_cast<int32_t>(writeResult(*Bitmap, putRow(*Bitmap, Buffer, Row, Bytes), 0));
+    return static_cast<int32_t>(putResult(*Bitmap, putRow(*Bitmap, Buffer, Row, Bytes), 0));
 }
 
 extern "C" int32_t TNK_CALL T_GetBitmapRowCol(BitmapHandle* Bitmap, uint8_t* Buffer, int32_t Row, uint32_t Col,
@@ -158,5 +157,5 @@ extern "C" int32_t TNK_CALL T_PutBitmapRowCol(BitmapHandle* Bitmap, const uint8_
     const Result entry = checkRowEntry(Bitmap, Buffer);
     if (!entry.ok()) return entry.code;
     const int64_t result = storageOf(*Bitmap).write(*Bitmap, Row, Col, Buffer, Bytes);
-    return static_cast<int32_t>(writeResult(*Bitmap, result, FAILURE));
+    return static_cast<int32_t>(putResult(*Bitmap, result, FAILURE));
 }

@@ -8,9 +8,20 @@
 
 namespace tnk {
 
+// What is particular to a kind.
+enum StorageTraits : uint32_t {
+    kPlainRows = 0,
+    kTable = 1,      // pData names a table, not pixels, and rows that move are not noted in the record
+    kPacked = 2,     // Size counts the bytes that are stored, not those of plain rows
+    kNoPutCode = 4,  // KEEP: a failed put is no bytes for a whole row and -1 from a column on; its code would be the
+                     // tempting repair
+};
+
 // Rows are addressed by their stored index. Neither rows, columns nor byte counts are checked against the bitmap.
 struct StorageKind {
     uint32_t reportedKind;  // MEMKIND_*
+    uint32_t traits;        // StorageTraits
+    bool is(StorageTraits trait) const { return (traits & trait) != 0; }
 
     // Attaches storage of bitmap.Size bytes, zero, and sets the flags of the kind. A failure attaches nothing.
     Result (*allocate)(BitmapHandle& bitmap);

@@ -343,7 +343,8 @@ Result CompressedRow::store() {
     return SUCCESS;
 }
 
-const StorageKind kCompressedStorage = {MEMKIND_COMPRESSED, allocateCompressed, releaseCompressed, readCompressed,
-                                        writeCompressed,    lendNothing,        resizeCompressed,  measureCompressed};
+const StorageKind kCompressedStorage = {MEMKIND_COMPRESSED, kTable | kPacked, allocateCompressed,
+                                        releaseCompressed,  readCompressed,   writeCompressed,
+                                        lendNothing,        resizeCompressed, measureCompressed};
 
 }  // namespace tnk

@@ -79,7 +79,7 @@ Result resizeDisk(BitmapHandle& bitmap, int32_t height) {
 
 }  // namespace
 
-const StorageKind kDiskStorage = {MEMKIND_DISK, allocateDisk, releaseDisk, readDisk,
-                                  writeDisk,    lendDisk,     resizeDisk,  measureRows};
+const StorageKind kDiskStorage = {MEMKIND_DISK, kPlainRows, allocateDisk, releaseDisk, readDisk,
+                                  writeDisk,    lendDisk,   resizeDisk,   measureRows};
 
 }  // namespace tnk

@@ -47,7 +47,7 @@ Result resizeMovable(BitmapHandle& bitmap, int32_t height) {
 
 }  // namespace
 
-const StorageKind kMovableStorage = {MEMKIND_MEMORY, allocateMovable, releaseMovable, readMemory,
-                                     writeMemory,    lendMemory,      resizeMovable,  measureRows};
+const StorageKind kMovableStorage = {MEMKIND_MEMORY, kPlainRows, allocateMovable, releaseMovable, readMemory,
+                                     writeMemory,    lendMemory, resizeMovable,   measureRows};
 
 }  // namespace tnk

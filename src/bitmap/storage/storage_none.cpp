@@ -21,7 +21,7 @@ Result resizeNone(BitmapHandle&, int32_t) { return FAILURE; }
 
 }  // namespace
 
-const StorageKind kNoStorage = {MEMKIND_DISK, allocateNone, releaseNone, readNone,
-                                writeNone,    lendNone,     resizeNone,  measureRows};
+const StorageKind kNoStorage = {MEMKIND_DISK, kPlainRows, allocateNone, releaseNone, readNone,
+                                writeNone,    lendNone,   resizeNone,   measureRows};
 
 }  // namespace tnk

@@ -99,7 +99,7 @@ Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement) {
     return SUCCESS;
 }
 
-const StorageKind kSectionStorage = {MEMKIND_MEMORY, allocateSection, releaseSection, readMemory,
-                                     writeMemory,    lendMemory,      resizeSection,  measureRows};
+const StorageKind kSectionStorage = {MEMKIND_MEMORY, kPlainRows, allocateSection, releaseSection, readMemory,
+                                     writeMemory,    lendMemory, resizeSection,   measureRows};
 
 }  // namespace tnk

@@ -88,7 +88,14 @@ Result measureSuper(const BitmapHandle& bitmap, uint32_t* bytes) {
 
 }  // namespace
 
-const StorageKind kSuperCompressedStorage = {
-    MEMKIND_SUPERCOMPRESSED, allocateSuper, releaseSuper, readSuper, writeSuper, lendSuper, resizeSuper, measureSuper};
+const StorageKind kSuperCompressedStorage = {MEMKIND_SUPERCOMPRESSED,
+                                             kTable | kPacked,
+                                             allocateSuper,
+                                             releaseSuper,
+                                             readSuper,
+                                             writeSuper,
+                                             lendSuper,
+                                             resizeSuper,
+                                             measureSuper};
 
 }  // namespace tnk

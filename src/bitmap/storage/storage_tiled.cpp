@@ -148,7 +148,7 @@ void reportTiles(const BitmapHandle& bitmap, const TileOutputs& outputs) {
     writeOptional(outputs.limit2, store->header.leastTiles);
 }
 
-const StorageKind kTiledStorage = {MEMKIND_TILED, allocateTiled, releaseTiled, readTiled,
-                                   writeTiled,    lendTiled,     resizeTiled,  measureRows};
+const StorageKind kTiledStorage = {MEMKIND_TILED, kTable | kNoPutCode, allocateTiled, releaseTiled, readTiled,
+                                   writeTiled,    lendTiled,           resizeTiled,   measureRows};
 
 }  // namespace tnk

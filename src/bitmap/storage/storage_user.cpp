@@ -19,7 +19,7 @@ Result resizeUser(BitmapHandle&, int32_t) { return ERROR_INVALID_PARAMETER; }
 
 }  // namespace
 
-const StorageKind kUserStorage = {MEMKIND_MEMORY, allocateUser, releaseUser, readMemory,
-                                  writeMemory,    lendMemory,   resizeUser,  measureRows};
+const StorageKind kUserStorage = {MEMKIND_MEMORY, kPlainRows, allocateUser, releaseUser, readMemory,
+                                  writeMemory,    lendMemory, resizeUser,   measureRows};
 
 }  // namespace tnk
