@@ -196,10 +196,10 @@ Result ChunkStore::bring(uint32_t index, bool overwritten, Slot** found) {
     const uint64_t room = uint64_t{std::max(bytes, plainBytes(chunk.storedRows))} + kGuardBytes;
 
     Slot* slot = &slots_[slots_[0].lastUse <= slots_[1].lastUse ? 0 : 1];
-    if (!vacate(*slot, room).ok()) {
+    if (!evict(*slot, room).ok()) {
         // Without memory for one place the other may still do.
         slot = slot == &slots_[0] ? &slots_[1] : &slots_[0];
-        TRY(vacate(*slot, room));
+        TRY(evict(*slot, room));
     }
     if (!overwritten) {
         TRY(unpack(chunk, slot->rows.data()));
@@ -213,7 +213,7 @@ Result ChunkStore::bring(uint32_t index, bool overwritten, Slot** found) {
 }
 
 // Stores what the slot holds and gives it room for `bytes` bytes.
-Result ChunkStore::vacate(Slot& slot, uint64_t bytes) {
+Result ChunkStore::evict(Slot& slot, uint64_t bytes) {
     if (slot.chunk != kNoChunk && slot.changed) TRY(store(slot));
     slot.chunk = kNoChunk;
     slot.changed = false;

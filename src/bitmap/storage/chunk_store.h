@@ -72,7 +72,7 @@ class ChunkStore {
 
     Slot* find(uint32_t index);
     Result bring(uint32_t index, bool overwritten, Slot** found);
-    Result vacate(Slot& slot, uint64_t bytes);
+    Result evict(Slot& slot, uint64_t bytes);
     Result unpack(const Chunk& chunk, uint8_t* rows) const;
     Result store(Slot& slot);
     uint32_t pack(const CodecChunk& format, const uint8_t* rows, Scratch<uint8_t>& kept) const;

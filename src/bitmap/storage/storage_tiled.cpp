@@ -101,7 +101,7 @@ int64_t writeTiled(BitmapHandle& bitmap, int32_t row, uint32_t column, const uin
     return result.ok() ? int64_t{bytes} : result.code;
 }
 
-// Always copied: while a tile is lent, a callback may touch other rows and page it away.
+// Always copied: while a tile is lent, a callback may touch other rows and evict it.
 Result lendTiled(BitmapHandle& bitmap, int32_t, int32_t, uint8_t** rows) {
     *rows = nullptr;
     return bitmap.pData != nullptr ? SUCCESS : ERROR_NOT_ALLOCATED;

@@ -136,9 +136,9 @@ Result loadTile(TileStore& store, uint32_t index, const TileMemory& memory) {
     return SUCCESS;
 }
 
-// Takes the memory of the tile that was used longest ago. When its changes cannot be stored, a tile without changes
+// Evicts the least recently used tile and takes its memory. When its changes cannot be stored, a tile without changes
 // gives way, so that a full disk does not end reading.
-Result pageOut(TileStore& store, TileMemory* memory) {
+Result evictTile(TileStore& store, TileMemory* memory) {
     uint32_t index = store.oldest;
     if (index == kNoTile) return FAILURE;
     const Result stored = storeChanges(store, index);
@@ -163,7 +163,7 @@ Result takeMemory(TileStore& store, TileMemory* memory) {
     Result result = SUCCESS;
     while (isFull(store)) {
         TileMemory taken;
-        result = pageOut(store, &taken);
+        result = evictTile(store, &taken);
         if (!result.ok()) break;
         // Still full after a tile gave way: the limits were passed before, and this brings them back.
         if (memory->section.view != nullptr) platform->closeSection(memory->section);
@@ -171,7 +171,7 @@ Result takeMemory(TileStore& store, TileMemory* memory) {
     }
     if (memory->section.view != nullptr) return SUCCESS;
     if (platform->createSection(store.tileBytes, &memory->section)) return SUCCESS;
-    return result.ok() ? pageOut(store, memory) : result;
+    return result.ok() ? evictTile(store, memory) : result;
 }
 
 Result bringIn(TileStore& store, uint32_t index) {
