@@ -2,10 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <random>
-#include <thread>
 #include <vector>
 
 #include "support/bitmap_operations.h"
@@ -247,28 +245,6 @@ TEST_F(TilesUnderFailure, PassesTheLimitsOnAFullDisk) {
     EXPECT_EQ(T_PutBitmapRow(&tiled_.record, &byte, 0, 1), 0);
     failing_.stopFailing();
     tiled_.expectAll();
-}
-
-TEST(Tiles, TwoThreadsReadWhileTilesArePaged) {
-    const TileSettings settings(4 * 256, 0, 2);
-    Tiled tiled(256, 64);
-    for (int32_t row = 0; row < 64; ++row) ASSERT_EQ(tiled.put(row, 0), 256);
-    std::atomic<int> wrong = 0;
-    const auto read = [&](uint32_t seed) {
-        std::mt19937 random(seed);
-        for (int i = 0; i < 2000; ++i) {
-            const auto row = static_cast<int32_t>(random() % 64);
-            uint8_t bytes[256];
-            const bool got = T_GetBitmapRow(&tiled.record, bytes, row, 256) == 256;
-            if (!got || std::memcmp(bytes, tiled.at(row), 256) != 0) ++wrong;
-            if (i % 50 == 0 && infoOf(tiled.record).inMemory > 2) ++wrong;
-        }
-    };
-    std::thread first(read, 1);
-    std::thread second(read, 2);
-    first.join();
-    second.join();
-    EXPECT_EQ(wrong, 0);
 }
 
 }  // namespace

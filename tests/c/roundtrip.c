@@ -1,4 +1,4 @@
-/* The interface as a C program meets it: the header in C99, a bitmap there and back, a palette, progress, services. */
+/* The interface as a C program meets it: the header in C99, a bitmap there and back, a palette, progress. */
 #include <stdio.h>
 #include <string.h>
 
@@ -55,20 +55,6 @@ static void roundTrip(uint32_t memoryType) {
     CHECK(back.pData == NULL && back.Palette == NULL && back.DataHandle == 0);
 }
 
-static void useServices(void) {
-    T_WCHAR wide[16];
-    char narrow[16];
-    CHECK(T_A2WLength("TFCMP") == 6 && T_A2WHelper(wide, "TFCMP", 16) == wide && T_W2ALength(wide) == 6);
-    CHECK(strcmp(T_W2AHelper(narrow, wide, 4), "TFC") == 0);
-    T_HANDLE loader = T_DllLoaderOpen(wide), huge = 0;
-    CHECK(loader != 0 && T_DllLoaderFind(loader, "fltNoSuchSymbol") == NULL && T_DllLoaderClose(loader) == SUCCESS);
-    int32_t slot = T_TlsAlloc();
-    CHECK(T_TlsSetValue(slot, narrow) == SUCCESS && T_TlsGetValue(slot) == narrow && T_TlsFree(slot) == SUCCESS);
-    CHECK(T_HugeAlloc(&huge, 1000, __LINE__, __FILE__) == SUCCESS && T_HugeWrite(huge, 995, "hello", 5) == SUCCESS);
-    CHECK(T_HugeRead(huge, 996, narrow, 4) == SUCCESS && memcmp(narrow, "ello", 4) == 0);
-    CHECK(T_HugeFree(huge, __LINE__, __FILE__) == SUCCESS);
-}
-
 int main(void) {
     VersionRecord version;
     CHECK(sizeof(PaletteEntry) == 4 && sizeof(VersionRecord) == 108);
@@ -76,7 +62,6 @@ int main(void) {
     CHECK(T_VersionInfo(&version, sizeof version) == SUCCESS && version.MajorVersion == 15);
     roundTrip(MEM_CONVENTIONAL);
     roundTrip(MEM_NOCONVENTIONAL);
-    useServices();
     printf("%d failures\n", failures);
     return failures != 0;
 }

@@ -88,16 +88,6 @@ Bytes rowsOf(BitmapHandle& bitmap) {
     return rows;
 }
 
-void dropLostBits(const BitmapHandle& bitmap, Bytes& rows) {
-    if ((bitmap.Flags & BMF_COMPRESSED) == 0) return;
-    const auto width = static_cast<uint32_t>(bitmap.Width);
-    for (size_t i = 0; i < rows.size(); ++i) {
-        const size_t column = i % bitmap.BytesPerLine * 8;
-        const size_t kept = column >= width ? 0 : std::min<size_t>(8, width - column);
-        rows[i] &= static_cast<uint8_t>(0xFF00u >> kept);
-    }
-}
-
 Bytes contents(const BitmapHandle& bitmap) {
     constexpr uint32_t kDescribing = BMF_PLAYBACK_A | BMF_PLAYBACK_B | BMF_SIGNED | BMF_WINDOW | BMF_BYTEMAP;
     BitmapHandle b = bitmap;  // reading notes rows

@@ -76,9 +76,6 @@ inline size_t plainBytes(const BitmapHandle& bitmap) {
 }
 Bytes rowsOf(BitmapHandle& bitmap);
 
-// Clears in `rows` what a compressed bitmap does not keep: the bits after each row's last pixel.
-void dropLostBits(const BitmapHandle& bitmap, Bytes& rows);
-
 // All that a caller can see but how it is stored: description, palette, table, byte map, and the bits of pixels.
 Bytes contents(const BitmapHandle& bitmap);
 
