@@ -1,5 +1,4 @@
-// Dithering of any bitmap description to any palette: rows one by one and in groups give the same, and nothing outside
-// the rows is touched.
+// Dithering of any bitmap description to any palette, held against the reference form.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -7,16 +6,9 @@
 #include <cstdlib>
 #include <vector>
 
-#include "color/dither/dither.h"
-#include "tnkrn.h"
+#include "fuzz/dither_properties.h"
 
 namespace {
-
-void require(bool condition, const char* what) {
-    if (condition) return;
-    std::fprintf(stderr, "broken: %s\n", what);
-    std::abort();
-}
 
 // Numbers from the input while it lasts, from a generator seeded by it afterwards.
 class Source {
@@ -53,40 +45,10 @@ std::vector<PaletteEntry> makePalette(Source& source, uint32_t count) {
     return palette;
 }
 
-constexpr size_t kGuard = 32;
-constexpr uint8_t kGuardByte = 0xC3;
-
-// Rows of exact size between guards.
-struct GuardedRows {
-    std::vector<std::vector<uint8_t>> rows;
-    std::vector<uint8_t*> first;
-
-    GuardedRows(uint32_t count, size_t bytes) : rows(count, std::vector<uint8_t>(bytes + 2 * kGuard, kGuardByte)) {
-        for (auto& row : rows) first.push_back(row.data() + kGuard);
-    }
-    GuardedRows(const GuardedRows&) = delete;
-    GuardedRows& operator=(const GuardedRows&) = delete;
-
-    void checkGuards() const {
-        const auto untouched = [](const uint8_t* guard) {
-            return std::all_of(guard, guard + kGuard, [](uint8_t byte) { return byte == kGuardByte; });
-        };
-        for (const auto& row : rows) {
-            require(untouched(row.data()) && untouched(row.data() + row.size() - kGuard),
-                    "bytes beyond a row were written");
-        }
-    }
-};
-
-struct Job {
-    BitmapHandle bitmap{};
+struct Job : tnk::test::DitherJob {
     std::vector<PaletteEntry> sourcePalette;
     std::vector<PaletteEntry> lut;
-    std::vector<PaletteEntry> palette;
-    uint32_t count = 0;
-    uint32_t outputBits = 0;
-    std::vector<uint32_t> table;
-    uint32_t rows = 0;
+    std::vector<PaletteEntry> target;
 
     explicit Job(Source& source) {
         bitmap.StructSize = sizeof bitmap;
@@ -107,65 +69,34 @@ struct Job {
             bitmap.LUTLength = static_cast<uint32_t>(lut.size());
         }
         count = source.byte() % 2 == 0 ? 1u << source.byte() % 9 : source.below(258);
-        if (source.byte() % 2 == 0) palette = makePalette(source, std::max(count, 1u));
+        if (source.byte() % 2 == 0) target = makePalette(source, std::max(count, 1u));
+        palette = target.empty() ? nullptr : target.data();
         outputBits = static_cast<uint32_t>(source.oneOf({8, 1, 2, 3, 4, 5, 6, 7}));
         if (source.byte() % 4 == 0) {
             table.resize(32'768);
             for (uint32_t i = source.below(64); i < table.size(); i += 1 + source.below(2048))
                 table[i] = source.below(400);
         }
-        rows = 1 + source.below(40);
+        input.resize(1 + source.below(40));
+        groups = source.below(65536);
+        const auto bits = static_cast<uint32_t>(std::clamp(bitmap.BitsPerPixel, 0, 64));
+        for (auto& row : input) {
+            row.resize(std::max<size_t>(1, (static_cast<size_t>(bitmap.Width) * bits + 7) / 8));  // rows are never null
+            for (uint8_t& byte : row) byte = source.byte();
+        }
     }
-
-    size_t inputBytes() const {
-        return (static_cast<size_t>(bitmap.Width) * static_cast<size_t>(bitmap.BitsPerPixel) + 7) / 8;
-    }
-    size_t outputBytes() const {
-        return outputBits >= 1 && outputBits <= 8 ? (static_cast<size_t>(bitmap.Width) * outputBits + 7) / 8 : 0;
-    }
+    Job(const Job&) = delete;
+    Job& operator=(const Job&) = delete;
 };
-
-// One pass over the rows; `step` rows a call.
-int32_t dither(const Job& job, std::vector<uint32_t>& table, uint32_t step, GuardedRows& input, GuardedRows& output) {
-    BitmapHandle bitmap = job.bitmap;
-    const int32_t started = T_StartDitheringExt(&bitmap, job.palette.empty() ? nullptr : job.palette.data(), job.count,
-                                                job.outputBits, table.empty() ? nullptr : table.data());
-    require((started == SUCCESS) == (bitmap.pDitherState != nullptr), "a state without success, or the reverse");
-    if (started != SUCCESS) return started;
-    int32_t result = SUCCESS;
-    for (uint32_t row = 0; row < job.rows && result == SUCCESS; row += step) {
-        const auto count = static_cast<int32_t>(std::min(step, job.rows - row));
-        result = count == 1 ? T_DitherLine(&bitmap, input.first[row], output.first[row])
-                            : tnk::ditherRows(bitmap, &input.first[row], &output.first[row], count).code;
-    }
-    T_StopDithering(&bitmap);
-    return result;
-}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Source source(data, size);
     const Job job(source);
-    const uint32_t step = 2 + source.below(job.rows);
-    const int32_t bits = job.bitmap.BitsPerPixel;
-    if (bits > 64) return 0;
-    const size_t inputBytes = bits > 0 ? job.inputBytes() : 0;
-    GuardedRows single(job.rows, inputBytes);
-    GuardedRows many(job.rows, inputBytes);
-    for (uint32_t row = 0; row < job.rows; ++row) {
-        for (size_t i = 0; i < inputBytes; ++i) single.first[row][i] = many.first[row][i] = source.byte();
+    if (const char* const broken = tnk::test::brokenDithering(job)) {
+        std::fprintf(stderr, "broken: %s\n", broken);
+        std::abort();
     }
-    GuardedRows singleOutput(job.rows, job.outputBytes());
-    GuardedRows manyOutput(job.rows, job.outputBytes());
-    std::vector<uint32_t> singleTable = job.table;
-    std::vector<uint32_t> manyTable = job.table;
-    const int32_t result = dither(job, singleTable, 1, single, singleOutput);
-    require(result == dither(job, manyTable, step, many, manyOutput), "results differ");
-    require(result == SUCCESS || result == ERROR_INVALID_PARAMETER || result == ERROR_SIGNED_DATA, "an unknown code");
-    require(singleTable == manyTable, "match tables differ");
-    require(singleOutput.rows == manyOutput.rows, "rows one by one differ from rows together");
-    if (result == SUCCESS) require(single.rows == many.rows, "input rows differ");
-    for (const GuardedRows* rows : {&single, &many, &singleOutput, &manyOutput}) rows->checkGuards();
     return 0;
 }

@@ -70,6 +70,12 @@ bool sourceDepthAccepted(int32_t bits) {
     return (bits >= 1 && bits <= 8) || bits == 12 || bits == 16 || bits == 24 || bits == 32 || bits == 48 || bits == 64;
 }
 
+// Indexes have no order, and 12 bits are gray whatever it says.
+bool orderAccepted(int32_t bits, int32_t order) {
+    if (bits <= 12 || order == kOrderRgb || order == kOrderBgr) return true;
+    return order == kOrderGray ? bits == 16 || bits == 32 : order == kOrderMatrix && (bits == 24 || bits == 48);
+}
+
 uint32_t get16(const uint8_t* p) { return p[0] | static_cast<uint32_t>(p[1]) << 8; }
 
 }  // namespace
@@ -144,6 +150,8 @@ int32_t ReferenceDither::start(const ReferenceDitherSource& source, const Refere
 int32_t ReferenceDither::line(uint8_t* in, uint8_t* out) {
     if (!started_ || in == nullptr || out == nullptr) return kReferenceInvalidParameter;
     if (source_.signedData) return kReferenceSignedNotSupported;
+    if (!orderAccepted(source_.bits, source_.order)) return kReferenceInvalidParameter;
+    if (source_.width == 0) return kReferenceSuccess;
 
     int32_t bits = source_.bits, order = source_.order;
     if ((bits == 24 || bits == 48) && order != kOrderRgb && order != kOrderBgr) {
