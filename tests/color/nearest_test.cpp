@@ -4,115 +4,94 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 #include <vector>
 
 #include "palette/palette.h"
 #include "reference/palette.h"
 #include "support/failing_platform.h"
+#include "support/picture.h"
 
-namespace tnk {
+namespace tnk::test {
 namespace {
 
-using Palette = std::vector<PaletteEntry>;
-
-PaletteEntry rgb(int red, int green, int blue) {
-    return {static_cast<uint8_t>(blue), static_cast<uint8_t>(green), static_cast<uint8_t>(red), 0};
-}
-
-uint32_t reference(const Palette& palette, int red, int green, int blue) {
-    return test::referenceFindPaletteIndex(reinterpret_cast<const test::ReferenceColor*>(palette.data()),
-                                           static_cast<uint32_t>(palette.size()), red, green, blue);
-}
+constexpr PaletteEntry gray(uint8_t level) { return {level, level, level, 0}; }
 
 // Channels are multiples of `step`, so that larger steps make ties and duplicates; reserved bytes are noise.
-Palette randomPalette(size_t count, uint32_t step, uint32_t seed) {
-    std::mt19937 random(seed);
-    Palette palette(count);
-    const auto level = [&] { return static_cast<uint8_t>(random() % 256 / step * step); };
-    for (PaletteEntry& entry : palette) entry = {level(), level(), level(), static_cast<uint8_t>(random())};
+Palette steppedPalette(RandomNumbers& random, uint32_t count, uint32_t step) {
+    Palette palette = random.palette(count);
+    for (PaletteEntry& entry : palette)
+        for (uint8_t* channel : {&entry.Red, &entry.Green, &entry.Blue})
+            *channel = static_cast<uint8_t>(*channel / step * step);
+    for (PaletteEntry& entry : palette) entry.Reserved = random.byte();
     return palette;
 }
 
 std::vector<Palette> palettes() {
-    const PaletteEntry black = rgb(0, 0, 0), white = rgb(255, 255, 255);
-    Palette crowded = randomPalette(200, 1, 5);
-    for (PaletteEntry& entry : crowded) entry = rgb(96 + entry.Red / 16, 96 + entry.Green / 8, entry.Blue / 2);
-    Palette duplicates = randomPalette(256, 85, 4);
+    RandomNumbers random(1);
+    Palette crowded = random.palette(200), grays(256), duplicates = steppedPalette(random, 256, 85);
+    for (PaletteEntry& entry : crowded)
+        entry = {static_cast<uint8_t>(entry.Blue / 2), static_cast<uint8_t>(96 + entry.Green / 8),
+                 static_cast<uint8_t>(96 + entry.Red / 16), 0};
     std::copy_n(duplicates.begin(), 128, duplicates.begin() + 128);
-    Palette grays(256);
     fillGrayRamp(grays);
     return {
-        randomPalette(256, 1, 1),
-        randomPalette(256, 32, 2),
-        randomPalette(255, 64, 3),
+        random.palette(256),
+        steppedPalette(random, 256, 32),
+        steppedPalette(random, 255, 64),
         duplicates,
         crowded,
         grays,
-        Palette(256, rgb(100, 100, 101)),
-        {rgb(3, 200, 7)},
+        Palette(256, PaletteEntry{101, 100, 100, 0}),
         {webPalette(), webPalette() + 256},
         {fixedPalette(1), fixedPalette(1) + 2},
         {fixedPalette(8), fixedPalette(8) + 256},
-        // The last black and white answer where the first are not at their ends.
-        {rgb(9, 9, 9), black, white, black},
-        {white, black, rgb(128, 0, 0), white},
-        {rgb(255, 255, 254), rgb(254, 255, 255), rgb(255, 254, 255), rgb(1, 0, 0), rgb(0, 0, 1)},
+        // The last black and white answer where the first are not at their ends, and the search elsewhere.
+        {gray(9), gray(0), gray(255), gray(0)},
+        {gray(255), gray(0), {0, 0, 128, 0}, gray(255)},
+        {gray(255), gray(255), gray(0), {1, 0, 0, 0}, gray(9)},
+        // Ties between gray and coloured entries, and between the classes of hues.
+        {{10, 10, 12, 0}, {12, 10, 10, 0}, gray(9)},
+        {{12, 10, 10, 0}, {10, 10, 12, 0}, {10, 12, 10, 0}},
+        {{254, 255, 255, 0}, {255, 255, 254, 0}, {255, 254, 255, 0}, {0, 0, 1, 0}, {1, 0, 0, 0}},
     };
 }
 
-TEST(FindNearest, DecidesTiesAndShortcuts) {
-    const PaletteEntry black = rgb(0, 0, 0), white = rgb(255, 255, 255);
-    struct {
-        const char* what;
-        Palette palette;
-        PaletteEntry wanted;
-        uint32_t index;
-    } const cases[] = {
-        {"black prefers the first entry", {black, white, black}, black, 0},
-        {"then the last, over an earlier one", {white, black, rgb(1, 0, 0), black}, black, 3},
-        {"else the search", {white, black, white}, black, 1},
-        {"white prefers the last entry", {white, black, white}, white, 2},
-        {"then the first, over a later one", {white, white, black}, white, 0},
-        {"equal entries: the first", {white, rgb(9, 8, 7), rgb(9, 8, 7)}, rgb(9, 8, 7), 1},
-        {"a later gray beats a coloured one", {rgb(12, 10, 10), rgb(10, 10, 12), rgb(9, 9, 9)}, rgb(10, 10, 10), 2},
-        {"the last of the class", {rgb(10, 10, 12), rgb(12, 10, 10), rgb(10, 12, 10)}, rgb(11, 11, 11), 1},
-        {"none of the class: the first", {rgb(10, 12, 10), rgb(10, 10, 12), rgb(10, 12, 10)}, rgb(11, 11, 11), 0},
-    };
-    for (const auto& c : cases) {
-        const auto count = static_cast<uint32_t>(c.palette.size());
-        EXPECT_EQ(T_FindPaletteIndex(c.palette.data(), count, c.wanted.Red, c.wanted.Green, c.wanted.Blue), c.index)
-            << c.what;
+uint32_t wantedIndex(const Palette& palette, uint8_t red, uint8_t green, uint8_t blue) {
+    return referenceFindPaletteIndex(reinterpret_cast<const ReferenceColor*>(palette.data()),
+                                     static_cast<uint32_t>(palette.size()), red, green, blue);
+}
+
+// Lengths around the widths of vectors and beyond 256, as gray tables have them; colours from everywhere and near entries.
+TEST(FindNearest, EqualsThePlainRuleAtEveryLength) {
+    RandomNumbers random(11);
+    std::vector<Palette> all = palettes();
+    for (const uint32_t count : {1, 2, 3, 4, 5, 6, 7, 8, 15, 31, 33, 254, 255, 257, 300, 511, 513, 1030, 65536})
+        for (const uint32_t step : {1u, 40u}) all.push_back(steppedPalette(random, count, step));
+    for (const Palette& palette : all) {
+        const auto count = static_cast<uint32_t>(palette.size());
+        for (uint32_t i = 0; i < (count > 1000 ? 40 : 600); ++i) {
+            PaletteEntry color = i < 2 ? gray(static_cast<uint8_t>(i * 255)) : random.palette(1)[0];
+            if (i % 3 == 2) {
+                color = palette[random.below(count)];
+                for (uint8_t* channel : {&color.Red, &color.Green, &color.Blue})
+                    *channel = static_cast<uint8_t>(std::clamp(*channel + random.between(-2, 2), 0, 255));
+            }
+            ASSERT_EQ(T_FindPaletteIndex(palette.data(), count, color.Red, color.Green, color.Blue),
+                      wantedIndex(palette, color.Red, color.Green, color.Blue))
+                << &palette - all.data() << " of " << count << " entries, colour " << +color.Red << ' ' << +color.Green
+                << ' ' << +color.Blue;
+        }
     }
     EXPECT_EQ(T_FindPaletteIndex(nullptr, 5, 1, 2, 3), 0u);
-    EXPECT_EQ(T_FindPaletteIndex(&black, 0, 0, 0, 0), 0xFFFFFFFFu);
-}
-
-// Lengths around the widths of vectors and beyond 256, as gray tables have them.
-TEST(FindNearest, EqualsThePlainRuleAtEveryLength) {
-    std::mt19937 random(11);
-    for (const size_t count : {1, 2, 3, 4, 5, 6, 7, 8, 15, 31, 33, 254, 255, 256, 257, 300, 511, 513, 1030, 65536})
-        for (const uint32_t step : {1u, 40u}) {
-            const Palette palette = randomPalette(count, step, static_cast<uint32_t>(count));
-            for (int i = 0; i < (count > 1000 ? 40 : 600); ++i) {
-                const uint32_t color = i == 0 ? 0 : i == 1 ? 0xFFFFFF : static_cast<uint32_t>(random());
-                const uint8_t red = colorRed(color), green = colorGreen(color), blue = colorBlue(color);
-                ASSERT_EQ(findNearest(palette, red, green, blue), reference(palette, red, green, blue))
-                    << count << " entries of step " << step << ", colour " << +red << ' ' << +green << ' ' << +blue;
-            }
-        }
-}
-
-using Bytes = std::vector<uint8_t>;
-
-void addPixel(Bytes& pixels, uint32_t color) {
-    pixels.insert(pixels.end(), {colorRed(color), colorGreen(color), colorBlue(color)});
+    EXPECT_EQ(T_FindPaletteIndex(all[0].data(), 0, 0, 0, 0), 0xFFFFFFFFu);
 }
 
 // The colours of a cube of 16 levels a channel.
 void addCube(Bytes& pixels, const PaletteEntry& at) {
     for (uint32_t i = 0; i < 4096; ++i)
-        addPixel(pixels, (colorOf(at) & 0xF0F0F0) + i / 256 + (i / 16 % 16 << 8) + (i % 16 << 16));
+        for (const uint32_t channel :
+             {(at.Red & 0xF0) + i / 256, (at.Green & 0xF0) + i / 16 % 16, (at.Blue & 0xF0) + i % 16})
+            pixels.push_back(static_cast<uint8_t>(channel));
 }
 
 void expectRow(NearestMatcher& matcher, const Palette& palette, const Bytes& pixels) {
@@ -129,36 +108,34 @@ void expectRow(NearestMatcher& matcher, const Palette& palette, const Bytes& pix
 // Whole cubes in every octant, on the gray axis, at the corners and where entries lie; twice, since a cell's first
 // touch is answered on another path than the next. Then colours from everywhere, a prime apart.
 TEST(NearestMatcher, EqualsSingleSearches) {
+    RandomNumbers random(17);
     const std::vector<Palette> all = palettes();
     NearestMatcher matcher;  // the next palette takes the place of the one before
     for (const Palette& palette : all) {
         SCOPED_TRACE(&palette - all.data());
         ASSERT_TRUE(matcher.prepare(palette));
-        std::mt19937 random(17);
-        for (int cube = 0; cube < 24; ++cube) {
-            PaletteEntry at = rgb(cube & 1 ? 240 : 0, cube & 2 ? 240 : 0, cube & 4 ? 240 : 0);
-            if (cube >= 8) at = rgb(cube * 10 - 70, cube * 10 - 70, cube * 10 - 70);
-            if (cube >= 14) at = palette[random() % palette.size()];
+        for (uint32_t cube = 0; cube < 24; ++cube) {
+            const auto side = [&](uint32_t bit) { return static_cast<uint8_t>(cube & bit ? 240 : 0); };
             Bytes pixels;
-            addCube(pixels, at);
+            addCube(pixels, cube >= 14  ? palette[random.below(static_cast<uint32_t>(palette.size()))]
+                            : cube >= 8 ? gray(static_cast<uint8_t>(cube * 10 - 70))
+                                        : PaletteEntry{side(4), side(2), side(1), 0});
             ASSERT_NO_FATAL_FAILURE(expectRow(matcher, palette, pixels));
             ASSERT_NO_FATAL_FAILURE(expectRow(matcher, palette, pixels));
         }
-        Bytes pixels;
-        for (uint32_t color = 0; color <= 0xFFFFFF; color += 1021) addPixel(pixels, color);
-        ASSERT_NO_FATAL_FAILURE(expectRow(matcher, palette, pixels));
+        ASSERT_NO_FATAL_FAILURE(expectRow(matcher, palette, random.bytes(3 * 16001)));
     }
 }
 
 TEST(NearestMatcher, AnswersRightlyWithoutMemory) {
-    const Palette palette = randomPalette(256, 32, 31);
-    Bytes pixels;
-    for (const int low : {0, 80, 160}) addCube(pixels, rgb(low, low, 160 - low));
-    for (uint32_t color = 0; color <= 0xFFFFFF; color += 4093) addPixel(pixels, color);
-    test::FailingPlatform failing;
+    RandomNumbers random(31);
+    const Palette palette = steppedPalette(random, 256, 32);
+    Bytes pixels = random.bytes(3 * 4000);
+    for (const uint8_t low : {0, 80, 160}) addCube(pixels, {static_cast<uint8_t>(160 - low), low, low, 0});
+    FailingPlatform failing;
     for (const bool fromThere : {false, true}) {
-        const int failures = test::sweepFailures(
-            failing, test::kLocalFailures,
+        const int failures = sweepFailures(
+            failing, kLocalFailures,
             [&] {
                 NearestMatcher matcher;
                 const bool prepared = matcher.prepare(palette);
@@ -171,4 +148,4 @@ TEST(NearestMatcher, AnswersRightlyWithoutMemory) {
 }
 
 }  // namespace
-}  // namespace tnk
+}  // namespace tnk::test

@@ -6,17 +6,17 @@
 #include <algorithm>
 #include <bit>
 #include <climits>
-#include <random>
+#include <cstring>
+#include <functional>
 #include <vector>
 
 #include "reference/palette.h"
 #include "support/entry_rule_cases.h"
 #include "support/failing_platform.h"
+#include "support/picture.h"
 
-namespace tnk {
+namespace tnk::test {
 namespace {
-
-using Palette = std::vector<PaletteEntry>;
 
 PaletteEntry rgb(int red, int green, int blue, int reserved = 0) {
     return {static_cast<uint8_t>(blue), static_cast<uint8_t>(green), static_cast<uint8_t>(red),
@@ -24,14 +24,14 @@ PaletteEntry rgb(int red, int green, int blue, int reserved = 0) {
 }
 
 // All four bytes of the entries.
+using Words = std::vector<uint32_t>;
 template <typename Entry>
-std::vector<uint32_t> bytesOf(const Entry* entries, size_t count) {
-    std::vector<uint32_t> all(count);
-    std::transform(entries, entries + count, all.begin(),
-                   [](const Entry& entry) { return std::bit_cast<uint32_t>(entry); });
+Words bytesOf(const Entry* entries, size_t count) {
+    Words all(count);
+    if (count != 0) std::memcpy(all.data(), entries, 4 * count);
     return all;
 }
-std::vector<uint32_t> bytesOf(const Palette& palette) { return bytesOf(palette.data(), palette.size()); }
+Words bytesOf(const Palette& palette) { return bytesOf(palette.data(), palette.size()); }
 
 Palette grayPalette(std::initializer_list<int> levels) {
     Palette palette;
@@ -40,58 +40,57 @@ Palette grayPalette(std::initializer_list<int> levels) {
 }
 
 Palette ramp(uint32_t count) {
-    const auto levels = test::referenceGrayRamp(count);
-    Palette palette;
-    for (const auto& color : levels) palette.push_back(rgb(color.red, color.green, color.blue));
+    Palette palette(count);
+    std::memcpy(palette.data(), referenceGrayRamp(count).data(), 4 * count);
     return palette;
 }
 
-// A record that owns a palette.
-struct Bitmap {
-    explicit Bitmap(int32_t bits, const Palette& palette = {}) {
-        record.StructSize = sizeof(record);
-        EXPECT_EQ(T_InitBitmap(&record, sizeof(record), 4, 4, bits), SUCCESS);
-        record.Flags |= BMF_ALLOCATED;
-        if (!palette.empty()) {
-            EXPECT_EQ(T_SetBitmapNewPalette(&record, palette.data(), static_cast<uint32_t>(palette.size())), SUCCESS);
-        }
+struct Bitmap : StoredBitmap {
+    explicit Bitmap(int32_t bits, const Palette& palette = {}) : StoredBitmap(Kind::section, 4, 4, bits) {
+        T_SetBitmapNewPalette(&record, palette.empty() ? nullptr : palette.data(),
+                              static_cast<uint32_t>(palette.size()));
     }
-    ~Bitmap() { T_SetBitmapNewPalette(&record, nullptr, 0); }
-    Bitmap(const Bitmap&) = delete;
-    Bitmap& operator=(const Bitmap&) = delete;
-
+    ~Bitmap() { record.pLUT = nullptr; }  // the test's own
     const BitmapHandle* get() const { return &record; }
-    std::vector<uint32_t> entries() const { return bytesOf(record.Palette, record.Palette ? record.ColorCount : 0); }
-
-    BitmapHandle record{};
+    Words entries() const { return bytesOf(record.Palette, record.Palette ? record.ColorCount : 0); }
 };
 
 // A palette that the library hands out; takes it over.
-std::vector<uint32_t> taken(PaletteEntry* made, size_t count) {
+Words taken(PaletteEntry* made, size_t count) {
     const auto bytes = bytesOf(made, count);
     T_GlobalFree(made, 0, nullptr);
     return bytes;
 }
 
-TEST(FixedPalette, TablesOfEveryDepth) {
+TEST(FixedPalette, TablesAndRampsOfEveryDepth) {
     PaletteEntry copy[256];
-    for (int32_t bits = 1; bits <= 8; ++bits) {
+    for (uint32_t bits = 1; bits <= 16; ++bits) {
         const size_t count = size_t{1} << bits;
-        const auto wanted = bytesOf(test::referenceFixedPalette(bits), count);
-        EXPECT_EQ(bytesOf(T_IntGetFixedPalette(bits), count), wanted);
-        EXPECT_EQ(T_GetFixedPalette(copy, static_cast<uint32_t>(bits)), SUCCESS);
+        EXPECT_EQ(taken(T_CreateGrayPalette(bits), count), bytesOf(ramp(1u << bits)));
+        Bitmap bitmap(static_cast<int32_t>(std::min(bits, 8u)));
+        bitmap.record.BitsPerPixel = static_cast<int32_t>(bits);
+        bitmap.record.ColorCount = 77;
+        ASSERT_EQ(T_CreateBitmapGrayPalette(&bitmap.record), bits <= 8 ? SUCCESS : ERROR_BPP_NOT_SUPPORTED);
+        EXPECT_EQ(bitmap.entries(), bits <= 8 ? bytesOf(ramp(1u << bits)) : Words());
+        if (bits > 8) continue;
+        const auto wanted = bytesOf(referenceFixedPalette(static_cast<int32_t>(bits)), count);
+        EXPECT_EQ(bytesOf(T_IntGetFixedPalette(static_cast<int32_t>(bits)), count), wanted);
+        EXPECT_EQ(T_GetFixedPalette(copy, bits), SUCCESS);
         EXPECT_EQ(bytesOf(copy, count), wanted);
-        EXPECT_EQ(taken(T_CreateFixedPalette(static_cast<uint32_t>(bits)), count), wanted);
+        EXPECT_EQ(taken(T_CreateFixedPalette(bits), count), wanted);
     }
-    EXPECT_EQ(bytesOf(T_IntGetNetscapePalette(), 256), bytesOf(test::referenceWebPalette(), 256));
-    for (const int32_t bits : {INT_MIN, -1, 0, 9, INT_MAX}) EXPECT_EQ(T_IntGetFixedPalette(bits), nullptr);
-
+    EXPECT_EQ(bytesOf(T_IntGetNetscapePalette(), 256), bytesOf(referenceWebPalette(), 256));
     EXPECT_EQ(T_GetFixedPalette(copy, 0), SUCCESS);
     EXPECT_EQ(bytesOf(copy, 256), bytesOf(ramp(256)));
+    EXPECT_EQ(taken(T_CreateFixedPalette(0), 2), bytesOf(grayPalette({0, 255})));
+    EXPECT_EQ(taken(T_CreateGrayPalette(0), 256), bytesOf(ramp(256)));
+    for (const int32_t bits : {INT_MIN, -1, 0, 9, INT_MAX}) EXPECT_EQ(T_IntGetFixedPalette(bits), nullptr);
+    for (const uint32_t bits : {30u, 32u, 64u, 0xFFFFFFFFu}) EXPECT_EQ(T_CreateGrayPalette(bits), nullptr);
     EXPECT_EQ(T_GetFixedPalette(copy, 9), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_GetFixedPalette(nullptr, 4), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_CreateFixedPalette(9), nullptr);
-    EXPECT_EQ(taken(T_CreateFixedPalette(0), 2), bytesOf(grayPalette({0, 255})));
+    EXPECT_EQ(T_CreateBitmapGrayPalette(nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_CreateBitmapFixedPalette(nullptr), ERROR_INVALID_PARAMETER);
 }
 
 TEST(FixedPalette, OfABitmapFollowsItsColorCount) {
@@ -100,26 +99,11 @@ TEST(FixedPalette, OfABitmapFollowsItsColorCount) {
         bitmap.record.ColorCount = count;
         const bool known = count >= 2 && count <= 256 && std::has_single_bit(count);
         ASSERT_EQ(T_CreateBitmapFixedPalette(&bitmap.record), known ? SUCCESS : 0);
-        std::vector<uint32_t> wanted;
+        Words wanted;
         if (known) wanted = bytesOf(fixedPalette(std::countr_zero(count)), count);
         if (count == 4) wanted = bytesOf(grayPalette({0, 255, 0, 85}));
         EXPECT_EQ(bitmap.entries(), wanted);
     }
-    EXPECT_EQ(T_CreateBitmapFixedPalette(nullptr), ERROR_INVALID_PARAMETER);
-}
-
-TEST(GrayPalette, RampsOfEveryLength) {
-    for (uint32_t bits = 1; bits <= 16; ++bits) {
-        EXPECT_EQ(taken(T_CreateGrayPalette(bits), size_t{1} << bits), bytesOf(ramp(1u << bits)));
-        Bitmap bitmap(static_cast<int32_t>(std::min(bits, 8u)));
-        bitmap.record.BitsPerPixel = static_cast<int32_t>(bits);
-        bitmap.record.ColorCount = 77;
-        ASSERT_EQ(T_CreateBitmapGrayPalette(&bitmap.record), bits <= 8 ? SUCCESS : ERROR_BPP_NOT_SUPPORTED);
-        EXPECT_EQ(bitmap.entries(), bits <= 8 ? bytesOf(ramp(1u << bits)) : std::vector<uint32_t>());
-    }
-    EXPECT_EQ(taken(T_CreateGrayPalette(0), 256), bytesOf(ramp(256)));
-    for (const uint32_t bits : {30u, 31u, 32u, 33u, 64u, 0xFFFFFFFFu}) EXPECT_EQ(T_CreateGrayPalette(bits), nullptr);
-    EXPECT_EQ(T_CreateBitmapGrayPalette(nullptr), ERROR_INVALID_PARAMETER);
 }
 
 TEST(GrayScale, ClassifiesPalettes) {
@@ -127,14 +111,13 @@ TEST(GrayScale, ClassifiesPalettes) {
         Palette palette;
         int32_t code;
     } const cases[] = {
-        {grayPalette({0, 85, 170, 255}), GRAYSCALE_NORMAL},
+        {ramp(256), GRAYSCALE_NORMAL},
         {grayPalette({255, 170, 85, 0}), GRAYSCALE_INVERTED},
         {grayPalette({0, 128, 255}), GRAYSCALE_OTHER},
         {grayPalette({0, 127, 254}), GRAYSCALE_NORMAL},
         {grayPalette({255, 128, 1}), GRAYSCALE_INVERTED},
         {grayPalette({255}), GRAYSCALE_INVERTED},
         {grayPalette({128}), GRAYSCALE_OTHER},
-        {ramp(256), GRAYSCALE_NORMAL},
         {{rgb(0, 0, 0), rgb(255, 255, 254)}, GRAYSCALE_NO},
         {{rgb(0, 0, 0, 7), rgb(255, 255, 255, 9)}, GRAYSCALE_NORMAL},
     };
@@ -145,8 +128,7 @@ TEST(GrayScale, ClassifiesPalettes) {
     EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(4, ramp(16)).get()), GRAYSCALE_NORMAL);
     EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(8, ramp(16)).get()), GRAYSCALE_OTHER);  // short
     EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(8, {rgb(1, 0, 0)}).get()), GRAYSCALE_NO);
-    EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(8).get()), GRAYSCALE_NO);
-    EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(24).get()), GRAYSCALE_NO);
+    for (const int32_t bits : {8, 24}) EXPECT_EQ(T_IsGrayScaleBitmap(Bitmap(bits).get()), GRAYSCALE_NO);
 }
 
 TEST(GrayScale, JudgesGrayBitmapsByTheirTable) {
@@ -154,25 +136,32 @@ TEST(GrayScale, JudgesGrayBitmapsByTheirTable) {
     BitmapHandle& record = bitmap.record;
     EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NORMAL);
     Palette table = ramp(256);
-    record.pLUT = table.data();
-    record.LowBit = 2;
-    record.HighBit = 9;
-    record.LUTLength = 255;
-    EXPECT_EQ(T_IsGrayScaleBitmap(&record), ERROR_LUT_LENGTH);
-    record.LUTLength = 256;
     table[0] = rgb(255, 255, 255);
     table[128] = rgb(9, 9, 9);
-    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NORMAL);  // the table is not in force
-    record.Flags |= BMF_WINDOW;
-    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_INVERTED);
-    record.Flags |= BMF_SIGNED;
-    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_OTHER);
     table[255] = rgb(1, 2, 3);
-    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NO);
-    record.HighBit = -1;  // 10 bits
-    EXPECT_EQ(T_IsGrayScaleBitmap(&record), ERROR_LUT_LENGTH);
-    record.LowBit = 40;  // a damaged window
-    EXPECT_EQ(T_IsGrayScaleBitmap(&record), ERROR_LUT_LENGTH);
+    record.pLUT = table.data();
+    struct {
+        int32_t low, high;
+        uint32_t length, flags;
+        PaletteEntry last;
+        int32_t code;
+    } const cases[] = {
+        {2, 9, 255, BMF_WINDOW, {}, ERROR_LUT_LENGTH},
+        {2, 9, 256, 0, {}, GRAYSCALE_NORMAL},  // the table is not in force
+        {2, 9, 256, BMF_WINDOW, {}, GRAYSCALE_INVERTED},
+        {2, 9, 256, BMF_WINDOW | BMF_SIGNED, {}, GRAYSCALE_OTHER},
+        {2, 9, 256, BMF_WINDOW, rgb(1, 2, 3), GRAYSCALE_NO},
+        {2, -1, 256, BMF_WINDOW, {}, ERROR_LUT_LENGTH},   // 10 bits
+        {40, -1, 256, BMF_WINDOW, {}, ERROR_LUT_LENGTH},  // a damaged window
+    };
+    for (const auto& c : cases) {
+        record.LowBit = c.low;
+        record.HighBit = c.high;
+        record.LUTLength = c.length;
+        record.Flags = (record.Flags & ~uint32_t{BMF_WINDOW | BMF_SIGNED}) | c.flags;
+        table[255] = c.last;
+        EXPECT_EQ(T_IsGrayScaleBitmap(&record), c.code) << &c - cases;
+    }
 }
 
 TEST(BitmapPalette, ReadsAndWritesRanges) {
@@ -198,82 +187,73 @@ TEST(BitmapPalette, ReadsAndWritesRanges) {
         if (c.put == SUCCESS) std::fill_n(wanted.begin() + c.first, c.count, fresh[0]);
         EXPECT_EQ(bitmap.entries(), bytesOf(wanted));
     }
-}
-
-TEST(EntryRules, Palettes) {
-    constexpr int32_t kNull = ERROR_INVALID_PARAMETER, kBare = ERROR_NOT_ALLOCATED, kSize = ERROR_STRUCT_SIZE;
-    PaletteEntry entry{};
-    Bitmap other(8);
-    const test::EntryCase cases[] = {
-        {"T_GetBitmapColors", kBare, test::kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_GetBitmapColors(bitmap, 0, 1, &entry); }},
-        {"T_PutBitmapColors", kBare, kBare, kSize,
-         [&](BitmapHandle* bitmap) { return T_PutBitmapColors(bitmap, 0, 1, &entry); }},
-        {"T_SetBitmapPalette", kBare, test::kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_SetBitmapPalette(bitmap, 0); }},
-        {"T_IsGrayScaleBitmap", kNull, test::kNotLookedAt, kSize, T_IsGrayScaleBitmap},
-        {"T_CopyBitmapPalette, source", kNull, test::kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(&other.record, bitmap); }},
-        {"T_CopyBitmapPalette, destination", kNull, test::kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(bitmap, &other.record); }},
-    };
-    test::checkEntryCases(cases);
-}
-
-TEST(BitmapPalette, RefusesOtherDepthsAndMissingArrays) {
     PaletteEntry entries[2] = {rgb(1, 2, 3, 4)};
     Bitmap bitmap(1);
     BitmapHandle deep = bitmap.record;
     deep.BitsPerPixel = 9;
     EXPECT_EQ(T_GetBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_PutBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_GetBitmapColors(&bitmap.record, 0, 1, entries), ERROR_INVALID_PARAMETER);  // no palette
+    EXPECT_EQ(T_GetBitmapColors(&bitmap.record, 0, 1, entries), ERROR_INVALID_PARAMETER) << "no palette";
     EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 0, 1, nullptr), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_GetBitmapPaletteEntries(nullptr, 0, 1, entries), 0);
     EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 0, 1, entries), SUCCESS);
     EXPECT_EQ(bitmap.entries(), bytesOf(entries, 2)) << "black beyond the first";
 }
 
+TEST(EntryRules, Palettes) {
+    constexpr int32_t kNull = ERROR_INVALID_PARAMETER, kBare = ERROR_NOT_ALLOCATED, kSize = ERROR_STRUCT_SIZE;
+    PaletteEntry entry{};
+    Bitmap other(8);
+    const EntryCase cases[] = {
+        {"T_GetBitmapColors", kBare, kNotLookedAt, kSize,
+         [&](BitmapHandle* bitmap) { return T_GetBitmapColors(bitmap, 0, 1, &entry); }},
+        {"T_PutBitmapColors", kBare, kBare, kSize,
+         [&](BitmapHandle* bitmap) { return T_PutBitmapColors(bitmap, 0, 1, &entry); }},
+        {"T_SetBitmapPalette", kBare, kNotLookedAt, kSize,
+         [](BitmapHandle* bitmap) { return T_SetBitmapPalette(bitmap, 0); }},
+        {"T_IsGrayScaleBitmap", kNull, kNotLookedAt, kSize, T_IsGrayScaleBitmap},
+        {"T_CopyBitmapPalette, source", kNull, kNotLookedAt, kSize,
+         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(&other.record, bitmap); }},
+        {"T_CopyBitmapPalette, destination", kNull, kNotLookedAt, kSize,
+         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(bitmap, &other.record); }},
+    };
+    checkEntryCases(cases);
+}
+
 TEST(BitmapPalette, ReplacesAndCopies) {
     const Palette palette = {rgb(1, 2, 3, 4), rgb(5, 6, 7, 8), rgb(9, 10, 11, 12)};
     Bitmap bitmap(8, palette), other(8), empty(8);
     EXPECT_EQ(T_CopyBitmapPalette(&other.record, &bitmap.record), SUCCESS);
-    EXPECT_EQ(other.entries(), bytesOf(palette));
     EXPECT_NE(other.record.Palette, bitmap.record.Palette);
     EXPECT_EQ(T_CopyBitmapPalette(&other.record, &other.record), SUCCESS);  // to itself: nothing is lost
+    EXPECT_EQ(other.entries(), bytesOf(palette));
     EXPECT_EQ(T_SetBitmapNewPalette(&other.record, other.record.Palette + 1, 2), SUCCESS);
     EXPECT_EQ(other.entries(), bytesOf(palette.data() + 1, 2));
     EXPECT_EQ(T_CopyBitmapPalette(&other.record, &empty.record), SUCCESS);
-    EXPECT_EQ(other.record.Palette, nullptr);
-    EXPECT_EQ(other.record.ColorCount, 0u);
-
+    EXPECT_TRUE(other.record.Palette == nullptr && other.record.ColorCount == 0);
+    PaletteEntry all[256];
+    readBitmapPalette(bitmap.record, all);
+    EXPECT_EQ(bytesOf(all, 3), bytesOf(palette));
+    EXPECT_EQ(bytesOf(all + 3, 253), Words(253));
     EXPECT_EQ(T_SetBitmapNewPalette(&bitmap.record, nullptr, 9), SUCCESS);
-    EXPECT_EQ(bitmap.record.Palette, nullptr);
-    EXPECT_EQ(bitmap.record.ColorCount, 3u);
+    EXPECT_TRUE(bitmap.record.Palette == nullptr && bitmap.record.ColorCount == 3);
     for (const uint32_t count : {0u, 257u}) {
         EXPECT_EQ(T_CreateNewPalette(palette.data(), count), nullptr);
         EXPECT_EQ(T_SetBitmapNewPalette(&bitmap.record, palette.data(), count), 0);
-        EXPECT_EQ(bitmap.record.ColorCount, count);
         EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 256, 1, palette.data()), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(bitmap.record.Palette, nullptr);
+        EXPECT_TRUE(bitmap.record.Palette == nullptr && bitmap.record.ColorCount == count);
     }
-
-    PaletteEntry all[256];
-    readBitmapPalette(Bitmap(8, palette).record, all);
-    EXPECT_EQ(bytesOf(all, 3), bytesOf(palette));
-    EXPECT_EQ(bytesOf(all + 3, 253), std::vector<uint32_t>(253));
 }
 
 TEST(BitmapPalette, ComparesWhatBothHave) {
-    const Bitmap bitmap(8, {rgb(1, 2, 3), rgb(4, 5, 6)});
-    const Palette longer = {rgb(1, 2, 3, 99), rgb(4, 5, 6), rgb(7, 8, 9)};
-    const Palette different = {rgb(1, 2, 3), rgb(4, 5, 7)};
-    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, longer.data(), 3), 1);
-    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, different.data(), 2), 0);
-    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, different.data(), 1), 1);
-    EXPECT_EQ(T_CompareBitmapToPalette(Bitmap(8).get(), different.data(), 2), 1);
-    EXPECT_EQ(T_CompareBitmapToPalette(nullptr, different.data(), 2), 0);
-    EXPECT_EQ(T_CompareBitmapToPalette(&bitmap.record, nullptr, 2), 0);
+    const Bitmap bitmap(8, {rgb(1, 2, 3), rgb(4, 5, 6)}), bare(8);
+    const Palette same = {rgb(1, 2, 3, 99), rgb(4, 5, 6), rgb(7, 8, 9)}, other = {rgb(1, 2, 3), rgb(4, 5, 7)};
+    EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), same.data(), 3), 1);
+    EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), other.data(), 2), 0);
+    EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), other.data(), 1), 1);
+    EXPECT_EQ(T_CompareBitmapToPalette(bare.get(), other.data(), 2), 1);
+    EXPECT_EQ(T_CompareBitmapToPalette(nullptr, other.data(), 2), 0);
+    EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), nullptr, 2), 0);
 }
 
 TEST(TranslateColor, ByTagAndTarget) {
@@ -325,92 +305,84 @@ TEST(TranslateColor, ByTagAndTarget) {
 }
 
 TEST(LogicalPalette, MovesEntriesAndClips) {
-    Palette palette;
-    for (int i = 0; i < 256; ++i) palette.push_back(rgb(i, 255 - i, i / 2, i % 3));
-    palette[200] = palette[100];
-    for (const uint32_t count : {1u, 200u, 256u}) {
+    Palette palette = RandomNumbers(13).palette(256);
+    palette[100] = palette[200] = rgb(100, 155, 50);
+    Bitmap bitmap(8, {rgb(7, 8, 9), rgb(100, 101, 102)});
+    for (const uint32_t count : {1u, 201u, 256u}) {
         const T_HANDLE handle = T_CreatePalette(palette.data(), count);
-        ASSERT_NE(handle, 0);
         EXPECT_EQ(T_GetPaletteSize(handle), count);
         Palette out(300);
         EXPECT_EQ(T_GetPaletteEntries(handle, 0, 300, out.data()), count);
         EXPECT_EQ(bytesOf(out.data(), count), bytesOf(palette.data(), count));
         EXPECT_EQ(T_GetPaletteEntries(handle, count - 1, 0xFFFFFFFF, out.data()), 1u) << "cut at the end";
         EXPECT_EQ(bytesOf(out.data(), 1), bytesOf(palette.data() + count - 1, 1));
-        for (const uint32_t first : {count, 0xFFFFFFFFu}) {
-            EXPECT_EQ(T_GetPaletteEntries(handle, first, 0xFFFFFFFF, out.data()), 0u);
-            EXPECT_EQ(platform->setPaletteEntries(handle, first, 1, out.data()), 0u);
-        }
-        EXPECT_EQ(T_GetPaletteEntries(handle, 0, 1, nullptr), 0u);
-        EXPECT_EQ(T_SetPaletteEntries(handle, 0, 1, nullptr), 0u);
+        for (const uint32_t first : {count, 0xFFFFFFFFu})
+            EXPECT_EQ(T_GetPaletteEntries(handle, first, 0xFFFFFFFF, out.data()) +
+                          platform->setPaletteEntries(handle, first, 1, out.data()),
+                      0u);
+        EXPECT_EQ(T_GetPaletteEntries(handle, 0, 1, nullptr) + T_SetPaletteEntries(handle, 0, 1, nullptr), 0u);
         EXPECT_EQ(platform->nearestPaletteIndex(handle, 0x329B64), count == 1 ? 0u : 100u) << "the first of equal ones";
-        EXPECT_EQ(T_SetPaletteEntries(handle, count - 1, 2, palette.data()), 1u);
-
+        EXPECT_EQ(T_SetPaletteEntries(handle, count - 1, 2, &palette[7]), 1u);
         const T_HANDLE copy = T_DupPalette(handle);
         EXPECT_EQ(T_DeletePalette(handle), 1);
-        Bitmap bitmap(8, {rgb(1, 1, 1)});
-        EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, copy), count == 1 ? ERROR_INVALID_PARAMETER : SUCCESS);
-        Palette wanted(palette.begin(), palette.begin() + count);
-        wanted.back() = count == 1 ? rgb(1, 1, 1) : palette[0];
-        EXPECT_EQ(bitmap.entries(), bytesOf(wanted));
+        Bitmap other(8, {palette[7]});
+        EXPECT_EQ(T_SetBitmapPalette(&other.record, copy), count == 1 ? ERROR_INVALID_PARAMETER : SUCCESS);
+        palette[count - 1] = palette[7];
+        EXPECT_EQ(other.entries(), bytesOf(palette.data(), count));
         EXPECT_EQ(T_DeletePalette(copy), 1);
     }
     EXPECT_EQ(T_CreatePalette(nullptr, 2), 0);
     for (const uint32_t count : {0u, 257u}) EXPECT_EQ(platform->createPalette(palette.data(), count), 0);
     const T_HANDLE block = T_OsAllocHandle(100, 0, nullptr);
-    Bitmap bitmap(8, {rgb(7, 8, 9)});
     for (const T_HANDLE wrong : {T_HANDLE{0}, T_HANDLE{5}, T_HANDLE{-1}, block}) {
         EXPECT_EQ(T_DupPalette(wrong), 0);
-        EXPECT_EQ(T_GetPaletteSize(wrong) + platform->nearestPaletteIndex(wrong, 0), 0u);
-        EXPECT_EQ(platform->getPaletteEntries(wrong, 0, 1, palette.data()), 0u);
-        EXPECT_EQ(platform->setPaletteEntries(wrong, 0, 1, palette.data()), 0u);
+        EXPECT_EQ(T_GetPaletteSize(wrong) + platform->nearestPaletteIndex(wrong, 0) +
+                      platform->getPaletteEntries(wrong, 0, 1, palette.data()) +
+                      platform->setPaletteEntries(wrong, 0, 1, palette.data()),
+                  0u);
         EXPECT_EQ(T_SetBitmapPalette(&bitmap.record, wrong), ERROR_INVALID_PARAMETER);
         EXPECT_EQ(T_DeletePalette(wrong), 0);
     }
-    EXPECT_EQ(bitmap.entries(), bytesOf({rgb(7, 8, 9)}));
     T_OsFreeHandle(block, 0, nullptr);
-}
-
-TEST(LogicalPalette, OfABitmap) {
-    Bitmap bitmap(8, {rgb(7, 8, 9), rgb(100, 101, 102)});
-    const T_HANDLE own = T_DupBitmapPalette(&bitmap.record);
-    EXPECT_EQ(T_GetPaletteSize(own), 2u);
-    T_DeletePalette(own);
+    EXPECT_EQ(bitmap.entries(), bytesOf({rgb(7, 8, 9), rgb(100, 101, 102)}));
     EXPECT_EQ(T_GetNearestPaletteIndex(&bitmap.record, 0x00606060), 1u);
     EXPECT_EQ(T_GetNearestPaletteIndex(&bitmap.record, 0x04000000), 0u);
     EXPECT_EQ(T_GetNearestPaletteIndex(nullptr, 0x00606060), 0u);
-    EXPECT_EQ(T_DupBitmapPalette(Bitmap(8).get()), 0);
     EXPECT_EQ(T_DupBitmapPalette(nullptr), 0);
-    bitmap.record.StructSize = 0;
-    EXPECT_EQ(T_DupBitmapPalette(&bitmap.record), 0);
-    bitmap.record.StructSize = sizeof bitmap.record;
+    BitmapHandle wrongSize = bitmap.record;
+    wrongSize.StructSize = 0;
+    EXPECT_EQ(T_DupBitmapPalette(&wrongSize), 0);
 }
 
 // Whatever fails: the promised result, nothing leaked, no dangling palette.
 TEST(PaletteFailures, LeaveNothingBehind) {
-    test::FailingPlatform failing;
+    FailingPlatform failing;
     const Palette palette = ramp(16);
     const T_HANDLE handle = T_CreatePalette(palette.data(), 16);
-    const auto sweep = [&](auto operation, int32_t onFailure) {
-        Bitmap bitmap(4), source(4, palette);
-        bitmap.record.ColorCount = 16;
-        const int failures = test::sweepFailures(
-            failing, test::kAllFailures, [&] { return operation(bitmap.record, source.record); },
-            [&](int32_t result, bool injected) {
-                EXPECT_EQ(result, injected ? onFailure : SUCCESS);
-                EXPECT_EQ(bitmap.record.Palette == nullptr, injected);
-                T_SetBitmapNewPalette(&bitmap.record, nullptr, 0);
-            });
-        EXPECT_GT(failures, 0);
+    Bitmap bitmap(4), source(4, palette);
+    BitmapHandle* const b = &bitmap.record;
+    b->ColorCount = 16;
+    const struct {
+        int32_t onFailure;
+        std::function<int32_t()> call;
+    } operations[] = {
+        {0, [&] { return T_SetBitmapNewPalette(b, palette.data(), 16); }},
+        {0, [&] { return T_CopyBitmapPalette(b, &source.record); }},
+        {FAILURE, [&] { return T_CreateBitmapGrayPalette(b); }},
+        {FAILURE, [&] { return T_CreateBitmapFixedPalette(b); }},
+        {FAILURE, [&] { return T_PutBitmapColors(b, 3, 2, palette.data()); }},
+        {FAILURE, [&] { return T_SetBitmapPalette(b, handle); }},
     };
-    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_SetBitmapNewPalette(&b, palette.data(), 16); }, 0);
-    sweep([&](BitmapHandle& b, BitmapHandle& from) { return T_CopyBitmapPalette(&b, &from); }, 0);
-    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_CreateBitmapGrayPalette(&b); }, FAILURE);
-    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_CreateBitmapFixedPalette(&b); }, FAILURE);
-    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_PutBitmapColors(&b, 3, 2, palette.data()); }, FAILURE);
-    sweep([&](BitmapHandle& b, BitmapHandle&) { return T_SetBitmapPalette(&b, handle); }, FAILURE);
-    test::sweepFailures(
-        failing, test::kAllFailures, [&] { return T_DupPalette(handle); },
+    for (const auto& operation : operations) {
+        const auto check = [&](int32_t result, bool injected) {
+            EXPECT_EQ(result, injected ? operation.onFailure : SUCCESS);
+            EXPECT_EQ(b->Palette == nullptr, injected);
+            T_SetBitmapNewPalette(b, nullptr, 0);
+        };
+        EXPECT_GT(sweepFailures(failing, kAllFailures, operation.call, check), 0);
+    }
+    sweepFailures(
+        failing, kAllFailures, [&] { return T_DupPalette(handle); },
         [](T_HANDLE copy, bool injected) {
             EXPECT_EQ(copy == 0, injected);
             if (copy != 0) T_DeletePalette(copy);
@@ -419,4 +391,4 @@ TEST(PaletteFailures, LeaveNothingBehind) {
 }
 
 }  // namespace
-}  // namespace tnk
+}  // namespace tnk::test

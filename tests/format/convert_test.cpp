@@ -3,6 +3,7 @@
 
 #include <climits>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "fuzz/convert_properties.h"
@@ -43,27 +44,18 @@ class Convert : public testing::Test {
         marked_[0].reserved = 1;
     }
 
+    uint32_t below(uint32_t limit) { return static_cast<uint32_t>(random_()) % limit; }
     uint8_t byte() { return static_cast<uint8_t>(random_()); }
     uint8_t few() { return static_cast<uint8_t>(random_() % 4 * 85); }
-    int32_t width() { return 1 + static_cast<int32_t>(random_() % 70); }
 
     void check(const RowConversion& c) {
         Bytes source(c.bytesOf(c.bitsSrc));
-        const bool plain = random_() % 4 == 0;  // few values: black, white, ties
+        const bool plain = below(4) == 0;  // few values: black, white, ties
         for (uint8_t& value : source) value = plain ? few() : byte();
-        ASSERT_STREQ(brokenConversion(c, source, random_() % 17), nullptr)
+        ASSERT_STREQ(brokenConversion(c, source, below(17)), nullptr)
             << c.bitsSrc << '/' << c.orderSrc << " to " << c.bitsDst << '/' << c.orderDst << ", width " << c.width
             << ", flags " << c.flags << ", " << c.low << '-' << c.high << ", palettes " << (c.paletteSrc != nullptr)
             << (c.paletteDst != nullptr);
-    }
-    template <typename Check>
-    void forAllPairs(Check check) {
-        for (const RowFormat& from : formats()) {
-            for (const RowFormat& to : formats()) {
-                check(from, to, RowConversion{0, from.bits, to.bits, from.order, to.order});
-                if (HasFatalFailure()) return;
-            }
-        }
     }
 
     std::mt19937 random_{20};
@@ -72,50 +64,32 @@ class Convert : public testing::Test {
     std::vector<ReferenceColor> marked_;  // the same colours, but not the same bytes: searched
 };
 
-// Equal palettes, and palettes that begin alike, keep the indexes.
-TEST_F(Convert, PalettesAlphaAndWidths) {
-    forAllPairs([&](const RowFormat& from, const RowFormat& to, RowConversion c) {
-        std::vector<const ReferenceColor*> sources = {nullptr}, targets = {nullptr};
-        if (from.hasPalette()) sources = {nullptr, arbitrary_.data(), twin_.data()};
-        if (from.bits == 12 || (from.bits == 16 && from.isGray())) sources.push_back(arbitrary_.data());
-        if (to.hasPalette()) targets = {nullptr, arbitrary_.data(), twin_.data(), marked_.data()};
-        for (c.width = 1; c.width <= 9; ++c.width) check(c);
-        for (c.paletteSrc = nullptr; const ReferenceColor* source : sources) {
-            for (const ReferenceColor* target : targets) {
-                c.paletteSrc = source;
-                c.paletteDst = target;
-                for (const uint32_t flags : {0x00u, 0x00u, 0x20u, 0x20u}) {
-                    c.flags = flags;
-                    c.width = width();
-                    check(c);
-                }
-            }
-        }
-        c.paletteSrc = c.paletteDst = nullptr;
-        c.flags = CONVERT_ALPHA_FROM_VALUE;
-        for (const int32_t many : {70, 255, 256, 257, 511, 771}) {
-            c.width = many;
-            check(c);
-        }
-    });
-}
-
-TEST_F(Convert, Windows) {
+// Equal palettes, and palettes that begin alike, keep the indexes. Every second conversion has a window.
+TEST_F(Convert, EqualsThePlainForm) {
     constexpr int32_t kWindows[][2] = {{0, 7},  {4, 11}, {2, 2},   {3, -1},  {-1, 9},  {0, 15}, {0, 11},  {-1, -1},
                                        {10, 3}, {5, 8},  {20, 27}, {12, 40}, {40, 47}, {1, 31}, {0, 1000}};
-    forAllPairs([&](const RowFormat& from, const RowFormat& to, RowConversion c) {
-        for (const auto& window : kWindows) {
-            for (const uint32_t flags : {0x04u, 0x08u, 0x0Cu, 0x24u}) {
-                const bool gray = from.isGray() || to.isGray();
-                c = {width(), from.bits, to.bits, from.order, to.order, nullptr, nullptr, flags, window[0], window[1]};
-                if (gray || window[0] == 0) check(c);
-                // A table of samples, as far as it reaches.
-                c.paletteSrc = arbitrary_.data();
-                const bool windowed = flags == 0x04 && window[0] >= 2 && window[1] < 16 && window[1] > 0;
-                if (gray && (from.bits == 12 || from.bits == 16 || windowed || !from.isGray())) check(c);
+    constexpr int32_t kWide[] = {255, 256, 257, 511, 771};
+    const ReferenceColor* const palettes[] = {nullptr, arbitrary_.data(), twin_.data(), marked_.data()};
+    for (const RowFormat& from : formats()) {
+        for (const RowFormat& to : formats()) {
+            for (uint32_t i = 0; i < 80; ++i) {
+                RowConversion c = {1 + static_cast<int32_t>(i < 9 ? i : below(70)), from.bits, to.bits, from.order,
+                                   to.order};
+                if (i % 16 == 15) c.width = kWide[below(5)];
+                c.paletteSrc = palettes[below(from.hasPalette() ? 3 : 2)];
+                c.paletteDst = palettes[below(4)];
+                c.flags = below(64) & ~0xCu;
+                if (i % 2 != 0) {
+                    c.flags |= (1 + below(3)) * CONVERT_SRC_BIT_RANGE;
+                    std::tie(c.low, c.high) = std::tie(kWindows[i / 2 % 15][0], kWindows[i / 2 % 15][1]);
+                }
+                // A table of samples must reach as far as the window does.
+                const bool reaches = (c.flags & CONVERT_SRC_BIT_RANGE) != 0 && c.low >= 2 && c.high > 0 && c.high < 16;
+                if (from.isGray() && from.bits == 32 && !reaches) c.paletteSrc = nullptr;
+                ASSERT_NO_FATAL_FAILURE(check(c));
             }
         }
-    });
+    }
 }
 
 // Every order, also those that a depth does not have, and depths that are none; no pixels, too many, none lent.
@@ -154,31 +128,6 @@ TEST_F(Convert, MatchesOfEveryColour) {
     failing.failFrom(1);
     check({200, 24, 8, 1, 0, nullptr, arbitrary_.data()});
     EXPECT_TRUE(failing.injected());
-}
-
-// Values worked out by hand, for what is odd.
-TEST_F(Convert, StatedPixels) {
-    const struct {
-        const char* what;
-        RowConversion c;
-        Bytes before, after;
-    } values[] = {
-        {"level 128 to 12 bits is truncated; the nibble stays", {1, 0, 12, 0, 2}, {128, 0xA5}, {0x07, 0xA8}},
-        {"level 1 fills 32 bits", {1, 0, 32, 0, 2}, {1, 0, 0, 0}, {1, 1, 1, 1}},
-        {"the default palette has 256 entries", {2, 1, 24, 0, 1}, {0x40, 0, 0, 0, 0, 0}, {0, 0, 0, 85, 0, 0}},
-        {"5-5-5 swap clears bit 15", {1, 16, 16, 1, 0}, {0x01, 0x80}, {0x00, 0x04}},
-        {"5-5-5 widens by its top bits", {1, 16, 24, 1, 1}, {0x41, 0x0C, 0}, {8, 16, 24}},
-        {"gray level", {1, 24, 0, 1, 0}, {10, 20, 30}, {(2 * 30 + 5 * 20 + 10 + 4) >> 3, 20, 30}},
-        {"32-bit colour fills 16 bits of gray", {1, 32, 32, 1, 2}, {2, 2, 2, 9}, {2, 2, 0, 0}},
-        {"24-bit colour fills all 32", {1, 24, 32, 1, 2}, {2, 2, 2, 9}, {2, 2, 2, 2}},
-        {"a matrix row of 8193 wraps", {1, 24, 48, 1, 5}, {255, 255, 255, 0, 0, 0}, {7, 0, 255, 255, 255, 255}},
-    };
-    for (const auto& v : values) {
-        Bytes buffer = v.before;
-        T_ConvertBuffer(buffer.data(), v.c.width, v.c.bitsSrc, v.c.bitsDst, static_cast<uint32_t>(v.c.orderSrc),
-                        static_cast<uint32_t>(v.c.orderDst), nullptr, nullptr);
-        EXPECT_EQ(buffer, v.after) << v.what;
-    }
 }
 
 TEST(ConvertSize, LargestOfThreeRows) {
