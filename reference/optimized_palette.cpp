@@ -188,8 +188,8 @@ ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, ui
 }
 
 ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted,
-                                             bool forPixels) {
-    if (pictures.size() == 1) return referenceOptimizedPalette(pictures[0], wanted, {}, false, forPixels);
+                                             bool peelToOne, bool forPixels) {
+    if (pictures.size() == 1) return referenceOptimizedPalette(pictures[0], wanted, {}, peelToOne, forPixels);
     if (std::all_of(pictures.begin(), pictures.end(), [](const auto& p) { return p.format.bits <= 8; })) {
         std::vector<ReferenceColor> merged;
         for (const ReferencePicture& picture : pictures) {
@@ -207,7 +207,7 @@ ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>
     }
     Histogram bins(kReferenceMatchTableSize);
     for (const ReferencePicture& picture : pictures) addPicture(bins, picture);
-    return quantise(bins, wanted, false);
+    return quantise(bins, wanted, peelToOne);
 }
 
 }  // namespace tnk::test

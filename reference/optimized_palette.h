@@ -25,6 +25,6 @@ ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, ui
 
 // One palette for all pictures of a list.
 ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted,
-                                             bool forPixels = true);
+                                             bool peelToOne = false, bool forPixels = true);
 
 }  // namespace tnk::test

@@ -3,11 +3,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <random>
 #include <vector>
 
+#include "reference/convert.h"
 #include "support/entry_rule_cases.h"
-#include "support/failing_platform.h"
 #include "support/picture.h"
 
 namespace tnk::test {
@@ -22,11 +21,6 @@ Bytes pixelsOf(BitmapHandle& b) {
     return all;
 }
 
-void fill(BitmapHandle& b) {
-    fillRandomly(b);
-    if (b.BitsPerPixel <= 8) T_CreateBitmapFixedPalette(&b);
-}
-
 // One bitmap of `samples`, taken as the depth has them.
 struct Samples : StoredBitmap {
     template <typename T>
@@ -38,58 +32,83 @@ struct Samples : StoredBitmap {
     }
 };
 
-struct Source {
-    int32_t bits;
-    uint32_t order;
-    int32_t low = 0, high = -1;
-};
-constexpr Source kSources[] = {{1, 0},  {3, 0},  {8, 0},         {12, 2},    {12, 2, 3, 8},
-                               {16, 1}, {16, 2}, {16, 2, 2, 13}, {32, 2, 5}, {32, 2, 6, 11},
-                               {24, 0}, {24, 5}, {32, 1},        {48, 1},    {64, 0}};
+// What conversion row by row gives, whose indexes are gray levels where the target has 8 bits. Indexes have no order and
+// pixels of 12 bits are gray.
+Bytes plainGray(BitmapHandle& b, int32_t bits, int32_t low, int32_t high) {
+    const uint32_t order = b.BitsPerPixel <= 8 ? ORDER_RGB : b.BitsPerPixel == 12 ? ORDER_GRAY : b.Order;
+    const Bytes before = pixelsOf(b);
+    const auto used = static_cast<ptrdiff_t>(before.size()) / b.Height;
+    Bytes expected;
+    for (auto at = before.begin(); at != before.end(); at += used) {
+        Bytes row(at, at + used);
+        row.resize(static_cast<size_t>(b.Width) * 8 + 8);
+        EXPECT_EQ(
+            referenceConvert(row.data(), b.Width, b.BitsPerPixel, bits == 8 ? 0 : bits, static_cast<int32_t>(order),
+                             kOrderGray, reinterpret_cast<const ReferenceColor*>(b.Palette), nullptr,
+                             order == ORDER_GRAY ? kConvertSrcBitRange : 0, low, high),
+            kReferenceSuccess);
+        expected.insert(expected.end(), row.begin(), row.begin() + (b.Width * bits + 7) / 8);
+    }
+    return expected;
+}
 
 TEST(GrayBitmap, EqualsConversionRowByRow) {
-    for (const Source& from : kSources) {
-        for (const int32_t bits : {8, 12, 16}) {
-            SCOPED_TRACE(::testing::Message() << from.bits << " bits, order " << from.order << ", to " << bits);
-            StoredBitmap stored(Kind::section, 20, 9, from.bits);
-            BitmapHandle& b = stored.record;
-            b.Order = from.order;
-            // The window of the data counts as long as the other is not in force.
-            const bool window = bits == 16;
-            (window ? b.LowBit : b.DataLowBit) = from.low;
-            (window ? b.HighBit : b.DataHighBit) = from.high;
-            if (window) b.Flags |= BMF_WINDOW;
-            b.ViewPerspective = 7;
-            fill(b);
-            const uint32_t flags = from.order == 2 ? CONVERT_SRC_BIT_RANGE : 0;
-            const Bytes before = pixelsOf(b);
-            const auto used = static_cast<ptrdiff_t>(before.size() / 9);
-            Bytes expected;
-            for (auto at = before.begin(); at != before.end(); at += used) {
-                Bytes row(at, at + used);
-                row.resize(20 * 8);
-                ASSERT_EQ(T_ConvertBufferExt(row.data(), 20, from.bits, bits == 8 ? 0 : bits, b.Order, ORDER_GRAY,
-                                             b.Palette, nullptr, flags, from.low, from.high),
-                          SUCCESS);
-                expected.insert(expected.end(), row.begin(), row.begin() + (20 * bits + 7) / 8);
-            }
-            BitmapHandle copy;
-            ASSERT_EQ(T_CreateGrayScaleBitmap(&copy, &b, sizeof copy, bits), SUCCESS);
-            EXPECT_EQ(pixelsOf(b), before);
-            ASSERT_EQ(T_GrayScaleBitmap(&b, bits), SUCCESS);
-            for (BitmapHandle* made : {&copy, &b}) {
-                EXPECT_EQ(pixelsOf(*made), expected);
-                EXPECT_EQ(T_IsGrayScaleBitmap(made), GRAYSCALE_NORMAL);
-                EXPECT_TRUE(made->BitsPerPixel == bits && made->Order == (bits == 8 ? ORDER_RGB : ORDER_GRAY));
-                EXPECT_TRUE(made->ColorCount == (bits == 8 ? 256 : 0) && made->ViewPerspective == 7);
-            }
-            int32_t least, greatest;
-            EXPECT_EQ(T_IntGetMinMaxValGray(&copy, &least, &greatest), SUCCESS);
-            EXPECT_TRUE(copy.MinVal == least && copy.MaxVal == greatest && (bits == 8) == (greatest == 0));
-            T_FreeBitmap(&copy);
-            const uint8_t* data = b.pData;
-            EXPECT_EQ(T_GrayScaleBitmap(&b, bits), SUCCESS);
-            EXPECT_EQ(b.pData, data) << "nothing was left to do";
+    RandomNumbers random(20);
+    for (int i = 0; i < 700; ++i) {
+        const Format format = kFormats[static_cast<size_t>(i) % std::size(kFormats)];
+        const int32_t bits = i % 3 == 0 ? 8 : i % 3 == 1 ? 12 : 16, low = random.between(-1, format.bits / 2);
+        const int32_t high = random.below(3) == 0 ? -1 : random.between(std::max(low, 0), format.bits - 1);
+        SCOPED_TRACE(::testing::Message() << format.bits << " bits, order " << format.order << ", " << low << " to "
+                                          << high << ", to " << bits);
+        StoredBitmap stored(Kind::section, random.between(1, 20) * 2, 9, format);
+        BitmapHandle& b = stored.record;
+        if (format.bits <= 12 && i % 2 == 0) b.Order = random.below(6);
+        // The window of the data counts as long as the other is not in force.
+        const bool window = random.below(2) == 0;
+        (window ? b.LowBit : b.DataLowBit) = low;
+        (window ? b.HighBit : b.DataHighBit) = high;
+        if (window) b.Flags |= BMF_WINDOW;
+        b.ViewPerspective = 7;
+        fill(b, random);
+        if (T_IsGrayScaleBitmap(&b) != 0 && b.BitsPerPixel == bits) continue;
+        const Bytes before = pixelsOf(b), expected = plainGray(b, bits, low, high);
+        BitmapHandle copy;
+        ASSERT_EQ(T_CreateGrayScaleBitmap(&copy, &b, sizeof copy, bits), SUCCESS);
+        EXPECT_EQ(pixelsOf(b), before);
+        ASSERT_EQ(T_GrayScaleBitmap(&b, bits), SUCCESS);
+        for (BitmapHandle* made : {&copy, &b}) {
+            EXPECT_EQ(pixelsOf(*made), expected);
+            EXPECT_EQ(T_IsGrayScaleBitmap(made), GRAYSCALE_NORMAL);
+            EXPECT_TRUE(made->BitsPerPixel == bits && made->Order == (bits == 8 ? ORDER_RGB : ORDER_GRAY));
+            EXPECT_TRUE(made->ColorCount == (bits == 8 ? 256 : 0) && made->ViewPerspective == 7);
+        }
+        int32_t least, greatest;
+        EXPECT_EQ(T_IntGetMinMaxValGray(&copy, &least, &greatest), SUCCESS);
+        EXPECT_TRUE(copy.MinVal == least && copy.MaxVal == greatest && (bits != 8 || greatest == 0));
+        T_FreeBitmap(&copy);
+        const uint8_t* data = b.pData;
+        EXPECT_EQ(T_GrayScaleBitmap(&b, bits), SUCCESS);
+        EXPECT_EQ(b.pData, data) << "nothing was left to do";
+        ASSERT_FALSE(HasFailure());
+    }
+}
+
+// Pixels by their colours: an order that the depth does not have changes nothing.
+TEST(GrayBitmap, OrdersThatTheDepthDoesNotHave) {
+    for (const int32_t bits : {1, 3, 8, 12}) {
+        StoredBitmap stored(Kind::section, 5, 1, {bits, usualOrder(bits)});
+        const uint32_t value = COLOR_TAG_GRAY | 0x9C40;
+        const auto results = [&] {
+            EXPECT_EQ(T_PutPixelColor(&stored.record, 0, 0, value), SUCCESS);
+            return std::tuple(T_GetPixelColor(&stored.record, 0, 0),
+                              T_TranslateBitmapColor(&stored.record, nullptr, value),
+                              T_IsGrayScaleBitmap(&stored.record));
+        };
+        const auto usual = results();
+        stored.record.Flags |= BMF_WINDOW;
+        for (const uint32_t order : {ORDER_RGB, ORDER_BGR, ORDER_GRAY, ORDER_MATRIX_RGB, 77u}) {
+            stored.record.Order = order;
+            EXPECT_EQ(results(), usual) << bits << " bits, order " << order;
         }
     }
 }
@@ -102,6 +121,7 @@ TEST(GrayBitmap, RangeOfSamples) {
         const Bytes row(12, 0xFF);
         const auto used = static_cast<uint32_t>(3 * bits + 7) / 8;
         T_PutBitmapRow(&b, row.data(), 1, used);
+        EXPECT_EQ(T_IntGetMinMaxValGray(&b, nullptr, &b.MinVal), ERROR_INVALID_PARAMETER);
         for (const uint32_t sign : {0u, BMF_SIGNED}) {
             b.Flags |= sign;
             int32_t least = 9, greatest = 9;
@@ -139,7 +159,7 @@ TEST(GrayValues, SignsAndTables) {
 }
 
 TEST(GrayValues, WideSamplesAreScaledAndRounded) {
-    std::mt19937 random(7);
+    RandomNumbers random(7);
     for (int32_t i = 0; i < 400; ++i) {
         const bool sign = i % 2 != 0, window = i % 3 == 0, to16 = i % 5 < 3;
         std::vector<uint32_t> samples(50);
@@ -167,7 +187,7 @@ TEST(GrayValues, WideSamplesAreScaledAndRounded) {
     }
 }
 
-TEST(GrayFailures, LoseNothing) {
+TEST(GrayFailures, RefusalsChangeNothing) {
     const EntryCase entries[] = {
         {"in place", -13, -2, -789, [](BitmapHandle* b) { return T_GrayScaleBitmap(b, 12); }},
         {"apart", -13, -2, -789, [](BitmapHandle* b) { return T_CreateGrayScaleBitmap(b + 1, b, sizeof *b, 12); }},
@@ -176,53 +196,20 @@ TEST(GrayFailures, LoseNothing) {
         {"range", -2, -2, -789, [](BitmapHandle* b) { return T_IntGetMinMaxValGray(b, nullptr, nullptr); }},
     };
     checkEntryCases(entries);
-    FailingPlatform failing;
-    BitmapHandle b, copy;
-    for (const uint32_t memory : {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL}) {
-        ASSERT_EQ(T_CreateBitmap(&b, sizeof b, memory, 9, 5, 32, ORDER_GRAY, nullptr, 1, nullptr, 0), SUCCESS);
-        fill(b);
-        const BitmapHandle record = b;
-        const Bytes before = pixelsOf(b);
-        const auto expectKept = [&](int32_t code, bool known) {
-            EXPECT_TRUE(known) << code;
-            EXPECT_EQ(std::memcmp(&record, &b, sizeof b), 0);
-            EXPECT_EQ(pixelsOf(b), before);
-            b = record;  // reading rows notes them
-        };
-        b.CurrentRow = record.CurrentRow;
-        b.CurrentPos = record.CurrentPos;
-        for (const int32_t bits : {0, 1, 7, 24, 32}) expectKept(bits, T_GrayScaleBitmap(&b, bits) == -27);
-        EXPECT_EQ(T_CreateGrayScaleBitmap(&b, &b, sizeof b, 8), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(T_CreateGrayScaleBitmap(&copy, &b, sizeof b - 4, 8), ERROR_STRUCT_SIZE);
-        const auto stop = [](int32_t percent, void* limit)
-                              TNK_CALL -> int32_t { return percent < *static_cast<int32_t*>(limit) ? 1 : -74; };
-        for (int32_t limit : {0, 40, 100}) {
-            T_SetStatusCallBack(stop, &limit, nullptr, nullptr);
-            for (const auto convert : {T_Gray32To16, T_Gray32To8}) expectKept(limit, convert(&b) == -74);
-            expectKept(limit, T_GrayScaleBitmap(&b, 8) == -74);
-            T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
-        }
-        sweepFailures(
-            failing, kAllFailures, [&] { return T_CreateGrayScaleBitmap(&copy, &b, sizeof b, 8); },
-            [&](int32_t code, bool injected) {
-                expectKept(code, injected || code == SUCCESS);
-                EXPECT_EQ(copy.BitsPerPixel, code == SUCCESS ? 8 : 0);
-                T_FreeBitmap(&copy);
-            });
-        // In place a success replaces the source, which ends the sweep.
-        for (int k = 1, code = 0; code != SUCCESS; ++k) {
-            const LiveObjects live = failing.live();
-            failing.failAt(k);
-            code = T_Gray32To16(&b);
-            failing.stopFailing();
-            if (code == SUCCESS) break;
-            expectKept(code, failing.injected());
-            EXPECT_EQ(failing.live(), live) << k;
-        }
-        EXPECT_EQ(b.BitsPerPixel, 16);
-        T_FreeBitmap(&b);
+    StoredBitmap stored(Kind::section, 9, 5, {32, ORDER_GRAY});
+    BitmapHandle& b = stored.record;
+    BitmapHandle copy{};
+    const Bytes before = fillRandomly(b);
+    const BitmapHandle record = b;
+    for (const int32_t bits : {0, 1, 7, 24, 32}) {
+        EXPECT_EQ(T_GrayScaleBitmap(&b, bits), ERROR_BPP_NOT_SUPPORTED);
+        EXPECT_EQ(T_CreateGrayScaleBitmap(&copy, &b, sizeof b, bits), ERROR_BPP_NOT_SUPPORTED);
     }
-    EXPECT_EQ(failing.live(), LiveObjects{});
+    EXPECT_EQ(T_CreateGrayScaleBitmap(nullptr, &b, sizeof b, 8), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_CreateGrayScaleBitmap(&b, &b, sizeof b, 8), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_CreateGrayScaleBitmap(&copy, &b, sizeof b - 4, 8), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(std::memcmp(&record, &b, sizeof b), 0);
+    EXPECT_EQ(rowsOf(b), before);
 }
 
 TEST(GrayFailures, SamplesThatCannotBeRead) {
