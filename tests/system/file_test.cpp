@@ -134,6 +134,24 @@ TEST(File, TellsAFullDiskOfTheSystem) {
 }
 #endif
 
+#ifdef _WIN32
+TEST(File, SharesByFlags) {
+    const TempFolder folder;
+    folder.put("file", "text");
+    const WideString name = folder.name("file");
+    for (const uint32_t share : {0u, SHARE_WRITE, SHARE_READ, kShareAll}) {
+        const T_HANDLE first = T_OsOpen(name.c_str(), OPEN_READ, share, nullptr);
+        ASSERT_NE(first, kNoFile);
+        for (const uint32_t access : {OPEN_READ, OPEN_WRITE}) {
+            const T_HANDLE second = T_OsOpen(name.c_str(), access, kShareAll, nullptr);
+            EXPECT_EQ(second != kNoFile, share == kShareAll || (share == SHARE_READ && access == OPEN_READ)) << share;
+            if (second != kNoFile) T_OsClose(second);
+        }
+        EXPECT_EQ(T_OsClose(first), 0);
+    }
+}
+#endif
+
 // Chunks are seen by a routine that moves nothing but counts, so no buffer of that size is needed.
 struct ChunkLog {
     std::vector<int32_t> results;  // of the first calls; later ones move the whole chunk
