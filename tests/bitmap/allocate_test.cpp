@@ -4,20 +4,17 @@
 #include <cstring>
 #include <vector>
 
-#include "bitmap/lifecycle.h"
 #include "support/failing_platform.h"
 #include "support/files.h"
+#include "support/picture.h"
 
 namespace tnk::test {
 namespace {
 
-constexpr uint32_t kMemory = BMF_ALLOCATED | BMF_MEMORY;
-constexpr uint32_t kTiles = BMF_ALLOCATED | BMF_MEMORY | BMF_TILED;
+constexpr uint32_t kMemory = BMF_ALLOCATED | BMF_MEMORY, kTiles = kMemory | BMF_TILED;
 constexpr uint32_t kDisk = BMF_ALLOCATED | BMF_DISK;
-constexpr uint32_t kUser = BMF_ALLOCATED | BMF_MEMORY | BMF_USERDATA;
 constexpr uint32_t kNothing = 0;
-
-constexpr uint64_t kMegabyte = 1 << 20;
+constexpr int32_t kMegabyte = 1 << 20;
 
 // The thread's thresholds while the object lives.
 struct Thresholds {
@@ -28,9 +25,9 @@ struct Thresholds {
 };
 
 // Flags that storage of 1 MB gets, or kNothing after `code`.
-uint32_t flagsOf(uint32_t request, int32_t bits = 8, int32_t code = FAILURE) {
+uint32_t flagsOf(uint32_t request, int32_t code = FAILURE) {
     BitmapHandle bitmap;
-    EXPECT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 8192 / bits * 128, 8, bits), SUCCESS);
+    EXPECT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 1024, 1024, 8), SUCCESS);
     const int32_t result = T_AllocateBitmap(&bitmap, request);
     const uint32_t flags = bitmap.Flags;
     EXPECT_EQ(result, flags == kNothing ? code : SUCCESS);
@@ -54,6 +51,7 @@ TEST(AllocateBitmap, ValidatesTheRequest) {
         {ERROR_CODEC_MISSING, 1, {1024, 1025}},
         {ERROR_CODEC_MISSING, 8, {1024, 1025, 1536}},
         {ERROR_CODEC_MISSING, 24, {1024, 1025, 1536}},
+        {ERROR_INVALID_SIZE, 0, {3}},  // comes first
     };
     FailingPlatform failing;
     failing.failFrom(1, kModuleFailures);
@@ -61,67 +59,57 @@ TEST(AllocateBitmap, ValidatesTheRequest) {
         for (const uint32_t request : test.requests) {
             SCOPED_TRACE(::testing::Message() << "request " << request << " at " << test.bits << " bits");
             BitmapHandle bitmap;
-            ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 10, 10, test.bits), SUCCESS);
+            const int32_t side = test.bits != 0 ? 10 : 0;
+            ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, side, side, test.bits), SUCCESS);
             const BitmapHandle before = bitmap;
             EXPECT_EQ(T_AllocateBitmap(&bitmap, request), test.result);
             EXPECT_EQ(std::memcmp(&before, &bitmap, sizeof bitmap) == 0, test.result != SUCCESS);
             T_FreeBitmap(&bitmap);
         }
     }
-    BitmapHandle empty;
-    ASSERT_EQ(T_InitBitmap(&empty, sizeof empty, 0, 10, 8), SUCCESS);
-    EXPECT_EQ(T_AllocateBitmap(&empty, 3), ERROR_INVALID_SIZE) << "the size comes first";
 }
 
 TEST(AllocateBitmap, ChoosesByThresholds) {
-    constexpr int32_t kNoLimit = INT32_MAX;
-    constexpr auto kOne = static_cast<int32_t>(kMegabyte);
     const struct {
         int32_t reserve, maxMemory;
-        uint64_t availablePhysical, availablePageFile;
-        uint32_t flags;
+        uint32_t physical, pageFile, flags;  // available, in half megabytes
     } cases[] = {
-        {0, kNoLimit, kMegabyte / 2, kMegabyte / 2, kMemory},  // both budgets count
-        {1, kNoLimit, kMegabyte / 2, kMegabyte / 2, kTiles},
-        {0, kOne, 8 * kMegabyte, 0, kMemory},
-        {0, kOne - 1, 8 * kMegabyte, 0, kTiles},
-        {INT32_MAX, kNoLimit, 8 * kMegabyte, 0, kTiles},  // a rest below zero
-        {0, -50, kMegabyte, kMegabyte, kMemory},          // percent of what is available
-        {0, -49, kMegabyte, kMegabyte, kTiles},
-        {-25, kNoLimit, 3 * kMegabyte, 2 * kMegabyte, kMemory},  // percent of all, 16 MB
-        {-26, kNoLimit, 3 * kMegabyte, 2 * kMegabyte, kTiles},
+        {0, INT32_MAX, 1, 1, kMemory},  // both budgets count
+        {1, INT32_MAX, 1, 1, kTiles},
+        {0, kMegabyte, 16, 0, kMemory},
+        {0, kMegabyte - 1, 16, 0, kTiles},
+        {INT32_MAX, INT32_MAX, 16, 0, kTiles},  // a rest below zero
+        {0, -50, 2, 2, kMemory},                // percent of what is available
+        {0, -49, 2, 2, kTiles},
+        {-25, INT32_MAX, 6, 4, kMemory},  // percent of all, 16 MB
+        {-26, INT32_MAX, 6, 4, kTiles},
     };
     FailingPlatform failing;
     for (const auto& c : cases) {
         SCOPED_TRACE(::testing::Message() << c.reserve << ", " << c.maxMemory);
         const Thresholds thresholds(c.reserve, c.maxMemory, 0);
-        failing.setMemoryStatus({12 * kMegabyte, c.availablePhysical, 4 * kMegabyte, c.availablePageFile});
+        failing.setMemoryStatus({12 << 20, uint64_t{c.physical} << 19, 4 << 20, uint64_t{c.pageFile} << 19});
         for (const uint32_t request : {MEM_CONVENTIONAL, MEM_TILED}) EXPECT_EQ(flagsOf(request), c.flags) << request;
-        for (const uint32_t request : {MEM_NOTILES, MEM_NOTILES | MEM_CONVENTIONAL}) {
-            EXPECT_EQ(flagsOf(request), c.flags == kTiles ? kDisk : c.flags) << request;
-        }
-        EXPECT_EQ(flagsOf(MEM_NOCONVENTIONAL), kDisk);
-        EXPECT_EQ(flagsOf(MEM_USER), kUser);
+        EXPECT_EQ(flagsOf(MEM_NOTILES), c.flags == kTiles ? kDisk : c.flags);
+        EXPECT_EQ(flagsOf(MEM_USER), BMF_ALLOCATED | BMF_MEMORY | BMF_USERDATA);
     }
 }
 
 TEST(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
     FailingPlatform failing;
-    constexpr auto kOne = static_cast<int32_t>(kMegabyte);
-    for (const int32_t tileSize : {kOne, 0, kOne - 1}) {  // 0 is 16 MB
+    for (const int32_t tileSize : {kMegabyte, 0, kMegabyte - 1}) {  // 0 is 16 MB
         const Thresholds thresholds(0, 1, tileSize);
-        EXPECT_EQ(flagsOf(MEM_DISK), tileSize == kOne - 1 ? kTiles : kMemory) << "whatever the other thresholds";
+        EXPECT_EQ(flagsOf(MEM_DISK), tileSize == kMegabyte - 1 ? kTiles : kMemory) << "whatever the other thresholds";
     }
-    const Thresholds thresholds(0, INT32_MAX, kOne - 1);
-
-    failing.setHandleCount(17'999);
-    EXPECT_EQ(flagsOf(MEM_DISK), kTiles) << "before disk";
+    const Thresholds thresholds(0, INT32_MAX, kMegabyte - 1);
     failing.failFrom(1, kModuleFailures);
-    EXPECT_EQ(flagsOf(MEM_SUPERCOMPRESSED, 8, ERROR_CODEC_MISSING), kNothing);
-    failing.setHandleCount(18'000);
-    EXPECT_EQ(flagsOf(MEM_DISK), kMemory) << "no more files";
-    EXPECT_EQ(flagsOf(MEM_SUPERCOMPRESSED), kMemory);
-    EXPECT_EQ(flagsOf(MEM_NOCONVENTIONAL), kDisk) << "but for this request";
+    for (const uint32_t handles : {17'999u, 18'000u}) {
+        const bool few = handles == 17'999;
+        failing.setHandleCount(handles);
+        EXPECT_EQ(flagsOf(MEM_DISK), few ? kTiles : kMemory) << "before disk, or no more files";
+        EXPECT_EQ(flagsOf(MEM_SUPERCOMPRESSED, ERROR_CODEC_MISSING), few ? kNothing : kMemory);
+        EXPECT_EQ(flagsOf(MEM_NOCONVENTIONAL), kDisk) << "whatever is open";
+    }
     failing.setHandleCount(1);
     failing.failAt(1, kBudgetFailures);
     EXPECT_EQ(flagsOf(MEM_DISK), kMemory) << "a count that cannot be read";
@@ -146,7 +134,6 @@ TEST(AllocateBitmap, FillsAByteMapAndFreesNothing) {
         for (uint32_t i = 0; i < 256; ++i) ASSERT_EQ(bitmap.pByteMap[i], i);
         bitmap.pByteMap[5] = 0;
     }
-    EXPECT_EQ(bitmap.Flags, kMemory);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(bitmap.pData) % 32, 0u);
     EXPECT_EQ(first[5], 0) << "it may be another record's";
     T_FreeBitmap(&bitmap);
@@ -157,19 +144,16 @@ TEST(AllocateBitmap, FillsAByteMapAndFreesNothing) {
 TEST(AllocateBitmap, MakesAFileThatVanishes) {
     FailingPlatform failing;
     const TempDirectorySetting directory;
-    BitmapHandle bitmap;
-    ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 100, 10, 8), SUCCESS);
-    ASSERT_EQ(T_AllocateBitmap(&bitmap, MEM_NOCONVENTIONAL), SUCCESS);
-    EXPECT_EQ(T_OsSeek(bitmap.DataHandle, 0, 1, nullptr), 0) << "left at its start";
-    EXPECT_EQ(T_OsSeek(bitmap.DataHandle, 0, 2, nullptr), 1001) << "one byte more than the pixels";
-    T_FreeBitmap(&bitmap);
-    EXPECT_EQ(directory.folder().entries(), 0);
-
+    StoredBitmap stored(Kind::disk, 100, 10, 8);
+    EXPECT_EQ(T_OsSeek(stored.record.DataHandle, 0, 1, nullptr), 0) << "left at its start";
+    EXPECT_EQ(T_OsSeek(stored.record.DataHandle, 0, 2, nullptr), 1001) << "one byte more than the pixels";
     for (uint64_t room = 0; room < 2; ++room) {
-        failing.setDiskRoom(room);
-        EXPECT_EQ(T_AllocateBitmap(&bitmap, MEM_NOCONVENTIONAL), ERROR_DISK_FULL);
+        T_FreeBitmap(&stored.record);
         EXPECT_EQ(directory.folder().entries(), 0);
+        failing.setDiskRoom(room);
+        EXPECT_EQ(T_AllocateBitmap(&stored.record, MEM_NOCONVENTIONAL), ERROR_DISK_FULL);
     }
+    EXPECT_EQ(directory.folder().entries(), 0);
 }
 
 }  // namespace
