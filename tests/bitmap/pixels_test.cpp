@@ -28,7 +28,7 @@ TEST(Pixels, HaveTheColorsWorkedOutByHand) {
         {"full 12-bit level", {12, 2}, 0, -1, false, 1, 0x0400FFFF, {0x00, 0xF0, 0xFF}, 0x0400FFFF},
         {"raw 12-bit sample", {12, 2}, 0, -1, false, 0, 0x02000ABC, {0xBC, 0x0A}, 0x0400ABCA},
         {"colour to 16-bit gray", {16, 2}, 0, -1, false, 0, 0x001E140A, {0x13, 0x13}, 0x04001313},
-        {"a level in a window", {16, 2}, 4, 11, false, 0, 0x04008080, {0x00, 0x08}, 0x04008080},
+        {"a level in a window", {16, 2}, 4, 11, false, 0, 0x04004567, {0x60, 0x04}, 0x04004646},
         {"a window beyond the sample", {16, 2}, 16, 20, false, 0, 0x04008080, {0, 0}, 0x04000000},
         {"an entry of the table", {16, 2}, 4, 11, true, 0, 0x000000F0, {0x10, 0x00}, 0x000000FF},
         {"a level by the table", {16, 2}, 4, 11, true, 1, 0x04000A0A, {0, 0, 0, 0}, 0x00090909},
