@@ -147,13 +147,14 @@ typedef struct PaletteEntry {
 #define ORDER_MATRIX_RGB 5u /* BGR byte order, components in a second RGB space: 24 and 48 bits */
 
 /* Memory requests of T_AllocateBitmap, T_CreateBitmap and T_SetDefaultMemoryType. */
-#define MEM_CONVENTIONAL 1u       /* memory */
-#define MEM_USER 2u               /* none: the caller supplies the pixel memory (only alone) */
-#define MEM_DISK 4u               /* a temporary file; served from memory up to the tile size */
-#define MEM_NOTILES 8u            /* never split into tiles */
-#define MEM_NOCONVENTIONAL 128u   /* neither plain memory nor tiles: disk */
-#define MEM_TILED 256u            /* plain memory or tiles, never disk (only alone) */
-#define MEM_COMPRESSED 512u       /* run-compressed rows; 1 bit per pixel only, ignored elsewhere. T_ChangeBitmapCompression
+#define MEM_CONVENTIONAL 1u     /* memory */
+#define MEM_USER 2u             /* none: the caller supplies the pixel memory (only alone) */
+#define MEM_DISK 4u             /* a temporary file; served from memory up to the tile size */
+#define MEM_NOTILES 8u          /* never split into tiles */
+#define MEM_NOCONVENTIONAL 128u /* neither plain memory nor tiles: disk */
+#define MEM_TILED 256u          /* plain memory or tiles, never disk (only alone) */
+#define MEM_COMPRESSED \
+    512u /* run-compressed rows; 1 bit per pixel only, ignored elsewhere. T_ChangeBitmapCompression
                                      compresses a bitmap that has its rows */
 #define MEM_SUPERCOMPRESSED 1024u /* super-compressed; 1, 8 and 24 bits only, ignored elsewhere */
 
