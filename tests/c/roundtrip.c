@@ -59,7 +59,8 @@ int main(void) {
     VersionRecord version;
     CHECK(sizeof(PaletteEntry) == 4 && sizeof(VersionRecord) == 108);
     CHECK(sizeof(void*) != 4 || sizeof(BitmapHandle) == 168);
-    CHECK(T_VersionInfo(&version, sizeof version) == SUCCESS && version.MajorVersion == 15);
+    CHECK(T_VersionInfo(&version, sizeof version) == SUCCESS && version.MajorVersion == 15 && version.Level == 2);
+    CHECK(strcmp(version.BuildDate, "Jun 11 2010") == 0 && strcmp(version.BuildTime, "12:52:03") == 0);
     roundTrip(MEM_CONVENTIONAL);
     roundTrip(MEM_NOCONVENTIONAL);
     printf("%d failures\n", failures);
