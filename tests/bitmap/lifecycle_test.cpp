@@ -100,6 +100,7 @@ TEST(FreeBitmap, LeavesNoDanglingField) {
     BitmapHandle bitmap, description;
     ASSERT_EQ(create(bitmap, 8, 0), SUCCESS);
     bitmap.Region = 77;
+    bitmap.pOverlays = &bitmap;
     bitmap.pLUT = T_CreateNewPalette(T_IntGetFixedPalette(8), bitmap.LUTLength = 256);
     ASSERT_EQ(T_StartDithering(&bitmap, nullptr, 16), SUCCESS);
     T_FreeBitmap(&bitmap);

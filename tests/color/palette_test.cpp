@@ -331,6 +331,9 @@ TEST(LogicalPalette, MovesEntriesAndClips) {
         EXPECT_EQ(other.entries(), bytesOf(palette.data(), count));
         EXPECT_EQ(T_DeletePalette(copy), 1);
     }
+    const T_HANDLE two = T_CreatePalette(palette.data(), 2);
+    Bitmap least(8);
+    EXPECT_EQ(T_SetBitmapPalette(&least.record, two) + T_DeletePalette(two), 2);
     EXPECT_EQ(T_CreatePalette(nullptr, 2), 0);
     for (const uint32_t count : {0u, 257u}) EXPECT_EQ(platform->createPalette(palette.data(), count), 0);
     const T_HANDLE block = T_OsAllocHandle(100, 0, nullptr);
