@@ -64,7 +64,11 @@ struct ResolutionRequest {
     std::vector<uint32_t> table;  // the thread's
     Entries screen;               // the display's static colours
 
-    uint32_t colors() const { return count == 0 ? 1u << bits : std::min(count, 1u << bits); }
+    // Of a palette; deeper results have none.
+    uint32_t colors() const {
+        const uint32_t most = 1u << std::min(bits, 8);
+        return count == 0 ? most : std::min(count, most);
+    }
     uint32_t selection() const {
         const uint32_t chosen = flags & 0x3FF & ~(CRF_BGR | CRF_GRAY);
         return byHandle ? CRF_USERPALETTE | (chosen & CRF_USERMATCHTABLE) : chosen;
