@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <initializer_list>
 #include <utility>
 #include <vector>
 
@@ -157,5 +158,107 @@ inline const char* brokenDithering(const DitherJob& job, uint32_t* mode = nullpt
     }
     return nullptr;
 }
+
+// ---- drawing ----
+
+// Numbers from the input while it lasts, from a generator seeded by it afterwards.
+class DitherDraws {
+  public:
+    DitherDraws(const uint8_t* data, size_t size) : data_(data), size_(size) {
+        for (size_t i = 0; i < size; ++i) seed_ = (seed_ ^ data[i]) * 16'777'619u;
+    }
+    uint8_t byte() {
+        if (at_ < size_) return data_[at_++];
+        seed_ = seed_ * 1'664'525u + 1'013'904'223u;
+        return static_cast<uint8_t>(seed_ >> 24);
+    }
+    uint32_t below(uint32_t limit) { return (byte() | static_cast<uint32_t>(byte()) << 8) % limit; }
+    // One of the wanted values, now and then anything.
+    int32_t oneOf(std::initializer_list<int32_t> values) {
+        const uint32_t pick = byte();
+        return pick > 250 ? static_cast<int8_t>(byte()) : values.begin()[pick % values.size()];
+    }
+
+  private:
+    const uint8_t* data_;
+    size_t size_;
+    size_t at_ = 0;
+    uint32_t seed_ = 2'166'136'261u;
+};
+
+inline std::vector<PaletteEntry> drawDitherPalette(DitherDraws& source, uint32_t count) {
+    std::vector<PaletteEntry> palette(count);
+    const bool gray = source.byte() % 4 == 0;
+    for (PaletteEntry& entry : palette) {
+        entry = {source.byte(), source.byte(), source.byte(), static_cast<uint8_t>(source.byte() % 8 == 0 ? 1 : 0)};
+        if (gray) entry.Red = entry.Green = entry.Blue;
+    }
+    return palette;
+}
+
+// Any picture, palettes and request.
+struct DrawnDitherJob : DitherJob {
+    std::vector<PaletteEntry> sourcePalette;
+    std::vector<PaletteEntry> lut;
+    std::vector<PaletteEntry> target;
+
+    DrawnDitherJob(const uint8_t* data, size_t size) {
+        DitherDraws source(data, size);
+        bitmap.StructSize = sizeof bitmap;
+        bitmap.BitsPerPixel = source.oneOf({24, 8, 1, 32, 16, 12, 48, 64, 2, 3, 4, 5, 6, 7});
+        bitmap.Order = static_cast<uint32_t>(source.oneOf({1, 0, 2, 5}));
+        bitmap.Width = static_cast<int32_t>(source.byte() % 4 == 0 ? source.below(600) : source.below(72));
+        bitmap.DitherMethod = static_cast<uint32_t>(source.oneOf({1, 0, 2, 3, 4, 5, 6, 7, 8}));
+        bitmap.LowBit = source.oneOf({0, 3, -1, 20});
+        bitmap.HighBit = source.oneOf({-1, 7, 15, 11, 2});
+        if (source.byte() % 4 == 0) bitmap.Flags |= BMF_WINDOW;
+        if (source.byte() % 32 == 0) bitmap.Flags |= BMF_SIGNED;
+        sourcePalette = drawDitherPalette(source, source.below(300));
+        bitmap.Palette = sourcePalette.empty() ? nullptr : sourcePalette.data();
+        bitmap.ColorCount = static_cast<uint32_t>(sourcePalette.size());
+        if (source.byte() % 2 == 0) {
+            lut = drawDitherPalette(source, 1u << source.byte() % 12);
+            bitmap.pLUT = lut.data();
+            bitmap.LUTLength = static_cast<uint32_t>(lut.size());
+        }
+        count = source.byte() % 2 == 0 ? 1u << source.byte() % 9 : source.below(258);
+        if (source.byte() % 2 == 0) target = drawDitherPalette(source, std::max(count, 1u));
+        palette = target.empty() ? nullptr : target.data();
+        outputBits = static_cast<uint32_t>(source.oneOf({8, 1, 2, 3, 4, 5, 6, 7}));
+        if (source.byte() % 4 == 0) {
+            table.resize(32'768);
+            for (uint32_t i = source.below(64); i < table.size(); i += 1 + source.below(2048))
+                table[i] = source.below(400);
+        }
+        input.resize(1 + source.below(40));
+        groups = source.below(65536);
+        const auto bits = static_cast<uint32_t>(std::clamp(bitmap.BitsPerPixel, 0, 64));
+        for (auto& row : input) {
+            row.resize(std::max<size_t>(1, (static_cast<size_t>(bitmap.Width) * bits + 7) / 8));  // rows are never null
+            for (uint8_t& byte : row) byte = source.byte();
+        }
+        drawKind(source);
+    }
+    DrawnDitherJob(const DrawnDitherJob&) = delete;
+    DrawnDitherJob& operator=(const DrawnDitherJob&) = delete;
+
+  private:
+    // What chance seldom makes: a palette of levels, the web palette, slopes with long runs of equal colours that clamp
+    // now and then, output over input.
+    void drawKind(DitherDraws& source) {
+        const bool levels = source.byte() % 4 == 0, slopes = source.byte() % 2 == 0;
+        for (size_t i = 0; levels && i < sourcePalette.size(); ++i) {
+            const auto level = static_cast<uint8_t>(i);
+            sourcePalette[i] = {level, level, level, 0};
+        }
+        if (source.byte() % 8 == 0) palette = T_IntGetNetscapePalette();
+        for (size_t y = 0; slopes && y < input.size(); ++y)
+            for (size_t x = 0; x < input[y].size(); ++x)
+                input[y][x] = static_cast<uint8_t>(x * 2 / 3 + y * 3 + x % 3 * 40);
+        // Input rows of some orders are converted first, which changes the bits that a shorter output row keeps.
+        inPlace = source.byte() % 2 == 0 && static_cast<int32_t>(outputBits) <= bitmap.BitsPerPixel &&
+                  bitmap.Order != ORDER_MATRIX_RGB;
+    }
+};
 
 }  // namespace tnk::test
