@@ -176,32 +176,30 @@ TEST_F(BitmapList, SetsSlotsWithoutFreeing) {
         T_HANDLE copied = 0;
         EXPECT_EQ(T_CopyBitmapListItems(&copied, list, 0, 1), ERROR_INVALID_PARAMETER) << "it has no storage";
         EXPECT_EQ(T_SetBitmapListItem(list, 0, &bitmap), SUCCESS);
-        EXPECT_EQ(numbers(list), Numbers{5});
     }
+    EXPECT_EQ(T_SetBitmapListItem(list, 1, nullptr), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_InsertBitmapListItem(list, 0, &wrong), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_GetBitmapListItem(list, 0, &slot, kSize - 4), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_ReplaceBitmapListItem(list, 0, &wrong, nullptr, 0), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_ReplaceBitmapListItem(list, 0, &bitmap, &slot, kSize - 4), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(numbers(list), Numbers{5});
 }
 
-TEST_F(BitmapList, RefusesBadArguments) {
-    BitmapHandle bitmap = make(0);
-    ASSERT_EQ(T_InsertBitmapListItem(list, 0, &bitmap), SUCCESS);
-    const BitmapHandle wrong{};
-    uint32_t count;
+TEST_F(BitmapList, RefusesWhatIsNull) {
+    BitmapHandle record{};
+    record.StructSize = kSize;
     T_HANDLE other = 0;
+    uint32_t count;
     for (const int32_t result :
          {T_CreateBitmapList(nullptr), T_DestroyBitmapList(0), T_GetBitmapListCount(0, &count),
-          T_GetBitmapListCount(list, nullptr), T_InsertBitmapListItem(0, 0, &bitmap),
-          T_InsertBitmapListItem(list, 0, nullptr), T_RemoveBitmapListItem(0, 0, &bitmap),
-          T_GetBitmapListItem(0, 0, &bitmap, kSize), T_GetBitmapListItem(list, 0, nullptr, kSize),
-          T_SetBitmapListItem(0, 0, nullptr), T_SetBitmapListItem(list, 1, nullptr), T_DeleteBitmapListItems(0, 0, 1),
-          T_ReplaceBitmapListItem(0, 0, &bitmap, nullptr, 0), T_ReplaceBitmapListItem(list, 0, nullptr, nullptr, 0),
+          T_GetBitmapListCount(list, nullptr), T_InsertBitmapListItem(0, 0, &record),
+          T_InsertBitmapListItem(list, 0, nullptr), T_RemoveBitmapListItem(0, 0, &record),
+          T_GetBitmapListItem(0, 0, &record, kSize), T_GetBitmapListItem(list, 0, nullptr, kSize),
+          T_SetBitmapListItem(0, 0, nullptr), T_DeleteBitmapListItems(0, 0, 1),
+          T_ReplaceBitmapListItem(0, 0, &record, nullptr, 0), T_ReplaceBitmapListItem(list, 0, nullptr, nullptr, 0),
           T_MoveBitmapListItems(nullptr, list, 0, 1), T_MoveBitmapListItems(&other, 0, 0, 1),
-          T_CopyBitmapListItems(nullptr, list, 0, 1), T_CopyBitmapListItems(&other, 0, 0, 1)}) {
+          T_CopyBitmapListItems(nullptr, list, 0, 1), T_CopyBitmapListItems(&other, 0, 0, 1)})
         EXPECT_EQ(result, ERROR_INVALID_PARAMETER);
-    }
-    EXPECT_EQ(T_InsertBitmapListItem(list, 0, &wrong), ERROR_STRUCT_SIZE);
-    EXPECT_EQ(T_GetBitmapListItem(list, 0, &bitmap, kSize - 4), ERROR_STRUCT_SIZE);
-    EXPECT_EQ(T_ReplaceBitmapListItem(list, 0, &wrong, nullptr, 0), ERROR_STRUCT_SIZE);
-    EXPECT_EQ(T_ReplaceBitmapListItem(list, 0, &bitmap, &bitmap, kSize - 4), ERROR_STRUCT_SIZE);
-    EXPECT_EQ(numbers(list), Numbers{0});
 }
 
 }  // namespace

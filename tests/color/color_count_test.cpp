@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include "fuzz/resolution_properties.h"
-#include "support/entry_rule_cases.h"
 #include "support/picture.h"
 
 namespace tnk::test {
@@ -148,19 +147,6 @@ TEST(ColorCount, ReportsTheEndWhenTheArrayIsFull) {
     T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
     EXPECT_EQ(percents, (std::vector<int32_t>{0, 14, 100}));
     EXPECT_EQ(count, 21u);
-}
-
-TEST(EntryRules, ColorCount) {
-    uint32_t count = 0;
-    const EntryCase cases[] = {
-        {"T_GetBitmapColorCountExt", ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, ERROR_STRUCT_SIZE,
-         [&](BitmapHandle* bitmap) { return T_GetBitmapColorCountExt(bitmap, &count, nullptr); }},
-    };
-    checkEntryCases(cases);
-    StoredBitmap picture(Kind::section, 3, 3, 8);
-    picture.record.StructSize = 4;
-    EXPECT_EQ(T_GetBitmapColorCountExt(&picture.record, nullptr, nullptr), ERROR_INVALID_PARAMETER) << "asked first";
-    picture.record.StructSize = sizeof(BitmapHandle);
 }
 
 }  // namespace

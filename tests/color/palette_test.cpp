@@ -82,15 +82,14 @@ TEST(FixedPalette, TablesAndRampsOfEveryDepth) {
     EXPECT_EQ(bytesOf(T_IntGetNetscapePalette(), 256), bytesOf(referenceWebPalette(), 256));
     EXPECT_EQ(T_GetFixedPalette(copy, 0), SUCCESS);
     EXPECT_EQ(bytesOf(copy, 256), bytesOf(ramp(256)));
-    EXPECT_EQ(taken(T_CreateFixedPalette(0), 2), bytesOf(grayPalette({0, 255})));
+    EXPECT_EQ(taken(T_CreateFixedPalette(0), 2), bytesOf(fixedPalette(1), 2));
     EXPECT_EQ(taken(T_CreateGrayPalette(0), 256), bytesOf(ramp(256)));
     for (const int32_t bits : {INT_MIN, -1, 0, 9, INT_MAX}) EXPECT_EQ(T_IntGetFixedPalette(bits), nullptr);
-    for (const uint32_t bits : {30u, 32u, 64u, 0xFFFFFFFFu}) EXPECT_EQ(T_CreateGrayPalette(bits), nullptr);
-    EXPECT_EQ(T_GetFixedPalette(copy, 9), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_GetFixedPalette(nullptr, 4), ERROR_INVALID_PARAMETER);
+    for (const uint32_t bits : {30u, 64u, 0xFFFFFFFFu}) EXPECT_EQ(T_CreateGrayPalette(bits), nullptr);
+    for (const int32_t code : {T_GetFixedPalette(copy, 9), T_GetFixedPalette(nullptr, 4),
+                               T_CreateBitmapGrayPalette(nullptr), T_CreateBitmapFixedPalette(nullptr)})
+        EXPECT_EQ(code, ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_CreateFixedPalette(9), nullptr);
-    EXPECT_EQ(T_CreateBitmapGrayPalette(nullptr), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_CreateBitmapFixedPalette(nullptr), ERROR_INVALID_PARAMETER);
 }
 
 TEST(FixedPalette, OfABitmapFollowsItsColorCount) {
@@ -138,30 +137,20 @@ TEST(GrayScale, JudgesGrayBitmapsByTheirTable) {
     Palette table = ramp(256);
     table[0] = rgb(255, 255, 255);
     table[128] = rgb(9, 9, 9);
-    table[255] = rgb(1, 2, 3);
     record.pLUT = table.data();
-    struct {
-        int32_t low, high;
-        uint32_t length, flags;
-        PaletteEntry last;
-        int32_t code;
-    } const cases[] = {
-        {2, 9, 255, BMF_WINDOW, {}, ERROR_LUT_LENGTH},
-        {2, 9, 256, 0, {}, GRAYSCALE_NORMAL},  // the table is not in force
-        {2, 9, 256, BMF_WINDOW, {}, GRAYSCALE_INVERTED},
-        {2, 9, 256, BMF_WINDOW | BMF_SIGNED, {}, GRAYSCALE_OTHER},
-        {2, 9, 256, BMF_WINDOW, rgb(1, 2, 3), GRAYSCALE_NO},
-        {2, -1, 256, BMF_WINDOW, {}, ERROR_LUT_LENGTH},   // 10 bits
-        {40, -1, 256, BMF_WINDOW, {}, ERROR_LUT_LENGTH},  // a damaged window
-    };
-    for (const auto& c : cases) {
-        record.LowBit = c.low;
-        record.HighBit = c.high;
-        record.LUTLength = c.length;
-        record.Flags = (record.Flags & ~uint32_t{BMF_WINDOW | BMF_SIGNED}) | c.flags;
-        table[255] = c.last;
-        EXPECT_EQ(T_IsGrayScaleBitmap(&record), c.code) << &c - cases;
-    }
+    record.LUTLength = 256;
+    record.LowBit = 2;
+    record.HighBit = 9;
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NORMAL) << "the table is not in force";
+    record.Flags |= BMF_WINDOW;
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_INVERTED);
+    record.Flags |= BMF_SIGNED;
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_OTHER);
+    table[255] = rgb(1, 2, 3);
+    EXPECT_EQ(T_IsGrayScaleBitmap(&record), GRAYSCALE_NO);
+    record.HighBit = -1;
+    for (record.LowBit = 2; record.LowBit <= 40; record.LowBit += 38)  // 10 bits, a damaged window
+        EXPECT_EQ(T_IsGrayScaleBitmap(&record), ERROR_LUT_LENGTH);
 }
 
 TEST(BitmapPalette, ReadsAndWritesRanges) {
@@ -191,33 +180,34 @@ TEST(BitmapPalette, ReadsAndWritesRanges) {
     Bitmap bitmap(1);
     BitmapHandle deep = bitmap.record;
     deep.BitsPerPixel = 9;
-    EXPECT_EQ(T_GetBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_PutBitmapColors(&deep, 0, 1, entries), ERROR_INVALID_PARAMETER);
-    EXPECT_EQ(T_GetBitmapColors(&bitmap.record, 0, 1, entries), ERROR_INVALID_PARAMETER) << "no palette";
-    EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 0, 1, nullptr), ERROR_INVALID_PARAMETER);
+    for (const int32_t code : {T_GetBitmapColors(&deep, 0, 1, entries), T_PutBitmapColors(&deep, 0, 1, entries),
+                               T_GetBitmapColors(&bitmap.record, 0, 1, entries),  // no palette
+                               T_PutBitmapColors(&bitmap.record, 0, 1, nullptr)})
+        EXPECT_EQ(code, ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_GetBitmapPaletteEntries(nullptr, 0, 1, entries), 0);
     EXPECT_EQ(T_PutBitmapColors(&bitmap.record, 0, 1, entries), SUCCESS);
     EXPECT_EQ(bitmap.entries(), bytesOf(entries, 2)) << "black beyond the first";
 }
 
-TEST(EntryRules, Palettes) {
+TEST(EntryRules, Color) {
     constexpr int32_t kNull = ERROR_INVALID_PARAMETER, kBare = ERROR_NOT_ALLOCATED, kSize = ERROR_STRUCT_SIZE;
     PaletteEntry entry{};
+    uint32_t count = 0;
     Bitmap other(8);
+    using Record = BitmapHandle*;
     const EntryCase cases[] = {
-        {"T_GetBitmapColors", kBare, kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_GetBitmapColors(bitmap, 0, 1, &entry); }},
-        {"T_PutBitmapColors", kBare, kBare, kSize,
-         [&](BitmapHandle* bitmap) { return T_PutBitmapColors(bitmap, 0, 1, &entry); }},
-        {"T_SetBitmapPalette", kBare, kNotLookedAt, kSize,
-         [](BitmapHandle* bitmap) { return T_SetBitmapPalette(bitmap, 0); }},
-        {"T_IsGrayScaleBitmap", kNull, kNotLookedAt, kSize, T_IsGrayScaleBitmap},
-        {"T_CopyBitmapPalette, source", kNull, kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(&other.record, bitmap); }},
-        {"T_CopyBitmapPalette, destination", kNull, kNotLookedAt, kSize,
-         [&](BitmapHandle* bitmap) { return T_CopyBitmapPalette(bitmap, &other.record); }},
+        {"get", kBare, kNotLookedAt, kSize, [&](Record r) { return T_GetBitmapColors(r, 0, 1, &entry); }},
+        {"put", kBare, kBare, kSize, [&](Record r) { return T_PutBitmapColors(r, 0, 1, &entry); }},
+        {"set", kBare, kNotLookedAt, kSize, [](Record r) { return T_SetBitmapPalette(r, 0); }},
+        {"gray scale", kNull, kNotLookedAt, kSize, T_IsGrayScaleBitmap},
+        {"source", kNull, kNotLookedAt, kSize, [&](Record r) { return T_CopyBitmapPalette(&other.record, r); }},
+        {"destination", kNull, kNotLookedAt, kSize, [&](Record r) { return T_CopyBitmapPalette(r, &other.record); }},
+        {"count", kBare, kBare, kSize, [&](Record r) { return T_GetBitmapColorCountExt(r, &count, nullptr); }},
     };
     checkEntryCases(cases);
+    other.record.StructSize = 4;
+    EXPECT_EQ(T_GetBitmapColorCountExt(&other.record, nullptr, nullptr), ERROR_INVALID_PARAMETER) << "asked first";
+    other.record.StructSize = sizeof(BitmapHandle);
 }
 
 TEST(BitmapPalette, ReplacesAndCopies) {
@@ -249,11 +239,11 @@ TEST(BitmapPalette, ComparesWhatBothHave) {
     const Bitmap bitmap(8, {rgb(1, 2, 3), rgb(4, 5, 6)}), bare(8);
     const Palette same = {rgb(1, 2, 3, 99), rgb(4, 5, 6), rgb(7, 8, 9)}, other = {rgb(1, 2, 3), rgb(4, 5, 7)};
     EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), same.data(), 3), 1);
-    EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), other.data(), 2), 0);
-    EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), other.data(), 1), 1);
-    EXPECT_EQ(T_CompareBitmapToPalette(bare.get(), other.data(), 2), 1);
-    EXPECT_EQ(T_CompareBitmapToPalette(nullptr, other.data(), 2), 0);
-    EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), nullptr, 2), 0);
+    for (const uint32_t count : {1u, 2u}) {
+        EXPECT_EQ(T_CompareBitmapToPalette(bitmap.get(), other.data(), count), count == 1);
+        EXPECT_EQ(T_CompareBitmapToPalette(bare.get(), other.data(), count), 1);
+    }
+    EXPECT_EQ(T_CompareBitmapToPalette(nullptr, other.data(), 2) + T_CompareBitmapToPalette(bare.get(), nullptr, 2), 0);
 }
 
 TEST(TranslateColor, ByTagAndTarget) {
@@ -362,34 +352,30 @@ TEST(PaletteFailures, LeaveNothingBehind) {
     FailingPlatform failing;
     const Palette palette = ramp(16);
     const T_HANDLE handle = T_CreatePalette(palette.data(), 16);
-    Bitmap bitmap(4), source(4, palette);
+    Bitmap bitmap(4);
     BitmapHandle* const b = &bitmap.record;
     b->ColorCount = 16;
-    const struct {
-        int32_t onFailure;
-        std::function<int32_t()> call;
-    } operations[] = {
+    const std::pair<int32_t, std::function<int32_t()>> operations[] = {
         {0, [&] { return T_SetBitmapNewPalette(b, palette.data(), 16); }},
-        {0, [&] { return T_CopyBitmapPalette(b, &source.record); }},
         {FAILURE, [&] { return T_CreateBitmapGrayPalette(b); }},
         {FAILURE, [&] { return T_CreateBitmapFixedPalette(b); }},
         {FAILURE, [&] { return T_PutBitmapColors(b, 3, 2, palette.data()); }},
-        {FAILURE, [&] { return T_SetBitmapPalette(b, handle); }},
+        {FAILURE,
+         [&] {
+             const T_HANDLE copy = T_DupPalette(handle);
+             const int32_t result = copy != 0 ? T_SetBitmapPalette(b, copy) : FAILURE;
+             T_DeletePalette(copy);
+             return result;
+         }},
     };
-    for (const auto& operation : operations) {
-        const auto check = [&](int32_t result, bool injected) {
-            EXPECT_EQ(result, injected ? operation.onFailure : SUCCESS);
+    for (const auto& [onFailure, call] : operations) {
+        const auto check = [&, code = onFailure](int32_t result, bool injected) {
+            EXPECT_EQ(result, injected ? code : SUCCESS);
             EXPECT_EQ(b->Palette == nullptr, injected);
             T_SetBitmapNewPalette(b, nullptr, 0);
         };
-        EXPECT_GT(sweepFailures(failing, kAllFailures, operation.call, check), 0);
+        EXPECT_GT(sweepFailures(failing, kAllFailures, call, check), 0);
     }
-    sweepFailures(
-        failing, kAllFailures, [&] { return T_DupPalette(handle); },
-        [](T_HANDLE copy, bool injected) {
-            EXPECT_EQ(copy == 0, injected);
-            if (copy != 0) T_DeletePalette(copy);
-        });
     T_DeletePalette(handle);
 }
 
