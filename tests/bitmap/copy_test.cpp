@@ -1,6 +1,7 @@
-// Copies of bitmaps, whole and of rectangles: what goes with them, what the plain rule cuts out, what is refused.
+// Copies of bitmaps, whole, of rectangles and of the record alone: what goes with them, what the plain rule cuts out, what is refused.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <utility>
 
 #include "support/failing_platform.h"
@@ -51,10 +52,10 @@ TEST(CopyRect, EqualsThePlainRule) {
 }
 
 // A region's handle tells how far it was moved.
-int32_t regionResult = SUCCESS;
+int32_t failingShift = INT32_MAX;
 int32_t TNK_CALL copyRegionRoutine(BitmapHandle* destination, BitmapHandle*, int32_t dx, int32_t dy) {
     destination->Region = 1000 + 10 * dx + dy;
-    return dx == 0 && dy == 0 ? SUCCESS : regionResult;
+    return dx == failingShift ? -99 : SUCCESS;
 }
 
 class Copy : public ::testing::TestWithParam<Kind> {
@@ -68,8 +69,13 @@ class Copy : public ::testing::TestWithParam<Kind> {
         T_ResetDisDispatch();
         T_FreeBitmap(&copy);
         EXPECT_EQ(failing.live(), LiveObjects{});
+        failingShift = INT32_MAX;
+    }
+    int32_t duplicate(BitmapHandle& source, uint32_t what, int32_t bits) {
+        return T_DupBitmapNewDim(&copy, &source, sizeof copy, 30, 40, bits, what);
     }
 
+    static constexpr uint32_t kEverything = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS;
     FailingPlatform failing;
     BitmapHandle copy{};
 };
@@ -87,6 +93,82 @@ struct Source : StoredBitmap {
         record.pLUT = T_CreateNewPalette(T_IntGetFixedPalette(4), record.LUTLength = 16);
     }
 };
+
+TEST_P(Copy, DuplicatesCarryTheAttributes) {
+    Source stored(GetParam(), {16, ORDER_GRAY});
+    BitmapHandle& source = stored.record;
+    source.Flags |= BMF_SIGNED | 0x10000 | BMF_PLAYBACK_A | BMF_BYTEMAP;
+    int32_t value = 2;
+    for (int32_t* field : {&source.XResolution, &source.YResolution, &source.ByteMapParam2, &source.MinVal,
+                           &source.MaxVal, &source.DataLowBit, &source.DataHighBit, &source.LowBit}) {
+        *field = value++;
+    }
+    for (uint32_t* field : {&source.Reserved2, &source.PlaybackValue1, &source.PlaybackValue2, &source.PlaybackValue3,
+                            &source.PlaybackMode, &source.PlaybackColor1}) {
+        *field = static_cast<uint32_t>(value++);
+    }
+    source.PlaybackColor2 = COLOR_TAG_INDEX | 9;
+    ASSERT_EQ(duplicate(source, kEverything, 16), SUCCESS);
+    EXPECT_EQ(std::memcmp(copy.pByteMap, source.pByteMap, 256), 0);
+    EXPECT_NE(copy.pLUT, source.pLUT);
+    EXPECT_EQ(std::memcmp(copy.pLUT, source.pLUT, 64), 0);
+    EXPECT_EQ(source.Region, 77);
+    BitmapHandle expected = source;  // but for what a copy has of its own
+    expected.Height = 40;
+    expected.Size = 2400;
+    expected.Region = 1000;
+    expected.pData = copy.pData;
+    expected.DataHandle = copy.DataHandle;
+    expected.pByteMap = copy.pByteMap;
+    expected.pLUT = copy.pLUT;
+    expected.CurrentRow = expected.CurrentPos = expected.PlaybackColor2 = 0;  // no palette for the index
+    EXPECT_EQ(std::memcmp(&copy, &expected, sizeof copy), 0);
+    copy.Flags ^= BMF_PLAYBACK_A | BMF_PLAYBACK_B;
+    copy.PlaybackColor2 = copy.PlaybackMode = 1;
+    EXPECT_EQ(T_CopyPlaybackParms(&copy, &source), SUCCESS);
+    EXPECT_EQ(std::memcmp(&copy, &expected, sizeof copy), 0);
+
+    T_FreeBitmap(&copy);
+    copy = source;
+    ASSERT_EQ(T_CopyGrayParams(&copy, &source), SUCCESS);
+    EXPECT_NE(copy.pLUT, source.pLUT) << "a table of its own";
+    T_GlobalFree(copy.pLUT, 0, nullptr);
+
+    source.Region = 0;
+    ASSERT_EQ(duplicate(source, kEverything, 12), SUCCESS);
+    EXPECT_TRUE(copy.Region == 1000 && source.Region == 0) << "the routine is asked also without a region";
+    EXPECT_EQ(copy.HighBit, 11) << "another depth has its own window";
+    T_FreeBitmap(&copy);
+    failingShift = 0;
+    EXPECT_EQ(duplicate(source, kEverything, 8), -99);
+    EXPECT_EQ(copy.Flags & BMF_ALLOCATED, 0u);
+    T_ResetDisDispatch();
+    ASSERT_EQ(duplicate(source, kEverything, 8), SUCCESS);
+    EXPECT_EQ(copy.Region, 0) << "no routine, no region";
+}
+
+TEST_P(Copy, DuplicatesShareWhatIsNotCopied) {
+    Source stored(GetParam(), {8, ORDER_RGB});
+    BitmapHandle& source = stored.record;
+    ASSERT_EQ(duplicate(source, 0, 8), SUCCESS);
+    EXPECT_EQ(copy.Flags, source.Flags & BMF_DISK) << "the kind is remembered without storage";
+    EXPECT_TRUE(copy.Palette == source.Palette && copy.Region == 77);
+    EXPECT_EQ(T_FreeDuplicateBitmap(&copy, 0), SUCCESS);
+    EXPECT_TRUE(copy.Palette == nullptr && copy.Region == 0 && source.Palette != nullptr);
+
+    ASSERT_EQ(duplicate(source, DUP_PALETTE | DUP_REGION, 8), SUCCESS);
+    EXPECT_NE(copy.Palette, source.Palette);
+    EXPECT_EQ(T_CompareBitmapToPalette(&copy, source.Palette, 256), 1);
+    copy.pLUT = copy.Palette;
+    EXPECT_EQ(T_FreeDuplicateBitmap(&copy, DUP_PALETTE | DUP_REGION), SUCCESS);
+    EXPECT_NE(copy.pLUT, nullptr) << "nothing else is freed";
+    EXPECT_EQ(failing.deletedRegions(), 1) << "the copy's";
+
+    failing.failFrom(1, kModuleFailures);
+    source.Flags |= BMF_SUPERCOMPRESSED;
+    EXPECT_EQ(duplicate(source, kEverything, 8), ERROR_CODEC_MISSING) << "of the source's kind";
+    source.Flags &= ~BMF_SUPERCOMPRESSED;
+}
 
 TEST_P(Copy, HasWhatHangsOnTheBitmap) {
     for (const Format format : {Format{4, ORDER_RGB}, {16, ORDER_GRAY}}) {
@@ -150,10 +232,10 @@ TEST_P(Copy, TrimReplacesTheSourceByWhatLiesInside) {
         EXPECT_EQ(T_TrimBitmap(&b, r.left, r.top, r.width, r.height), ERROR_INVALID_SIZE);
     }
     EXPECT_EQ(T_CopyBitmapRect(&copy, &b, sizeof copy, 0, 0, -1, 4), ERROR_INVALID_SIZE);
-    regionResult = -99;
+    failingShift = -3;
     EXPECT_EQ(T_CopyBitmapRect(&copy, &b, sizeof copy, 3, -4, 8, 8), -99);
     EXPECT_TRUE(isBare(copy));
-    regionResult = SUCCESS;
+    failingShift = INT32_MAX;
     EXPECT_EQ(contents(b), before);
 
     int32_t percent = 0;

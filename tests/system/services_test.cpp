@@ -1,4 +1,4 @@
-// Thread slots, text, module loaders and the library's coming and going, animation values.
+// Thread slots, text, module loaders and the library's coming and going.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -157,30 +157,6 @@ TEST(Loading, LeavesNothingBehind) {
         EXPECT_LT(heapBytesInUse(), before + 50 * 1000);
         EXPECT_EQ(nextSlot(), slot);
     }
-}
-
-TEST(PlaybackParms, CopyFlagsValuesAndTranslatedColours) {
-    PaletteEntry palette[256] = {};
-    palette[9] = {30, 20, 10, 0};
-    BitmapHandle source;
-    ASSERT_EQ(T_InitBitmap(&source, sizeof source, 4, 4, 24), SUCCESS);
-    BitmapHandle destination = source;
-    source.PlaybackValue1 = 1;
-    source.PlaybackValue2 = 2;
-    source.PlaybackValue3 = 3;
-    source.PlaybackMode = 4;
-    source.PlaybackColor1 = 0x1E140A;
-    source.PlaybackColor2 = 0x112233;
-    BitmapHandle expected = source;
-    expected.Flags = BMF_PLAYBACK_B | BMF_BYTEMAP;
-    source.PlaybackColor1 = COLOR_TAG_INDEX | 9;
-    source.Palette = palette;
-    source.BitsPerPixel = 8;
-    source.ColorCount = 256;
-    source.Flags = BMF_PLAYBACK_B | BMF_WINDOW;
-    destination.Flags = BMF_PLAYBACK_A | BMF_BYTEMAP;
-    EXPECT_EQ(T_CopyPlaybackParms(&destination, &source), SUCCESS);
-    EXPECT_EQ(std::memcmp(&destination, &expected, sizeof expected), 0);
 }
 
 }  // namespace

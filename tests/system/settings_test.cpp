@@ -38,6 +38,13 @@ TEST(Settings, SettersCheckAndStore) {
             EXPECT_EQ(T_GetDefaultMemoryType(&type), SUCCESS);
             EXPECT_EQ(type, wanted == 0 ? MEM_CONVENTIONAL : MEM_NOCONVENTIONAL);
         }
+        const StatusCallback goOn = [](int32_t, void*) TNK_CALL -> int32_t { return SUCCESS; };
+        StatusCallback old = goOn;
+        void* data = &type;
+        T_SetStatusCallBack(goOn, &old, &old, &data);
+        EXPECT_TRUE(old == nullptr && data == nullptr && T_GetStatusCallBack(&data) == goOn && data == &old);
+        T_SetCopyStatusCallBack(goOn, &type, &old, &data);
+        EXPECT_TRUE(old == nullptr && data == nullptr && T_GetCopyStatusCallBack(&data) == goOn && data == &type);
     });
 }
 
@@ -88,20 +95,6 @@ TEST(Settings, TempDirectoryMustBeThereAndIsCutWhenRead) {
             EXPECT_EQ(buffer, expected + WideString(300 - expected.size(), T_WCHAR{0x7E7E}));
         }
     });
-}
-
-TEST(Settings, CallbacksAreExchanged) {
-    const StatusCallback goOn = [](int32_t, void*) TNK_CALL -> int32_t { return SUCCESS; };
-    for (const auto& [set, get] : {std::pair{&T_SetStatusCallBack, &T_GetStatusCallBack},
-                                   {&T_SetCopyStatusCallBack, &T_GetCopyStatusCallBack}}) {
-        StatusCallback old = goOn;
-        void* data = &old;
-        set(goOn, &old, &old, &data);
-        EXPECT_TRUE(old == nullptr && data == nullptr);
-        EXPECT_TRUE(get(&data) == goOn && data == &old);
-        set(nullptr, nullptr, &old, &data);
-        EXPECT_TRUE(old == goOn && data == &old && get(nullptr) == nullptr);
-    }
 }
 
 TEST(Settings, BelongToTheirThreadAndGoWithIt) {
