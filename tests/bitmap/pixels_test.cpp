@@ -88,5 +88,13 @@ TEST(Pixels, RefuseOtherPlacesAndFormats) {
     EXPECT_EQ(T_PutPixelColor(&b, 9, 9, 0), ERROR_SIGNED_DATA);
 }
 
+// The only run whose bits are not all its own; every other one runs in the walk.
+TEST(Pixels, ARunOf2BitsFromPixel2LeavesPixel3) {
+    StoredBitmap stored(Kind::section, 8, 1, 2);
+    const uint32_t run[] = {2, 7, 0};  // without its partner, not looked at
+    EXPECT_EQ(T_PutBitmapRowSegments(&stored.record, Bytes(2, 0xFF).data(), 0, 0, run, 3, 0), SUCCESS);
+    EXPECT_EQ(rowsOf(stored.record), (Bytes{0x0C, 0xFC, 0, 0}));
+}
+
 }  // namespace
 }  // namespace tnk::test

@@ -110,9 +110,9 @@ TEST_P(RowsInParts, RefuseSpansOutside) {
     } outside[] = {{-1, 0, 1},  {-1, 64, 1},        {INT32_MIN, 0, 64},     {10, 0, 1},        {9, 64, 1}, {9, 63, 2},
                    {0, 0, 641}, {INT32_MAX, 0, 64}, {0, UINT32_MAX / 8, 1}, {0, 1, UINT32_MAX}};
     const uint32_t segment[] = {0, 9};
+    uint8_t bytes[1024] = {9};
     for (const auto& c : outside) {
         const uint32_t column = c.byte * 8 / static_cast<uint32_t>(bitmap.BitsPerPixel);
-        uint8_t bytes[1024] = {9};
         EXPECT_EQ(T_GetBitmapRowCol(&bitmap, bytes, c.row, column, c.bytes), FAILURE);
         EXPECT_EQ(bytes[0], 9);
         EXPECT_EQ(T_PutBitmapRowCol(&bitmap, bytes, c.row, column, c.bytes), FAILURE);
@@ -123,29 +123,45 @@ TEST_P(RowsInParts, RefuseSpansOutside) {
         EXPECT_EQ(T_PutBitmapRow(&bitmap, bytes, c.row, c.bytes), GetParam() == Kind::tiled ? 0 : FAILURE);
     }
     EXPECT_EQ(rowsOf(bitmap), rows);
-    BitmapHandle claimed = bitmap;  // a flag without a table behind it
-    claimed.pData = nullptr;
-    uint8_t byte = 0;
+    EXPECT_EQ(T_GetBitmapRowCol(&bitmap, bytes, 9, static_cast<uint32_t>(bitmap.Width), 0),
+              GetParam() == Kind::tiled ? FAILURE : 0)
+        << "no bytes, at the very end";
+
+    // Flags set by hand for storage that is not there, or is another: a code, and nothing is touched.
+    BitmapHandle claimed = bitmap;
+    uintptr_t other[4] = {};
+    for (uint8_t* const data : {static_cast<uint8_t*>(nullptr), reinterpret_cast<uint8_t*>(other)}) {
+        if (data != nullptr && GetParam() == Kind::tiled) continue;
+        claimed.pData = data;
+        EXPECT_EQ(T_GetBitmapRow(&claimed, bytes, 0, 1), ERROR_NOT_ALLOCATED);
+        EXPECT_EQ(T_PutBitmapRowCol(&claimed, bytes, 0, 8, 1),
+                  GetParam() == Kind::tiled ? FAILURE : ERROR_NOT_ALLOCATED);
+        EXPECT_EQ(T_PutBitmapRowSegments(&claimed, bytes, 0, 0, segment, 2, 0), ERROR_NOT_ALLOCATED);
+        EXPECT_FALSE(RowReader(claimed).prepare().ok() || RowWriter(claimed).prepare().ok());
+        EXPECT_LT(T_ChangeBitmapHeight(&claimed, 5), 0);
+        if (GetParam() != Kind::tiled) {
+            EXPECT_EQ(T_UpdateBitmapSize(&claimed), ERROR_NOT_ALLOCATED);
+        }
+        if (GetParam() == Kind::compressed) {
+            EXPECT_EQ(T_GetBitmapRowCompressed(&claimed, nullptr, bytes, 1, 1), ERROR_NOT_ALLOCATED);
+            EXPECT_EQ(T_PutBitmapRowCompressed(&claimed, nullptr, Bytes(4).data(), 1, 1), ERROR_NOT_ALLOCATED);
+        }
+    }
     uint32_t kind = 0;
-    EXPECT_EQ(T_GetBitmapRow(&claimed, &byte, 0, 1), ERROR_NOT_ALLOCATED);
-    EXPECT_LT(T_ChangeBitmapHeight(&claimed, 5), 0);
+    claimed.pData = claimed.pByteMap = nullptr;
     EXPECT_EQ(T_GetBitmapMemoryInfo(&claimed, &kind, &kind, &kind, &kind, &kind, &kind), SUCCESS);
-    claimed.pByteMap = nullptr;
     T_FreeBitmap(&claimed);
 }
 
 TEST_P(Storage, TellsItsKindAndFreesEverything) {
     FailingPlatform failing;
-    const bool super = GetParam() == Kind::super;
-    StoredBitmap stored(GetParam(), 50, 50, super ? 24 : depthFor(GetParam(), 16));
+    StoredBitmap stored(GetParam(), 50, 50, depthFor(GetParam(), GetParam() == Kind::super ? 24 : 16));
     BitmapHandle& bitmap = stored.record;
     uint32_t kind = 0;
     EXPECT_EQ(T_GetBitmapMemoryInfo(&bitmap, &kind, nullptr, nullptr, nullptr, nullptr, nullptr), SUCCESS);
-    EXPECT_EQ(kind, GetParam() == Kind::disk         ? MEMKIND_DISK
-                    : super                          ? MEMKIND_SUPERCOMPRESSED
-                    : GetParam() == Kind::compressed ? MEMKIND_COMPRESSED
-                    : GetParam() == Kind::tiled      ? MEMKIND_TILED
-                                                     : MEMKIND_MEMORY);
+    constexpr uint32_t kKinds[] = {MEMKIND_MEMORY,          MEMKIND_DISK,       MEMKIND_MEMORY, MEMKIND_MEMORY,
+                                   MEMKIND_SUPERCOMPRESSED, MEMKIND_COMPRESSED, MEMKIND_TILED};
+    EXPECT_EQ(kind, kKinds[static_cast<int>(GetParam())]);
     uint8_t* const data = bitmap.pData;
     T_FreeBitmap(&bitmap);
     EXPECT_EQ(failing.live(), LiveObjects{});
@@ -215,6 +231,10 @@ TEST(DiskStorage, ReportsFailedTransfers) {
     failing.setDiskRoom(UINT64_MAX);
     EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 3, 128), ERROR_FILE_READ) << "past the end of the file";
     EXPECT_EQ(T_GetBitmapRow(&bitmap, row, -1, 64), ERROR_FILE_SEEK);
+    BitmapHandle marked;
+    ASSERT_EQ(T_InitBitmap(&marked, sizeof marked, 8, 8, 8), SUCCESS);
+    marked.Flags = BMF_DISK;
+    EXPECT_EQ(T_GetBitmapRow(&marked, row, 0, 1), ERROR_FILE_SEEK) << "no file behind the flag";
 }
 
 // The row beyond 4 GB lies past the bitmap's end, where a position of 32 bits would fall into row 4464.
@@ -239,38 +259,6 @@ TEST(DiskStorage, ReachesBeyond2And4Gigabytes) {
     uint8_t tail[4] = {9, 9, 9, 9};
     ASSERT_EQ(T_GetBitmapRowCol(&bitmap, tail, 64999, 65532, 4), 4);
     EXPECT_EQ(tail[0] + tail[1] * 10 + tail[2] * 100 + tail[3] * 1000, 3300);
-}
-
-// Flags set by hand for storage that the library does not have: a code, and nothing is touched.
-TEST(MissingStorage, AnswersWithCodes) {
-    for (const uint32_t flag : {BMF_COMPRESSED, BMF_SUPERCOMPRESSED}) {
-        SCOPED_TRACE(flag);
-        BitmapHandle bitmap;
-        ASSERT_EQ(T_CreateBitmap(&bitmap, sizeof bitmap, 1, 64, 8, 1, 0, nullptr, 1, nullptr, 0), SUCCESS);
-        const BitmapHandle real = bitmap;
-        bitmap.Flags |= flag;
-        uint8_t row[8] = {1, 2, 3, 4, 5, 6, 7, 8};
-        const uint32_t segment[] = {0, 9};
-        EXPECT_EQ(T_GetBitmapRow(&bitmap, row, 1, 8), ERROR_NOT_ALLOCATED);
-        EXPECT_EQ(T_GetBitmapRowCol(&bitmap, row, 1, 8, 1), ERROR_NOT_ALLOCATED);
-        EXPECT_EQ(T_PutBitmapRowCol(&bitmap, row, 1, 8, 1), ERROR_NOT_ALLOCATED);
-        EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, row, 1, 0, segment, 2, 0), ERROR_NOT_ALLOCATED);
-        EXPECT_EQ(T_GetBitmapRowCompressed(&bitmap, nullptr, row, 1, 1), ERROR_NOT_ALLOCATED);
-        EXPECT_EQ(T_PutBitmapRowCompressed(&bitmap, nullptr, Bytes(4).data(), 1, 1), ERROR_NOT_ALLOCATED);
-        EXPECT_FALSE(RowReader(bitmap).prepare().ok() || RowWriter(bitmap).prepare().ok());
-        EXPECT_EQ(T_UpdateBitmapSize(&bitmap), ERROR_NOT_ALLOCATED);
-        EXPECT_LT(T_ChangeBitmapHeight(&bitmap, 9), 0);
-        T_AccessBitmap(&bitmap);
-        T_ReleaseBitmap(&bitmap);
-        EXPECT_EQ(bitmap.pData, real.pData);
-        bitmap.Flags = real.Flags;
-        T_FreeBitmap(&bitmap);
-    }
-    BitmapHandle marked;
-    ASSERT_EQ(T_InitBitmap(&marked, sizeof marked, 8, 8, 8), SUCCESS);
-    marked.Flags = BMF_DISK;
-    uint8_t byte = 0;
-    EXPECT_EQ(T_GetBitmapRow(&marked, &byte, 0, 1), ERROR_FILE_SEEK) << "no file behind the flag";
 }
 
 }  // namespace

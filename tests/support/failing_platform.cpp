@@ -109,22 +109,22 @@ bool takeRoom(uint32_t& count) {
 const Platform& real = nativePlatform;
 
 void setMemoryRoutines(Platform& table) {
-    table.allocateLocal = [](size_t bytes, bool zero) -> void* {
-        return fails(kLocalFailures) ? nullptr : born(kLocal, real.allocateLocal(bytes, zero));
+    table.allocateLocal = [](auto... p) {
+        return fails(kLocalFailures) ? nullptr : born(kLocal, real.allocateLocal(p...));
     };
     table.reallocateLocal = [](void* block, size_t bytes) -> void* {
         return moved(kLocal, block, fails(kLocalFailures) ? nullptr : real.reallocateLocal(block, bytes));
     };
     table.freeLocal = [](void* block) { real.freeLocal(gone(kLocal, block)); };
-    table.allocateGlobal = [](size_t bytes, bool zero) -> void* {
-        return fails(kGlobalFailures) ? nullptr : born(kGlobal, real.allocateGlobal(bytes, zero));
+    table.allocateGlobal = [](auto... p) {
+        return fails(kGlobalFailures) ? nullptr : born(kGlobal, real.allocateGlobal(p...));
     };
     table.reallocateGlobal = [](void* block, size_t bytes) -> void* {
         return moved(kGlobal, block, fails(kGlobalFailures) ? nullptr : real.reallocateGlobal(block, bytes));
     };
     table.freeGlobal = [](void* block) { real.freeGlobal(gone(kGlobal, block)); };
-    table.allocateMovable = [](size_t bytes) -> T_HANDLE {
-        return fails(kMovableFailures) ? 0 : born(kMovable, real.allocateMovable(bytes));
+    table.allocateMovable = [](auto... p) {
+        return fails(kMovableFailures) ? 0 : born(kMovable, real.allocateMovable(p...));
     };
     table.reallocateMovable = [](T_HANDLE block, size_t bytes) -> T_HANDLE {
         const Kind kind = isAlive(kGlobal, block) ? kGlobal : kMovable;  // fixed blocks serve as movable ones
@@ -155,32 +155,24 @@ void setMemoryRoutines(Platform& table) {
 }
 
 void setFileRoutines(Platform& table) {
-    table.openFile = [](const FileRequest& request) {
-        return fails(kOpenFailures) ? kNoFile : born(kFile, real.openFile(request), kNoFile);
+    table.openFile = [](auto... p) {
+        return fails(kOpenFailures) ? kNoFile : born(kFile, real.openFile(p...), kNoFile);
     };
-    table.readFile = [](T_HANDLE file, void* buffer, uint32_t count) {
-        return fails(kTransferFailures) ? -1 : real.readFile(file, buffer, count);
+    table.readFile = [](auto... p) { return fails(kTransferFailures) ? -1 : real.readFile(p...); };
+    table.writeFile = [](auto file, auto data, auto count) {
+        return takeRoom(count) ? real.writeFile(file, data, count) : -1;
     };
-    table.writeFile = [](T_HANDLE file, const void* buffer, uint32_t count) {
-        return takeRoom(count) ? real.writeFile(file, buffer, count) : -1;
+    table.readFileAt = [](auto... p) { return fails(kTransferFailures) ? -1 : real.readFileAt(p...); };
+    table.writeFileAt = [](auto file, auto at, auto data, auto count) {
+        return takeRoom(count) ? real.writeFileAt(file, at, data, count) : -1;
     };
-    table.readFileAt = [](T_HANDLE file, int64_t position, void* buffer, uint32_t count) {
-        return fails(kTransferFailures) ? -1 : real.readFileAt(file, position, buffer, count);
-    };
-    table.writeFileAt = [](T_HANDLE file, int64_t position, const void* buffer, uint32_t count) {
-        return takeRoom(count) ? real.writeFileAt(file, position, buffer, count) : -1;
-    };
-    table.seekFile = [](T_HANDLE file, int64_t offset, SeekOrigin origin) {
-        return fails(kTransferFailures) ? -1 : real.seekFile(file, offset, origin);
-    };
-    table.endFileHere = [](T_HANDLE file) { return !fails(kTransferFailures) && real.endFileHere(file); };
+    table.seekFile = [](auto... p) { return fails(kTransferFailures) ? -1 : real.seekFile(p...); };
+    table.endFileHere = [](auto... p) { return !fails(kTransferFailures) && real.endFileHere(p...); };
     table.closeFile = [](T_HANDLE file) { return real.closeFile(gone(kFile, file)) && !fails(kCloseFailures); };
     table.deleteFile = [](const T_WCHAR* name) { return real.deleteFile(name) && !fails(kCloseFailures); };
-    table.makeTempName = [](const T_WCHAR* directory, const T_WCHAR* prefix, T_WCHAR(&path)[kPathChars]) {
-        return !fails(kOpenFailures) && real.makeTempName(directory, prefix, path);
-    };
-    table.createTempFile = [](const T_WCHAR* directory, const T_WCHAR* prefix, bool sparse) {
-        return fails(kOpenFailures) ? kNoFile : born(kFile, real.createTempFile(directory, prefix, sparse), kNoFile);
+    table.makeTempName = [](auto... p) { return !fails(kOpenFailures) && real.makeTempName(p...); };
+    table.createTempFile = [](auto... p) {
+        return fails(kOpenFailures) ? kNoFile : born(kFile, real.createTempFile(p...), kNoFile);
     };
     table.lastErrorIsDiskFull = [] {
         const Locked guard;
@@ -195,30 +187,18 @@ void setSystemRoutines(Platform& table) {
     table.handleCount = [](uint32_t* count) {
         return !fails(kBudgetFailures) && (substitute(&State::handles, count) || real.handleCount(count));
     };
-    table.createThreadSlot = [](void (*release)(void*)) {
-        return !fails(kThreadFailures) && real.createThreadSlot(release);
-    };
-    table.setThreadValue = [](void* value) { return !fails(kThreadFailures) && real.setThreadValue(value); };
+    table.createThreadSlot = [](auto... p) { return !fails(kThreadFailures) && real.createThreadSlot(p...); };
+    table.setThreadValue = [](auto... p) { return !fails(kThreadFailures) && real.setThreadValue(p...); };
     table.allocateSlot = [] { return fails(kThreadFailures) ? kNoSlot : real.allocateSlot(); };
-    table.setSlotValue = [](uint32_t slot, void* value) {
-        return !fails(kThreadFailures) && real.setSlotValue(slot, value);
+    table.setSlotValue = [](auto... p) { return !fails(kThreadFailures) && real.setSlotValue(p...); };
+    table.createPalette = [](auto... p) {
+        return fails(kPaletteFailures) ? 0 : born(kPalette, real.createPalette(p...));
     };
-    table.createPalette = [](const PaletteEntry* entries, uint32_t count) -> T_HANDLE {
-        return fails(kPaletteFailures) ? 0 : born(kPalette, real.createPalette(entries, count));
-    };
-    table.getPaletteEntries = [](T_HANDLE palette, uint32_t first, uint32_t count, PaletteEntry* entries) {
-        return fails(kPaletteFailures) ? 0 : real.getPaletteEntries(palette, first, count, entries);
-    };
-    table.setPaletteEntries = [](T_HANDLE palette, uint32_t first, uint32_t count, const PaletteEntry* entries) {
-        return fails(kPaletteFailures) ? 0 : real.setPaletteEntries(palette, first, count, entries);
-    };
+    table.getPaletteEntries = [](auto... p) { return fails(kPaletteFailures) ? 0 : real.getPaletteEntries(p...); };
+    table.setPaletteEntries = [](auto... p) { return fails(kPaletteFailures) ? 0 : real.setPaletteEntries(p...); };
     table.deletePalette = [](T_HANDLE palette) { return real.deletePalette(gone(kPalette, palette)); };
-    table.loadModule = [](const T_WCHAR* name) -> T_HANDLE {
-        return fails(kModuleFailures) ? 0 : born(kModule, real.loadModule(name));
-    };
-    table.findSymbol = [](T_HANDLE module, const char* name) -> void* {
-        return fails(kModuleFailures) ? nullptr : real.findSymbol(module, name);
-    };
+    table.loadModule = [](auto... p) { return fails(kModuleFailures) ? 0 : born(kModule, real.loadModule(p...)); };
+    table.findSymbol = [](auto... p) { return fails(kModuleFailures) ? nullptr : real.findSymbol(p...); };
     table.unloadModule = [](T_HANDLE module) { return real.unloadModule(gone(kModule, module)); };
     table.diagnose = [](const char* text) { Locked()->diagnostics += text; };
     table.deleteRegion = [](T_HANDLE) { return ++Locked()->deletedRegions > 0; };

@@ -11,18 +11,6 @@
 
 namespace tnk::test {
 
-namespace {
-
-WideString wideName(const std::filesystem::path& path) {
-#ifdef _WIN32
-    return path.native();
-#else
-    return path.u16string();
-#endif
-}
-
-}  // namespace
-
 WideString wide(std::string_view text) { return WideString(text.begin(), text.end()); }
 
 TempFolder::TempFolder() {
@@ -34,18 +22,13 @@ TempFolder::TempFolder() {
 
 TempFolder::~TempFolder() {
     std::error_code error;
-    for (const auto& entry : std::filesystem::directory_iterator(path_, error)) {
-        // Some systems keep files that are read-only.
-        std::filesystem::permissions(entry.path(), std::filesystem::perms::owner_write,
-                                     std::filesystem::perm_options::add, error);
-    }
     std::filesystem::remove_all(path_, error);
     EXPECT_FALSE(error) << path_ << ": " << error.message();
 }
 
-WideString TempFolder::name() const { return wideName(path_); }
+WideString TempFolder::name() const { return path_.string<T_WCHAR>(); }
 
-WideString TempFolder::name(std::string_view file) const { return wideName(path_ / file); }
+WideString TempFolder::name(std::string_view file) const { return (path_ / file).string<T_WCHAR>(); }
 
 std::string TempFolder::contents(std::string_view file) const {
     std::ifstream stream(path_ / file, std::ios::binary);
