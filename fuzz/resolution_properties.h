@@ -89,11 +89,11 @@ inline PlainPalette plainOptimized(const ResolutionRequest& r, const std::vector
     PlainPalette p;
     uint32_t count = r.colors();
     p.entries.assign(count, PaletteEntry{0, 0, 0, kFreeEntry});
-    const auto reserved = static_cast<uint32_t>((r.flags & CRF_RESERVESYSTEMCOLORS) != 0 ? r.screen.size() : 0);
-    for (uint32_t i = 0; i < reserved; ++i) {
-        PaletteEntry& entry = p.entries[i < reserved / 2 ? i : count - reserved + i];
-        entry = r.screen[i];
-        entry.Reserved = 0;
+    const bool reserves = (r.flags & CRF_RESERVESYSTEMCOLORS) != 0;
+    for (size_t i = 0; reserves && i < std::min<size_t>(r.screen.size(), count) / 2; ++i) {
+        p.entries[i] = r.screen[i];
+        p.entries[count - 1 - i] = r.screen[r.screen.size() - 1 - i];
+        p.entries[i].Reserved = p.entries[count - 1 - i].Reserved = 0;
     }
     std::vector<ReferenceColor> fixed;
     std::vector<uint32_t> places;
@@ -186,7 +186,6 @@ inline void ditherPlainly(const ResolutionRequest& r, const ReferencePicture& so
                                             .userMatchTable = p.table.empty() ? nullptr : p.table.data()});
     for (std::vector<uint8_t> input : source.rows) {
         std::vector<uint8_t> row(line);
-        if (out.code == T_SUCCESS && !hasOrder(source.format)) out.code = T_ERROR_INVALID_PARAMETER;
         if (out.code == T_SUCCESS) out.code = dither.line(input.data(), row.data());
         if (out.code != T_SUCCESS) return;
         out.rows.push_back(row);
@@ -435,10 +434,11 @@ inline ResolutionRequest drawRequest(Script& script) {
 }
 
 // Null, or what is broken.
-inline const char* brokenResolution(Script script) {
+inline const char* brokenResolution(Script script, const Entries& screen = {}) {
     BitmapHandle source{};
     if (!drawBitmap(script, source, 40, 20)) return "no bitmap";
-    const ResolutionRequest request = drawRequest(script);
+    ResolutionRequest request = drawRequest(script);
+    request.screen = screen;
     ResolutionJob job{.source = source, .request = request};
     if (script.next(4) == 0) job.stopAt = script.next(25);
     job.flip = script.next(2) == 0 ? 0x80 : 0;

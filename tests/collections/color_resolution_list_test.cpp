@@ -89,7 +89,23 @@ struct ListRows {
     }
 };
 
+void expectPalette(const DrawnList& list, uint32_t wanted) {
+    Entries entries(257, PaletteEntry{9, 9, 9, 9});
+    uint32_t count = wanted, needs = 77;
+    uint32_t* table = nullptr;
+    ASSERT_EQ(T_CreateBitmapListOptPal(list.handle, entries.data(), &count, &table, &needs), SUCCESS);
+    const ReferenceOptimized expected = referenceOptimizedPalette(list.pictures, wanted, false, false);
+    EXPECT_EQ(count, expected.count);
+    EXPECT_EQ(needs, expected.needsDithering ? 1u : 0u);
+    EXPECT_TRUE(std::equal(expected.palette.begin(), expected.palette.end(), plainColors(entries.data())));
+    EXPECT_EQ(entries[wanted].Blue, 9) << "beyond the wanted entries";
+    ASSERT_EQ(table != nullptr, !expected.matchTable.empty());
+    EXPECT_TRUE(table == nullptr || std::equal(expected.matchTable.begin(), expected.matchTable.end(), table));
+    T_FreeUserMatchTable(table);
+}
+
 TEST(ColorResolutionList, EqualsThePlainFormUntilTheFirstFailure) {
+    constexpr uint32_t kWanted[] = {1, 2, 3, 5, 16, 63, 64, 65, 100, 255, 256};
     RandomNumbers random(338);
     for (int run = 0; run < 600; ++run) {
         const Bytes bytes = random.bytes(600);
@@ -100,6 +116,8 @@ TEST(ColorResolutionList, EqualsThePlainFormUntilTheFirstFailure) {
         if (request.bits == 9) request.bits = 8;  // refused before the first item
         SCOPED_TRACE(::testing::Message() << "run " << run << ", " << count << " items, to " << request.bits
                                           << " bits, flags " << request.flags);
+        expectPalette(list, kWanted[random.below(std::size(kWanted))]);
+        ASSERT_FALSE(HasFailure());
         // The palette of an item goes with the item.
         const BitmapHandle first = list.records[0];
         const bool ofItem = first.ColorCount >= request.colors() && first.BitsPerPixel <= 8 && run % 2 == 0;
@@ -141,32 +159,6 @@ TEST(ColorResolutionList, EqualsThePlainFormUntilTheFirstFailure) {
                         std::memcmp(made.Palette, palette.data(), palette.size() * sizeof(PaletteEntry)) == 0);
         }
         ASSERT_EQ(result, expected);
-    }
-}
-
-TEST(ColorResolutionList, PaletteEqualsThePlainForm) {
-    RandomNumbers random(344);
-    constexpr uint32_t kWanted[] = {1, 2, 3, 5, 16, 63, 64, 65, 100, 255, 256};
-    for (int run = 0; run < 600; ++run) {
-        const Bytes bytes = random.bytes(600);
-        Script script(bytes.data(), bytes.size());
-        const DrawnList list(script, 1 + random.below(4));
-        const uint32_t wanted = kWanted[random.below(std::size(kWanted))];
-        SCOPED_TRACE(::testing::Message() << "run " << run << ", " << list.records.size() << " bitmaps, the first of "
-                                          << list.records[0].BitsPerPixel << " bits, " << wanted << " colours");
-        Entries entries(257, PaletteEntry{9, 9, 9, 9});
-        uint32_t count = wanted, needs = 77;
-        uint32_t* table = nullptr;
-        ASSERT_EQ(T_CreateBitmapListOptPal(list.handle, entries.data(), &count, &table, &needs), SUCCESS);
-        const ReferenceOptimized expected = referenceOptimizedPalette(list.pictures, wanted, false, false);
-        EXPECT_EQ(count, expected.count);
-        EXPECT_EQ(needs, expected.needsDithering ? 1u : 0u);
-        EXPECT_TRUE(std::equal(expected.palette.begin(), expected.palette.end(), plainColors(entries.data())));
-        EXPECT_EQ(entries[wanted].Blue, 9) << "beyond the wanted entries";
-        ASSERT_EQ(table != nullptr, !expected.matchTable.empty());
-        EXPECT_TRUE(table == nullptr || std::equal(expected.matchTable.begin(), expected.matchTable.end(), table));
-        T_FreeUserMatchTable(table);
-        ASSERT_FALSE(HasFailure());
     }
 }
 
@@ -216,6 +208,8 @@ TEST(ColorResolutionList, RefusesAndReportsNothing) {
     EXPECT_EQ(reduce(list.handle, CRF_FIXEDPALETTE), ERROR_INVALID_PARAMETER);
     EXPECT_TRUE(list.item(0).BitsPerPixel == 4 && list.kept(2));
     T_FreeBitmap(&taken);
+    for (const uint32_t index : {2u, 0u}) T_DeleteBitmapListItems(list.handle, index, 1);
+    EXPECT_EQ(build(list.handle, palette, &count, &needs), ERROR_NOT_ALLOCATED) << "nothing but an emptied slot";
 }
 
 }  // namespace

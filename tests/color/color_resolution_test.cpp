@@ -1,22 +1,13 @@
 // Colour resolution held against the plain forms over drawn bitmaps and requests, and what it refuses.
 #include <gtest/gtest.h>
 
-#include <set>
-
 #include "fuzz/resolution_properties.h"
 #include "platform/platform.h"
+#include "support/failing_platform.h"
 #include "support/picture.h"
 
 namespace tnk::test {
 namespace {
-
-TEST(ColorResolution, EqualsThePlainForm) {
-    RandomNumbers random(331);
-    for (int i = 0; i < 4000; ++i) {
-        const Bytes script = random.bytes(200);
-        ASSERT_STREQ(brokenResolution(Script(script.data(), script.size())), nullptr) << i;
-    }
-}
 
 // A display with a palette of its own.
 class PaletteDisplay {
@@ -42,44 +33,50 @@ class PaletteDisplay {
     Platform table_;
 };
 
-TEST(ColorResolution, ReservesTheDisplaysColors) {
-    RandomNumbers random(334);
+TEST(ColorResolution, EqualsThePlainForm) {
+    RandomNumbers random(331);
     Entries screen;
     for (uint32_t i = 0; i < 20; ++i) screen.push_back(PaletteDisplay::color(i < 10 ? i : 236 + i));
     const PaletteDisplay display;
-    for (int i = 0; i < 300; ++i) {
-        const Bytes bytes = random.bytes(200);
-        Script script(bytes.data(), bytes.size());
-        BitmapHandle source{};
-        ASSERT_TRUE(drawBitmap(script, source, 40, 20));
-        ResolutionRequest request = drawRequest(script);
-        request.byHandle = false;
-        request.entries.resize(random.below(2) * 256);
-        request.bits = 5 + random.between(0, 3);
-        request.count = random.below(2) * random.between(20, 40);
-        request.flags &= ~0x3FFu;
-        if (i % 4 != 0) request.flags |= CRF_RESERVESYSTEMCOLORS;
-        if (i % 4 != 0) request.screen = screen;
-        ASSERT_STREQ((ResolutionJob{.source = source, .request = request}.broken()), nullptr) << i;
-        T_FreeBitmap(&source);
+    for (int i = 0; i < 4000; ++i) {
+        const Bytes script = random.bytes(200);
+        ASSERT_STREQ(brokenResolution(Script(script.data(), script.size()), screen), nullptr) << i;
     }
 }
 
 TEST(ColorResolution, EverySelectionAtEveryDepth) {
     StoredBitmap source(Kind::section, 3, 2, 24);
-    Palette entries = RandomNumbers(335).palette(256);
-    for (uint32_t i = 1; i < 256; i += 2) entries[i].Reserved = kFreeEntry;
-    const std::set<uint32_t> always = {0, 2, 8, 10, 512, 514, 520, 522, 1, 16, 48, 65};
+    Entries entries(256, PaletteEntry{9, 9, 9, kFreeEntry});
+    entries[0].Reserved = 0;
     for (int32_t bits = 1; bits <= 8; ++bits) {
         for (uint32_t value = 0; value < 0x400; ++value) {
-            const uint32_t selection = value & ~(CRF_BGR | CRF_GRAY);
-            const bool accepted = always.count(selection) != 0 || (selection == 64 && bits == 8);
+            const ResolutionRequest request{
+                .bits = bits, .flags = value, .entries = entries, .table = {}, .screen = {}};
             ASSERT_EQ(T_ColorResBitmap(&source.record, nullptr, sizeof source.record, bits, value, entries.data(), 0, 0,
                                        nullptr, nullptr),
-                      accepted ? SUCCESS : ERROR_INVALID_PARAMETER)
+                      plainPalette(request, plainPicture(source.record)).code)
                 << bits << " bits, " << value;
         }
     }
+}
+
+// A dithering run that the caller has on the source is another one, and goes with a source that is replaced.
+TEST(ColorResolution, LeavesTheCallersDithering) {
+    const FailingPlatform failing;
+    {
+        StoredBitmap stored(Kind::section, 9, 5, 24);
+        BitmapHandle& source = stored.record;
+        ASSERT_EQ(T_StartDitheringExt(&source, nullptr, 16, 4, nullptr), SUCCESS);
+        const LiveObjects running = failing.live();
+        for (BitmapHandle* to : {static_cast<BitmapHandle*>(nullptr), &source}) {
+            EXPECT_EQ(failing.live(), running);
+            EXPECT_EQ(T_ColorResBitmap(&source, to, sizeof source, 8, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(1), nullptr,
+                                       0, 0, nullptr, nullptr),
+                      SUCCESS);
+        }
+        EXPECT_EQ(source.pDitherState, nullptr);
+    }
+    EXPECT_EQ(failing.live(), LiveObjects{});
 }
 
 TEST(ColorResolution, RefusesBadArguments) {

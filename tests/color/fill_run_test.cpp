@@ -25,12 +25,10 @@ struct Fill {
 };
 
 const Fill kFills[] = {
-    {"12 bits: an index as it is", {12, 2}, kIndexTag | 0xFF5A, 0xF5A},
     {"12 bits: a gray level as it is", {12, 2}, kGrayTag | 0xFF00, 0xF00},
     {"12 bits: white", {12, 2}, 0xFFFFFF, 0xFFF},
     {"12 bits: the top of a raw sample", {12, 2}, kRawTag | 0xABCD, 0xABC},
     {"a level as it is", {16, 2}, kGrayTag | 0xABCD, 0xABCD},
-    {"an index as it is", {16, 2}, kIndexTag | 0xABCD, 0xABCD, 4, 11},
     {"a raw sample into its window", {16, 2}, kRawTag | 0xABCD, 0xAB0, 4, 11},
     {"a colour's gray level", {16, 2}, 0x0000FF, ((2 * 255 + 4) >> 3) * 257, 0, 15},
     {"white in a window", {16, 2}, 0xFFFFFF, 0x3FC, 2, 9},
@@ -40,8 +38,6 @@ const Fill kFills[] = {
     {"5-5-5", {16, ORDER_BGR}, kColor, 0x6643},
     {"5-5-5 turned round", {16, ORDER_RGB}, kColor, 0x0E59},
     {"colour", {24, ORDER_BGR}, kColor, 0xC8961E},
-    {"no alpha", {32, ORDER_RGB}, kColor, 0x1E96C8},
-    {"wide", {48, ORDER_BGR}, kColor, 0xC8C896961E1E},
     {"wide without alpha", {64, ORDER_RGB}, kColor, 0x1E1E9696C8C8},
     {"a gray level in a colour", {24, ORDER_RGB}, kGrayTag | 0x5A11, 0x5A5A5A},
     {"32-bit gray", {32, ORDER_GRAY}, 0xFFFFFF, 0xFFFFFFFF},

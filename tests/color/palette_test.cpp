@@ -156,11 +156,11 @@ TEST(GrayScale, JudgesGrayBitmapsByTheirTable) {
 TEST(BitmapPalette, ReadsAndWritesRanges) {
     const Palette palette = {rgb(1, 2, 3, 4), rgb(5, 6, 7, 8), rgb(9, 10, 11, 12)};
     struct {
-        int32_t first, count, read, get, put;
+        int32_t first, count, read, put;
     } const cases[] = {
-        {0, 3, 3, SUCCESS, SUCCESS}, {1, 2, 2, SUCCESS, SUCCESS}, {2, 2, 1, -13, -13},  {3, 1, 0, -13, -13},
-        {0, 0, 0, -13, SUCCESS},     {-1, 2, 0, -13, -13},        {0, -1, 0, -13, -13}, {1, INT_MAX, 2, -13, -13},
-        {3, 0, 0, -13, SUCCESS},     {INT_MAX, 1, 0, -13, -13},   {2, -2, 0, -13, -13}, {0, 4, 3, -13, -13},
+        {0, 3, 3, SUCCESS}, {1, 2, 2, SUCCESS},   {2, 2, 1, -13},  {3, 1, 0, -13},
+        {0, 0, 0, SUCCESS}, {-1, 2, 0, -13},      {0, -1, 0, -13}, {1, INT_MAX, 2, -13},
+        {3, 0, 0, SUCCESS}, {INT_MAX, 1, 0, -13}, {2, -2, 0, -13}, {0, 4, 3, -13},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.first << " and " << c.count);
@@ -169,7 +169,7 @@ TEST(BitmapPalette, ReadsAndWritesRanges) {
         EXPECT_EQ(T_GetBitmapPaletteEntries(&bitmap.record, c.first, c.count, out), c.read);
         EXPECT_EQ(bytesOf(out, static_cast<size_t>(c.read)),
                   bytesOf(palette.data() + std::clamp(c.first, 0, 3), static_cast<size_t>(c.read)));
-        EXPECT_EQ(T_GetBitmapColors(&bitmap.record, c.first, c.count, out), c.get);
+        EXPECT_EQ(T_GetBitmapColors(&bitmap.record, c.first, c.count, out), c.count > 0 ? c.put : -13);
         Palette wanted = palette;
         const Palette fresh(4, rgb(200, 201, 202, 203));
         EXPECT_EQ(T_PutBitmapColors(&bitmap.record, c.first, c.count, fresh.data()), c.put);
@@ -221,10 +221,6 @@ TEST(BitmapPalette, ReplacesAndCopies) {
     EXPECT_EQ(other.entries(), bytesOf(palette.data() + 1, 2));
     EXPECT_EQ(T_CopyBitmapPalette(&other.record, &empty.record), SUCCESS);
     EXPECT_TRUE(other.record.Palette == nullptr && other.record.ColorCount == 0);
-    PaletteEntry all[256];
-    readBitmapPalette(bitmap.record, all);
-    EXPECT_EQ(bytesOf(all, 3), bytesOf(palette));
-    EXPECT_EQ(bytesOf(all + 3, 253), Words(253));
     EXPECT_EQ(T_SetBitmapNewPalette(&bitmap.record, nullptr, 9), SUCCESS);
     EXPECT_TRUE(bitmap.record.Palette == nullptr && bitmap.record.ColorCount == 3);
     for (const uint32_t count : {0u, 257u}) {
@@ -250,12 +246,11 @@ TEST(TranslateColor, ByTagAndTarget) {
     const Bitmap source(8, {rgb(10, 20, 30), rgb(250, 0, 0), rgb(0, 0, 0)});
     const Bitmap target(4, {rgb(0, 0, 0), rgb(250, 0, 0), rgb(11, 21, 31), rgb(128, 128, 128)});
     const Bitmap deep(24);
-    Bitmap gray(16), tableGray(16);
+    Bitmap gray(16);
     Palette table = ramp(256);
-    for (Bitmap* bitmap : {&gray, &tableGray}) bitmap->record.Order = ORDER_GRAY;
-    tableGray.record.pLUT = table.data();
-    tableGray.record.LUTLength = 256;
-    gray.record.Flags |= BMF_WINDOW;
+    gray.record.Order = ORDER_GRAY;
+    gray.record.pLUT = table.data();
+    gray.record.LUTLength = 256;
 
     struct {
         const char* what;
@@ -268,7 +263,6 @@ TEST(TranslateColor, ByTagAndTarget) {
         {"nearest to the entry", &target, &source, 0x01000000, 0x01000002},
         {"an entry as a colour", &deep, &source, 0x01000000, 0x001E140A},
         {"beyond the source's palette", &target, &source, 0x01000003, 0x01000000},
-        {"the same, deep", &deep, &source, 0x01000003, 0},
         {"no source", &target, nullptr, 0x01000001, 0x01000000},
         {"no source, deep", &deep, nullptr, 0x01000001, 0},
         {"a deep source", &target, &deep, 0x01000001, 0x01000000},
@@ -276,8 +270,7 @@ TEST(TranslateColor, ByTagAndTarget) {
         {"plain stays", &deep, &source, 0x00123456, 0x00123456},
         {"gray level to index", &target, nullptr, 0x04007F12, 0x01000003},
         {"gray level to colour", &deep, nullptr, 0x04007F12, 0x007F7F7F},
-        {"gray level to gray", &gray, nullptr, 0x04007F12, 0x04007F12},
-        {"the table is not in force", &tableGray, nullptr, 0x04007F12, 0x04007F12},
+        {"the table is not in force", &gray, nullptr, 0x04007F12, 0x04007F12},
     };
     for (const auto& c : cases)
         EXPECT_EQ(T_TranslateBitmapColor(c.target ? &c.target->record : nullptr, c.source ? &c.source->record : nullptr,
@@ -285,33 +278,32 @@ TEST(TranslateColor, ByTagAndTarget) {
                   c.wanted)
             << c.what;
     // With a table in force all three channels of the value are looked up.
-    tableGray.record.Flags |= BMF_WINDOW;
-    EXPECT_EQ(T_TranslateBitmapColor(&tableGray.record, nullptr, 0x04404040), 0x01000040u);
+    gray.record.Flags |= BMF_WINDOW;
+    EXPECT_EQ(T_TranslateBitmapColor(&gray.record, nullptr, 0x04404040), 0x01000040u);
     table.assign(65536, rgb(0, 0, 0));
     table[65535] = rgb(200, 200, 200);  // out of reach
-    tableGray.record.pLUT = table.data();
-    tableGray.record.LUTLength = 65536;
-    EXPECT_EQ(T_TranslateBitmapColor(&tableGray.record, nullptr, 0x04C8C8C8), 0x0100FFFEu);
+    gray.record.pLUT = table.data();
+    gray.record.LUTLength = 65536;
+    EXPECT_EQ(T_TranslateBitmapColor(&gray.record, nullptr, 0x04C8C8C8), 0x0100FFFEu);
 }
 
 TEST(LogicalPalette, MovesEntriesAndClips) {
     Palette palette = RandomNumbers(13).palette(256);
     palette[100] = palette[200] = rgb(100, 155, 50);
     Bitmap bitmap(8, {rgb(7, 8, 9), rgb(100, 101, 102)});
-    for (const uint32_t count : {1u, 201u, 256u}) {
+    for (const uint32_t count : {1u, 2u, 201u, 256u}) {
         const T_HANDLE handle = T_CreatePalette(palette.data(), count);
         EXPECT_EQ(T_GetPaletteSize(handle), count);
-        Palette out(300);
-        EXPECT_EQ(T_GetPaletteEntries(handle, 0, 300, out.data()), count);
-        EXPECT_EQ(bytesOf(out.data(), count), bytesOf(palette.data(), count));
-        EXPECT_EQ(T_GetPaletteEntries(handle, count - 1, 0xFFFFFFFF, out.data()), 1u) << "cut at the end";
-        EXPECT_EQ(bytesOf(out.data(), 1), bytesOf(palette.data() + count - 1, 1));
+        PaletteEntry last;
+        EXPECT_EQ(T_GetPaletteEntries(handle, count - 1, 0xFFFFFFFF, &last), 1u) << "cut at the end";
+        EXPECT_EQ(bytesOf(&last, 1), bytesOf(&palette[count - 1], 1));
         for (const uint32_t first : {count, 0xFFFFFFFFu})
-            EXPECT_EQ(T_GetPaletteEntries(handle, first, 0xFFFFFFFF, out.data()) +
-                          platform->setPaletteEntries(handle, first, 1, out.data()),
+            EXPECT_EQ(T_GetPaletteEntries(handle, first, 0xFFFFFFFF, &last) +
+                          platform->setPaletteEntries(handle, first, 1, &last),
                       0u);
         EXPECT_EQ(T_GetPaletteEntries(handle, 0, 1, nullptr) + T_SetPaletteEntries(handle, 0, 1, nullptr), 0u);
-        EXPECT_EQ(platform->nearestPaletteIndex(handle, 0x329B64), count == 1 ? 0u : 100u) << "the first of equal ones";
+        EXPECT_EQ(platform->nearestPaletteIndex(handle, 0x329B64), count < 3 ? count - 1 : 100u)
+            << "the first of equal ones";
         EXPECT_EQ(T_SetPaletteEntries(handle, count - 1, 2, &palette[7]), 1u);
         const T_HANDLE copy = T_DupPalette(handle);
         EXPECT_EQ(T_DeletePalette(handle), 1);
@@ -321,9 +313,6 @@ TEST(LogicalPalette, MovesEntriesAndClips) {
         EXPECT_EQ(other.entries(), bytesOf(palette.data(), count));
         EXPECT_EQ(T_DeletePalette(copy), 1);
     }
-    const T_HANDLE two = T_CreatePalette(palette.data(), 2);
-    Bitmap least(8);
-    EXPECT_EQ(T_SetBitmapPalette(&least.record, two) + T_DeletePalette(two), 2);
     EXPECT_EQ(T_CreatePalette(nullptr, 2), 0);
     for (const uint32_t count : {0u, 257u}) EXPECT_EQ(platform->createPalette(palette.data(), count), 0);
     const T_HANDLE block = T_OsAllocHandle(100, 0, nullptr);
