@@ -16,12 +16,10 @@ constexpr uint32_t kDisk = BMF_ALLOCATED | BMF_DISK;
 constexpr uint32_t kNothing = 0;
 constexpr int32_t kMegabyte = 1 << 20;
 
-// The thread's thresholds while the object lives.
-struct Thresholds {
-    Thresholds(int32_t reserve, int32_t maxMemory, int32_t tileSize) {
-        EXPECT_EQ(T_SetMemoryThresholds(reserve, maxMemory, tileSize, 0, 0, 7), SUCCESS);
-    }
-    ~Thresholds() { T_SetMemoryThresholds(0, INT32_MAX, 0, 0, 0, 7); }
+class AllocateBitmap : public ::testing::Test {
+  protected:
+    ~AllocateBitmap() override { T_SetMemoryThresholds(0, INT32_MAX, 0, 0, 0, 7); }
+    FailingPlatform failing;
 };
 
 // Flags that storage of 1 MB gets, or kNothing after `code`.
@@ -36,7 +34,7 @@ uint32_t flagsOf(uint32_t request, int32_t code = FAILURE) {
     return flags;
 }
 
-TEST(AllocateBitmap, ValidatesTheRequest) {
+TEST_F(AllocateBitmap, ValidatesTheRequest) {
     // Run-compressed rows are for 1 bit, where their bit rules the request; elsewhere the bit goes. Super-compression is
     // for 1, 8 and 24 bits.
     const struct {
@@ -53,7 +51,6 @@ TEST(AllocateBitmap, ValidatesTheRequest) {
         {ERROR_CODEC_MISSING, 24, {1024, 1025, 1536}},
         {ERROR_INVALID_SIZE, 0, {3}},  // comes first
     };
-    FailingPlatform failing;
     failing.failFrom(1, kModuleFailures);
     for (const auto& test : cases) {
         for (const uint32_t request : test.requests) {
@@ -69,7 +66,7 @@ TEST(AllocateBitmap, ValidatesTheRequest) {
     }
 }
 
-TEST(AllocateBitmap, ChoosesByThresholds) {
+TEST_F(AllocateBitmap, ChoosesByThresholds) {
     const struct {
         int32_t reserve, maxMemory;
         uint32_t physical, pageFile, flags;  // available, in half megabytes
@@ -84,10 +81,9 @@ TEST(AllocateBitmap, ChoosesByThresholds) {
         {-25, INT32_MAX, 6, 4, kMemory},  // percent of all, 16 MB
         {-26, INT32_MAX, 6, 4, kTiles},
     };
-    FailingPlatform failing;
     for (const auto& c : cases) {
         SCOPED_TRACE(::testing::Message() << c.reserve << ", " << c.maxMemory);
-        const Thresholds thresholds(c.reserve, c.maxMemory, 0);
+        T_SetMemoryThresholds(c.reserve, c.maxMemory, 0, 0, 0, 7);
         failing.setMemoryStatus({12 << 20, uint64_t{c.physical} << 19, 4 << 20, uint64_t{c.pageFile} << 19});
         for (const uint32_t request : {MEM_CONVENTIONAL, MEM_TILED}) EXPECT_EQ(flagsOf(request), c.flags) << request;
         EXPECT_EQ(flagsOf(MEM_NOTILES), c.flags == kTiles ? kDisk : c.flags);
@@ -95,13 +91,12 @@ TEST(AllocateBitmap, ChoosesByThresholds) {
     }
 }
 
-TEST(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
-    FailingPlatform failing;
+TEST_F(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
     for (const int32_t tileSize : {kMegabyte, 0, kMegabyte - 1}) {  // 0 is 16 MB
-        const Thresholds thresholds(0, 1, tileSize);
+        T_SetMemoryThresholds(0, 1, tileSize, 0, 0, 7);
         EXPECT_EQ(flagsOf(MEM_DISK), tileSize == kMegabyte - 1 ? kTiles : kMemory) << "whatever the other thresholds";
     }
-    const Thresholds thresholds(0, INT32_MAX, kMegabyte - 1);
+    T_SetMemoryThresholds(0, INT32_MAX, kMegabyte - 1, 0, 0, 7);
     failing.failFrom(1, kModuleFailures);
     for (const uint32_t handles : {17'999u, 18'000u}) {
         const bool few = handles == 17'999;
@@ -119,8 +114,7 @@ TEST(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {
     }
 }
 
-TEST(AllocateBitmap, FillsAByteMapAndFreesNothing) {
-    FailingPlatform failing;
+TEST_F(AllocateBitmap, FillsAByteMapAndFreesNothing) {
     BitmapHandle bitmap;
     ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 8, 8, 8), SUCCESS);
     uint8_t* first = nullptr;
@@ -141,8 +135,7 @@ TEST(AllocateBitmap, FillsAByteMapAndFreesNothing) {
     T_GlobalFree(first, 0, nullptr);
 }
 
-TEST(AllocateBitmap, MakesAFileThatVanishes) {
-    FailingPlatform failing;
+TEST_F(AllocateBitmap, MakesAFileThatVanishes) {
     const TempDirectorySetting directory;
     StoredBitmap stored(Kind::disk, 100, 10, 8);
     EXPECT_EQ(T_OsSeek(stored.record.DataHandle, 0, 1, nullptr), 0) << "left at its start";

@@ -70,11 +70,9 @@ TEST(EntryRules, BitmapArguments) {
     EXPECT_EQ(T_CreateBitmap(&bitmap, 4, 1, 1, 1, 8, 0, nullptr, 0, nullptr, 0), kSize);
     ASSERT_EQ(T_CreateBitmap(&bitmap, sizeof bitmap, 1, 9, 5, 8, 0, nullptr, 0, nullptr, 0), SUCCESS);
     EXPECT_EQ(T_GetBitmapRow(&bitmap, nullptr, 0, 1), kNull);
-    EXPECT_EQ(T_PutBitmapRow(&bitmap, nullptr, 0, 1), kNull);
     EXPECT_EQ(T_GetBitmapRowCompressed(&bitmap, nullptr, nullptr, 0, 1), kNull);
     EXPECT_EQ(T_PutBitmapRowColCompressed(&bitmap, nullptr, nullptr, 0, 0, 1), kNull);
     EXPECT_EQ(T_GetBitmapRowCompressed(&bitmap, nullptr, buffer, 0, 1), ERROR_BPP_NOT_SUPPORTED);
-    EXPECT_EQ(T_ToggleBitmapCompression(&bitmap), ERROR_BPP_NOT_SUPPORTED);
     EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, nullptr, 0, 0, &word, 1, 0), kNull);
     EXPECT_EQ(T_PutBitmapRowSegments(&bitmap, buffer, 0, 0, nullptr, 2, 0), kNull);
     EXPECT_EQ(T_GetBitmapMemoryInfo(&bitmap, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), kNull);

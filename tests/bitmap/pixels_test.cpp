@@ -1,4 +1,5 @@
-// Single pixels: values worked out by hand, and what is refused. Every format, window and palette runs in the walk.
+// Single pixels: what the walk does not meet, by values worked out by hand, and what is refused. Every format, window inside
+// the sample and palette runs there.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -20,20 +21,11 @@ TEST(Pixels, HaveTheColorsWorkedOutByHand) {
         Bytes stored;  // before it is 0
         uint32_t got;
     } cases[] = {
-        {"an index without a search", {4, 0}, 0, -1, false, 3, 0x01000003, {0, 0x03}, 0x00008080},
-        {"white is index 1", {1, 0}, 0, -1, false, 9, 0x00FFFFFF, {0, 0x40}, 0x00FFFFFF},
         {"across two bytes", {3, 0}, 0, -1, false, 2, 0x01000007, {0x03, 0x80}, 0x00FFFFFF},
-        {"red in the low bits", {16, 0}, 0, -1, false, 0, 0x000000FF, {0x1F, 0x00}, 0x000000FF},
-        {"red in the high bits", {16, 1}, 0, -1, false, 0, 0x000000FF, {0x00, 0x7C}, 0x000000FF},
         {"full 12-bit level", {12, 2}, 0, -1, false, 1, 0x0400FFFF, {0x00, 0xF0, 0xFF}, 0x0400FFFF},
-        {"raw 12-bit sample", {12, 2}, 0, -1, false, 0, 0x02000ABC, {0xBC, 0x0A}, 0x0400ABCA},
-        {"colour to 16-bit gray", {16, 2}, 0, -1, false, 0, 0x001E140A, {0x13, 0x13}, 0x04001313},
-        {"a level in a window", {16, 2}, 4, 11, false, 0, 0x04004567, {0x60, 0x04}, 0x04004646},
         {"a window beyond the sample", {16, 2}, 16, 20, false, 0, 0x04008080, {0, 0}, 0x04000000},
         {"an entry of the table", {16, 2}, 4, 11, true, 0, 0x000000F0, {0x10, 0x00}, 0x000000FF},
         {"a level by the table", {16, 2}, 4, 11, true, 1, 0x04000A0A, {0, 0, 0, 0}, 0x00090909},
-        {"a level as a colour", {24, 0}, 0, -1, false, 0, 0x0400AB12, {0xAB, 0xAB, 0xAB}, 0x00ABABAB},
-        {"bytes widened", {48, 0}, 0, -1, false, 0, 0x00332211, {0x11, 0x11, 0x22, 0x22, 0x33, 0x33}, 0x00332211},
         {"alpha stays", {64, 1}, 0, -1, false, 0, 0x80332211, {0x33, 0x33, 0x22, 0x22, 0x11, 0x11, 0, 0}, 0x00332211},
         {"32-bit gray takes all bits", {32, 2}, 0, -1, false, 0, 0x84010203, {3, 2, 1, 0x84}, COLOR_ERROR},
     };

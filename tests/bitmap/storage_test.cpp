@@ -253,12 +253,6 @@ TEST(DiskStorage, ReachesBeyond2And4Gigabytes) {
             expectSeekCache(bitmap, row);
         }
     }
-    const uint32_t segment[] = {65534, 65536};
-    const Bytes line(65536, 3);
-    ASSERT_EQ(T_PutBitmapRowSegments(&bitmap, line.data(), 64999, 0, segment, 2, 0), SUCCESS);
-    uint8_t tail[4] = {9, 9, 9, 9};
-    ASSERT_EQ(T_GetBitmapRowCol(&bitmap, tail, 64999, 65532, 4), 4);
-    EXPECT_EQ(tail[0] + tail[1] * 10 + tail[2] * 100 + tail[3] * 1000, 3300);
 }
 
 }  // namespace

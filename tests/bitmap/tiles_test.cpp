@@ -1,4 +1,4 @@
-// Tiles that are paged: limits, order, failures, threads.
+// Tiles that are paged: limits, order, a full disk.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "support/failing_platform.h"
-#include "support/files.h"
 #include "support/picture.h"
 
 namespace tnk::test {
@@ -121,77 +120,41 @@ TEST(Tiles, AllocateAsMemoryAndDiskAllow) {
     FailingPlatform failing;
     BitmapHandle bitmap;
     ASSERT_EQ(T_InitBitmap(&bitmap, sizeof bitmap, 64, 4096, 8), SUCCESS);
-    const auto allocate = [&bitmap] { return T_AllocateBitmap(&bitmap, MEM_TILED); };
     const TileSettings settings(64 << 10, -50, -75);
     failing.setMemoryStatus({8 << 20, 1 << 20, 8 << 20, 1 << 20});
-    // Sections that cannot be had are tried again with half the tile, down to eight rows; so is the table.
-    std::vector<Info> made;
-    const auto check = [&](int32_t result, bool) {
-        if (result == SUCCESS) made.push_back(infoOf(bitmap));
+    for (const int halved : {0, 1}) {  // sections that cannot be had are tried again with half the tile
+        failing.failAt(halved, kSectionFailures);
+        ASSERT_EQ(T_AllocateBitmap(&bitmap, MEM_TILED), SUCCESS);
+        EXPECT_EQ(infoOf(bitmap),
+                  (Info{MEMKIND_TILED, 0x10000u >> halved, 4u << halved, 3u << halved, 1 << 20, 3u << halved}));
         T_FreeBitmap(&bitmap);
-    };
-    EXPECT_EQ(sweepFailures(failing, kMemoryFailures, allocate, check), 5);
-    const Info halved = {MEMKIND_TILED, 32 << 10, 8, 6, 1 << 20, 6};
-    EXPECT_EQ(made, (std::vector<Info>{halved, halved, halved, halved, {MEMKIND_TILED, 64 << 10, 4, 3, 1 << 20, 3}}));
-    EXPECT_EQ(sweepFailures(failing, kMemoryFailures, allocate, check, true), 5);
-    EXPECT_EQ(made.size(), 6u) << "no size can be had while memory fails";
+    }
+    failing.failFrom(1, kSectionFailures);
+    EXPECT_EQ(T_AllocateBitmap(&bitmap, MEM_TILED), FAILURE) << "no size can be had while memory fails";
 }
 
-// Five tiles, two of which stay in memory, so that every step pages.
-class TilesUnderFailure : public ::testing::Test {
-  protected:
-    TilesUnderFailure() {
-        for (int32_t row = 0; row < 10; row += 2) EXPECT_EQ(tiled_.put(row, 1), 64);
-    }
+TEST(Tiles, PassTheLimitsOnAFullDisk) {
+    FailingPlatform failing;
+    const TileSettings settings(2 * 64, 0, 2);
+    Tiled tiled(64, 10);  // five tiles, two of which stay in memory, so that every step pages
+    for (int32_t row = 0; row < 10; row += 2) EXPECT_EQ(tiled.put(row, 1), 64);
+    failing.setDiskRoom(0);
+    for (const int32_t row : {1, 3, 5, 7, 9}) ASSERT_EQ(tiled.put(row, 2), 64);
+    EXPECT_EQ(infoOf(tiled.record).inMemory, 5u);
+    failing.setDiskRoom(UINT64_MAX);
+    ASSERT_EQ(T_ChangeBitmapHeight(&tiled.record, 12), SUCCESS);
+    tiled.model.resize(12 * 64);
+    ASSERT_EQ(tiled.put(11, 2), 64);
+    EXPECT_EQ(infoOf(tiled.record).inMemory, 2u) << "back within the limits";
 
-    FailingPlatform failing_;
-    TempDirectorySetting directory_;
-    TileSettings settings_{2 * 64, 0, 2};
-    Tiled tiled_{64, 10};
-};
-
-// A put that failed changed nothing, and every row that was stored is there.
-TEST_F(TilesUnderFailure, LosesNoStoredRow) {
-    for (int k = 1; k < 240; ++k) {
-        const uint32_t kinds[] = {kAllFailures, kFileFailures, kSectionFailures};
-        SCOPED_TRACE(k);
-        k % 2 == 0 ? failing_.failFrom(k / 6, kinds[k % 3]) : failing_.failAt(k / 6, kinds[k % 3]);
-        for (const int32_t row : {1, 8, 3, 6, 5}) {
-            const int32_t put = tiled_.put(row, k);
-            EXPECT_TRUE(put == 64 || (put == FAILURE && failing_.injected())) << put;
-            uint8_t bytes[64];
-            const int32_t got = T_GetBitmapRow(&tiled_.record, bytes, 9 - row, 64);
-            EXPECT_TRUE(got == 64 ? std::memcmp(bytes, tiled_.at(9 - row), 64) == 0
-                                  : failing_.injected() && (got == FAILURE || got <= ERROR_FILE_SEEK))
-                << got;
-        }
-        failing_.stopFailing();
-        tiled_.expectAll();
-        ASSERT_FALSE(HasFailure());
-    }
-    T_FreeBitmap(&tiled_.record);
-    EXPECT_EQ(failing_.live(), LiveObjects{});
-    EXPECT_EQ(directory_.folder().entries(), 0);
-}
-
-TEST_F(TilesUnderFailure, PassesTheLimitsOnAFullDisk) {
-    failing_.setDiskRoom(0);
-    for (const int32_t row : {1, 3, 5, 7, 9}) ASSERT_EQ(tiled_.put(row, 2), 64);
-    EXPECT_EQ(infoOf(tiled_.record).inMemory, 5u);
-    failing_.setDiskRoom(UINT64_MAX);
-    ASSERT_EQ(T_ChangeBitmapHeight(&tiled_.record, 12), SUCCESS);
-    tiled_.model.resize(12 * 64);
-    ASSERT_EQ(tiled_.put(11, 2), 64);
-    EXPECT_EQ(infoOf(tiled_.record).inMemory, 2u) << "back within the limits";
-
-    failing_.setDiskRoom(0);
-    failing_.failFrom(1, kSectionFailures);
-    for (const int32_t row : {11, 9}) ASSERT_EQ(tiled_.put(row, 3), 64);
+    failing.setDiskRoom(0);
+    failing.failFrom(1, kSectionFailures);
+    for (const int32_t row : {11, 9}) ASSERT_EQ(tiled.put(row, 3), 64);
     uint8_t byte = 9;
-    EXPECT_EQ(T_GetBitmapRow(&tiled_.record, &byte, 0, 1), ERROR_DISK_FULL) << "no memory either";
-    EXPECT_EQ(T_PutBitmapRow(&tiled_.record, &byte, 0, 1), 0);
-    failing_.stopFailing();
-    tiled_.expectAll();
+    EXPECT_EQ(T_GetBitmapRow(&tiled.record, &byte, 0, 1), ERROR_DISK_FULL) << "no memory either";
+    EXPECT_EQ(T_PutBitmapRow(&tiled.record, &byte, 0, 1), 0);
+    failing.stopFailing();
+    tiled.expectAll();
 }
 
 }  // namespace

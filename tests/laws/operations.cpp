@@ -37,11 +37,16 @@ Bytes encodedRow() {
     T_CompressRow(row.data(), anyRow().data(), 0, kWidth);
     return row;
 }
-int32_t get(World& w, int32_t (*call)(BitmapHandle*, uint8_t*)) {
+template <auto kCall, int32_t... kArguments>
+int32_t get(World& w) {
     w.answer.assign(512, 0);
-    const int32_t result = call(&w.source.record, w.answer.data());
+    const int32_t result = kCall(&w.source.record, w.answer.data(), kArguments...);
     if (result < 0) w.answer.clear();
     return result;
+}
+template <auto kCall, int32_t... kArguments>
+int32_t getEncoded(World& w) {
+    return get<[](BitmapHandle* b, uint8_t* to) { return kCall(b, nullptr, to, 1, kArguments...); }>(w);
 }
 
 void release(World& w) { T_ReleaseBitmap(&w.source.record); }
@@ -167,24 +172,14 @@ const Operation kOperations[] = {
      [](World& w) { return T_PutBitmapRowCompressed(&w.source.record, nullptr, encodedRow().data(), 4, 1); }},
     {"put_run_columns", kBilevel,
      [](World& w) { return T_PutBitmapRowColCompressed(&w.source.record, nullptr, encodedRow().data(), 4, 5, 19); }},
-    {"get_runs", kBilevel,
-     [](World& w) {
-         return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRowCompressed(b, nullptr, to, 1, 4); });
-     }},
-    {"get_run_columns", kBilevel,
-     [](World& w) {
-         return get(w,
-                    [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRowColCompressed(b, nullptr, to, 1, 9, 11); });
-     }},
-    {"get_row", kColor,
-     [](World& w) { return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRow(b, to, 6, 87); }); }},
-    {"get_columns", kColor,
-     [](World& w) { return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetBitmapRowCol(b, to, 6, 9, 7); }); }},
+    {"get_runs", kBilevel, getEncoded<T_GetBitmapRowCompressed, 4>},
+    {"get_run_columns", kBilevel, getEncoded<T_GetBitmapRowColCompressed, 9, 11>},
+    {"get_row", kColor, get<T_GetBitmapRow, 6, 87>},
+    {"get_columns", kColor, get<T_GetBitmapRowCol, 6, 9, 7>},
     {"put_pixel", {12, 2}, [](World& w) { return T_PutPixelColor(&w.source.record, 5, 7, 0x0400FFFF); }},
     {"get_pixel", kColor, [](World& w) { return static_cast<int32_t>(T_GetPixelColor(&w.source.record, 5, 7)); }},
     {"put_pixel_data", kColor, [](World& w) { return T_PutPixelData(&w.source.record, anyRow().data(), 5, 7, 8); }},
-    {"get_pixel_data", kColor,
-     [](World& w) { return get(w, [](BitmapHandle* b, uint8_t* to) { return T_GetPixelData(b, to, 5, 7, 8); }); }},
+    {"get_pixel_data", kColor, get<T_GetPixelData, 5, 7, 8>},
     {"update_size", kColor, [](World& w) { return T_UpdateBitmapSize(&w.source.record); }},
     {"fixed_palette", kColor, [](World& w) { return reduce(w, &w.made, 8, CRF_FIXEDPALETTE | kDiffuse); }, kStatus},
     {"to_bilevel", kIndexed, [](World& w) { return reduce(w, &w.made, 1, CRF_FIXEDPALETTE); }, kStatus},

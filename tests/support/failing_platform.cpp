@@ -212,15 +212,6 @@ Platform makeTable() {
     return table;
 }
 
-void startFailing(int k, uint32_t kinds, bool later) {
-    const Locked guard;
-    state->kinds = kinds;
-    state->failAt = k;
-    state->failLater = later;
-    state->calls = 0;
-    state->injected = false;
-}
-
 }  // namespace
 
 std::ostream& operator<<(std::ostream& out, const LiveObjects& live) {
@@ -247,9 +238,14 @@ FailingPlatform::~FailingPlatform() {
     state = nullptr;
 }
 
-void FailingPlatform::failAt(int k, uint32_t kinds) { startFailing(k, kinds, false); }
-
-void FailingPlatform::failFrom(int k, uint32_t kinds) { startFailing(k, kinds, true); }
+void FailingPlatform::failAt(int k, uint32_t kinds, bool later) {
+    const Locked guard;
+    state->kinds = kinds;
+    state->failAt = k;
+    state->failLater = later;
+    state->calls = 0;
+    state->injected = false;
+}
 
 void FailingPlatform::stopFailing() { Locked()->kinds = 0; }
 

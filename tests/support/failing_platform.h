@@ -61,8 +61,8 @@ class FailingPlatform {
 
     // From now on the k-th call (1 is the next) of these kinds fails, or every call from the k-th on. Calls are counted
     // over all threads.
-    void failAt(int k, uint32_t kinds = kAllFailures);
-    void failFrom(int k, uint32_t kinds = kAllFailures);
+    void failAt(int k, uint32_t kinds = kAllFailures, bool later = false);
+    void failFrom(int k, uint32_t kinds = kAllFailures) { failAt(k, kinds, true); }
     void stopFailing();
 
     bool injected() const;  // whether a call failed on purpose since failAt or failFrom
@@ -92,7 +92,7 @@ int sweepFailures(FailingPlatform& failing, uint32_t kinds, Operation operation,
     for (int k = 1; k < kEndless; ++k) {
         SCOPED_TRACE(::testing::Message() << "call " << k << (fromThere ? " and all later ones fail" : " fails"));
         const LiveObjects before = failing.live();
-        fromThere ? failing.failFrom(k, kinds) : failing.failAt(k, kinds);
+        failing.failAt(k, kinds, fromThere);
         auto result = operation();
         const bool injected = failing.injected();
         failing.stopFailing();

@@ -84,23 +84,8 @@ TEST(File, SeeksAndEndsTheFile) {
     EXPECT_EQ(T_OsOpen(folder.name().c_str(), OPEN_READ, 0, nullptr), kNoFile) << "a folder is no file";
 }
 
-TEST(File, TemporaryFilesLeaveNothingBehind) {
-    FailingPlatform failing;
+TEST(File, TakesNamesThatAreTaken) {
     const TempDirectorySetting setting;
-    const auto useTemporaryFile = [] {
-        const T_HANDLE file = createTemporaryFile();
-        if (file == kNoFile) return false;
-        char bytes[4] = {};
-        const bool done = writeBig(file, "data", 4) == 4 && seekBig(file, 0, SeekOrigin::start) == 0 &&
-                          readBig(file, bytes, 4) == 4 && std::memcmp(bytes, "data", 4) == 0 && setFileSize(file, 2);
-        T_OsClose(file);
-        return done;
-    };
-    const auto check = [&](bool done, bool injected) {
-        EXPECT_EQ(done, !injected);
-        EXPECT_EQ(setting.folder().entries(), 0);
-    };
-    EXPECT_EQ(sweepFailures(failing, kFileFailures, useTemporaryFile, check), 6);
     T_WCHAR name[kPathChars];
     for (const int taken : {1, 2}) {
         ASSERT_EQ(T_OsGetTempName(name), SUCCESS);
