@@ -19,14 +19,7 @@ TEST_P(Operations, LikePlainMemory) {
         // The widest rows have runs of more than 65,535 pixels, and several chunks of packed rows.
         for (const int32_t width : {1, 37, 200, 140'003 / format.bits}) {
             SCOPED_TRACE(::testing::Message() << format.bits << " bits, order " << format.order << ", width " << width);
-            StoredBitmap subject(GetParam(), width, 41, format.bits);
-            StoredBitmap model(Kind::section, width, 41, format.bits);
-            for (BitmapHandle* bitmap : {&subject.record, &model.record}) {
-                bitmap->Order = format.order;
-                if (format.bits <= 8) {
-                    ASSERT_EQ(T_CreateBitmapFixedPalette(bitmap), SUCCESS);
-                }
-            }
+            StoredBitmap subject(GetParam(), width, 41, format), model(Kind::section, width, 41, format);
             std::vector<uint8_t> script(width > 1000 ? 150 : 800);
             for (uint8_t& byte : script) byte = static_cast<uint8_t>(random());
             OperationPair pair(subject.record, model.record, Script(script.data(), script.size()));

@@ -63,6 +63,9 @@ class Script {
     const uint8_t* end_;
 };
 
+// Super-compression, the last one, may be left out.
+constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED, MEM_SUPERCOMPRESSED};
+
 // Gets the bytes that come out of operations.
 using Observer = std::function<void(const void*, size_t)>;
 
@@ -227,8 +230,6 @@ class OperationPair {
     }
 
     bool copy() {
-        constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED,
-                                          MEM_SUPERCOMPRESSED};
         const uint32_t kind = script_.next(3 * requests_), request = kRequests[kind % requests_];
         const int32_t width = model_.Width - script_.nextSigned(uint32_t(std::min(model_.Width, 50)));
         return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
@@ -415,8 +416,6 @@ inline const char* runScript(Script script, bool superCompressed, const Observer
     constexpr Script::Format kFormats[] = {{1, 0},  {1, 0},  {1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},
                                            {7, 0},  {8, 0},  {8, 0},  {12, 2}, {16, 0}, {16, 1}, {16, 2}, {24, 0},
                                            {24, 1}, {24, 5}, {32, 0}, {32, 2}, {48, 1}, {48, 5}, {64, 0}, {64, 1}};
-    constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED,
-                                      MEM_SUPERCOMPRESSED};
     const Script::Format format = kFormats[script.next(std::size(kFormats))];
     const uint32_t request = kRequests[script.next(superCompressed ? 5 : 4)];
     const int32_t width = 1 + script.nextSigned(150);

@@ -98,10 +98,7 @@ TEST(File, TellsAFullDisk) {
     FailingPlatform failing;
     failing.setDiskRoom(10);
     const T_HANDLE file = createTemporaryFile();
-    ASSERT_NE(file, kNoFile);
-    EXPECT_EQ(T_OsWrite(file, "12345678", 8, nullptr), 8);
-    EXPECT_EQ(T_OsGetLastError(-5), -5);
-    EXPECT_EQ(T_OsWriteBig(file, "12345678", 8, nullptr), -1) << "two bytes fit, the next chunk fails";
+    EXPECT_EQ(T_OsWriteBig(file, "123456789012", 12, nullptr), -1) << "ten bytes fit, the next chunk fails";
     EXPECT_EQ(T_OsGetLastError(-5), ERROR_DISK_FULL);
     failing.failAt(1, kTransferFailures);
     EXPECT_EQ(T_OsWrite(file, "1", 1, nullptr), -1);
