@@ -27,7 +27,6 @@ struct DrawnList {
             EXPECT_EQ(T_InsertBitmapListItem(handle, UINT32_MAX, &bitmap), SUCCESS);
             records.push_back(bitmap);
             palettes.emplace_back(bitmap.Palette, bitmap.Palette + (bitmap.Palette ? bitmap.ColorCount : 0));
-            luts.emplace_back(bitmap.pLUT, bitmap.pLUT + (bitmap.pLUT ? bitmap.LUTLength : 0));
             pictures.push_back(plainPicture(bitmap));
         }
     }
@@ -47,7 +46,7 @@ struct DrawnList {
 
     T_HANDLE handle = 0;
     std::vector<BitmapHandle> records;
-    std::vector<Entries> palettes, luts;
+    std::vector<Entries> palettes;
     std::vector<ReferencePicture> pictures;
 };
 

@@ -44,22 +44,6 @@ TEST(ColorResolution, EqualsThePlainForm) {
     }
 }
 
-TEST(ColorResolution, EverySelectionAtEveryDepth) {
-    StoredBitmap source(Kind::section, 3, 2, 24);
-    Entries entries(256, PaletteEntry{9, 9, 9, kFreeEntry});
-    entries[0].Reserved = 0;
-    for (int32_t bits = 1; bits <= 8; ++bits) {
-        for (uint32_t value = 0; value < 0x400; ++value) {
-            const ResolutionRequest request{
-                .bits = bits, .flags = value, .entries = entries, .table = {}, .screen = {}};
-            ASSERT_EQ(T_ColorResBitmap(&source.record, nullptr, sizeof source.record, bits, value, entries.data(), 0, 0,
-                                       nullptr, nullptr),
-                      plainPalette(request, plainPicture(source.record)).code)
-                << bits << " bits, " << value;
-        }
-    }
-}
-
 // A dithering run that the caller has on the source is another one, and goes with a source that is replaced.
 TEST(ColorResolution, LeavesTheCallersDithering) {
     const FailingPlatform failing;

@@ -86,24 +86,6 @@ TEST(GrayBitmap, EqualsConversionRowByRow) {
     }
 }
 
-// Pixels by their colours: an order that the depth does not have changes nothing.
-TEST(GrayBitmap, OrdersThatTheDepthDoesNotHave) {
-    for (const int32_t bits : {1, 3, 8, 12}) {
-        StoredBitmap stored(Kind::section, 5, 1, {bits, usualOrder(bits)});
-        const uint32_t value = COLOR_TAG_GRAY | 0x9C40;
-        const auto results = [&] {
-            EXPECT_EQ(T_PutPixelColor(&stored.record, 0, 0, value), SUCCESS);
-            return std::tuple(T_GetPixelColor(&stored.record, 0, 0),
-                              T_TranslateBitmapColor(&stored.record, nullptr, value),
-                              T_IsGrayScaleBitmap(&stored.record));
-        };
-        const auto usual = results();
-        stored.record.Flags |= BMF_WINDOW;
-        for (stored.record.Order = 0; stored.record.Order < 8; ++stored.record.Order)
-            EXPECT_EQ(results(), usual) << bits << " bits, order " << stored.record.Order;
-    }
-}
-
 TEST(GrayBitmap, RangeOfSignedSamples) {
     for (const int32_t bits : {12, 16, 32}) {
         StoredBitmap stored(Kind::section, 3, 2, {bits, ORDER_GRAY});

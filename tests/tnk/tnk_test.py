@@ -7,7 +7,6 @@ import hashlib
 import os
 import pathlib
 import random
-import select
 import shutil
 import signal
 import struct
@@ -416,25 +415,6 @@ class OnPosix(ToolTest):
             self.assertLess(len(left), 72 if arguments[0] == "convert" else 1)
             for name in left:
                 self.assertEqual(self.image(name).size, (16 * WIDTH, 32 * HEIGHT))
-
-    def test_progress_on_a_terminal_only(self):
-        import pty
-
-        main, terminal = pty.openpty()
-        run = subprocess.Popen([*COMMAND, *"convert in.ppm out.png --bits 8".split()], cwd=self.place, stderr=terminal)
-        os.close(terminal)
-        shown = b""
-        while select.select([main], [], [], 60)[0]:
-            try:
-                shown += os.read(main, 65536)
-            except OSError:  # the other side is closed
-                break
-        os.close(main)
-        self.assertEqual(run.wait(timeout=60), 0)
-        for part in (b"reading in.ppm [", b"converting out.png [", b"writing out.png", b"] 100%"):
-            self.assertIn(part, shown)
-        self.assertTrue(shown.endswith(b" \r"))
-        self.assertEqual(self.convert("in.ppm", "out.png", "--bits 8"), ("", ""))
 
 
 if __name__ == "__main__":
