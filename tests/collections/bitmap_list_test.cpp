@@ -104,18 +104,6 @@ TEST_F(BitmapList, EqualsAVector) {
 }
 
 // The array grows by halves: few moves however long the list gets.
-TEST_F(BitmapList, Appends) {
-    BitmapHandle record{};
-    record.StructSize = kSize;
-    failing.failAt(30, kGlobalFailures);
-    for (uint32_t i = 0; i < 5000; ++i) {
-        record.Reserved2 = i;
-        ASSERT_EQ(T_InsertBitmapListItem(list, UINT32_MAX, &record), SUCCESS);
-    }
-    EXPECT_FALSE(failing.injected());
-    EXPECT_EQ(numbers(list)[4999], 4999u);
-}
-
 // What the callbacks of an operation try to do to its list.
 struct Meddler {
     T_HANDLE list;

@@ -126,32 +126,6 @@ TEST(Dithering, SumsBesideTheColumnsStayBounded) {
 }
 
 // Errors that were equal in all channels go on as three once a row has colours.
-TEST(Dithering, GrayRowsThenColoredRows) {
-    RandomNumbers random(5);
-    const Palette palette = random.palette(5, true);
-    // The same levels through a lookup table count as coloured from the first row.
-    Palette lut(65536);
-    for (uint32_t i = 0; i < lut.size(); ++i) {
-        const auto level = static_cast<uint8_t>(i >> 8);
-        lut[i] = {level, level, level, 0};
-    }
-    BitmapHandle gray = describe(16, ORDER_GRAY, 30, DITHER_STUCKI), colored = gray;
-    colored.Flags = BMF_WINDOW;
-    colored.pLUT = lut.data();
-    colored.LUTLength = 65536;
-    for (BitmapHandle* bitmap : {&gray, &colored})
-        ASSERT_EQ(T_StartDitheringExt(bitmap, palette.data(), 5, 8, nullptr), SUCCESS);
-    for (int32_t y = 0; y < 6; ++y) {
-        Bytes row = random.bytes(60), output(30), expected(30);
-        if (y == 3) gray.Order = colored.Order = ORDER_BGR;
-        ASSERT_EQ(T_DitherLine(&gray, row.data(), output.data()), SUCCESS);
-        ASSERT_EQ(T_DitherLine(&colored, row.data(), expected.data()), SUCCESS);
-        EXPECT_EQ(output, expected) << "row " << y;
-    }
-    T_StopDithering(&gray);
-    T_StopDithering(&colored);
-}
-
 TEST(UserMatchTable, HoldsTheNearestEntryOfEveryKey) {
     FailingPlatform failing;
     RandomNumbers random(6);
