@@ -243,13 +243,19 @@ struct DrawnDitherJob : DitherJob {
     DrawnDitherJob& operator=(const DrawnDitherJob&) = delete;
 
   private:
-    // What chance seldom makes: a palette of levels, the web palette, slopes with long runs of equal colours that clamp
+    // What chance seldom makes: levels to black and white, the web palette, slopes with long runs of equal colours that clamp
     // now and then, output over input.
     void drawKind(DitherDraws& source) {
         const bool levels = source.byte() % 4 == 0, slopes = source.byte() % 2 == 0;
-        for (size_t i = 0; levels && i < sourcePalette.size(); ++i) {
-            const auto level = static_cast<uint8_t>(i);
-            sourcePalette[i] = {level, level, level, 0};
+        if (levels) {
+            sourcePalette.resize(256);
+            for (size_t i = 0; i < 256; ++i) {
+                const auto level = static_cast<uint8_t>(i);
+                sourcePalette[i] = {level, level, level, 0};
+            }
+            bitmap.Palette = sourcePalette.data();
+            bitmap.ColorCount = 256;
+            if (source.byte() % 2 == 0) count = 2, outputBits = 1, palette = nullptr;
         }
         if (source.byte() % 8 == 0) palette = T_IntGetNetscapePalette();
         for (size_t y = 0; slopes && y < input.size(); ++y)

@@ -29,12 +29,12 @@ constexpr ModeLevels kModeLevels[kMatchModes] = {
     {Quantising::table, 0, {}},
     modeLevels(Quantising::gray, 2, kTwo, kTwo, kTwo, 1, 0, 0),
     modeLevels(Quantising::gray, 4, kFour, kFour, kFour, 1, 0, 0),
-    modeLevels(Quantising::levels, 8, kTwo, kTwo, kTwo, 4, 2, 1),
-    modeLevels(Quantising::levels, 16, kTwo, kTwo, kTwo, 1, 2, 4, 8),
-    modeLevels(Quantising::levels, 32, kFour, kFour, kTwo, 8, 2, 1),
-    modeLevels(Quantising::levels, 64, kFour, kFour, kFour, 16, 4, 1),
-    modeLevels(Quantising::levels, 128, kFour, kEight, kFour, 32, 4, 1),
-    modeLevels(Quantising::levels, 256, kEight, kEight, kFour, 32, 4, 1),
+    modeLevels(Quantising::upperBits, 8, kTwo, kTwo, kTwo, 4, 2, 1),
+    modeLevels(Quantising::upperBits, 16, kTwo, kTwo, kTwo, 1, 2, 4, 8),
+    modeLevels(Quantising::upperBits, 32, kFour, kFour, kTwo, 8, 2, 1),
+    modeLevels(Quantising::upperBits, 64, kFour, kFour, kFour, 16, 4, 1),
+    modeLevels(Quantising::upperBits, 128, kFour, kEight, kFour, 32, 4, 1),
+    modeLevels(Quantising::upperBits, 256, kEight, kEight, kFour, 32, 4, 1),
     modeLevels(Quantising::levels, 216, kSix, kSix, kSix, 36, 6, 1),
 };
 

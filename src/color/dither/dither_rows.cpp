@@ -26,18 +26,25 @@ void separateErrors(DitherState& state) {
     }
 }
 
-// Fetches, dithers and packs a row. `core` makes the indexes of a block.
-template <typename Core>
+// Pixels that vectors take at a time: enough for what a core prepares to cost little, and the first-level cache holds
+// their channels or keys.
+constexpr int32_t kVectorBlock = 2048;
+
+// Fetches, dithers and packs a row, `Block` pixels at a time. `core` makes the indexes of a block.
+template <int32_t Block, typename Core>
 void ditherBlocks(const DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input,
                   uint8_t* output, Core core) {
-    alignas(32) uint8_t channels[kChannels][kColorBlock];
-    alignas(32) uint8_t indexes[kColorBlock];
-    const ColorPlanes planes{channels[0], channels[1], channels[2]};
+    static_assert(Block % kColorBlock == 0);
+    alignas(32) uint8_t channels[kChannels][Block];
+    alignas(32) uint8_t indexes[Block];
     int32_t count;
     for (int32_t x = 0; x < width; x += count) {
-        count = std::min(kColorBlock, width - x);
-        source.fetch(source, input + source.offsetOf(x), count, planes);
-        core(source.planesOf(planes), count, indexes);
+        count = std::min(Block, width - x);
+        for (int32_t at = 0; at < count; at += kColorBlock) {
+            source.fetch(source, input + source.offsetOf(x + at), std::min(kColorBlock, count - at),
+                         {channels[0] + at, channels[1] + at, channels[2] + at});
+        }
+        core(source.planesOf({channels[0], channels[1], channels[2]}), count, indexes);
         packIndexes(source.kernels, indexes, state.outputBits, count,
                     output + static_cast<size_t>(x) / 8 * state.outputBits);
     }
@@ -46,21 +53,21 @@ void ditherBlocks(const DitherState& state, const ColorFetch& source, int32_t wi
 void ditherRow(DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input, uint8_t* output) {
     const DitherCore core = chooseDitherCore(state, source.gray && state.grayErrors);
     DitherRow row(state, width);
-    ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
+    const auto block = [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
         core(row, pixels, count, indexes);
-    });
+    };
+    ditherBlocks<kColorBlock>(state, source, width, input, output, block);
 }
 
 // A row matched by the table without offsets. One key a pixel through plain loads is faster than gathering in vectors.
 void matchRow(const DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input,
               uint8_t* output) {
-    constexpr int32_t kBlock = 2048;  // pixels; the first-level cache holds the keys
-    uint16_t keys[kBlock];
-    uint8_t indexes[kBlock];
+    uint16_t keys[kVectorBlock];
+    uint8_t indexes[kVectorBlock];
     const DitherMatch match = ditherMatchOf(state);
     int32_t count;
     for (int32_t x = 0; x < width; x += count) {
-        count = std::min(kBlock, width - x);
+        count = std::min(kVectorBlock, width - x);
         fetchKeys(source, input + source.offsetOf(x), count, keys);
         for (int32_t i = 0; i < count; ++i) {
             if (match.table[keys[i]] == 0) completeMatchTable(state, keys[i]);
@@ -71,13 +78,14 @@ void matchRow(const DitherState& state, const ColorFetch& source, int32_t width,
     }
 }
 
-// Gray levels straight to bits: pixels done of a row, all but the last few.
+// Gray levels straight to bits: pixels done of a row, all but the last few. Without offsets a level's upper half is white.
 int32_t packThresholds(const DitherKernels& kernels, const DitherState& state, const ColorFetch& source, int32_t width,
                        const int16_t (&offsets)[kOffsets], const uint8_t* input, uint8_t* output) {
     if (!source.levels || state.outputBits != 1 || kernels.packAbove == nullptr) return 0;
-    if (quantisingOf(state) != Quantising::grayThreshold) return 0;
+    if (state.mode != MatchMode::black1White1) return 0;
     uint8_t thresholds[kOffsets];
-    std::copy_n(offsets, kOffsets, thresholds);
+    std::fill_n(thresholds, kOffsets, uint8_t{127});
+    if (state.isOrdered()) std::copy_n(offsets, kOffsets, thresholds);
     return kernels.packAbove(input, thresholds, width, output);
 }
 
@@ -99,9 +107,10 @@ void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFe
     input += done;  // a byte a pixel, where there are any
     output += done / 8;
     width -= done;
-    ditherBlocks(state, source, width, input, output, [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
+    const auto block = [&](const PixelPlanes& pixels, int32_t count, uint8_t* indexes) {
         core(match, offsets, {pixels.red, pixels.green, pixels.blue}, count, indexes);
-    });
+    };
+    ditherBlocks<kVectorBlock>(state, source, width, input, output, block);
 }
 
 // What the run was started for is still what the record says: error rows have the width of the start, callers' rows the

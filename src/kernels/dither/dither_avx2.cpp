@@ -93,6 +93,23 @@ struct Avx2 {
         index = channel(24);
     }
 
+    // Levels as bytes, of which sums and differences end at 255 and 0.
+    struct Levels {
+        using V = uint8_t __attribute__((vector_size(32)));
+        static constexpr int32_t kLanes = 32;
+
+        static V vector(__m256i value) { return reinterpret_cast<V>(value); }
+        static __m256i bits(V value) { return reinterpret_cast<__m256i>(value); }
+        static V load(const uint8_t* from) {
+            return vector(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)));
+        }
+        static void store(uint8_t* to, V value) { _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), bits(value)); }
+        static V plus(V a, V b) { return vector(_mm256_adds_epu8(bits(a), bits(b))); }
+        static V minus(V a, V b) { return vector(_mm256_subs_epu8(bits(a), bits(b))); }
+        // Bits that a byte loses must be zero.
+        static V right(V value, int32_t by) { return vector(_mm256_srl_epi16(bits(value), _mm_cvtsi32_si128(by))); }
+    };
+
     struct Bytes {
         __m128i v;
         static Bytes load(const uint8_t* from) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))}; }
@@ -104,8 +121,7 @@ struct Avx2 {
 
 }  // namespace
 
-constexpr DitherKernels kDitherKernelsAvx2 = {Avx2::kLanes,    chooseBandCore<Avx2>, chooseRowCore<Avx2>,
-                                              splitThreeSsse3, splitFourSsse3,       packBitsSsse3,
-                                              packAboveSsse3};
+constexpr DitherKernels kDitherKernelsAvx2 = {Avx2::kLanes,   chooseBandCore<Avx2>, chooseRowCore<Avx2>, splitThreeAvx2,
+                                              splitFourSsse3, packBitsAvx2,         packAboveAvx2};
 
 }  // namespace tnk

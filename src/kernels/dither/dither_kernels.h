@@ -77,9 +77,9 @@ struct BandCoreChoice {
     int32_t rows;   // rows below that get errors
 };
 
-// The ways to an index: the match table; the code of each channel; the gray level's code; and, for the ordered methods
-// only, whether the gray level or each channel is above the threshold.
-enum class Quantising { table, levels, gray, grayThreshold, channelThreshold };
+// The ways to an index: the match table; the code of each channel; the same where codes are the channels' upper bits; the
+// gray level's code; and, for the ordered methods only, whether the gray level or each channel is above the threshold.
+enum class Quantising { table, levels, upperBits, gray, grayThreshold, channelThreshold };
 
 // Pixels of a row without error diffusion. The offsets (or thresholds) are those of the columns modulo kOffsets. Reads
 // and writes go up to a whole vector beyond the count.
@@ -108,6 +108,10 @@ int32_t splitThreeSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, ui
 int32_t splitFourSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
 int32_t packBitsSsse3(const uint8_t* indexes, int32_t count, uint8_t* row);
 int32_t packAboveSsse3(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row);
+
+int32_t splitThreeAvx2(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
+int32_t packBitsAvx2(const uint8_t* indexes, int32_t count, uint8_t* row);
+int32_t packAboveAvx2(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row);
 
 extern const DitherKernels kDitherKernelsSse2;
 extern const DitherKernels kDitherKernelsSsse3;

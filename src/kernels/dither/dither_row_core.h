@@ -55,6 +55,46 @@ void ditherRowBy(const DitherMatch& match, const int16_t (&offsets)[kOffsets], c
     }
 }
 
+// How an index takes a channel's upper bits: those that the mask keeps, moved down.
+struct UpperBits {
+    uint8_t mask;
+    int32_t down;
+
+    UpperBits(const DitherLevels& levels, int32_t channel) {
+        int32_t dropped = 16;  // a scale of 1 << bits keeps as many
+        while ((levels.scale[channel] >> (16 - dropped)) != 1) --dropped;
+        mask = static_cast<uint8_t>(0xFF << dropped);
+        down = dropped;
+        while ((levels.weight[channel] >> (dropped - down)) != 1) --down;
+    }
+};
+
+// Levels moved and cut down as bytes, twice as many a vector. An offset adds or takes away, never both.
+template <typename Levels>
+void ditherUpperBits(const DitherMatch& match, const int16_t (&offsets)[kOffsets], const uint8_t* const (&channels)[3],
+                     int32_t count, uint8_t* indexes) {
+    using V = typename Levels::V;
+    uint8_t more[Levels::kLanes];
+    uint8_t less[Levels::kLanes];
+    for (int32_t i = 0; i < Levels::kLanes; ++i) {
+        const int32_t offset = offsets[i % kOffsets];
+        more[i] = static_cast<uint8_t>(offset > 0 ? offset : 0);
+        less[i] = static_cast<uint8_t>(offset < 0 ? -offset : 0);
+    }
+    const V added = Levels::load(more);
+    const V taken = Levels::load(less);
+    const UpperBits upper[3] = {{match.levels, 0}, {match.levels, 1}, {match.levels, 2}};
+    const V bright = V{} + static_cast<uint8_t>(match.levels.bright);
+    const auto partOf = [&](int32_t c, int32_t x) {
+        const V level = Levels::minus(Levels::plus(Levels::load(channels[c] + x), added), taken);
+        return Levels::right(level & upper[c].mask, upper[c].down);
+    };
+    for (int32_t x = 0; x < count; x += Levels::kLanes) {
+        const V index = partOf(0, x) | partOf(1, x) | partOf(2, x);
+        Levels::store(indexes + x, index | (reinterpret_cast<V>(index != 0) & bright));
+    }
+}
+
 template <typename Lanes, int32_t Channels>
 DitherRowCore rowCoreOf(Quantising quantising) {
     switch (quantising) {
@@ -66,6 +106,8 @@ DitherRowCore rowCoreOf(Quantising quantising) {
             return ditherRowBy<Lanes, GrayThreshold<Lanes, Channels>, Channels>;
         case Quantising::levels:
             return ditherRowBy<Lanes, MovedLevels<Lanes, LevelQuantiser<Lanes, 3>, 3>, 3>;
+        case Quantising::upperBits:
+            return ditherUpperBits<typename Lanes::Levels>;
         case Quantising::channelThreshold:
             break;
     }

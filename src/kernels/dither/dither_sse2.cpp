@@ -80,6 +80,21 @@ struct Sse2 {
         }
     }
 
+    // Levels as bytes, of which sums and differences end at 255 and 0.
+    struct Levels {
+        using V = uint8_t __attribute__((vector_size(16)));
+        static constexpr int32_t kLanes = 16;
+
+        static V vector(__m128i value) { return reinterpret_cast<V>(value); }
+        static __m128i bits(V value) { return reinterpret_cast<__m128i>(value); }
+        static V load(const uint8_t* from) { return vector(_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))); }
+        static void store(uint8_t* to, V value) { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), bits(value)); }
+        static V plus(V a, V b) { return vector(_mm_adds_epu8(bits(a), bits(b))); }
+        static V minus(V a, V b) { return vector(_mm_subs_epu8(bits(a), bits(b))); }
+        // Bits that a byte loses must be zero.
+        static V right(V value, int32_t by) { return vector(_mm_srl_epi16(bits(value), _mm_cvtsi32_si128(by))); }
+    };
+
     struct Bytes {
         __m128i v;
         static Bytes load(const uint8_t* from) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))}; }
