@@ -619,6 +619,19 @@ TNK_API int32_t TNK_CALL T_GetMemoryThresholds(int32_t* Reserve, int32_t* MaxMem
 TNK_API int32_t TNK_CALL T_SetMemoryThresholds(int32_t Reserve, int32_t MaxMemory, int32_t TileSize, int32_t Threshold4,
                                                int32_t Threshold5, uint32_t Which);
 
+/*
+ * Memory of freed bitmaps that the process keeps for the next ones, an addition of this library: the system clears each
+ * page that it hands out, which takes longer than most work on the pixels. New bitmaps are zero as ever. The longest unused goes
+ * first; all goes when an allocation fails, when less than an eighth of the physical memory is available, and at unload.
+ *   Limit   bytes kept at most, and of the largest bitmap that is kept; at first, and at most, 128 MB, in 32-bit processes
+ *           64 MB. No more than an eighth of the physical memory is kept, whatever it says. 0 keeps nothing and gives back
+ *           what is kept.
+ *   Kept    bytes kept now
+ * For all threads. The getter's pointers are optional. Both return 1.
+ */
+TNK_API int32_t TNK_CALL T_GetKeptMemory(uint32_t* Limit, uint32_t* Kept);
+TNK_API int32_t TNK_CALL T_SetKeptMemory(uint32_t Limit);
+
 /* Directory of temporary files; empty, as at first, means the platform's. Length counts characters with the
  * terminator; a longer path is cut, and Length 0 writes nothing. A path of 264 characters or more is cut to 263 when it
  * is stored, and then names another directory. Codes: -13 null, or a path that is not an existing directory. */

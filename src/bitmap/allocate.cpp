@@ -63,24 +63,27 @@ bool exceedsMemory(uint32_t size, const ThreadSettings& settings) {
 // Settles whether a plain request goes to disk (MEM_DISK set) or may try memory first.
 uint32_t decideOnDisk(uint32_t size, uint32_t request) {
     const ThreadSettings& settings = currentSettings();
-    if ((request & MEM_DISK) == 0) return exceedsMemory(size, settings) ? request | MEM_DISK : request;
+    if ((request & MEM_DISK) == 0) {
+        const bool exceeds = exceedsMemory(size, settings) && !(emptySectionStore() && !exceedsMemory(size, settings));
+        return exceeds ? request | MEM_DISK : request;
+    }
     const bool fromMemory = size <= tileSize(settings) || shortOfHandles();
     return fromMemory ? (request & ~MEM_DISK) | MEM_CONVENTIONAL : request;
 }
 
-Result attachPlain(BitmapHandle& bitmap, uint32_t callersRequest) {
+Result attachPlain(BitmapHandle& bitmap, uint32_t callersRequest, Content content) {
     const uint32_t request = decideOnDisk(bitmap.Size, callersRequest);
-    if ((request & (MEM_DISK | MEM_NOCONVENTIONAL)) == 0 && kSectionStorage.allocate(bitmap).ok()) return SUCCESS;
+    if ((request & (MEM_DISK | MEM_NOCONVENTIONAL)) == 0 && allocateSection(bitmap, content).ok()) return SUCCESS;
     if ((request & (MEM_NOTILES | MEM_NOCONVENTIONAL)) == 0 && kTiledStorage.allocate(bitmap).ok()) return SUCCESS;
     if (callersRequest == MEM_TILED) return FAILURE;
     return kDiskStorage.allocate(bitmap);
 }
 
-Result attachStorage(BitmapHandle& bitmap, uint32_t request) {
+Result attachStorage(BitmapHandle& bitmap, uint32_t request, Content content) {
     if (request == MEM_USER) return kUserStorage.allocate(bitmap);
     if (request == kRunCompressedRequest) return kCompressedStorage.allocate(bitmap);
     if ((request & MEM_SUPERCOMPRESSED) != 0) return kSuperCompressedStorage.allocate(bitmap);
-    return attachPlain(bitmap, request);
+    return attachPlain(bitmap, request, content);
 }
 
 Result attachByteMap(BitmapHandle& bitmap) {
@@ -93,7 +96,7 @@ Result attachByteMap(BitmapHandle& bitmap) {
 
 }  // namespace
 
-Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType) {
+Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType, Content content) {
     if (bitmap.Size == 0) return ERROR_INVALID_SIZE;
     const uint32_t request = effectiveRequest(bitmap.BitsPerPixel, memoryType);
     if (request == 0) return ERROR_INVALID_PARAMETER;
@@ -104,7 +107,7 @@ Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType) {
     // What the record named before may be another record's, which shares it; after a failure it is named again.
     uint8_t* const namedBefore = bitmap.pByteMap;
     TRY(attachByteMap(bitmap));
-    const Result attached = attachStorage(bitmap, request);
+    const Result attached = attachStorage(bitmap, request, content);
     if (attached.ok()) return SUCCESS;
     freeByteMap(bitmap);
     bitmap.pByteMap = namedBefore;

@@ -11,7 +11,7 @@
 namespace tnk {
 
 Result initBitmap(BitmapHandle& bitmap, int32_t width, int32_t height, int32_t bits);
-Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType);
+Result allocateBitmap(BitmapHandle& bitmap, uint32_t memoryType, Content content = Content::zero);
 void freeBitmap(BitmapHandle& bitmap);
 
 // Release one attachment and clear its field; nothing when there is none.
@@ -21,7 +21,7 @@ void freeGrayTable(BitmapHandle& bitmap);
 
 // A bitmap of the given size and depth with the source's attributes, and its undoing; see T_DupBitmapNewDim.
 Result duplicateBitmap(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height, int32_t bits,
-                       uint32_t flags);
+                       uint32_t flags, Content content = Content::zero);
 void freeDuplicateBitmap(BitmapHandle& bitmap, uint32_t flags);
 
 // Copies window, value range and lookup table; see T_CopyGrayParams.

@@ -50,8 +50,10 @@ bool allocateRows(const BitmapHandle& bitmap, int32_t count, Scratch<uint8_t>& r
     return rows.allocate(Shape(bitmap).bytes(count), true);
 }
 
+// What no pixel fills, to the bit.
 void clearPadding(const BitmapHandle& bitmap, uint8_t* rows, int32_t count) {
-    const uint64_t used = pixelBytes(Shape(bitmap).width, Shape(bitmap).bits);
+    const Shape shape(bitmap);
+    const uint64_t used = uint64_t{shape.width} * shape.bits / 8;
     if (used >= bitmap.BytesPerLine) return;
     const auto padding = static_cast<size_t>(bitmap.BytesPerLine - used);
     for (int32_t i = 0; i < count; ++i) {

@@ -1,13 +1,20 @@
 // The tables through which lower rooms reach what higher rooms do, filled before anything runs.
 #include "bitmap/hooks.h"
 #include "color/dither/dither.h"
-#include "platform/load_hooks.h"
+#include "platform/system_hooks.h"
+#include "system/section_store.h"
 #include "system/settings.h"
 
 namespace tnk {
 
-constinit const LoadHooks loadHooks = {
-    .attachProcess = attachProcess, .detachThread = detachThread, .detachProcess = detachProcess};
+constinit const SystemHooks systemHooks = {.attachProcess = attachProcess,
+                                           .detachThread = detachThread,
+                                           .detachProcess =
+                                               [] {
+                                                   emptySectionStore();
+                                                   detachProcess();
+                                               },
+                                           .giveBackMemory = emptySectionStore};
 
 constinit const BitmapHooks bitmapHooks = {
     .stopDithering = stopDithering, .copyOverlays = nullptr, .releaseOverlays = nullptr};

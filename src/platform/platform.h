@@ -82,6 +82,7 @@ struct MemoryTable {
     // Sections: the storage of memory bitmaps. Large ones ask the system for huge pages where it has them.
     bool (*createSection)(uint64_t bytes, Section* section);
     void (*closeSection)(const Section& section);
+    size_t (*sizeOfSection)(const Section& section);  // bytes that it has room for; 0 for what is none
     // Makes a section of `oldBytes` bytes `bytes` bytes long; handle and view may change. What both sizes have stays, growth
     // is zero. Pages that nobody wrote to cost nothing, as far as the system has a way to tell.
     bool (*resizeSection)(Section* section, uint64_t oldBytes, uint64_t bytes);

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/progress.h"
+#include "system/section_store.h"
 #include "system/settings.h"
 
 namespace tnk {
@@ -16,6 +17,13 @@ inline Progress statusProgress(int32_t rows) {
 inline Progress copyProgress(int32_t rows) {
     const ThreadSettings& settings = currentSettings();
     return Progress(settings.copyStatusCallback, settings.copyStatusUserData, rows);
+}
+
+// For storage that the operation at hand is about to write whole: callbacks could look at it before.
+inline Content contentToFill() {
+    const ThreadSettings& settings = currentSettings();
+    const bool watched = settings.statusCallback != nullptr || settings.copyStatusCallback != nullptr;
+    return watched ? Content::zero : Content::unset;
 }
 
 }  // namespace tnk

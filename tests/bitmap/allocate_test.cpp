@@ -2,8 +2,15 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
 #include <vector>
 
+#ifdef __linux__
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
+#include "platform/platform.h"
 #include "support/failing_platform.h"
 #include "support/files.h"
 #include "support/picture.h"
@@ -148,6 +155,113 @@ TEST_F(AllocateBitmap, MakesAFileThatVanishes) {
     }
     EXPECT_EQ(directory.folder().entries(), 0);
 }
+
+// The bytes that are kept.
+uint32_t keptBytes() {
+    uint32_t kept = 0;
+    EXPECT_EQ(T_GetKeptMemory(nullptr, &kept), SUCCESS);
+    return kept;
+}
+
+// A bitmap in a section, its bytes 0xFF, made and freed.
+void makeAndFree(int32_t height) {
+    StoredBitmap stored(Kind::section, 4096, height, 8);
+    std::memset(stored.record.pData, 0xFF, plainBytes(stored.record));
+}
+
+TEST(KeptMemory, ShowsNothingOld) {
+    for (const int32_t height : {256, 255, 206}) {
+        T_SetKeptMemory(0);
+        T_SetKeptMemory(UINT32_MAX);
+        makeAndFree(256);
+        ASSERT_GE(keptBytes(), 1u << 20);
+        StoredBitmap stored(Kind::section, 4096, height, 8);
+        EXPECT_EQ(keptBytes(), 0u) << "the one that is kept serves";
+        EXPECT_EQ(rowsOf(stored.record), Bytes(plainBytes(stored.record)));
+        ASSERT_EQ(T_ChangeBitmapHeight(&stored.record, 300), SUCCESS);
+        EXPECT_EQ(rowsOf(stored.record), Bytes(plainBytes(stored.record)));
+    }
+    // Operations that write each pixel get memory that is not clear, but nobody sees what they do not write.
+    for (const int32_t bits : {1, 12, 24}) {
+        StoredBitmap stored(Kind::section, 4091, 256, bits);
+        Bytes rows[2];
+        for (Bytes& seen : rows) {
+            T_SetKeptMemory(0);
+            T_SetKeptMemory(UINT32_MAX);
+            BitmapHandle made[2];
+            if (&seen == &rows[1]) makeAndFree(static_cast<int32_t>(stored.record.BytesPerLine / 16 + 2));
+            ASSERT_EQ(T_CopyBitmap(&made[0], &stored.record, sizeof made[0]), SUCCESS);
+            if (&seen == &rows[1]) makeAndFree(98);
+            ASSERT_EQ(T_ColorResBitmap(&stored.record, &made[1], sizeof made[1], 3, CRF_FIXEDPALETTE, nullptr, 0, 0,
+                                       nullptr, nullptr),
+                      SUCCESS);
+            EXPECT_EQ(keptBytes(), 0u);
+            for (BitmapHandle& bitmap : made) {
+                const Bytes all = rowsOf(bitmap);
+                seen.insert(seen.end(), all.begin(), all.end());
+                T_FreeBitmap(&bitmap);
+            }
+        }
+        EXPECT_EQ(rows[0], rows[1]) << bits << " bits";
+    }
+}
+
+TEST(KeptMemory, StaysWithinItsBounds) {
+    uint32_t limit = 0;
+    T_SetKeptMemory(8 << 20);
+    EXPECT_EQ(T_GetKeptMemory(&limit, nullptr), SUCCESS);
+    EXPECT_EQ(limit, 8u << 20);
+    RandomNumbers random(1);
+    for (int32_t i = 0; i < 100; ++i) {
+        makeAndFree(random.between(1, 2200));
+        ASSERT_LE(keptBytes(), limit);
+    }
+    makeAndFree(1000);
+    const uint32_t before = keptBytes();
+    makeAndFree(2100);
+    EXPECT_EQ(keptBytes(), before) << "larger than all that may be kept";
+    BitmapHandle shared;
+    {
+        StoredBitmap stored(Kind::section, 4096, 64, 8);
+        shared = stored.record;
+    }
+    const uint32_t once = keptBytes();
+    shared.pByteMap = nullptr;
+    T_FreeBitmap(&shared);
+    EXPECT_EQ(keptBytes(), once) << "freed through two records";
+    {
+        FailingPlatform failing;
+        makeAndFree(256);
+        EXPECT_NE(keptBytes(), 0u);
+        failing.setMemoryStatus({1ull << 40, 1ull << 36, 0, 0});
+        makeAndFree(64);
+        EXPECT_EQ(keptBytes(), 0u) << "memory is short";
+    }
+    T_SetKeptMemory(UINT32_MAX);
+    makeAndFree(256);
+    T_SetKeptMemory(0);
+    EXPECT_EQ(keptBytes(), 0u);
+    T_SetKeptMemory(UINT32_MAX);
+}
+
+#if defined(__linux__) && !defined(__SANITIZE_ADDRESS__)
+// The address space is what ends, so that the allocation itself fails and not a stand-in.
+TEST(KeptMemory, GoesWhenAnAllocationFails) {
+    makeAndFree(8192);
+    ASSERT_GE(keptBytes(), 32u << 20);
+    rlimit old;
+    ASSERT_EQ(getrlimit(RLIMIT_AS, &old), 0);
+    uint64_t pages = 0;
+    ASSERT_TRUE(std::ifstream("/proc/self/statm") >> pages);
+    const rlimit tight{pages * static_cast<uint64_t>(sysconf(_SC_PAGESIZE)) + (4u << 20), old.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &tight), 0);
+    void* const block = platform->allocateLocal(24u << 20, false);
+    setrlimit(RLIMIT_AS, &old);
+    EXPECT_NE(block, nullptr);
+    EXPECT_EQ(keptBytes(), 0u);
+    platform->freeLocal(block);
+}
+#endif
 
 }  // namespace
 }  // namespace tnk::test

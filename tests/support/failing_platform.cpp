@@ -6,6 +6,8 @@
 #include <optional>
 #include <ostream>
 
+#include "system/section_store.h"
+
 namespace tnk::test {
 
 namespace {
@@ -227,18 +229,21 @@ FailingPlatform::FailingPlatform() : previous_(platform) {
         ADD_FAILURE() << "there is a failing platform already";
         delete state;
     }
+    emptySectionStore();  // of what the native platform made
     state = new State;
     static const Platform table = makeTable();
     platform = &table;
 }
 
 FailingPlatform::~FailingPlatform() {
+    emptySectionStore();
     platform = previous_;
     delete state;
     state = nullptr;
 }
 
 void FailingPlatform::failAt(int k, uint32_t kinds, bool later) {
+    emptySectionStore();  // which would serve without the calls that are to fail
     const Locked guard;
     state->kinds = kinds;
     state->failAt = k;
@@ -252,6 +257,7 @@ void FailingPlatform::stopFailing() { Locked()->kinds = 0; }
 bool FailingPlatform::injected() const { return Locked()->injected; }
 
 LiveObjects FailingPlatform::live() const {
+    emptySectionStore();  // what is kept is no leak
     const Locked guard;
     LiveObjects live;
     for (const auto& [key, locks] : state->alive) {

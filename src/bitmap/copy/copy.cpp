@@ -135,19 +135,19 @@ int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t s
 
 Result copyBitmap(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request) {
     assert(isAllocated(source) && &destination != &source);
-    TRY(makeCopyRecord(destination, source, source.Width, source.Height, request));
+    TRY(makeCopyRecord(destination, source, source.Width, source.Height, request, contentToFill()));
     const Result copied = copyData(destination, source);
     if (!copied.ok()) freeBitmap(destination);
     return copied;
 }
 
 Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height,
-                      const uint32_t* request) {
+                      const uint32_t* request, Content content) {
     const int32_t bits = source.BitsPerPixel;
-    if (request == nullptr) return duplicateBitmap(destination, source, width, height, bits, kCopyEverything);
+    if (request == nullptr) return duplicateBitmap(destination, source, width, height, bits, kCopyEverything, content);
     TRY(duplicateBitmap(destination, source, width, height, bits, kCopyAttachments));
     Result result = carriesGrayParams(source) ? copyGrayParams(destination, source) : Result(SUCCESS);
-    if (result.ok()) result = allocateBitmap(destination, *request);
+    if (result.ok()) result = allocateBitmap(destination, *request, content);
     if (result.ok()) return result;
     freeDuplicateBitmap(destination, kCopyAttachments);
     releaseOverlays(destination);

@@ -90,11 +90,11 @@ Result undoUnless(Result result, BitmapHandle& destination, uint32_t attached) {
 }  // namespace
 
 Result duplicateBitmap(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height, int32_t bits,
-                       uint32_t flags) {
+                       uint32_t flags, Content content) {
     assert(isAllocated(source));
     TRY(initBitmap(destination, width, height, bits));
     inheritDescription(destination, source);
-    if ((flags & DUP_ALLOCATE) != 0) TRY(allocateBitmap(destination, requestLike(source)));
+    if ((flags & DUP_ALLOCATE) != 0) TRY(allocateBitmap(destination, requestLike(source), content));
     TRY(undoUnless(duplicatePalette(destination, source, flags), destination, flags & (DUP_ALLOCATE | DUP_PALETTE)));
     TRY(undoUnless(duplicateRegion(destination, source, flags), destination, flags & (DUP_ALLOCATE | DUP_PALETTE)));
     TRY(undoUnless(duplicateOverlays(destination, source, flags), destination, flags & ~DUP_OVERLAYS));

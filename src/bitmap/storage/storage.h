@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "base/result.h"
+#include "system/section_store.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -59,6 +60,9 @@ extern const StorageKind kTiledStorage;            // tiles, in memory or in fil
 extern const StorageKind kCompressedStorage;       // run-compressed rows of 1 bit
 extern const StorageKind kSuperCompressedStorage;  // chunks packed by a codec module
 extern const StorageKind kNoStorage;               // what an unallocated bitmap has
+
+// What kSectionStorage.allocate does, for callers who know what happens to the pixels.
+Result allocateSection(BitmapHandle& bitmap, Content content);
 
 // Before a caller's pointer takes the place of a section's pixels: remembers where these are, for the release of the
 // section, until they are put back. FAILURE without memory.

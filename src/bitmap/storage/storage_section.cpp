@@ -4,6 +4,7 @@
 
 #include "bitmap/storage/storage.h"
 #include "platform/platform.h"
+#include "system/section_store.h"
 #include "system/settings.h"
 
 namespace tnk {
@@ -47,19 +48,12 @@ void attach(BitmapHandle& bitmap, const Section& section, uint32_t offset) {
     bitmap.pData = section.view + offset;
 }
 
-Result allocateSection(BitmapHandle& bitmap) {
-    Section section;
-    if (!platform->createSection(bitmap.Size, &section)) return FAILURE;
-    static_assert(kDataAlignment <= 4096);
-    attach(bitmap, section, 0);
-    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY;
-    return SUCCESS;
-}
+Result allocateZero(BitmapHandle& bitmap) { return allocateSection(bitmap, Content::zero); }
 
 void releaseSection(BitmapHandle& bitmap) {
     const Section section = sectionOf(bitmap);
     forgetReplaced(bitmap.DataHandle);
-    if (section.view != nullptr) platform->closeSection(section);
+    if (section.view != nullptr) giveSection(section);
     bitmap.pData = nullptr;
     bitmap.DataHandle = 0;
     bitmap.DataOffset = 0;
@@ -84,6 +78,15 @@ Result resizeSection(BitmapHandle& bitmap, int32_t height) {
 
 }  // namespace
 
+Result allocateSection(BitmapHandle& bitmap, Content content) {
+    Section section;
+    if (!takeSection(bitmap.Size, content, &section)) return FAILURE;
+    static_assert(kDataAlignment <= 4096);
+    attach(bitmap, section, 0);
+    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY;
+    return SUCCESS;
+}
+
 Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement) {
     const Section own = sectionOf(bitmap);
     if (own.view != nullptr && own.view + bitmap.DataOffset == replacement) {
@@ -99,7 +102,7 @@ Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement) {
     return SUCCESS;
 }
 
-const StorageKind kSectionStorage = {MEMKIND_MEMORY, kPlainRows, allocateSection, releaseSection, readMemory,
-                                     writeMemory,    lendMemory, resizeSection,   measureRows};
+const StorageKind kSectionStorage = {MEMKIND_MEMORY, kPlainRows, allocateZero,  releaseSection, readMemory,
+                                     writeMemory,    lendMemory, resizeSection, measureRows};
 
 }  // namespace tnk

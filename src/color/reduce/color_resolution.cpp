@@ -154,7 +154,8 @@ Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandl
         return FAILURE;
     }
     if (wanted) {
-        TRY(allocateBitmap(destination, (source.Flags & BMF_DISK) != 0 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL));
+        const uint32_t request = (source.Flags & BMF_DISK) != 0 ? MEM_NOCONVENTIONAL : MEM_CONVENTIONAL;
+        TRY(allocateBitmap(destination, request, job.rowCallback == nullptr ? contentToFill() : Content::zero));
     }
     copyPlayback(destination, source);
 

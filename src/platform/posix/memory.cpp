@@ -9,6 +9,7 @@
 
 #include "platform/native.h"
 #include "platform/posix/object.h"
+#include "platform/system_hooks.h"
 
 namespace tnk::native {
 
@@ -63,6 +64,8 @@ void adviseHugePages([[maybe_unused]] void* view, [[maybe_unused]] size_t bytes)
 #endif
 }
 
+void* mapped(void* answer) { return answer != MAP_FAILED ? answer : nullptr; }
+
 // A block of no bytes still needs an address of its own.
 size_t atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
 
@@ -71,11 +74,13 @@ size_t atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
 constinit const MemoryTable memoryTable = {
     .allocateLocal = [](size_t bytes, bool zero) -> void* {
         if (bytes > kLargestBlock) return nullptr;
-        return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
+        return allocateOrGiveBack(
+            [&] { return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes)); });
     },
 
     .reallocateLocal = [](void* block, size_t bytes) -> void* {
-        return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
+        if (bytes > kLargestBlock) return nullptr;
+        return allocateOrGiveBack([&] { return std::realloc(block, atLeastOne(bytes)); });
     },
 
     .freeLocal = [](void* block) { std::free(block); },
@@ -170,8 +175,10 @@ constinit const MemoryTable memoryTable = {
         auto* object = makeObject<SectionObject>();
         if (object == nullptr) return false;
         object->bytes = static_cast<size_t>(bytes);
-        void* view = mmap(nullptr, object->bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (view == MAP_FAILED) {
+        void* view = allocateOrGiveBack([&] {
+            return mapped(mmap(nullptr, object->bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        });
+        if (view == nullptr) {
             destroyObject(object);
             return false;
         }
@@ -189,13 +196,19 @@ constinit const MemoryTable memoryTable = {
             destroyObject(object);
         },
 
+    .sizeOfSection = [](const Section& section) -> size_t {
+        const auto* object = objectOf<SectionObject>(section.handle);
+        return object != nullptr ? object->bytes : 0;
+    },
+
     // The pages themselves move. What the last old page holds behind the section's end is cleared, as new pages are.
     .resizeSection = [](Section* section, uint64_t, uint64_t bytes) -> bool {
         auto* object = objectOf<SectionObject>(section->handle);
         if (object == nullptr || bytes == 0 || bytes > SIZE_MAX / 2) return false;
         const size_t before = object->bytes;
-        void* view = mremap(section->view, before, static_cast<size_t>(bytes), MREMAP_MAYMOVE);
-        if (view == MAP_FAILED) return false;
+        void* view = allocateOrGiveBack(
+            [&] { return mapped(mremap(section->view, before, static_cast<size_t>(bytes), MREMAP_MAYMOVE)); });
+        if (view == nullptr) return false;
         object->bytes = static_cast<size_t>(bytes);
         section->view = static_cast<uint8_t*>(view);
         const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));

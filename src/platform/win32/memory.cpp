@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/system_hooks.h"
 #include "platform/used_blocks.h"
 #include "platform/win32/windows_api.h"
 
@@ -18,23 +19,27 @@ SIZE_T atLeastOne(size_t bytes) { return bytes != 0 ? bytes : 1; }
 constinit const MemoryTable memoryTable = {
     .allocateLocal = [](size_t bytes, bool zero) -> void* {
         if (bytes > kLargestBlock) return nullptr;
-        return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes));
+        return allocateOrGiveBack(
+            [&] { return zero ? std::calloc(1, atLeastOne(bytes)) : std::malloc(atLeastOne(bytes)); });
     },
 
     .reallocateLocal = [](void* block, size_t bytes) -> void* {
-        return bytes <= kLargestBlock ? std::realloc(block, atLeastOne(bytes)) : nullptr;
+        if (bytes > kLargestBlock) return nullptr;
+        return allocateOrGiveBack([&] { return std::realloc(block, atLeastOne(bytes)); });
     },
 
     .freeLocal = [](void* block) { std::free(block); },
 
     .allocateGlobal = [](size_t bytes, bool zero) -> void* {
-        return bytes <= kLargestBlock ? GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)) : nullptr;
+        if (bytes > kLargestBlock) return nullptr;
+        return allocateOrGiveBack([&] { return GlobalAlloc(zero ? GPTR : GMEM_FIXED, atLeastOne(bytes)); });
     },
 
     .reallocateGlobal = [](void* block, size_t bytes) -> void* {
         if (bytes > kLargestBlock) return nullptr;
         // A fixed block may move only when it is asked for as if it were movable; it stays a fixed one.
-        auto* moved = static_cast<char*>(GlobalReAlloc(block, atLeastOne(bytes), GMEM_MOVEABLE | GMEM_ZEROINIT));
+        auto* moved = static_cast<char*>(
+            allocateOrGiveBack([&] { return GlobalReAlloc(block, atLeastOne(bytes), GMEM_MOVEABLE | GMEM_ZEROINIT); }));
         // The one byte that stays must not come back when the block grows again.
         if (moved != nullptr && bytes == 0) *moved = 0;
         return moved;
@@ -44,13 +49,14 @@ constinit const MemoryTable memoryTable = {
     .freeGlobal = [](void* block) { GlobalFree(block); },
 
     .allocateMovable = [](size_t bytes) -> T_HANDLE {
-        return bytes <= kLargestBlock ? handleOf(GlobalAlloc(GHND, atLeastOne(bytes))) : 0;
+        if (bytes > kLargestBlock) return 0;
+        return handleOf(allocateOrGiveBack([&] { return GlobalAlloc(GHND, atLeastOne(bytes)); }));
     },
 
     .reallocateMovable = [](T_HANDLE block, size_t bytes) -> T_HANDLE {
         const HGLOBAL handle = systemHandle(block);
         if (bytes > kLargestBlock || (GlobalFlags(handle) & GMEM_LOCKCOUNT) != 0) return 0;
-        const HGLOBAL moved = GlobalReAlloc(handle, atLeastOne(bytes), GHND);
+        const HGLOBAL moved = allocateOrGiveBack([&] { return GlobalReAlloc(handle, atLeastOne(bytes), GHND); });
         if (moved != nullptr && bytes == 0) {
             // The one byte that stays must not come back when the block grows again.
             *static_cast<char*>(GlobalLock(moved)) = 0;
@@ -66,10 +72,13 @@ constinit const MemoryTable memoryTable = {
 
     .createSection = [](uint64_t bytes, Section* section) -> bool {
         if (bytes == 0 || bytes > SIZE_MAX / 2) return false;
-        const HANDLE mapping = CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE,
-                                                  static_cast<DWORD>(bytes >> 32), static_cast<DWORD>(bytes), nullptr);
+        const HANDLE mapping = allocateOrGiveBack([&] {
+            return CreateFileMappingW(INVALID_HANDLE_VALUE, nullptr, PAGE_READWRITE, static_cast<DWORD>(bytes >> 32),
+                                      static_cast<DWORD>(bytes), nullptr);
+        });
         if (mapping == nullptr) return false;
-        void* view = MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, static_cast<SIZE_T>(bytes));
+        void* view = allocateOrGiveBack(
+            [&] { return MapViewOfFile(mapping, FILE_MAP_WRITE, 0, 0, static_cast<SIZE_T>(bytes)); });
         if (view == nullptr) {
             CloseHandle(mapping);
             return false;
@@ -84,6 +93,12 @@ constinit const MemoryTable memoryTable = {
             UnmapViewOfFile(section.view);
             CloseHandle(systemHandle(section.handle));
         },
+
+    .sizeOfSection = [](const Section& section) -> size_t {
+        MEMORY_BASIC_INFORMATION region;
+        if (VirtualQuery(section.view, &region, sizeof region) == 0) return 0;
+        return region.State == MEM_COMMIT && region.AllocationBase == section.view ? region.RegionSize : 0;
+    },
 
     // A section cannot grow here. Blocks that hold nothing are looked at, and take no pages in the new one.
     .resizeSection = [](Section* section, uint64_t oldBytes, uint64_t bytes) -> bool {
