@@ -74,15 +74,15 @@ uint32_t decideOnDisk(uint32_t size, uint32_t request) {
 Result attachPlain(BitmapHandle& bitmap, uint32_t callersRequest, Content content) {
     const uint32_t request = decideOnDisk(bitmap.Size, callersRequest);
     if ((request & (MEM_DISK | MEM_NOCONVENTIONAL)) == 0 && allocateSection(bitmap, content).ok()) return SUCCESS;
-    if ((request & (MEM_NOTILES | MEM_NOCONVENTIONAL)) == 0 && kTiledStorage.allocate(bitmap).ok()) return SUCCESS;
+    if ((request & (MEM_NOTILES | MEM_NOCONVENTIONAL)) == 0 && allocateTiled(bitmap).ok()) return SUCCESS;
     if (callersRequest == MEM_TILED) return FAILURE;
-    return kDiskStorage.allocate(bitmap);
+    return allocateDisk(bitmap);
 }
 
 Result attachStorage(BitmapHandle& bitmap, uint32_t request, Content content) {
-    if (request == MEM_USER) return kUserStorage.allocate(bitmap);
-    if (request == kRunCompressedRequest) return kCompressedStorage.allocate(bitmap);
-    if ((request & MEM_SUPERCOMPRESSED) != 0) return kSuperCompressedStorage.allocate(bitmap);
+    if (request == MEM_USER) return allocateUser(bitmap);
+    if (request == kRunCompressedRequest) return allocateCompressed(bitmap);
+    if ((request & MEM_SUPERCOMPRESSED) != 0) return allocateSuper(bitmap);
     return attachPlain(bitmap, request, content);
 }
 

@@ -24,9 +24,6 @@ struct StorageKind {
     uint32_t traits;        // StorageTraits
     bool is(StorageTraits trait) const { return (traits & trait) != 0; }
 
-    // Attaches storage of bitmap.Size bytes, zero, and sets the flags of the kind. A failure attaches nothing.
-    Result (*allocate)(BitmapHandle& bitmap);
-
     // Lets go of the storage and of the fields that name it; the flags are the caller's affair.
     void (*release)(BitmapHandle& bitmap);
 
@@ -61,8 +58,14 @@ extern const StorageKind kCompressedStorage;       // run-compressed rows of 1 b
 extern const StorageKind kSuperCompressedStorage;  // chunks packed by a codec module
 extern const StorageKind kNoStorage;               // what an unallocated bitmap has
 
-// What kSectionStorage.allocate does, for callers who know what happens to the pixels.
+// Attach storage of bitmap.Size bytes, zero unless asked otherwise, and set the flags of its kind. A failure attaches
+// nothing. Movable blocks are made by callers only.
 Result allocateSection(BitmapHandle& bitmap, Content content);
+Result allocateUser(BitmapHandle& bitmap);
+Result allocateDisk(BitmapHandle& bitmap);
+Result allocateTiled(BitmapHandle& bitmap);
+Result allocateCompressed(BitmapHandle& bitmap);
+Result allocateSuper(BitmapHandle& bitmap);
 
 // Before a caller's pointer takes the place of a section's pixels: remembers where these are, for the release of the
 // section, until they are put back. FAILURE without memory.

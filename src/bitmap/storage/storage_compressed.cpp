@@ -157,19 +157,6 @@ bool makeGroups(RowGroup** groups, const BitmapHandle& bitmap, uint32_t first, i
     return true;
 }
 
-Result allocateCompressed(BitmapHandle& bitmap) {
-    Scratch<RowGroup*> table;
-    if (!table.allocate(groupCount(bitmap.Height), true) || !makeGroups(table.data(), bitmap, 0, bitmap.Height)) {
-        return FAILURE;
-    }
-    bitmap.DataHandle = 0;
-    bitmap.DataOffset = 0;
-    bitmap.pData = reinterpret_cast<uint8_t*>(table.detach());
-    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY | BMF_COMPRESSED;
-    bitmap.Size = totalBytes(bitmap, bitmap.Height);
-    return SUCCESS;
-}
-
 void releaseCompressed(BitmapHandle& bitmap) {
     if (bitmap.pData == nullptr) return;
     freeGroups(groupTable(bitmap), 0, groupCount(bitmap.Height));
@@ -343,8 +330,20 @@ Result CompressedRow::store() {
     return SUCCESS;
 }
 
-const StorageKind kCompressedStorage = {MEMKIND_COMPRESSED, kTable | kPacked, allocateCompressed,
-                                        releaseCompressed,  readCompressed,   writeCompressed,
-                                        lendNothing,        resizeCompressed, measureCompressed};
+Result allocateCompressed(BitmapHandle& bitmap) {
+    Scratch<RowGroup*> table;
+    if (!table.allocate(groupCount(bitmap.Height), true) || !makeGroups(table.data(), bitmap, 0, bitmap.Height)) {
+        return FAILURE;
+    }
+    bitmap.DataHandle = 0;
+    bitmap.DataOffset = 0;
+    bitmap.pData = reinterpret_cast<uint8_t*>(table.detach());
+    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY | BMF_COMPRESSED;
+    bitmap.Size = totalBytes(bitmap, bitmap.Height);
+    return SUCCESS;
+}
+
+const StorageKind kCompressedStorage = {MEMKIND_COMPRESSED, kTable | kPacked, releaseCompressed, readCompressed,
+                                        writeCompressed,    lendNothing,      resizeCompressed,  measureCompressed};
 
 }  // namespace tnk

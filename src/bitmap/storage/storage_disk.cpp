@@ -22,23 +22,6 @@ Result fillFile(T_HANDLE file, uint32_t size) {
     return seekBig(file, 0, SeekOrigin::start) == 0 ? SUCCESS : FAILURE;
 }
 
-Result allocateDisk(BitmapHandle& bitmap) {
-    const T_HANDLE file = createTemporaryFile();
-    if (file == kNoFile) return lastFileError(FAILURE);
-    const Result filled = fillFile(file, bitmap.Size);
-    if (!filled.ok()) {
-        platform->closeFile(file);
-        return filled;
-    }
-    bitmap.DataHandle = file;
-    bitmap.DataOffset = 0;
-    bitmap.pData = nullptr;
-    bitmap.CurrentPos = 0;
-    bitmap.CurrentRow = 0;
-    bitmap.Flags |= BMF_ALLOCATED | BMF_DISK;
-    return SUCCESS;
-}
-
 void releaseDisk(BitmapHandle& bitmap) {
     if (bitmap.DataHandle != 0) platform->closeFile(bitmap.DataHandle);
     bitmap.DataHandle = 0;
@@ -79,7 +62,24 @@ Result resizeDisk(BitmapHandle& bitmap, int32_t height) {
 
 }  // namespace
 
-const StorageKind kDiskStorage = {MEMKIND_DISK, kPlainRows, allocateDisk, releaseDisk, readDisk,
-                                  writeDisk,    lendDisk,   resizeDisk,   measureRows};
+Result allocateDisk(BitmapHandle& bitmap) {
+    const T_HANDLE file = createTemporaryFile();
+    if (file == kNoFile) return lastFileError(FAILURE);
+    const Result filled = fillFile(file, bitmap.Size);
+    if (!filled.ok()) {
+        platform->closeFile(file);
+        return filled;
+    }
+    bitmap.DataHandle = file;
+    bitmap.DataOffset = 0;
+    bitmap.pData = nullptr;
+    bitmap.CurrentPos = 0;
+    bitmap.CurrentRow = 0;
+    bitmap.Flags |= BMF_ALLOCATED | BMF_DISK;
+    return SUCCESS;
+}
+
+const StorageKind kDiskStorage = {MEMKIND_DISK, kPlainRows, releaseDisk, readDisk,
+                                  writeDisk,    lendDisk,   resizeDisk,  measureRows};
 
 }  // namespace tnk

@@ -8,16 +8,6 @@
 namespace tnk {
 namespace {
 
-Result allocateMovable(BitmapHandle& bitmap) {
-    const T_HANDLE block = platform->allocateMovable(bitmap.Size);
-    if (block == 0) return FAILURE;
-    bitmap.DataHandle = block;
-    bitmap.DataOffset = 0;
-    bitmap.pData = nullptr;
-    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY | BMF_MOVABLE;
-    return SUCCESS;
-}
-
 void releaseMovable(BitmapHandle& bitmap) {
     endAccess(bitmap);
     if (bitmap.DataHandle != 0) platform->freeMovable(bitmap.DataHandle);
@@ -47,7 +37,7 @@ Result resizeMovable(BitmapHandle& bitmap, int32_t height) {
 
 }  // namespace
 
-const StorageKind kMovableStorage = {MEMKIND_MEMORY, kPlainRows, allocateMovable, releaseMovable, readMemory,
-                                     writeMemory,    lendMemory, resizeMovable,   measureRows};
+const StorageKind kMovableStorage = {MEMKIND_MEMORY, kPlainRows, releaseMovable, readMemory,
+                                     writeMemory,    lendMemory, resizeMovable,  measureRows};
 
 }  // namespace tnk

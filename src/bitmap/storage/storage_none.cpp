@@ -4,8 +4,6 @@
 namespace tnk {
 namespace {
 
-Result allocateNone(BitmapHandle&) { return FAILURE; }
-
 void releaseNone(BitmapHandle&) {}
 
 int64_t readNone(BitmapHandle&, int32_t, uint32_t, uint8_t*, uint32_t) { return FAILURE; }
@@ -21,7 +19,7 @@ Result resizeNone(BitmapHandle&, int32_t) { return FAILURE; }
 
 }  // namespace
 
-const StorageKind kNoStorage = {MEMKIND_DISK, kPlainRows, allocateNone, releaseNone, readNone,
-                                writeNone,    lendNone,   resizeNone,   measureRows};
+const StorageKind kNoStorage = {MEMKIND_DISK, kPlainRows, releaseNone, readNone,
+                                writeNone,    lendNone,   resizeNone,  measureRows};
 
 }  // namespace tnk

@@ -48,8 +48,6 @@ void attach(BitmapHandle& bitmap, const Section& section, uint32_t offset) {
     bitmap.pData = section.view + offset;
 }
 
-Result allocateZero(BitmapHandle& bitmap) { return allocateSection(bitmap, Content::zero); }
-
 void releaseSection(BitmapHandle& bitmap) {
     const Section section = sectionOf(bitmap);
     forgetReplaced(bitmap.DataHandle);
@@ -102,7 +100,7 @@ Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement) {
     return SUCCESS;
 }
 
-const StorageKind kSectionStorage = {MEMKIND_MEMORY, kPlainRows, allocateZero,  releaseSection, readMemory,
-                                     writeMemory,    lendMemory, resizeSection, measureRows};
+const StorageKind kSectionStorage = {MEMKIND_MEMORY, kPlainRows, releaseSection, readMemory,
+                                     writeMemory,    lendMemory, resizeSection,  measureRows};
 
 }  // namespace tnk

@@ -25,22 +25,6 @@ void destroy(ChunkStore* store) {
     platform->freeLocal(store);
 }
 
-Result allocateSuper(BitmapHandle& bitmap) {
-    void* const block = platform->allocateLocal(sizeof(ChunkStore), false);
-    if (block == nullptr) return FAILURE;
-    auto* const store = new (block) ChunkStore;
-    const Result opened = store->open(bitmap);
-    if (!opened.ok()) {
-        destroy(store);
-        return opened;
-    }
-    bitmap.DataHandle = 0;
-    bitmap.DataOffset = 0;
-    bitmap.pData = reinterpret_cast<uint8_t*>(store);
-    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY | BMF_SUPERCOMPRESSED;
-    return SUCCESS;
-}
-
 void releaseSuper(BitmapHandle& bitmap) {
     ChunkStore* const store = storeOf(bitmap);
     if (store == nullptr) return;
@@ -88,9 +72,24 @@ Result measureSuper(const BitmapHandle& bitmap, uint32_t* bytes) {
 
 }  // namespace
 
+Result allocateSuper(BitmapHandle& bitmap) {
+    void* const block = platform->allocateLocal(sizeof(ChunkStore), false);
+    if (block == nullptr) return FAILURE;
+    auto* const store = new (block) ChunkStore;
+    const Result opened = store->open(bitmap);
+    if (!opened.ok()) {
+        destroy(store);
+        return opened;
+    }
+    bitmap.DataHandle = 0;
+    bitmap.DataOffset = 0;
+    bitmap.pData = reinterpret_cast<uint8_t*>(store);
+    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY | BMF_SUPERCOMPRESSED;
+    return SUCCESS;
+}
+
 const StorageKind kSuperCompressedStorage = {MEMKIND_SUPERCOMPRESSED,
                                              kTable | kPacked,
-                                             allocateSuper,
                                              releaseSuper,
                                              readSuper,
                                              writeSuper,

@@ -50,26 +50,6 @@ TileLayout layoutOf(uint32_t lineBytes, uint32_t rows, uint32_t tileBytes, const
     return layout;
 }
 
-Result allocateTiled(BitmapHandle& bitmap) {
-    // Fields that a caller changed after the initialisation may not belong together.
-    if (bitmap.BytesPerLine == 0 || bitmap.Size % bitmap.BytesPerLine != 0) return FAILURE;
-    const ThreadSettings& settings = currentSettings();
-    const uint32_t line = bitmap.BytesPerLine;
-    // Smaller tiles may fit where the address space is broken up or where many have to stay in memory.
-    for (uint32_t size = std::min(tileSize(settings), bitmap.Size);; size /= 2) {
-        TileStore* store = createTiles(layoutOf(line, bitmap.Size / line, size, settings));
-        if (store != nullptr) {
-            attach(bitmap, store);
-            break;
-        }
-        if (size <= uint64_t{8} * line || !diskHasRoom(bitmap.Size)) return FAILURE;
-    }
-    bitmap.DataHandle = 0;
-    bitmap.DataOffset = 0;
-    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY | BMF_TILED;
-    return SUCCESS;
-}
-
 void releaseTiled(BitmapHandle& bitmap) {
     if (TileStore* store = storeOf(bitmap); store != nullptr) destroyTiles(store);
     bitmap.pData = nullptr;
@@ -148,7 +128,27 @@ void reportTiles(const BitmapHandle& bitmap, const TileOutputs& outputs) {
     writeOptional(outputs.limit2, store->header.leastTiles);
 }
 
-const StorageKind kTiledStorage = {MEMKIND_TILED, kTable | kNoPutCode, allocateTiled, releaseTiled, readTiled,
-                                   writeTiled,    lendTiled,           resizeTiled,   measureRows};
+Result allocateTiled(BitmapHandle& bitmap) {
+    // Fields that a caller changed after the initialisation may not belong together.
+    if (bitmap.BytesPerLine == 0 || bitmap.Size % bitmap.BytesPerLine != 0) return FAILURE;
+    const ThreadSettings& settings = currentSettings();
+    const uint32_t line = bitmap.BytesPerLine;
+    // Smaller tiles may fit where the address space is broken up or where many have to stay in memory.
+    for (uint32_t size = std::min(tileSize(settings), bitmap.Size);; size /= 2) {
+        TileStore* store = createTiles(layoutOf(line, bitmap.Size / line, size, settings));
+        if (store != nullptr) {
+            attach(bitmap, store);
+            break;
+        }
+        if (size <= uint64_t{8} * line || !diskHasRoom(bitmap.Size)) return FAILURE;
+    }
+    bitmap.DataHandle = 0;
+    bitmap.DataOffset = 0;
+    bitmap.Flags |= BMF_ALLOCATED | BMF_MEMORY | BMF_TILED;
+    return SUCCESS;
+}
+
+const StorageKind kTiledStorage = {MEMKIND_TILED, kTable | kNoPutCode, releaseTiled, readTiled,
+                                   writeTiled,    lendTiled,           resizeTiled,  measureRows};
 
 }  // namespace tnk

@@ -4,6 +4,13 @@
 namespace tnk {
 namespace {
 
+// The caller's pointer stays in the record, for the caller to free.
+void releaseUser(BitmapHandle& bitmap) { endAccess(bitmap); }
+
+Result resizeUser(BitmapHandle&, int32_t) { return ERROR_INVALID_PARAMETER; }
+
+}  // namespace
+
 Result allocateUser(BitmapHandle& bitmap) {
     bitmap.DataHandle = 0;
     bitmap.DataOffset = 0;
@@ -12,14 +19,7 @@ Result allocateUser(BitmapHandle& bitmap) {
     return SUCCESS;
 }
 
-// The caller's pointer stays in the record, for the caller to free.
-void releaseUser(BitmapHandle& bitmap) { endAccess(bitmap); }
-
-Result resizeUser(BitmapHandle&, int32_t) { return ERROR_INVALID_PARAMETER; }
-
-}  // namespace
-
-const StorageKind kUserStorage = {MEMKIND_MEMORY, kPlainRows, allocateUser, releaseUser, readMemory,
-                                  writeMemory,    lendMemory, resizeUser,   measureRows};
+const StorageKind kUserStorage = {MEMKIND_MEMORY, kPlainRows, releaseUser, readMemory,
+                                  writeMemory,    lendMemory, resizeUser,  measureRows};
 
 }  // namespace tnk
