@@ -12,7 +12,6 @@ struct PixelFormat {
     uint8_t groupPixels;  // pixels after which the bit pattern repeats on a byte boundary
     uint8_t groupBytes;   // bytes of such a group
     bool hasPalette;      // indexes into a palette
-    bool hasAlpha;        // a fourth channel (in colour orders)
     int8_t dataHighBit;   // as T_InitBitmap sets it; -1: all bits
     uint8_t orders;       // bit (1 << order) for each order that a bitmap of this depth may have
 };
