@@ -30,6 +30,15 @@ InstructionSet processorSet() {
     return InstructionSet::scalar;
 }
 
+#if defined(__x86_64__) || defined(__i386__)
+// AMD's processors before Zen 3 extract bits one by one.
+bool extractsFast() {
+    if (!__builtin_cpu_supports("bmi2")) return false;
+    if (__builtin_cpu_is("intel")) return true;
+    return __builtin_cpu_is("amd") && !__builtin_cpu_is("amdfam15h") && !__builtin_cpu_is("amdfam17h");
+}
+#endif
+
 // Threads that come first at the same time find the same answer, so a plain store is enough.
 constinit std::atomic<int> chosenSet{-1};
 constinit std::atomic<const Kernels*> chosenKernels{nullptr};
@@ -54,7 +63,7 @@ InstructionSet instructionSet() {
 
 const Kernels& kernelsFor(InstructionSet set) {
 #if defined(__x86_64__) || defined(__i386__)
-    if (set == InstructionSet::avx2) return kAvx2Kernels;
+    if (set == InstructionSet::avx2) return extractsFast() ? kAvx2ExtractKernels : kAvx2Kernels;
     if (set == InstructionSet::ssse3) return kSsse3Kernels;
 #endif
     return kScalarKernels;

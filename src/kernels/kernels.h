@@ -49,6 +49,12 @@ struct Fields555 {
     uint8_t alpha;  // from 5-5-5: byte 3
 };
 
+// Bytes by 5-5-5 pixel, and how pixels of 3 or 4 bytes become those; their alpha is left out.
+struct Table555 {
+    const uint8_t* bytes;
+    Fields555 fields;
+};
+
 // Colours of 3 or 4 bytes a pixel to gray levels.
 struct GrayWeights {
     uint32_t pixelBytes;
@@ -82,6 +88,7 @@ struct Kernels {
     // Writes 1-bit pixels; the bits after the last one are zero.
     void (*matchPair)(const uint8_t* source, uint8_t* bits, size_t count, const PairMatch& match);
     void (*multiply)(const uint8_t* source, uint8_t* target, size_t count, const ChannelMatrix& matrix);
+    void (*lookUp555)(const uint8_t* source, uint8_t* target, size_t count, const Table555& table);
 };
 
 extern const Kernels kScalarKernels;

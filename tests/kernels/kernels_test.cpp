@@ -75,9 +75,12 @@ TEST(Kernels, EqualTheScalarRule) {
         checkKernel("expand", &Kernels::expand, table, 8, bytes * 8);
         checkKernel("spread", &Kernels::spread, table, 1, bytes * 8);
     }
+    const Bytes table = random.bytes(32'768);
     for (const uint32_t bytes : {3u, 4u}) {
         for (const bool swap : {false, true}) {
             checkKernel("gray", &Kernels::gray, GrayWeights{bytes, swap}, bytes * 8, 8);
+            checkKernel("lookUp555", &Kernels::lookUp555, Table555{table.data(), {bytes, swap, false, 0}}, bytes * 8,
+                        8);
             for (const bool alphaBit : {false, bytes == 4}) {
                 const Fields555 fields = {bytes, swap, alphaBit, 0xC3};
                 checkKernel("to555", &Kernels::to555, fields, bytes * 8, 16);

@@ -45,7 +45,7 @@ void DitherStateDeleter::operator()(DitherState* state) const {
 }
 
 Result startDithering(BitmapHandle& bitmap, const PaletteEntry* palette, uint32_t count, uint32_t outputBits,
-                      uint32_t* matchTable) {
+                      uint32_t* matchTable, bool ownsTable) {
     DitherStatePtr state = makeState();
     if (state == nullptr) return FAILURE;
     if (findPixelFormat(bitmap.BitsPerPixel) == nullptr || bitmap.Width < 0) return ERROR_INVALID_PARAMETER;
@@ -54,6 +54,7 @@ Result startDithering(BitmapHandle& bitmap, const PaletteEntry* palette, uint32_
     state->sourceBits = bitmap.BitsPerPixel;
     state->outputBits = outputBits <= 8 ? outputBits : 0;  // nothing is written at either
     state->method = bitmap.DitherMethod;
+    state->ownsTable = ownsTable;
     TRY(prepareMatching(*state, palette, matchTable));
     if (state->method > kMaxDitherMethod) return ERROR_INVALID_PARAMETER;
     state->shape = errorShape(state->method);

@@ -8,8 +8,9 @@
 
 namespace tnk {
 
+// `ownsTable`: nobody else sees the match table while the run lasts.
 Result startDithering(BitmapHandle& bitmap, const PaletteEntry* palette, uint32_t count, uint32_t outputBits,
-                      uint32_t* matchTable);
+                      uint32_t* matchTable, bool ownsTable = false);
 void stopDithering(BitmapHandle& bitmap);
 
 // Dithers the next `count` rows, with the same result to the bit as one call a row. An input row may be changed where

@@ -32,6 +32,7 @@ class BandRun {
           channels_(source.gray && state.grayErrors ? 1 : kChannels),
           width_(width),
           core_(kernels.bandCore(state.method, quantisingOf(state), channels_ == 1)) {
+        if (state.usesTable()) prepareColors(state);
         band_.match = ditherMatchOf(state);
         band_.limit = static_cast<int32_t>(state.count < colorsOf(state) ? state.count : kMaxPaletteEntries);
         band_.width = width;

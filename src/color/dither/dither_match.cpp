@@ -1,5 +1,6 @@
 // How the dithering engine finds the palette entry of a colour: the mode by palette and count, and match tables.
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "base/pixel_values.h"
@@ -50,7 +51,20 @@ const PaletteEntry& lookUpChoice(const DitherState& state, uint32_t key) {
     return state.choices[std::min(place, kOtherChoice)];
 }
 
-void completeMatchTable(const DitherState& state, uint32_t key) { lookUpChoice(state, key); }
+void completeMatch(const DitherMatch& match, uint32_t key) {
+    const PaletteEntry& choice = lookUpChoice(*match.state, key);
+    if (match.choices == nullptr) match.state->colorTable[key] = std::bit_cast<uint32_t>(choice);
+}
+
+void prepareColors(DitherState& state) {
+    if (!state.ownsTable || state.colorTable || !state.colorTable.allocate(kMatchTableEntries)) return;
+    // An index has one colour, so this is no choice: it has the index 0 and another colour.
+    PaletteEntry none = state.palette[0];
+    none.Reserved = 0;
+    none.Blue ^= 1;
+    state.unknownColor = std::bit_cast<uint32_t>(none);
+    std::fill_n(state.colorTable.data(), kMatchTableEntries, state.unknownColor);
+}
 
 Result prepareMatching(DitherState& state, const PaletteEntry* palette, uint32_t* userTable) {
     const int32_t bits = bandBits(state.count);
@@ -67,6 +81,7 @@ Result prepareMatching(DitherState& state, const PaletteEntry* palette, uint32_t
         state.mode = MatchMode::ownTable;
         if (!state.ownTable.allocate(kMatchTableEntries, true)) return FAILURE;
         state.matchTable = state.ownTable.data();
+        state.ownsTable = true;
     }
     std::copy_n(palette, state.count, state.palette);
     if (!state.usesTable()) return SUCCESS;

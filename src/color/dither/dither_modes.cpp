@@ -63,7 +63,8 @@ Quantising quantisingOf(const DitherState& state) {
 }
 
 DitherMatch ditherMatchOf(const DitherState& state) {
-    return {&state, state.matchTable, state.choices, modeLevelsOf(state).levels};
+    if (!state.colorTable) return {&state, state.matchTable, state.choices, 0, modeLevelsOf(state).levels};
+    return {&state, state.colorTable.data(), nullptr, state.unknownColor, modeLevelsOf(state).levels};
 }
 
 uint32_t colorsOf(const DitherState& state) { return modeLevelsOf(state).colors; }

@@ -7,6 +7,7 @@
 #include "color/dither/dither.h"
 #include "color/dither/dither_band.h"
 #include "color/dither/dither_cores.h"
+#include "color/dither/dither_match_rows.h"
 #include "color/dither/dither_modes.h"
 #include "color/dither/dither_pack.h"
 #include "color/dither/dither_state.h"
@@ -25,10 +26,6 @@ void separateErrors(DitherState& state) {
         std::copy_n(state.errorRow(r, 0), state.cells(), state.errorRow(r, 2));
     }
 }
-
-// Pixels that vectors take at a time: enough for what a core prepares to cost little, and the first-level cache holds
-// their channels or keys.
-constexpr int32_t kVectorBlock = 2048;
 
 // Fetches, dithers and packs a row, `Block` pixels at a time. `core` makes the indexes of a block.
 template <int32_t Block, typename Core>
@@ -59,25 +56,6 @@ void ditherRow(DitherState& state, const ColorFetch& source, int32_t width, cons
     ditherBlocks<kColorBlock>(state, source, width, input, output, block);
 }
 
-// A row matched by the table without offsets. One key a pixel through plain loads is faster than gathering in vectors.
-void matchRow(const DitherState& state, const ColorFetch& source, int32_t width, const uint8_t* input,
-              uint8_t* output) {
-    uint16_t keys[kVectorBlock];
-    uint8_t indexes[kVectorBlock];
-    const DitherMatch match = ditherMatchOf(state);
-    int32_t count;
-    for (int32_t x = 0; x < width; x += count) {
-        count = std::min(kVectorBlock, width - x);
-        fetchKeys(source, input + source.offsetOf(x), count, keys);
-        for (int32_t i = 0; i < count; ++i) {
-            if (match.table[keys[i]] == 0) completeMatchTable(state, keys[i]);
-            indexes[i] = match.choices[std::min(match.table[keys[i]], kOtherChoice)].Reserved;
-        }
-        packIndexes(source.kernels, indexes, state.outputBits, count,
-                    output + static_cast<size_t>(x) / 8 * state.outputBits);
-    }
-}
-
 // Gray levels straight to bits: pixels done of a row, all but the last few. Without offsets a level's upper half is white.
 int32_t packThresholds(const DitherKernels& kernels, const DitherState& state, const ColorFetch& source, int32_t width,
                        const int16_t (&offsets)[kOffsets], const uint8_t* input, uint8_t* output) {
@@ -96,6 +74,7 @@ void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFe
         matchRow(state, source, width, input, output);
         return;
     }
+    if (state.usesTable()) prepareColors(state);
     const DitherRowCore core = kernels.rowCore(quantisingOf(state), source.gray);
     const DitherMatch match = ditherMatchOf(state);
     int16_t offsets[kOffsets] = {};

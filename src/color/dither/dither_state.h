@@ -61,6 +61,14 @@ struct DitherState {
     Scratch<uint32_t> ownTable;
     PaletteEntry choices[kOtherChoice + 1] = {};
     uint32_t choiceCount = 0;
+    bool ownsTable = false;  // nobody else sees the match table while the run lasts
+
+    // What a match table that nobody else sees leads to, by 15-bit colour, made on first use: choices as words, and their
+    // indexes alone. One value of each stands for not yet known.
+    Scratch<uint32_t> colorTable;
+    uint32_t unknownColor = 0;
+    Scratch<uint8_t> indexTable;
+    uint8_t unknownIndex = 0;  // may also be known
 
     // Thresholds of the ordered methods, or offsets to add to the channels, by line and column modulo 8.
     int16_t ordered[8][8] = {};
@@ -96,6 +104,8 @@ using DitherStatePtr = std::unique_ptr<DitherState, DitherStateDeleter>;
 Result prepareMatching(DitherState& state, const PaletteEntry* palette, uint32_t* userTable);
 // Enters the choosable colours themselves in the match table.
 void seedMatchTable(DitherState& state);
+// Makes colorTable where it may be and memory is enough.
+void prepareColors(DitherState& state);
 // Fills `ordered`.
 void prepareOrdered(DitherState& state);
 

@@ -96,7 +96,7 @@ Result ditherAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapH
                      const PaletteChoice& choice, RowSink& sink, Progress& progress) {
     source.DitherMethod = job.ditherMethod();
     TRY(startDithering(source, choice.entries, destination.ColorCount, static_cast<uint32_t>(job.bits),
-                       choice.matchTable));
+                       choice.matchTable, choice.ownTable.data() != nullptr));
     const DitherRun run(source);
     RowReader reader(source, ditherChangesInput(source));
     const RowLoop loop{.rows = source.Height, .band = kDitherBandRows, .wholeBands = true};

@@ -64,26 +64,28 @@ struct Avx2 {
         return {_mm256_i32gather_epi32(words, _mm256_unpacklo_epi16(bits(key), zero), 4),
                 _mm256_i32gather_epi32(words, _mm256_unpackhi_epi16(bits(key), zero), 4)};
     }
-    // A bit for each lane of the mask whose entry is 0.
-    static uint32_t unknownLanes(const Entries& entries, V mask) {
-        const __m256i zero = _mm256_setzero_si256();
+    // A bit for each lane of the mask whose entry is `none`.
+    static uint32_t unknownLanes(const Entries& entries, uint32_t none, V mask) {
+        const __m256i word = _mm256_set1_epi32(static_cast<int>(none));
         const __m256i unknown = _mm256_and_si256(
             bits(mask),
-            _mm256_packs_epi32(_mm256_cmpeq_epi32(entries.low, zero), _mm256_cmpeq_epi32(entries.high, zero)));
+            _mm256_packs_epi32(_mm256_cmpeq_epi32(entries.low, word), _mm256_cmpeq_epi32(entries.high, word)));
         if (_mm256_testz_si256(unknown, unknown) != 0) return 0;
         const __m128i lanes = _mm_packs_epi16(_mm256_castsi256_si128(unknown), _mm256_extracti128_si256(unknown, 1));
         return static_cast<uint32_t>(_mm_movemask_epi8(lanes));
     }
-    template <int32_t Channels>
-    static void chosen(const PaletteEntry* choices, const Entries& entries, V (&level)[Channels], V& index) {
+    static Entries chosen(const PaletteEntry* choices, const Entries& places) {
         const __m256i last = _mm256_set1_epi32(kOtherChoice);
         const auto* const words = reinterpret_cast<const int*>(choices);
-        const __m256i low = _mm256_i32gather_epi32(words, _mm256_min_epu32(entries.low, last), 4);
-        const __m256i high = _mm256_i32gather_epi32(words, _mm256_min_epu32(entries.high, last), 4);
+        return {_mm256_i32gather_epi32(words, _mm256_min_epu32(places.low, last), 4),
+                _mm256_i32gather_epi32(words, _mm256_min_epu32(places.high, last), 4)};
+    }
+    template <int32_t Channels>
+    static void split(const Entries& colors, V (&level)[Channels], V& index) {
         const __m256i byte = _mm256_set1_epi32(0xFF);
         const auto channel = [&](int shift) {
-            return vector(_mm256_packs_epi32(_mm256_and_si256(_mm256_srli_epi32(low, shift), byte),
-                                             _mm256_and_si256(_mm256_srli_epi32(high, shift), byte)));
+            return vector(_mm256_packs_epi32(_mm256_and_si256(_mm256_srli_epi32(colors.low, shift), byte),
+                                             _mm256_and_si256(_mm256_srli_epi32(colors.high, shift), byte)));
         };
         level[0] = channel(16);
         if constexpr (Channels == 3) {

@@ -24,9 +24,10 @@ struct DitherLevels {
 
 // What colours are matched with.
 struct DitherMatch {
-    const DitherState* state;  // whose match table is completed
-    const uint32_t* table;
-    const PaletteEntry* choices;
+    const DitherState* state;     // whose match table is completed
+    const uint32_t* table;        // by 15-bit colour: places among the choices, or the choices themselves as words
+    const PaletteEntry* choices;  // null: the table has them
+    uint32_t unknown;             // the word of a colour not met yet
     DitherLevels levels;
 };
 
@@ -117,7 +118,7 @@ extern const DitherKernels kDitherKernelsSse2;
 extern const DitherKernels kDitherKernelsSsse3;
 extern const DitherKernels kDitherKernelsAvx2;
 
-// Completes the match table for a 15-bit colour.
-void completeMatchTable(const DitherState& state, uint32_t key);
+// Completes the table for a 15-bit colour.
+void completeMatch(const DitherMatch& match, uint32_t key);
 
 }  // namespace tnk

@@ -79,12 +79,13 @@ class TableQuantiser {
         const V blue = level[Channels == 3 ? 2 : 0];
         const V key = (red & 0xF8) << 7 | (green & 0xF8) << 2 | blue >> 3;
         typename Lanes::Entries entries = Lanes::gather(match_.table, key);
-        if (const uint32_t unknown = Lanes::unknownLanes(entries, mask); unknown != 0) {
+        if (const uint32_t unknown = Lanes::unknownLanes(entries, match_.unknown, mask); unknown != 0) {
             complete(key, unknown);
             entries = Lanes::gather(match_.table, key);
         }
         V index;
-        Lanes::chosen(match_.choices, entries, level, index);
+        if (match_.choices != nullptr) entries = Lanes::chosen(match_.choices, entries);
+        Lanes::split(entries, level, index);
         return index;
     }
 
@@ -93,7 +94,7 @@ class TableQuantiser {
         alignas(32) uint16_t keys[Lanes::kLanes];
         Lanes::store(keys, key);
         for (int32_t lane = 0; lane < Lanes::kLanes; ++lane) {
-            if ((unknown >> lane & 1) != 0) completeMatchTable(*match_.state, keys[lane]);
+            if ((unknown >> lane & 1) != 0) completeMatch(match_, keys[lane]);
         }
     }
 

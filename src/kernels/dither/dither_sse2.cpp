@@ -58,25 +58,32 @@ struct Sse2 {
         for (int32_t lane = 0; lane < kLanes; ++lane) entries.lanes[lane] = table[key[lane]];
         return entries;
     }
-    // A bit for each lane of the mask whose entry is 0.
-    static uint32_t unknownLanes(const Entries& entries, V mask) {
+    // A bit for each lane of the mask whose entry is `none`.
+    static uint32_t unknownLanes(const Entries& entries, uint32_t none, V mask) {
         uint32_t unknown = 0;
         for (int32_t lane = 0; lane < kLanes; ++lane) {
-            unknown |= static_cast<uint32_t>(entries.lanes[lane] == 0 && mask[lane] != 0) << lane;
+            unknown |= static_cast<uint32_t>(entries.lanes[lane] == none && mask[lane] != 0) << lane;
         }
         return unknown;
     }
-    template <int32_t Channels>
-    static void chosen(const PaletteEntry* choices, const Entries& entries, V (&level)[Channels], V& index) {
+    static Entries chosen(const PaletteEntry* choices, const Entries& places) {
+        Entries colors;
         for (int32_t lane = 0; lane < kLanes; ++lane) {
-            const uint32_t place = entries.lanes[lane];
-            const PaletteEntry& choice = choices[place < kOtherChoice ? place : kOtherChoice];
-            level[0][lane] = choice.Red;
+            const uint32_t place = places.lanes[lane];
+            __builtin_memcpy(&colors.lanes[lane], &choices[place < kOtherChoice ? place : kOtherChoice], 4);
+        }
+        return colors;
+    }
+    template <int32_t Channels>
+    static void split(const Entries& colors, V (&level)[Channels], V& index) {
+        for (int32_t lane = 0; lane < kLanes; ++lane) {
+            const uint32_t color = colors.lanes[lane];
+            level[0][lane] = static_cast<int16_t>(color >> 16 & 0xFF);
             if constexpr (Channels == 3) {
-                level[1][lane] = choice.Green;
-                level[2][lane] = choice.Blue;
+                level[1][lane] = static_cast<int16_t>(color >> 8 & 0xFF);
+                level[2][lane] = static_cast<int16_t>(color & 0xFF);
             }
-            index[lane] = choice.Reserved;
+            index[lane] = static_cast<int16_t>(color >> 24);
         }
     }
 

@@ -148,6 +148,23 @@ void to555(const uint8_t* source, uint8_t* target, size_t count, const Fields555
     kScalarKernels.to555(source, target, count, fields);
 }
 
+void lookUp555(const uint8_t* source, uint8_t* target, size_t count, const Table555& table) {
+    constexpr size_t kBlock = 1024;
+    uint8_t keys[2 * kBlock];
+    const Fields555 fields = {table.fields.pixelBytes, table.fields.swap, false, 0};
+    for (size_t block; count != 0; count -= block, source += block * fields.pixelBytes, target += block) {
+        block = count < kBlock ? count : kBlock;
+        to555(source, keys, block, fields);
+        size_t i = 0;
+        for (; i + 4 <= block; i += 4) {
+            uint64_t four;
+            __builtin_memcpy(&four, keys + 2 * i, 8);
+            for (size_t k = 0; k < 4; ++k, four >>= 16) target[i + k] = table.bytes[four & 0x7FFF];
+        }
+        for (; i < block; ++i) target[i] = table.bytes[keys[2 * i] | keys[2 * i + 1] << 8];
+    }
+}
+
 void from555(const uint8_t* source, uint8_t* target, size_t count, const Fields555& fields) {
     static constexpr LaneMask kThree = {{0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 128, 128, 128, 128}};
     const Vector three = Vector::repeatLane(kThree.byte);

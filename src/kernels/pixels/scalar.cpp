@@ -114,8 +114,15 @@ void multiply(const uint8_t* source, uint8_t* target, size_t count, const Channe
     }
 }
 
+void lookUp555(const uint8_t* source, uint8_t* target, size_t count, const Table555& table) {
+    const uint32_t low = table.fields.swap ? 2 : 0;
+    for (size_t i = 0; i < count; ++i, source += table.fields.pixelBytes)
+        target[i] = table.bytes[word555(source[2 - low], source[1], source[low])];
+}
+
 }  // namespace
 
-constinit const Kernels kScalarKernels = {shufflePixels, expand, spread, to555, from555, gray, matchPair, multiply};
+constinit const Kernels kScalarKernels = {shufflePixels, expand,    spread,   to555,    from555,
+                                          gray,          matchPair, multiply, lookUp555};
 
 }  // namespace tnk
