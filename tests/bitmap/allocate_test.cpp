@@ -96,6 +96,11 @@ TEST_F(AllocateBitmap, ChoosesByThresholds) {
         EXPECT_EQ(flagsOf(MEM_NOTILES), c.flags == kTiles ? kDisk : c.flags);
         EXPECT_EQ(flagsOf(MEM_USER), BMF_ALLOCATED | BMF_MEMORY | BMF_USERDATA);
     }
+    failing.failFrom(1, kBudgetFailures);  // then a limit in bytes is all there is
+    for (const int32_t most : {kMegabyte, kMegabyte - 1, -1}) {
+        T_SetMemoryThresholds(0, most, 0, 0, 0, 7);
+        EXPECT_EQ(flagsOf(MEM_CONVENTIONAL), most == kMegabyte - 1 ? kTiles : kMemory) << most;
+    }
 }
 
 TEST_F(AllocateBitmap, ChoosesByTileSizeHandlesAndFailure) {

@@ -170,6 +170,7 @@ TEST_P(Copy, StandsOddTargets) {
             const bool fits = width == 26;
             for (size_t y = 0; fits && y < 20; ++y) std::copy_n(&rows[y * 32], 28, &expected[y * 28]);
             EXPECT_EQ(T_CopyBitmapData(&target.record, &b), fits ? SUCCESS : ERROR_INVALID_PARAMETER);
+            EXPECT_TRUE(!fits || target.record.CurrentRow == 19) << "as if the rows had been put one by one";
             EXPECT_TRUE(rowsOf(target.record) == expected) << width;
         }
     }

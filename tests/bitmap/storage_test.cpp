@@ -213,6 +213,22 @@ TEST(MovableStorage, HasAnAddressWhileAccessed) {
     EXPECT_EQ(bitmap.pData[80], 0) << "new rows are zero";
 }
 
+TEST(MovableStorage, EndsItsOwnAccessOnly) {
+    StoredBitmap source(Kind::movable, 8, 64, 8), other(Kind::movable, 8, 8, 8);
+    for (StoredBitmap* each : {&source, &other}) T_ReleaseBitmap(&each->record);
+    const auto accessOther = [](int32_t, void* user) TNK_CALL -> int32_t {
+        T_AccessBitmap(static_cast<BitmapHandle*>(user));
+        return SUCCESS;
+    };
+    T_SetCopyStatusCallBack(accessOther, &other.record, nullptr, nullptr);
+    BitmapHandle copy;
+    EXPECT_EQ(T_CopyBitmap(&copy, &source.record, sizeof copy), SUCCESS);
+    T_SetCopyStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(source.record.Flags & BMF_LOCKED, 0u);
+    EXPECT_NE(other.record.Flags & BMF_LOCKED, 0u);
+    T_FreeBitmap(&copy);
+}
+
 TEST(DiskStorage, ReportsFailedTransfers) {
     FailingPlatform failing;
     StoredBitmap stored(Kind::disk, 64, 4, 8);

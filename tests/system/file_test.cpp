@@ -25,6 +25,7 @@ constexpr struct {
     {"read what is missing", false, OPEN_READ, false, false, false, "(missing)"},
     {"write", true, OPEN_WRITE, true, false, true, "ab23456789"},
     {"create", false, OPEN_READWRITE | OPEN_CREATE, true, true, true, "ab"},
+    {"create to read", false, OPEN_READ | OPEN_CREATE, true, true, false, ""},
     {"create wins over truncate", false, OPEN_WRITE | OPEN_CREATE | OPEN_TRUNCATE, true, false, true, "ab"},
     {"truncate", true, OPEN_READWRITE | OPEN_TRUNCATE, true, true, true, "ab"},
     {"truncate what is missing", false, OPEN_WRITE | OPEN_TRUNCATE, false, false, false, "(missing)"},
@@ -46,6 +47,12 @@ TEST(File, OpensByFlags) {
             EXPECT_EQ(T_OsClose(file), 0);
         }
         EXPECT_EQ(folder.contents("file"), test.contents);
+        if (!test.opens) continue;
+        const auto path = folder.path() / "file";
+        using std::filesystem::perms;
+        const bool writable = (std::filesystem::status(path).permissions() & perms::owner_write) != perms::none;
+        EXPECT_EQ(writable, test.exists || test.writes) << "made for reading alone it is read-only";
+        std::filesystem::permissions(path, perms::owner_write, std::filesystem::perm_options::add);
     }
 }
 
