@@ -88,6 +88,7 @@ struct Kernels {
     // Writes 1-bit pixels; the bits after the last one are zero.
     void (*matchPair)(const uint8_t* source, uint8_t* bits, size_t count, const PairMatch& match);
     void (*multiply)(const uint8_t* source, uint8_t* target, size_t count, const ChannelMatrix& matrix);
+    size_t (*countBits)(const uint32_t* words, size_t count);
     void (*lookUp555)(const uint8_t* source, uint8_t* target, size_t count, const Table555& table);
 };
 

@@ -2,7 +2,6 @@
 #include "color/reduce/color_count.h"
 
 #include <algorithm>
-#include <bit>
 #include <cassert>
 #include <cstring>
 
@@ -16,6 +15,7 @@
 #include "bitmap/rows.h"
 #include "color/dither/color_fetch.h"
 #include "convert/packed_pixels.h"
+#include "kernels/kernels.h"
 #include "palette/palette.h"
 #include "system/status.h"
 
@@ -75,9 +75,7 @@ class ColorSet {
 
     uint32_t count() const {
         if (!marksOnly_) return count_;
-        uint32_t marks = 0;
-        for (const uint32_t word : seen_.span()) marks += static_cast<uint32_t>(std::popcount(word));
-        return marks;
+        return static_cast<uint32_t>(kernels().countBits(seen_.data(), seen_.size()));
     }
 
   private:
@@ -147,7 +145,17 @@ bool countBytes(const CountRule& rule, ColorSet& colors, const uint8_t* row, uin
         const uint8_t* const pixel = row + size_t{x} * Stride + First;
         return keyOf(pixel[0], pixel[Step], pixel[2 * Step]);
     };
-    return colors.add(start, end, keyAt, color);
+    if constexpr (First == 0 && Step == 1) {
+        // By four bytes, which end with the pixel where it has three: but for the row's first, those are the row's.
+        constexpr uint32_t kBefore = 4 - Stride;
+        const auto keyByWord = [&](uint32_t x) {
+            return load32(row + size_t{x} * Stride - kBefore) >> 8 * kBefore & 0xFFFFFF;
+        };
+        const uint32_t second = std::min(start + 1, end);
+        return colors.add(start, second, keyAt, color) && colors.add(second, end, keyByWord, color);
+    } else {
+        return colors.add(start, end, keyAt, color);
+    }
 }
 
 // Entries of the same colour count as the first of them.

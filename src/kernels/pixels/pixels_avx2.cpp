@@ -104,9 +104,9 @@ struct Vector {
 
 namespace tnk {
 
-constinit const Kernels kAvx2Kernels = {shufflePixels, expand,    spread,   to555,    from555,
-                                        gray,          matchPair, multiply, lookUp555};
-constinit const Kernels kAvx2ExtractKernels = {shufflePixels, expand,    spread,   to555,        from555,
-                                               gray,          matchPair, multiply, lookUp555Bmi2};
+constinit const Kernels kAvx2Kernels = {shufflePixels, expand,    spread,   to555,     from555,
+                                        gray,          matchPair, multiply, countBits, lookUp555};
+constinit const Kernels kAvx2ExtractKernels = {shufflePixels, expand,    spread,   to555,     from555,
+                                               gray,          matchPair, multiply, countBits, lookUp555Bmi2};
 
 }  // namespace tnk

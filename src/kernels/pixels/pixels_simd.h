@@ -276,6 +276,13 @@ void multiply(const uint8_t* source, uint8_t* target, size_t count, const Channe
     kScalarKernels.multiply(source, target, count, matrix);
 }
 
+// By the instruction that comes with the set, where one does.
+size_t countBits(const uint32_t* words, size_t count) {
+    size_t bits = 0;
+    for (size_t i = 0; i < count; ++i) bits += static_cast<size_t>(__builtin_popcount(words[i]));
+    return bits;
+}
+
 void expand(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table) {
     kScalarKernels.expand(indexes, target, count, table);
 }

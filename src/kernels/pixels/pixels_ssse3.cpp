@@ -87,7 +87,7 @@ struct Vector {
 
 namespace tnk {
 
-constinit const Kernels kSsse3Kernels = {shufflePixels, expand,    spread,   to555,    from555,
-                                         gray,          matchPair, multiply, lookUp555};
+constinit const Kernels kSsse3Kernels = {shufflePixels, expand,    spread,   to555,     from555,
+                                         gray,          matchPair, multiply, countBits, lookUp555};
 
 }  // namespace tnk

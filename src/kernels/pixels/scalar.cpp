@@ -1,5 +1,6 @@
 // The rule of every kernel, in plain code.
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "base/pixel_values.h"
@@ -114,6 +115,12 @@ void multiply(const uint8_t* source, uint8_t* target, size_t count, const Channe
     }
 }
 
+size_t countBits(const uint32_t* words, size_t count) {
+    size_t bits = 0;
+    for (size_t i = 0; i < count; ++i) bits += static_cast<size_t>(std::popcount(words[i]));
+    return bits;
+}
+
 void lookUp555(const uint8_t* source, uint8_t* target, size_t count, const Table555& table) {
     const uint32_t low = table.fields.swap ? 2 : 0;
     for (size_t i = 0; i < count; ++i, source += table.fields.pixelBytes)
@@ -122,7 +129,7 @@ void lookUp555(const uint8_t* source, uint8_t* target, size_t count, const Table
 
 }  // namespace
 
-constinit const Kernels kScalarKernels = {shufflePixels, expand,    spread,   to555,    from555,
-                                          gray,          matchPair, multiply, lookUp555};
+constinit const Kernels kScalarKernels = {shufflePixels, expand,    spread,   to555,     from555,
+                                          gray,          matchPair, multiply, countBits, lookUp555};
 
 }  // namespace tnk
