@@ -29,6 +29,13 @@ struct Avx2 {
     static V clampToByte(V value) {
         return vector(_mm256_min_epi16(_mm256_max_epi16(bits(value), _mm256_setzero_si256()), _mm256_set1_epi16(255)));
     }
+    // Bytes by bytes, out of one of 16 that each lane of 128 bits has.
+    static constexpr bool kShuffles = true;
+    static V repeat(const uint8_t* bytes) {
+        return vector(_mm256_broadcastsi128_si256(_mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes))));
+    }
+    static V lookUp(V bytes, V places) { return vector(_mm256_shuffle_epi8(bits(bytes), bits(places))); }
+
     static V multiplyHigh(V value, V factor) { return vector(_mm256_mulhi_epu16(bits(value), bits(factor))); }
 
     // One lane down, each row's value to the next row; the first row takes *first.
@@ -112,12 +119,23 @@ struct Avx2 {
         static V right(V value, int32_t by) { return vector(_mm256_srl_epi16(bits(value), _mm_cvtsi32_si128(by))); }
     };
 
+    // Two lots of 16 bytes, side by side or `apart`.
     struct Bytes {
-        __m128i v;
-        static Bytes load(const uint8_t* from) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))}; }
-        void store(uint8_t* to) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v); }
-        static Bytes low(Bytes a, Bytes b) { return {_mm_unpacklo_epi8(a.v, b.v)}; }
-        static Bytes high(Bytes a, Bytes b) { return {_mm_unpackhi_epi8(a.v, b.v)}; }
+        static constexpr int32_t kBytes = 32;
+        __m256i v;
+
+        static __m128i half(const uint8_t* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
+        static Bytes load(const uint8_t* from) { return {_mm256_loadu_si256(reinterpret_cast<const __m256i*>(from))}; }
+        static Bytes load(const uint8_t* from, int32_t apart) {
+            return {_mm256_inserti128_si256(_mm256_castsi128_si256(half(from)), half(from + apart), 1)};
+        }
+        void store(uint8_t* to) const { _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), v); }
+        void store(uint8_t* to, int32_t apart) const {
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(to), _mm256_castsi256_si128(v));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(to + apart), _mm256_extracti128_si256(v, 1));
+        }
+        static Bytes low(Bytes a, Bytes b) { return {_mm256_unpacklo_epi8(a.v, b.v)}; }
+        static Bytes high(Bytes a, Bytes b) { return {_mm256_unpackhi_epi8(a.v, b.v)}; }
     };
 };
 

@@ -82,28 +82,35 @@ struct Transposer {
     static constexpr int32_t kRows = Lanes::kLanes;
     static constexpr int32_t kRowPowers = kRows == 16 ? 4 : 3;
     using Bytes = typename Lanes::Bytes;
-    static_assert(kBandTile == 16);
+    // A vector of bytes has as many columns of a row, in lots of 16 that are transposed side by side.
+    static constexpr int32_t kColumns = Bytes::kBytes;
+    static constexpr int32_t kApart = 16 * kRows;  // what 16 steps take
+    static_assert(kBandTile % kColumns == 0);
 
     // From lines, of which each begins `lag` bytes before the one above, to a vector of rows for each step.
     static void toSteps(const DitherBand::Lines& lines, int32_t column, int32_t lag,
                         uint8_t (&steps)[kBandTile * kRows]) {
-        Bytes vectors[kRows];
-        for (int32_t i = 0; i < kRows; ++i) {
-            const int32_t row = kRows - 1 - i;
-            vectors[i] = Bytes::load(lines[row] + column - lag * row);
+        for (int32_t first = 0; first < kBandTile; first += kColumns) {
+            Bytes vectors[kRows];
+            for (int32_t i = 0; i < kRows; ++i) {
+                const int32_t row = kRows - 1 - i;
+                vectors[i] = Bytes::load(lines[row] + column + first - lag * row);
+            }
+            interleave<kRows, kRowPowers>(vectors);
+            for (int32_t i = 0; i < kRows; ++i) vectors[i].store(steps + first * kRows + 16 * i, kApart);
         }
-        interleave<kRows, kRowPowers>(vectors);
-        for (int32_t i = 0; i < kRows; ++i) vectors[i].store(steps + 16 * i);
     }
 
     static void toLines(const uint8_t (&steps)[kBandTile * kRows], DitherBand::Lines& lines, int32_t column,
                         int32_t lag) {
-        Bytes vectors[kRows];
-        for (int32_t i = 0; i < kRows; ++i) vectors[i] = Bytes::load(steps + 16 * i);
-        interleave<kRows, 4>(vectors);
-        for (int32_t i = 0; i < kRows; ++i) {
-            const int32_t row = kRows - 1 - i;
-            vectors[i].store(lines[row] + column - lag * row);
+        for (int32_t first = 0; first < kBandTile; first += kColumns) {
+            Bytes vectors[kRows];
+            for (int32_t i = 0; i < kRows; ++i) vectors[i] = Bytes::load(steps + first * kRows + 16 * i, kApart);
+            interleave<kRows, 4>(vectors);
+            for (int32_t i = 0; i < kRows; ++i) {
+                const int32_t row = kRows - 1 - i;
+                vectors[i].store(lines[row] + column + first - lag * row);
+            }
         }
     }
 };
@@ -128,9 +135,11 @@ void maskTile(int32_t firstStep, int32_t lag, int32_t width, typename Lanes::V (
 
 constexpr int32_t kPast = kPastErrors;
 
-template <typename V>
+// The last `Count` vectors of a line become those before its first.
+template <int32_t Count, typename V>
 void rollBack(V* line) {
-    for (int32_t i = 0; i < kPast; ++i) line[i] = line[kBandTile + i];
+    static_assert(Count <= kPast);
+    for (int32_t i = kPast - Count; i < kPast; ++i) line[i] = line[kBandTile + i];
 }
 
 template <typename Lanes, template <typename> typename MethodOf, typename Quantiser, int32_t Channels>
@@ -146,7 +155,9 @@ class BandCore {
     static constexpr bool kTwoParts = Method::kDivisor == 200;
     static_assert(kLag * (kBandRows - 1) <= kBandBehind && 2 * Method::kReach < kPast && kLag < kPast);
 
-    // Lines of vectors, one for each step, of a channel. At the end of a tile the last kPast become the first.
+    static constexpr int32_t kErrorsKept = Method::kReach > 1 ? 2 * Method::kReach : 2;
+
+    // Lines of vectors, one for each step, of a channel. At the end of a tile the last few become the first.
     struct Lines {
         V errors[kPast + kBandTile];
         V first[kPast + kBandTile];   // sums for the row below
@@ -239,11 +250,11 @@ class BandCore {
             }
             Transposer<Lanes>::toLines(indexes, band.indexes, kBandBehind + column, kLag);
             for (int32_t c = 0; c < Channels; ++c) {
-                rollBack(lines[c]->errors);
-                rollBack(lines[c]->first);
-                if constexpr (kTwoParts) rollBack(lines[c]->rest);
-                if constexpr (Method::kRows >= 2) rollBack(lines[c]->second);
-                if constexpr (Method::kRows == 3) rollBack(lines[c]->third);
+                rollBack<kErrorsKept>(lines[c]->errors);
+                rollBack<kSince>(lines[c]->first);
+                if constexpr (kTwoParts) rollBack<kSince>(lines[c]->rest);
+                if constexpr (Method::kRows >= 2) rollBack<kLag>(lines[c]->second);
+                if constexpr (Method::kRows == 3) rollBack<kLag>(lines[c]->third);
             }
         }
     }

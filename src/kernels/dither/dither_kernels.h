@@ -37,8 +37,8 @@ constexpr uint32_t kOtherChoice = 257;
 constexpr int32_t kBandRows = 16;    // most rows of a band
 constexpr int32_t kBandBlock = 256;  // columns that are fetched and packed at a time
 constexpr int32_t kBandBehind = 80;  // columns that the last row may be behind the first, rounded up
-constexpr int32_t kBandTile = 16;    // steps between two transpositions
-constexpr int32_t kBandPastBytes = 5 * 24 * 32;
+constexpr int32_t kBandTile = 32;    // steps between two transpositions
+constexpr int32_t kBandPastBytes = 5 * 40 * 32;
 
 // Sums of one channel that enter the band from the rows above and leave it for the rows below, for one block. Readers
 // and writers go a whole vector beyond.

@@ -10,6 +10,32 @@ namespace tnk {
 // Nothing here may have external linkage: the linker would keep one instruction set's copy for all.
 namespace {
 
+// The levels that codes stand for, (code * step + 8) >> 4. Every pixel's error waits for them, so a shuffle that looks
+// them up is used where there is one: codes are below 8, and the zeros above them look up the level 0.
+template <typename Lanes>
+class CodeLevels {
+    using V = typename Lanes::V;
+
+  public:
+    CodeLevels() = default;
+    explicit CodeLevels(uint16_t step) {
+        if constexpr (Lanes::kShuffles) {
+            uint8_t levels[16] = {};
+            for (int32_t code = 0; code < 8; ++code) levels[code] = static_cast<uint8_t>((code * step + 8) >> 4);
+            step_ = Lanes::repeat(levels);
+        } else {
+            step_ = Lanes::all(step);
+        }
+    }
+    V operator()(V code) const {
+        if constexpr (Lanes::kShuffles) return Lanes::lookUp(step_, code);
+        return (code * step_ + 8) >> 4;
+    }
+
+  private:
+    V step_;
+};
+
 // Quantisers take the levels of `Channels` channels, put the chosen entry's levels in their place and return indexes.
 
 template <typename Lanes, int32_t Channels>
@@ -20,7 +46,7 @@ class LevelQuantiser {
     explicit LevelQuantiser(const DitherMatch& match) : bright_(Lanes::all(match.levels.bright)) {
         for (int32_t c = 0; c < 3; ++c) {
             scale_[c] = Lanes::all(match.levels.scale[c]);
-            step_[c] = Lanes::all(match.levels.step[c]);
+            levels_[c] = CodeLevels<Lanes>(match.levels.step[c]);
             weight_[c] = Lanes::all(match.levels.weight[c]);
         }
     }
@@ -29,14 +55,14 @@ class LevelQuantiser {
         for (int32_t c = 0; c < Channels; ++c) {
             const V code = Lanes::multiplyHigh(level[c], scale_[c]);
             index += code * weight_[c];
-            level[c] = (code * step_[c] + 8) >> 4;
+            level[c] = levels_[c](code);
         }
         return index + ((index > 0) & bright_);
     }
 
   private:
     V scale_[3];
-    V step_[3];
+    CodeLevels<Lanes> levels_[3];
     V weight_[3];
     V bright_;
 };
@@ -54,16 +80,17 @@ class GrayQuantiser {
 
   public:
     explicit GrayQuantiser(const DitherMatch& match)
-        : scale_(Lanes::all(match.levels.scale[0])), step_(Lanes::all(match.levels.step[0])) {}
+        : scale_(Lanes::all(match.levels.scale[0])), levels_(match.levels.step[0]) {}
     V operator()(V (&level)[Channels], V) const {
         const V code = Lanes::multiplyHigh(grayOf(level), scale_);
-        for (V& channel : level) channel = (code * step_ + 8) >> 4;
+        level[0] = levels_(code);
+        for (int32_t c = 1; c < Channels; ++c) level[c] = level[0];
         return code;
     }
 
   private:
     V scale_;
-    V step_;
+    CodeLevels<Lanes> levels_;
 };
 
 template <typename Lanes, int32_t Channels>

@@ -27,6 +27,8 @@ struct Sse2 {
     static V clampToByte(V value) {
         return vector(_mm_min_epi16(_mm_max_epi16(bits(value), _mm_setzero_si128()), _mm_set1_epi16(255)));
     }
+    static constexpr bool kShuffles = false;
+
     static V multiplyHigh(V value, V factor) { return vector(_mm_mulhi_epu16(bits(value), bits(factor))); }
 
     // One lane down, each row's value to the next row; the first row takes *first.
@@ -103,9 +105,13 @@ struct Sse2 {
     };
 
     struct Bytes {
+        static constexpr int32_t kBytes = 16;
         __m128i v;
-        static Bytes load(const uint8_t* from) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))}; }
-        void store(uint8_t* to) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v); }
+
+        static Bytes load(const uint8_t* from, int32_t = 0) {
+            return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(from))};
+        }
+        void store(uint8_t* to, int32_t = 0) const { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), v); }
         static Bytes low(Bytes a, Bytes b) { return {_mm_unpacklo_epi8(a.v, b.v)}; }
         static Bytes high(Bytes a, Bytes b) { return {_mm_unpackhi_epi8(a.v, b.v)}; }
     };
