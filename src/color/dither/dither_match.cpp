@@ -41,13 +41,26 @@ void buildChoices(DitherState& state) {
 
 }  // namespace
 
+namespace {
+
+// The place of the choice nearest to a 15-bit colour. A picture asks for thousands, a row of an icon for a few: the
+// matcher's cells are made once they pay.
+uint32_t nearestPlace(const DitherState& state, uint32_t key) {
+    constexpr uint32_t kFewSearches = 64;
+    const auto red = static_cast<uint8_t>(key >> 10 << 3);
+    const auto green = static_cast<uint8_t>(key >> 5 << 3);
+    const auto blue = static_cast<uint8_t>(key << 3);
+    NearestSearches& searches = state.searches;
+    if (searches.done++ == kFewSearches) searches.prepared = searches.matcher.prepare(state.choosable());
+    if (searches.prepared) return searches.matcher.find(red, green, blue) + 1u;
+    return findNearest(state.choosable(), red, green, blue) + 1;
+}
+
+}  // namespace
+
 const PaletteEntry& lookUpChoice(const DitherState& state, uint32_t key) {
     uint32_t& place = state.matchTable[key];
-    if (place == 0) {
-        place = findNearest(state.choosable(), static_cast<uint8_t>(key >> 10 << 3),
-                            static_cast<uint8_t>(key >> 5 << 3), static_cast<uint8_t>(key << 3)) +
-                1;
-    }
+    if (place == 0) place = nearestPlace(state, key);
     return state.choices[std::min(place, kOtherChoice)];
 }
 

@@ -8,6 +8,7 @@
 #include "base/scratch.h"
 #include "color/dither/color_fetch.h"
 #include "kernels/dither/dither_kernels.h"
+#include "palette/nearest.h"
 #include "palette/palette.h"
 #include "tnkrn.h"
 
@@ -40,6 +41,13 @@ struct ErrorShape {
 };
 ErrorShape errorShape(uint32_t method);
 
+// What finds the choices of colours that a match table does not have yet.
+struct NearestSearches {
+    NearestMatcher matcher;
+    bool prepared = false;
+    uint64_t done = 0;
+};
+
 struct DitherState {
     uint32_t method = 0;
     MatchMode mode = MatchMode::ownTable;
@@ -61,7 +69,8 @@ struct DitherState {
     Scratch<uint32_t> ownTable;
     PaletteEntry choices[kOtherChoice + 1] = {};
     uint32_t choiceCount = 0;
-    bool ownsTable = false;  // nobody else sees the match table while the run lasts
+    mutable NearestSearches searches;  // part of completing the table
+    bool ownsTable = false;            // nobody else sees the match table while the run lasts
 
     // What a match table that nobody else sees leads to, by 15-bit colour, made on first use: choices as words, and their
     // indexes alone. One value of each stands for not yet known.
