@@ -7,10 +7,14 @@
 namespace tnk {
 
 void packIndexes(const DitherKernels* kernels, const uint8_t* indexes, uint32_t bits, int32_t count, uint8_t* row) {
-    if (bits == 1 && kernels != nullptr && kernels->packBits != nullptr) {
-        const int32_t done = kernels->packBits(indexes, count, row);
+    const auto pack = kernels == nullptr ? nullptr
+                      : bits == 1        ? kernels->packBits
+                      : bits == 4        ? kernels->packFours
+                                         : nullptr;
+    if (pack != nullptr) {
+        const int32_t done = pack(indexes, count, row);
         indexes += done;
-        row += done / 8;
+        row += static_cast<uint32_t>(done) / 8 * bits;
         count -= done;
     }
     const auto pixels = static_cast<size_t>(count);

@@ -142,6 +142,6 @@ struct Avx2 {
 }  // namespace
 
 constexpr DitherKernels kDitherKernelsAvx2 = {Avx2::kLanes,   chooseBandCore<Avx2>, chooseRowCore<Avx2>, splitThreeAvx2,
-                                              splitFourSsse3, packBitsAvx2,         packAboveAvx2};
+                                              splitFourSsse3, packBitsAvx2,         packFoursSsse3,      packAboveAvx2};
 
 }  // namespace tnk

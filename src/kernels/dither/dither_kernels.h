@@ -101,6 +101,8 @@ struct DitherKernels {
     int32_t (*splitFour)(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
     // Low bits of indexes into 1-bit pixels; a multiple of 8.
     int32_t (*packBits)(const uint8_t* indexes, int32_t count, uint8_t* row);
+    // Low halves of indexes into 4-bit pixels; a multiple of 16.
+    int32_t (*packFours)(const uint8_t* indexes, int32_t count, uint8_t* row);
     // Gray levels above the threshold of their column, as 1-bit pixels; a multiple of 16. Thresholds are 0 .. 254.
     int32_t (*packAbove)(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row);
 };
@@ -108,6 +110,7 @@ struct DitherKernels {
 int32_t splitThreeSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
 int32_t splitFourSsse3(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);
 int32_t packBitsSsse3(const uint8_t* indexes, int32_t count, uint8_t* row);
+int32_t packFoursSsse3(const uint8_t* indexes, int32_t count, uint8_t* row);
 int32_t packAboveSsse3(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row);
 
 int32_t splitThreeAvx2(const uint8_t* pixels, int32_t count, uint8_t* first, uint8_t* second, uint8_t* third);

@@ -120,9 +120,9 @@ struct Sse2 {
 }  // namespace
 
 constexpr DitherKernels kDitherKernelsSse2 = {
-    Sse2::kLanes, chooseBandCore<Sse2>, chooseRowCore<Sse2>, nullptr, nullptr, nullptr, nullptr};
+    Sse2::kLanes, chooseBandCore<Sse2>, chooseRowCore<Sse2>, nullptr, nullptr, nullptr, nullptr, nullptr};
 constexpr DitherKernels kDitherKernelsSsse3 = {Sse2::kLanes,    chooseBandCore<Sse2>, chooseRowCore<Sse2>,
                                                splitThreeSsse3, splitFourSsse3,       packBitsSsse3,
-                                               packAboveSsse3};
+                                               packFoursSsse3,  packAboveSsse3};
 
 }  // namespace tnk

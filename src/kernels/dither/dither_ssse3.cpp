@@ -76,6 +76,17 @@ int32_t packBitsSsse3(const uint8_t* indexes, int32_t count, uint8_t* row) {
     return x;
 }
 
+int32_t packFoursSsse3(const uint8_t* indexes, int32_t count, uint8_t* row) {
+    const __m128i low = _mm_set1_epi8(0x0F);
+    const __m128i weights = _mm_set1_epi16(0x0110);  // the first of two is the high half
+    int32_t x = 0;
+    for (; x + 16 <= count; x += 16) {
+        const __m128i pairs = _mm_maddubs_epi16(_mm_and_si128(load(indexes + x), low), weights);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(row + x / 2), _mm_packus_epi16(pairs, pairs));
+    }
+    return x;
+}
+
 // Columns repeat, so a vector's pixels reversed by eights take the thresholds reversed alike.
 int32_t packAboveSsse3(const uint8_t* levels, const uint8_t (&thresholds)[kOffsets], int32_t count, uint8_t* row) {
     const __m128i firstHigh = _mm_setr_epi8(7, 6, 5, 4, 3, 2, 1, 0, 15, 14, 13, 12, 11, 10, 9, 8);
