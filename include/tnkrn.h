@@ -1080,6 +1080,8 @@ TNK_API uint32_t TNK_CALL T_GetNearestPaletteIndex(const BitmapHandle* Bitmap, u
  *   Palettes  2^bits entries for 1-8 bits; null takes the fixed palette of the depth (as a source: of 8 bits).
  *             For 12-, 16- and 32-bit gray sources PaletteSrc is a lookup table, one entry a sample value.
  * Colours become palette indexes by T_FindPaletteIndex, gray levels by (2 red + 5 green + blue + 4) >> 3.
+ * The last four different conversions of a thread stay prepared, so that row after row pays for them once. Palettes are
+ * compared by content and may change from call to call.
  * Codes: -13 bad argument (the buffer is untouched).
  */
 TNK_API int32_t TNK_CALL T_ConvertBuffer(uint8_t* Buffer, int32_t Width, int32_t BitsSrc, int32_t BitsDst,
@@ -1089,6 +1091,32 @@ TNK_API int32_t TNK_CALL T_ConvertBufferExt(uint8_t* Buffer, int32_t Width, int3
                                             uint32_t OrderSrc, uint32_t OrderDst, const PaletteEntry* PaletteSrc,
                                             const PaletteEntry* PaletteDst, uint32_t Flags, int32_t LowBit,
                                             int32_t HighBit);
+
+/*
+ * Conversion of many rows at once, an addition of this library: a conversion is prepared once and then run over as many
+ * rows, in as many calls, as there are. Any number of conversions may be there; each serves one thread at a time.
+ *
+ * T_StartConvert takes the arguments of T_ConvertBufferExt. Palettes of 1-8 bits are copied; the lookup table of a gray
+ * source stays the caller's, must live until T_StopConvert, and is read as rows are converted. *Conversion is 0 after a
+ * failure. Codes: -13 bad argument, -1 no memory.
+ *
+ * T_ConvertLines converts Rows rows of Width pixels.
+ *   Strides   bytes from one row to the next, negative for rows that lie bottom-up in memory: Source and Destination are
+ *             then the topmost row, which lies last. At least a row's bytes in size; not looked at for one row
+ *   In place  Destination may be Source; strides are then equal and at least the longer row's bytes in size. Else the
+ *             two areas, each from its first to its last byte, do not overlap
+ *   Packed    bits after the last pixel of a row are zero; in place they stay
+ * Codes: -13 not a conversion, null, no rows or pixels, strides or areas as above; nothing is written then.
+ *
+ * T_StopConvert ends a conversion. Codes: -13 not a conversion.
+ */
+TNK_API int32_t TNK_CALL T_StartConvert(T_HANDLE* Conversion, int32_t BitsSrc, int32_t BitsDst, uint32_t OrderSrc,
+                                        uint32_t OrderDst, const PaletteEntry* PaletteSrc,
+                                        const PaletteEntry* PaletteDst, uint32_t Flags, int32_t LowBit,
+                                        int32_t HighBit);
+TNK_API int32_t TNK_CALL T_ConvertLines(T_HANDLE Conversion, const uint8_t* Source, int32_t SourceStride,
+                                        uint8_t* Destination, int32_t DestinationStride, int32_t Width, int32_t Rows);
+TNK_API int32_t TNK_CALL T_StopConvert(T_HANDLE Conversion);
 
 /* Bytes that a buffer needs to convert Width pixels of Bits into NewWidth pixels of NewBits: the largest of the
  * three row sizes met on the way; 0 when a size is negative or does not fit 32 bits. */

@@ -30,8 +30,6 @@ bool coversAll(const ConvertSpec& spec, int32_t bits) {
     return spec.lowBit <= 0 && (spec.highBit < 0 || spec.highBit == bits - 1);
 }
 
-bool hasPalette(int32_t bits) { return bits >= 1 && bits <= 8; }
-
 // The window of a gray target, as its colour or lookup table source counts it.
 GrayParams targetWindow(const Conversion& c) {
     const bool byPalette = c.paletteSrc != nullptr && (c.bitsSrc == 16 || c.bitsSrc == 32);

@@ -11,6 +11,8 @@ namespace tnk {
 
 struct ConvertSpec;
 
+constexpr bool hasPalette(int32_t bits) { return bits >= 1 && bits <= 8; }
+
 // The arguments as they count: defaults put in, what is to be ignored taken out.
 struct Conversion {
     int32_t bitsSrc;
@@ -26,6 +28,8 @@ struct Conversion {
     bool opaque;                     // a new alpha channel is full, not empty
     const PaletteEntry* paletteSrc;  // of 1-8 bits always there; else a table of samples, or null
     const PaletteEntry* paletteDst;  // null but for 1-8 bits
+
+    bool operator==(const Conversion&) const = default;  // palettes by their addresses
 };
 
 // -13 for depths, orders, flags and windows that do not go together.

@@ -1,10 +1,10 @@
-// Running conversions over rows, and the exports.
+// Running conversions over rows.
 #include "convert/row_converter.h"
 
 #include <algorithm>
 #include <cstring>
 
-#include "base/pixel_format.h"
+#include "convert/conversion_arguments.h"
 
 namespace tnk {
 namespace {
@@ -31,7 +31,14 @@ bool widthFits(const StagePlan& plan, int32_t width) {
 
 }  // namespace
 
-Result RowConverter::prepare(const ConvertSpec& spec) { return makePlan(spec, plan_); }
+void RowConverter::prepare(const Conversion& conversion) { makePlan(conversion, plan_); }
+
+Result RowConverter::prepare(const ConvertSpec& spec) {
+    Conversion conversion;
+    TRY(checkConversion(spec, conversion));
+    prepare(conversion);
+    return SUCCESS;
+}
 
 // One block through all stages; what the odd ones write begins `second` bytes behind what the even ones write.
 static void runStages(StagePlan& plan, const uint8_t* source, uint8_t* target, size_t count, uint8_t* buffer,
@@ -46,7 +53,7 @@ static void runStages(StagePlan& plan, const uint8_t* source, uint8_t* target, s
 }
 
 // In place, growing rows take the last block first and shrinking ones the first, so that no source pixel is overwritten
-// before it is read. Each block is read whole before its first target byte is written, but by a single stage.
+// before it is read. Each block is read whole before its first target byte is written, since there are two stages or more.
 void RowConverter::runBlocks(const uint8_t* source, uint8_t* target, size_t width) {
     alignas(32) uint8_t buffer[kBufferBytes];
     const bool backward = plan_.targetBits > plan_.sourceBits && source == target;
@@ -56,13 +63,25 @@ void RowConverter::runBlocks(const uint8_t* source, uint8_t* target, size_t widt
     for (size_t i = 0; i < blocks; ++i) {
         const size_t first = (backward ? blocks - 1 - i : i) * blockPixels;
         const size_t count = std::min(width - first, blockPixels);
-        const uint8_t* from = source + first / 8 * plan_.sourceBits;
-        if (plan_.stageCount == 1) {
-            std::memcpy(buffer, from, static_cast<size_t>(pixelBytes(count, plan_.sourceBits)));
-            from = buffer;
-        }
-        runStages(plan_, from, target + first / 8 * plan_.targetBits, count, buffer, part);
+        runStages(plan_, source + first / 8 * plan_.sourceBits, target + first / 8 * plan_.targetBits, count, buffer,
+                  part);
     }
+}
+
+// In place by a single stage. The end of the row, whose target begins behind the last source pixel, goes at once and leaves
+// a shorter row, until a buffer holds what is left: long rows are read and written in long runs.
+void RowConverter::growRow(uint8_t* row, size_t width) {
+    alignas(32) uint8_t buffer[kBufferBytes / 2];
+    const Stage& stage = plan_.stages[0];
+    uint64_t bytes;
+    while ((bytes = pixelBytes(width, plan_.sourceBits)) > sizeof(buffer)) {
+        const auto first =
+            static_cast<size_t>(bytes * 8 / plan_.targetBits + 8) & ~size_t{7};  // whole bytes at every depth
+        stage.run(stage, plan_, row + first / 8 * plan_.sourceBits, row + first / 8 * plan_.targetBits, width - first);
+        width = first;
+    }
+    std::memcpy(buffer, row, static_cast<size_t>(bytes));
+    stage.run(stage, plan_, buffer, row, width);
 }
 
 Result RowConverter::run(const uint8_t* source, uint8_t* target, int32_t width) {
@@ -76,6 +95,8 @@ Result RowConverter::run(const uint8_t* source, uint8_t* target, int32_t width) 
         if (!inPlace) std::memcpy(target, source, bytes);
     } else if (plan_.stageCount == 1 && (!inPlace || plan_.targetBits <= plan_.sourceBits)) {
         plan_.stages[0].run(plan_.stages[0], plan_, source, target, count);
+    } else if (plan_.stageCount == 1) {
+        growRow(target, count);
     } else {
         runBlocks(source, target, count);
     }
@@ -83,40 +104,4 @@ Result RowConverter::run(const uint8_t* source, uint8_t* target, int32_t width) 
     return SUCCESS;
 }
 
-Result convertBuffer(uint8_t* buffer, int32_t width, const ConvertSpec& spec) {
-    if (buffer == nullptr || width <= 0) return ERROR_INVALID_PARAMETER;
-    RowConverter converter;
-    TRY(converter.prepare(spec));
-    return converter.run(buffer, buffer, width);
-}
-
-static uint64_t rowBytesAt(int32_t width, int32_t bits) {
-    if (width < 0 || bits < 0) return 0;
-    return rowBytes(static_cast<uint64_t>(width), bits != 0 ? static_cast<uint32_t>(bits) : 8);
-}
-
 }  // namespace tnk
-
-using namespace tnk;
-
-extern "C" int32_t TNK_CALL T_ConvertBuffer(uint8_t* Buffer, int32_t Width, int32_t BitsSrc, int32_t BitsDst,
-                                            uint32_t OrderSrc, uint32_t OrderDst, const PaletteEntry* PaletteSrc,
-                                            const PaletteEntry* PaletteDst) {
-    return convertBuffer(Buffer, Width, {BitsSrc, BitsDst, OrderSrc, OrderDst, PaletteSrc, PaletteDst}).code;
-}
-
-extern "C" int32_t TNK_CALL T_ConvertBufferExt(uint8_t* Buffer, int32_t Width, int32_t BitsSrc, int32_t BitsDst,
-                                               uint32_t OrderSrc, uint32_t OrderDst, const PaletteEntry* PaletteSrc,
-                                               const PaletteEntry* PaletteDst, uint32_t Flags, int32_t LowBit,
-                                               int32_t HighBit) {
-    return convertBuffer(Buffer, Width,
-                         {BitsSrc, BitsDst, OrderSrc, OrderDst, PaletteSrc, PaletteDst, Flags, LowBit, HighBit})
-        .code;
-}
-
-extern "C" uint32_t TNK_CALL T_CalcConvertSize(int32_t Width, int32_t Bits, int32_t NewWidth, int32_t NewBits) {
-    if (Width < 0 || Bits < 0 || NewWidth < 0 || NewBits < 0) return 0;
-    const uint64_t bytes =
-        std::max({rowBytesAt(Width, Bits), rowBytesAt(NewWidth, Bits), rowBytesAt(NewWidth, NewBits)});
-    return bytes <= UINT32_MAX ? static_cast<uint32_t>(bytes) : 0;
-}

@@ -10,7 +10,7 @@
 namespace tnk::stages {
 namespace {
 
-// Fewer pixels are searched one by one: the matcher's tables have their price.
+// The first pixels are searched one by one: the matcher's tables have their price.
 constexpr size_t kMatcherPixels = 16;
 
 // From colours to the matrix space and back, each row with the rounding term that all have.
@@ -43,11 +43,13 @@ void spread(const Stage&, StagePlan& plan, const uint8_t* source, uint8_t* targe
 
 void nearest(const Stage& stage, StagePlan& plan, const uint8_t* source, uint8_t* target, size_t count) {
     const ChannelBytes& at = stage.channels;
-    if (!plan.matcherReady && count >= kMatcherPixels) plan.matcherReady = plan.matcher.prepare(plan.palette);
+    if (!plan.matcherReady && count + plan.searched >= kMatcherPixels)
+        plan.matcherReady = plan.matcher.prepare(plan.palette);
     if (plan.matcherReady) {
         plan.matcher.findRow(source, at.pixelBytes, at.red, at.green, at.blue, target, static_cast<int32_t>(count));
         return;
     }
+    if (count < kMatcherPixels) plan.searched += static_cast<uint32_t>(count);
     for (size_t i = 0; i < count; ++i, source += at.pixelBytes)
         target[i] = static_cast<uint8_t>(findNearest(plan.palette, source[at.red], source[at.green], source[at.blue]));
 }

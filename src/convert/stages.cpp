@@ -5,7 +5,6 @@
 
 #include "base/pixel_values.h"
 #include "convert/conversion_arguments.h"
-#include "convert/row_converter.h"
 #include "convert/stage_kernels.h"
 #include "kernels/pixels/hue_class.h"
 #include "palette/palette.h"
@@ -69,6 +68,7 @@ void Planner::make() {
     plan_.stageCount = 0;
     plan_.palette = {};
     plan_.matcherReady = false;
+    plan_.searched = 0;
     if (c_.paletteDst != nullptr) plan_.palette = {c_.paletteDst, size_t{1} << c_.bitsDst};
     if (!isCopy()) addStages();
 }
@@ -346,11 +346,6 @@ void Planner::addToPalette(ColorLayout layout) {
 
 }  // namespace
 
-Result makePlan(const ConvertSpec& spec, StagePlan& plan) {
-    Conversion conversion;
-    TRY(checkConversion(spec, conversion));
-    Planner(conversion, plan).make();
-    return SUCCESS;
-}
+void makePlan(const Conversion& conversion, StagePlan& plan) { Planner(conversion, plan).make(); }
 
 }  // namespace tnk

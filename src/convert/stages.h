@@ -5,14 +5,13 @@
 #include <cstdint>
 #include <span>
 
-#include "base/result.h"
 #include "kernels/kernels.h"
 #include "palette/nearest.h"
 #include "tnkrn.h"
 
 namespace tnk {
 
-struct ConvertSpec;
+struct Conversion;
 struct StagePlan;
 
 // Gray samples of 32 bits to other samples: (s >> shift) & mask, times `multiply` / `divide`, << shiftUp. `divide` is the
@@ -71,9 +70,10 @@ struct StagePlan {
     std::span<const PaletteEntry> palette;  // of the nearest match
     NearestMatcher matcher;                 // when memory allows; else the palette is searched
     bool matcherReady = false;
+    uint32_t searched = 0;  // pixels that were matched without it
 };
 
-// Checks the conversion and lays out its stages. -13 leaves a plan that must not be run.
-Result makePlan(const ConvertSpec& spec, StagePlan& plan);
+// Lays out the stages of a conversion whose arguments were found good.
+void makePlan(const Conversion& conversion, StagePlan& plan);
 
 }  // namespace tnk

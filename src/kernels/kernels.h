@@ -33,7 +33,7 @@ struct PixelShuffle {
 // Pixel values of 1, 2, 3, 4, 6 or 8 bytes by 8-bit index, as they lie in memory. Up to 4 bytes the entries are `four`,
 // above `eight`; 1-byte pixels use `one`.
 struct PixelTable {
-    union alignas(32) {
+    union alignas(8) {  // no more than what heap blocks have on every system
         uint8_t one[256];
         uint32_t four[256];
         uint64_t eight[256];

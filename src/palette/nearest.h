@@ -35,6 +35,9 @@ class NearestMatcher {
 
     uint8_t find(uint8_t red, uint8_t green, uint8_t blue);
 
+    // Of memory, with room that is not used yet.
+    size_t bytes() const;
+
     // `stride` bytes a pixel (3, 4, 6 or 8); the offsets name the byte of each channel. `indexes` may be `pixels`.
     void findRow(const uint8_t* pixels, uint32_t stride, uint32_t red, uint32_t green, uint32_t blue, uint8_t* indexes,
                  int32_t width);

@@ -164,7 +164,7 @@ struct NearestMatcher::Grid {
     uint32_t regionCount = 0;
     uint32_t leafCount = 0;
     uint32_t pooledCount = 0;
-    bool full = false;  // memory ran out once: no more cells are asked for
+    bool full = false;  // memory ran out in this row: no more cells are asked for
     Scratch<Region> regions;
     Scratch<Leaf> leaves;
     Scratch<PaletteEntry> pooledEntries;
@@ -282,8 +282,15 @@ uint8_t NearestMatcher::find(uint8_t red, uint8_t green, uint8_t blue) {
     return index;
 }
 
+size_t NearestMatcher::bytes() const {
+    if (grid_ == nullptr) return 0;
+    return sizeof(Grid) + grid_->regions.span().size_bytes() + grid_->leaves.span().size_bytes() +
+           grid_->pooledEntries.span().size_bytes();
+}
+
 void NearestMatcher::findRow(const uint8_t* pixels, uint32_t stride, uint32_t red, uint32_t green, uint32_t blue,
                              uint8_t* indexes, int32_t width) {
+    grid_->full = false;
     // Held in locals: a store to `indexes` could change the members, for all that the compiler knows.
     const uint16_t* const regionOf = grid_->regionOf;
     const Region* regions = grid_->regions.data();

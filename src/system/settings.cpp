@@ -30,24 +30,36 @@ constexpr ThreadSettings defaultSettings(uint8_t* scratch) {
 // Serves every thread that could not get a block; nothing guards it.
 constinit ThreadSettings sharedSettings = defaultSettings(sharedScratch);
 
+// What a thread has: the settings, whose layout is fixed, and beside them what is not for callers.
+struct ThreadBlock {
+    ThreadSettings settings;
+    ThreadObject object;
+};
+
 void releaseBlock(void* value) {
-    auto* settings = static_cast<ThreadSettings*>(value);
-    platform->freeLocal(settings->scratch);
-    platform->freeLocal(settings);
+    auto* block = static_cast<ThreadBlock*>(value);
+    if (block->object.object != nullptr) block->object.destroy(block->object.object);
+    platform->freeLocal(block->settings.scratch);
+    platform->freeLocal(block);
 }
 
-ThreadSettings* makeBlock() {
+ThreadBlock* makeBlock() {
     if (!platform->createThreadSlot(releaseBlock)) return nullptr;
-    auto* settings = static_cast<ThreadSettings*>(platform->allocateLocal(sizeof(ThreadSettings), true));
-    if (settings == nullptr) return nullptr;
+    auto* block = static_cast<ThreadBlock*>(platform->allocateLocal(sizeof(ThreadBlock), true));
+    if (block == nullptr) return nullptr;
     auto* scratch = static_cast<uint8_t*>(platform->allocateLocal(kSettingsScratchBytes, true));
-    if (scratch == nullptr || !platform->setThreadValue(settings)) {
+    if (scratch == nullptr || !platform->setThreadValue(block)) {
         if (scratch != nullptr) platform->freeLocal(scratch);
-        platform->freeLocal(settings);
+        platform->freeLocal(block);
         return nullptr;
     }
-    *settings = defaultSettings(scratch);
-    return settings;
+    *block = {defaultSettings(scratch), {}};
+    return block;
+}
+
+ThreadBlock* currentBlock() {
+    auto* block = static_cast<ThreadBlock*>(platform->threadValue());
+    return block != nullptr ? block : makeBlock();
 }
 
 template <typename T>
@@ -58,9 +70,13 @@ void writeOptional(T* output, T value) {
 }  // namespace
 
 ThreadSettings& currentSettings() {
-    auto* settings = static_cast<ThreadSettings*>(platform->threadValue());
-    if (settings == nullptr) settings = makeBlock();
-    return settings != nullptr ? *settings : sharedSettings;
+    ThreadBlock* const block = currentBlock();
+    return block != nullptr ? block->settings : sharedSettings;
+}
+
+ThreadObject* threadObject() {
+    ThreadBlock* const block = currentBlock();
+    return block != nullptr ? &block->object : nullptr;
 }
 
 void attachProcess() { currentSettings(); }

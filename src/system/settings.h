@@ -65,6 +65,14 @@ inline int64_t thresholdAmount(int32_t threshold, uint64_t base) {
 // The calling thread's block.
 ThreadSettings& currentSettings();
 
+// What a higher room keeps for a thread; destroyed with the thread's block.
+struct ThreadObject {
+    void* object;
+    void (*destroy)(void* object);  // only asked for with an object
+};
+// The calling thread's. Null when the thread has no block of its own, since nothing guards what threads share.
+ThreadObject* threadObject();
+
 // Called when the library is loaded, and when it is unloaded or the process ends: threads that still run keep their blocks.
 void attachProcess();
 void detachProcess();

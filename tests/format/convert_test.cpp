@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <thread>
 #include <vector>
 
+#include "convert/conversion_cache.h"
 #include "fuzz/convert_properties.h"
 #include "support/failing_platform.h"
 #include "support/picture.h"
@@ -38,14 +40,92 @@ TEST(Convert, Refusals) {
     EXPECT_EQ(buffer, Bytes(64, 0x5A));
 }
 
-// Without memory any search is slower only.
+// Without memory any search is slower only, and so is each conversion that is prepared again.
 TEST(Convert, SearchesWithoutMemory) {
-    FailingPlatform failing;
-    failing.failFrom(1);
     const std::vector<ReferenceColor> palette = sampleTable();
-    const Bytes row = RandomNumbers(21).bytes(600);
-    EXPECT_STREQ(brokenConversion({200, 24, 8, 1, 0, nullptr, palette.data()}, row, 1), nullptr);
+    const LibraryConversion conversion({200, 24, 8, 1, 0, nullptr, palette.data()});
+    Bytes row = RandomNumbers(21).bytes(600), searched = row;
+    EXPECT_EQ(conversion.convert(row.data()), SUCCESS);
+    FailingPlatform failing;
+    dropKeptConversions();
+    failing.failFrom(1);
+    EXPECT_EQ(conversion.convert(searched.data()), SUCCESS);
     EXPECT_TRUE(failing.injected());
+    EXPECT_EQ(searched, row);
+}
+
+// A thread keeps its last four, and looks up in what a table of samples holds now.
+TEST(Convert, ThreadsKeepTheirLastConversions) {
+    std::vector<ReferenceColor> samples = sampleTable();
+    const auto wasKept = [&](int32_t bits, bool memory) {
+        FailingPlatform failing;
+        if (!memory) failing.failFrom(1);
+        Bytes row(16, 3), expected = row;
+        const RowConversion c = {2, 16, bits, 2, bits > 8 ? 1 : 0, samples.data()};
+        EXPECT_EQ(LibraryConversion(c).convert(row.data()), SUCCESS);
+        referenceConvert(expected.data(), 2, 16, bits, 2, c.orderDst, samples.data(), nullptr, 0, -1, -1);
+        EXPECT_EQ(row, expected) << bits;
+        return !failing.injected();
+    };
+    const auto work = [] {
+        uint8_t row[16] = {};
+        for (const int32_t bits : {24, 8, 24, 8, 16, 4, 2, 24})
+            EXPECT_EQ(T_ConvertBuffer(row, 2, 64, bits, 1, 1, nullptr, nullptr), SUCCESS);
+    };
+    std::thread beside(work);
+    work();
+    beside.join();
+    for (const int32_t bits : {24, 32, 48, 64}) wasKept(bits, true);
+    samples[0x0303].green ^= 0xFF;
+    EXPECT_TRUE(wasKept(24, false));
+    wasKept(1, true);
+    for (const int32_t bits : {24, 1, 64, 48}) EXPECT_TRUE(wasKept(bits, false)) << bits;
+    EXPECT_FALSE(wasKept(32, false)) << "the least recently used one went";
+}
+
+TEST(Convert, LinesRefuse) {
+    FailingPlatform failing;
+    T_HANDLE conversion = 0;
+    const auto start = [&] { return T_StartConvert(&conversion, 24, 32, 1, 1, nullptr, nullptr, 0, -1, -1); };
+    sweepFailures(failing, kAllFailures, start, [&](int32_t result, bool injected) {
+        EXPECT_EQ(result, injected ? FAILURE : SUCCESS);
+        EXPECT_EQ(T_StopConvert(conversion), injected ? ERROR_INVALID_PARAMETER : SUCCESS);
+    });
+    EXPECT_EQ(T_StartConvert(nullptr, 24, 32, 1, 1, nullptr, nullptr, 0, -1, -1), ERROR_INVALID_PARAMETER);
+    ASSERT_EQ(start(), SUCCESS);
+    Bytes bytes(1000, 0x5A);  // rows of 10 pixels: 30 and 40 bytes
+    const struct {
+        size_t from;
+        int32_t fromStride;
+        size_t to;
+        int32_t toStride;
+        int32_t width = 10, rows = 3;
+        int32_t code = ERROR_INVALID_PARAMETER;
+    } cases[] = {{0, 29, 500, 40},
+                 {0, 30, 500, -39},
+                 {0, INT32_MIN, 500, INT32_MIN},
+                 {0, 30, 89, 40},
+                 {100, 30, 219, -40},
+                 {0, 39, 0, 39},
+                 {0, 44, 0, 48},
+                 {0, 30, 20, 0, 10, 1},
+                 {0, 30, 500, 40, 0},
+                 {0, 30, 500, 40, 10, 0},
+                 {0, 30, 500, 40, INT32_MAX, 1},
+                 {0, 30, 90, 40, 10, 3, SUCCESS},
+                 {580, -30, 80, -40, 10, 3, SUCCESS},
+                 {0, 1, 0, 2, 10, 1, SUCCESS}};
+    for (const auto& c : cases) {
+        const Bytes before = bytes;
+        EXPECT_EQ(T_ConvertLines(conversion, &bytes[c.from], c.fromStride, &bytes[c.to], c.toStride, c.width, c.rows),
+                  c.code)
+            << &c - cases;
+        EXPECT_EQ(bytes == before, c.code != SUCCESS) << &c - cases;
+    }
+    EXPECT_EQ(T_ConvertLines(conversion, nullptr, 30, &bytes[0], 40, 10, 1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_ConvertLines(conversion, &bytes[0], 30, nullptr, 40, 10, 1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_ConvertLines(0, &bytes[0], 30, &bytes[500], 40, 10, 1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_StopConvert(conversion), SUCCESS);
 }
 
 TEST(ConvertSize, LargestOfThreeRows) {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <ostream>
 
+#include "convert/conversion_cache.h"
 #include "system/section_store.h"
 
 namespace tnk::test {
@@ -257,7 +258,9 @@ void FailingPlatform::stopFailing() { Locked()->kinds = 0; }
 bool FailingPlatform::injected() const { return Locked()->injected; }
 
 LiveObjects FailingPlatform::live() const {
-    emptySectionStore();  // what is kept is no leak
+    // What is kept is no leak.
+    emptySectionStore();
+    dropKeptConversions();
     const Locked guard;
     LiveObjects live;
     for (const auto& [key, locks] : state->alive) {

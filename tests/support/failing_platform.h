@@ -67,7 +67,8 @@ class FailingPlatform {
 
     bool injected() const;  // whether a call failed on purpose since failAt or failFrom
 
-    // What was made since this platform was installed and is still there.
+    // What was made since this platform was installed and is still there, but for conversions that the calling thread keeps:
+    // these are dropped, so that each run of a sweep prepares its own.
     LiveObjects live() const;
     // Regions that were handed to deleteRegion; it succeeds for all of them.
     int deletedRegions() const;

@@ -102,7 +102,11 @@ TEST(Settings, BelongToTheirThreadAndGoWithIt) {
     T_SetDefaultXResolution(11);
     const auto work = [](int id) {
         for (int i = 0; i < 20; ++i) {
-            inThread([] { EXPECT_EQ(T_SetDefaultXResolution(22), 150); });
+            inThread([] {
+                uint8_t row[4] = {};
+                EXPECT_EQ(T_ConvertBuffer(row, 1, 24, 32, 1, 1, nullptr, nullptr), SUCCESS) << "kept until the end";
+                EXPECT_EQ(T_SetDefaultXResolution(22), 150);
+            });
             EXPECT_EQ(T_SetDefaultXResolution(1000 * id + i), i == 0 ? 150 : 1000 * id + i - 1);
         }
         endOfThread();
