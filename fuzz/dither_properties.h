@@ -1,5 +1,5 @@
 // What holds for dithering any picture: the reference form's codes, indexes and match table, whether the rows come one by
-// one or in groups, by the kernels of every instruction set, and no byte touched outside the rows.
+// one, in groups or at strides, by the kernels of every instruction set, and no byte touched outside the rows.
 #pragma once
 
 #include <algorithm>
@@ -52,27 +52,51 @@ inline ReferenceDitherSource referenceSource(const BitmapHandle& bitmap) {
             .lutLength = bitmap.LUTLength};
 }
 
-// The rows and the table of one run. Input rows end with their block, so that the address sanitizer sees a byte too many;
-// output rows do, or lie between guards.
+// Rows of one length at a stride, bottom-up where that is negative. The block ends with a row, so that the address
+// sanitizer sees a byte too many; between the rows are guards, or nothing.
+class DitherArea {
+  public:
+    DitherArea(size_t rows, size_t rowBytes, size_t guard, bool bottomUp)
+        : rows_(rows), rowBytes_(rowBytes), step_(rowBytes + guard), bottomUp_(bottomUp) {
+        block_.reserve(1);  // rows are never null
+        block_.assign(step_ * (rows - 1) + rowBytes, 0xC3);
+    }
+    uint8_t* at(size_t y) { return block_.data() + (bottomUp_ ? rows_ - 1 - y : y) * step_; }
+    int32_t stride() const { return static_cast<int32_t>(step_) * (bottomUp_ ? -1 : 1); }
+    bool keptGuards() const {
+        for (size_t i = 0; i < block_.size(); ++i)
+            if (i % step_ >= rowBytes_ && block_[i] != 0xC3) return false;
+        return true;
+    }
+
+  private:
+    size_t rows_, rowBytes_, step_;
+    bool bottomUp_;
+    std::vector<uint8_t> block_;
+};
+
+enum class DitherCalls { single, groups, lines };
+
+// The rows and the table of one run.
 class DitherPass {
   public:
     std::vector<uint32_t> table;
-    DitherRows input;
 
-    // `groups`: rows come several at a time. `inPlace`: output rows are input rows.
-    DitherPass(const DitherJob& job, bool groups, bool inPlace)
-        : table(job.table), input(job.input), job_(job), groups_(groups), guard_(job.groups % 2 * 32) {
-        for (size_t y = 0; y < input.size(); ++y) {
-            std::vector<uint8_t> row(job.outputBytes(), 0xA5);
-            if (job.inPlace) std::copy_n(input[y].begin(), row.size(), row.begin());
-            row.reserve(1);  // rows are never null
-            row.insert(row.begin(), guard_, 0xC3);
-            row.insert(row.end(), guard_, 0xC3);
-            output_.push_back(std::move(row));
-        }
-        for (size_t y = 0; y < input.size(); ++y) {
-            in_.push_back(input[y].data());
-            out_.push_back(inPlace ? in_[y] : output_[y].data() + guard_);
+    // `inPlace`: output rows are input rows.
+    DitherPass(const DitherJob& job, DitherCalls calls, bool inPlace)
+        : table(job.table),
+          job_(job),
+          calls_(calls),
+          inPlace_(inPlace),
+          input_(job.input.size(), job.input[0].size(), job.groups % 2 * 32, job.groups % 3 == 0),
+          output_(job.input.size(), job.outputBytes(), job.groups % 2 * 32, job.groups % 5 == 0) {
+        for (size_t y = 0; y < job.input.size(); ++y) {
+            std::copy(job.input[y].begin(), job.input[y].end(), input_.at(y));
+            if (inPlace) continue;
+            if (job.inPlace)
+                std::copy_n(job.input[y].begin(), job.outputBytes(), output_.at(y));
+            else
+                std::fill_n(output_.at(y), job.outputBytes(), uint8_t{0xA5});
         }
     }
     DitherPass(const DitherPass&) = delete;
@@ -80,55 +104,66 @@ class DitherPass {
 
     uint32_t* tableOrNull() { return table.empty() ? nullptr : table.data(); }
 
-    // `rows(in, out, count)` dithers the next rows.
+    // `rows(y, count)` dithers the next rows.
     template <typename Rows>
     int32_t run(Rows rows) {
         uint32_t random = job_.groups;
-        for (size_t y = 0, count; y < in_.size(); y += count) {
+        const size_t height = job_.input.size();
+        for (size_t y = 0, count; y < height; y += count) {
             random = random * 1'664'525u + 1'013'904'223u;
-            const size_t most = random >> 30 == 0 ? std::min<size_t>(in_.size() - y, 5) : in_.size() - y;
-            count = groups_ ? 1 + (random >> 8) % most : 1;
-            if (const int32_t code = rows(&in_[y], &out_[y], static_cast<int32_t>(count)); code != SUCCESS) return code;
+            const size_t most = random >> 30 == 0 ? std::min<size_t>(height - y, 5) : height - y;
+            count = calls_ != DitherCalls::single ? 1 + (random >> 8) % most : 1;
+            if (const int32_t code = rows(y, static_cast<int32_t>(count)); code != SUCCESS) return code;
         }
         return SUCCESS;
+    }
+    int32_t runReference(ReferenceDither& reference) {
+        return run([&](size_t y, int32_t) { return reference.line(input_.at(y), output().at(y)); });
     }
 
     int32_t runLibrary(const DitherKernels* kernels) {
         BitmapHandle bitmap = job_.bitmap;
         const int32_t started = T_StartDitheringExt(&bitmap, job_.palette, job_.count, job_.outputBits, tableOrNull());
         if (started != SUCCESS) return bitmap.pDitherState == nullptr ? started : 0;
-        const int32_t code = run([&](uint8_t** in, uint8_t** out, int32_t count) {
-            return groups_ ? ditherRowsBy(kernels, bitmap, in, out, count).code : T_DitherLine(&bitmap, *in, *out);
+        const int32_t code = run([&](size_t y, int32_t count) {
+            if (calls_ == DitherCalls::groups) return ditherGroup(kernels, bitmap, y, count);
+            if (count == 1) return T_DitherLine(&bitmap, input_.at(y), output().at(y));
+            return T_DitherLines(&bitmap, input_.at(y), input_.stride(), output().at(y), output().stride(), count);
         });
         T_StopDithering(&bitmap);
         return code;
     }
 
-    // The pixels that came out, a row each.
-    DitherRows output() const {
-        DitherRows rows;
-        for (const uint8_t* row : out_) rows.emplace_back(row, row + job_.outputBytes());
-        return rows;
-    }
-    bool keptGuards() const {
-        return std::all_of(output_.begin(), output_.end(), [&](const auto& row) {
-            const auto kept = [](uint8_t byte) { return byte == 0xC3; };
-            return std::all_of(row.begin(), row.begin() + static_cast<ptrdiff_t>(guard_), kept) &&
-                   std::all_of(row.end() - static_cast<ptrdiff_t>(guard_), row.end(), kept);
-        });
-    }
+    // The input rows, and the pixels that came out.
+    DitherRows inputRows() { return rowsOf(input_, job_.input[0].size()); }
+    DitherRows outputRows() { return rowsOf(output(), job_.outputBytes()); }
+    bool keptGuards() const { return input_.keptGuards() && output_.keptGuards(); }
 
   private:
+    DitherArea& output() { return inPlace_ ? input_ : output_; }
+    DitherRows rowsOf(DitherArea& area, size_t bytes) const {
+        DitherRows rows;
+        for (size_t y = 0; y < job_.input.size(); ++y) rows.emplace_back(area.at(y), area.at(y) + bytes);
+        return rows;
+    }
+    int32_t ditherGroup(const DitherKernels* kernels, BitmapHandle& bitmap, size_t first, int32_t count) {
+        std::vector<uint8_t*> in, out;
+        for (size_t y = first; y < first + static_cast<size_t>(count); ++y) {
+            in.push_back(input_.at(y));
+            out.push_back(output().at(y));
+        }
+        return ditherRowsBy(kernels, bitmap, in.data(), out.data(), count).code;
+    }
+
     const DitherJob& job_;
-    bool groups_;
-    size_t guard_;
-    std::vector<uint8_t*> in_, out_;
-    DitherRows output_;
+    DitherCalls calls_;
+    bool inPlace_;
+    DitherArea input_, output_;
 };
 
 // Null, or what is broken. `mode` gets the match mode, if the run starts.
 inline const char* brokenDithering(const DitherJob& job, uint32_t* mode = nullptr) {
-    DitherPass wanted(job, false, false);
+    DitherPass wanted(job, DitherCalls::single, false);
     ReferenceDither reference;
     int32_t code = reference.start(referenceSource(job.bitmap), {.palette = asReference(job.palette),
                                                                  .count = job.count,
@@ -136,21 +171,22 @@ inline const char* brokenDithering(const DitherJob& job, uint32_t* mode = nullpt
                                                                  .method = job.bitmap.DitherMethod,
                                                                  .userMatchTable = wanted.tableOrNull()});
     if (mode != nullptr) *mode = reference.mode();
-    if (code == SUCCESS)
-        code = wanted.run([&](uint8_t** in, uint8_t** out, int32_t) { return reference.line(*in, *out); });
+    if (code == SUCCESS) code = wanted.runReference(reference);
     const auto differs = [&](DitherPass& pass, const DitherKernels* kernels, bool inPlace) -> const char* {
         if (pass.runLibrary(kernels) != code) return "the code";
         if (pass.table != wanted.table) return "the match table";
-        if (pass.output() != wanted.output()) return "the indexes";
-        if (code == SUCCESS && !inPlace && pass.input != wanted.input) return "the input rows";
+        if (pass.outputRows() != wanted.outputRows()) return "the indexes";
+        if (code == SUCCESS && !inPlace && pass.inputRows() != wanted.inputRows()) return "the input rows";
         return pass.keptGuards() ? nullptr : "bytes beyond a row";
     };
-    DitherPass single(job, false, job.inPlace);
-    if (const char* const broken = differs(single, nullptr, job.inPlace)) return broken;
+    for (const DitherCalls calls : {DitherCalls::single, DitherCalls::lines}) {
+        DitherPass pass(job, calls, job.inPlace);
+        if (const char* const broken = differs(pass, nullptr, job.inPlace)) return broken;
+    }
     for (const InstructionSet set :
          {InstructionSet::scalar, InstructionSet::sse2, InstructionSet::ssse3, InstructionSet::avx2}) {
         if (set > instructionSet()) break;
-        DitherPass groups(job, true, false);
+        DitherPass groups(job, DitherCalls::groups, false);
         if (const char* const broken = differs(groups, ditherKernelsFor(set), false)) {
             std::fprintf(stderr, "groups by instruction set %d: ", static_cast<int>(set));
             return broken;

@@ -1207,6 +1207,15 @@ TNK_API int32_t TNK_CALL T_StartDitheringExt(BitmapHandle* Bitmap, const Palette
  * does not have: nothing is written then; -789; -1360 signed samples, with BMF_WINDOW too. */
 TNK_API int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint8_t* Output);
 
+/* Dithers the next Rows rows at once, an addition of this library: the same results as Rows calls of T_DitherLine, several
+ * times faster for the methods that spread errors, and best for 16 rows and more. The two may take turns. Strides are
+ * bytes from one row to the next, negative for rows that lie bottom-up in memory; at least a row's bytes in size, and not
+ * looked at for one row. Output may be Input as in T_DitherLine; strides are then equal and at least the longer row's
+ * bytes in size. Else the two areas, each from its first to its last byte, do not overlap.
+ * Codes: those of T_DitherLine; -13 also no rows, and strides or areas other than above: nothing is written then. */
+TNK_API int32_t TNK_CALL T_DitherLines(BitmapHandle* Bitmap, uint8_t* Input, int32_t InputStride, uint8_t* Output,
+                                       int32_t OutputStride, int32_t Rows);
+
 /* Ends dithering. Codes: -13 null; 1 also when nothing was started. */
 TNK_API int32_t TNK_CALL T_StopDithering(BitmapHandle* Bitmap);
 

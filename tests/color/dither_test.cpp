@@ -54,8 +54,23 @@ TEST(Dithering, AnswersToBadArguments) {
     EXPECT_EQ(T_DitherLine(nullptr, row.data(), output.data()), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_DitherLine(&good, nullptr, output.data()), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_DitherLine(&good, row.data(), nullptr), ERROR_INVALID_PARAMETER);
+    uint8_t* const in = row.data();
+    uint8_t* const out = output.data();
+    EXPECT_EQ(T_DitherLines(nullptr, in, 15, out, 5, 1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLines(&good, nullptr, 15, out, 5, 1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLines(&good, in, 15, nullptr, 5, 1), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLines(&good, in, 15, out, 5, 0), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLines(&good, in, 14, out, 5, 2), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLines(&good, in, 15, out, -4, 2), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLines(&good, in, 15, in, 5, 2), ERROR_INVALID_PARAMETER);
+    EXPECT_EQ(T_DitherLines(&good, in, 15, in + 19, 5, 2), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_StopDithering(&good), SUCCESS);
     EXPECT_EQ(good.pDitherState, nullptr);
+    BitmapHandle shallow = describe(1, ORDER_BGR, 5, DITHER_NONE);
+    ASSERT_EQ(T_StartDithering(&shallow, nullptr, 256), SUCCESS);
+    EXPECT_EQ(T_DitherLines(&shallow, in, 15, in, 15, 1), ERROR_INVALID_PARAMETER) << "longer rows in place";
+    T_StopDithering(&shallow);
+    EXPECT_EQ(row, Bytes(40, 0x55));
     EXPECT_EQ(output, Bytes(5, 0x77));
 }
 
@@ -71,7 +86,9 @@ TEST(Dithering, RefusesChangedRecords) {
             const auto lineWith = [&](auto BitmapHandle::*field, auto value) {
                 BitmapHandle changed = bitmap;
                 changed.*field = value;
-                return T_DitherLine(&changed, row.data(), output.data());
+                const int32_t code = T_DitherLine(&changed, row.data(), output.data());
+                EXPECT_EQ(T_DitherLines(&changed, row.data(), 0, output.data(), 0, 1), code);
+                return code;
             };
             EXPECT_EQ(lineWith(&BitmapHandle::Width, 9), ERROR_INVALID_PARAMETER);
             for (const int32_t other : {0, 1, 8, 9, 12, 24, 64})

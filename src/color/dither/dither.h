@@ -14,7 +14,8 @@ Result startDithering(BitmapHandle& bitmap, const PaletteEntry* palette, uint32_
 void stopDithering(BitmapHandle& bitmap);
 
 // Dithers the next `count` rows, with the same result to the bit as one call a row. An input row may be changed where
-// T_DitherLine says so: `input[i]` must then be a scratch copy. Output rows are disjoint from input rows.
+// T_DitherLine says so: `input[i]` must then be a scratch copy. An output row may be its input row as there; else the rows
+// are disjoint.
 Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output, int32_t count);
 
 // Whether ditherRows changes its input rows for this bitmap.

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "base/line_area.h"
 #include "base/pixel_format.h"
 #include "color/dither/color_fetch.h"
 #include "color/dither/dither.h"
@@ -101,6 +102,38 @@ Result checkRow(const DitherState& state, const BitmapHandle& bitmap) {
     return ordered ? SUCCESS : ERROR_INVALID_PARAMETER;
 }
 
+Result checkRun(const BitmapHandle& bitmap) {
+    if (bitmap.pDitherState == nullptr) return ERROR_INVALID_PARAMETER;
+    if (bitmap.StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
+    if ((bitmap.Flags & BMF_SIGNED) != 0) return ERROR_SIGNED_DATA;
+    return checkRow(*static_cast<const DitherState*>(bitmap.pDitherState), bitmap);
+}
+
+// Rows at strides. Those in place are safe in bands too: a band has fetched a column before it packs the one that may lie
+// there.
+Result ditherLines(BitmapHandle& bitmap, uint8_t* input, int32_t inputStride, uint8_t* output, int32_t outputStride,
+                   int32_t rows) {
+    TRY(checkRun(bitmap));
+    if (rows <= 0) return ERROR_INVALID_PARAMETER;
+    const auto& state = *static_cast<const DitherState*>(bitmap.pDitherState);
+    const auto sourceBits = static_cast<uint32_t>(state.sourceBits);
+    if (input == output && state.outputBits > sourceBits) return ERROR_INVALID_PARAMETER;
+    const auto width = static_cast<uint64_t>(std::max(bitmap.Width, 0));
+    TRY(checkAreas({input, inputStride, pixelBytes(width, sourceBits)},
+                   {output, outputStride, pixelBytes(width, state.outputBits)}, rows));
+    for (int32_t done = 0, count; done < rows; done += count) {
+        count = std::min(rows - done, kDitherBandRows);
+        uint8_t* in[kDitherBandRows];
+        uint8_t* out[kDitherBandRows];
+        for (int32_t i = 0; i < count; ++i) {
+            in[i] = input + static_cast<ptrdiff_t>(int64_t{inputStride} * (done + i));
+            out[i] = output + static_cast<ptrdiff_t>(int64_t{outputStride} * (done + i));
+        }
+        TRY(ditherRows(bitmap, in, out, count));
+    }
+    return SUCCESS;
+}
+
 }  // namespace
 
 bool ditherChangesInput(const BitmapHandle& bitmap) { return needsPlainOrder(bitmap); }
@@ -112,12 +145,8 @@ Result ditherRows(BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* o
 Result ditherRowsBy(const DitherKernels* kernels, BitmapHandle& bitmap, uint8_t* const* input, uint8_t* const* output,
                     int32_t count) {
     assert(count >= 1);
-    if (bitmap.pDitherState == nullptr) return ERROR_INVALID_PARAMETER;
-    if (bitmap.StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
-    if ((bitmap.Flags & BMF_SIGNED) != 0) return ERROR_SIGNED_DATA;
+    TRY(checkRun(bitmap));
     DitherState& state = *static_cast<DitherState*>(bitmap.pDitherState);
-    TRY(checkRow(state, bitmap));
-
     int32_t bits = state.sourceBits;
     uint32_t order = bitmap.Order;
     if (needsPlainOrder(bitmap)) {
@@ -154,4 +183,10 @@ using namespace tnk;
 extern "C" int32_t TNK_CALL T_DitherLine(BitmapHandle* Bitmap, uint8_t* Input, uint8_t* Output) {
     if (Bitmap == nullptr || Input == nullptr || Output == nullptr) return ERROR_INVALID_PARAMETER;
     return ditherRows(*Bitmap, &Input, &Output, 1).code;
+}
+
+extern "C" int32_t TNK_CALL T_DitherLines(BitmapHandle* Bitmap, uint8_t* Input, int32_t InputStride, uint8_t* Output,
+                                          int32_t OutputStride, int32_t Rows) {
+    if (Bitmap == nullptr || Input == nullptr || Output == nullptr) return ERROR_INVALID_PARAMETER;
+    return ditherLines(*Bitmap, Input, InputStride, Output, OutputStride, Rows).code;
 }
