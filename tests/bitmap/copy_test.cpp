@@ -25,7 +25,7 @@ std::vector<uint32_t> colorsOf(BitmapHandle& bitmap, const Rect& r) {
 // A region's handle tells how far it was moved.
 int32_t failingShift = INT32_MAX;
 int32_t TNK_CALL copyRegionRoutine(BitmapHandle* destination, BitmapHandle*, int32_t dx, int32_t dy) {
-    destination->Region = 1000 + 10 * dx + dy;
+    destination->Region = static_cast<T_HANDLE>(1000 + int64_t{10} * dx + dy);
     return dx == failingShift ? -99 : SUCCESS;
 }
 
