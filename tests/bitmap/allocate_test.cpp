@@ -193,13 +193,15 @@ TEST(KeptMemory, ShowsNothingOld) {
         for (Bytes& seen : rows) {
             T_SetKeptMemory(0);
             T_SetKeptMemory(UINT32_MAX);
-            BitmapHandle made[2];
+            BitmapHandle made[3];
             if (&seen == &rows[1]) makeAndFree(static_cast<int32_t>(stored.record.BytesPerLine / 16 + 2));
             ASSERT_EQ(T_CopyBitmap(&made[0], &stored.record, sizeof made[0]), SUCCESS);
             if (&seen == &rows[1]) makeAndFree(98);
             ASSERT_EQ(T_ColorResBitmap(&stored.record, &made[1], sizeof made[1], 3, CRF_FIXEDPALETTE, nullptr, 0, 0,
                                        nullptr, nullptr),
                       SUCCESS);
+            if (&seen == &rows[1]) makeAndFree(static_cast<int32_t>(stored.record.BytesPerLine / 16));
+            ASSERT_EQ(T_CopyBitmapRect(&made[2], &stored.record, sizeof made[2], 3, 2, 4083, 250), SUCCESS);
             EXPECT_EQ(keptBytes(), 0u);
             for (BitmapHandle& bitmap : made) {
                 const Bytes all = rowsOf(bitmap);

@@ -127,7 +127,7 @@ class CopyWriter {
     RowWriter writer_;
 };
 
-// The destination is new and zero, and stays so beside the block.
+// The destination is new, and zero where there is anything beside the block.
 Result copyBlock(BitmapHandle& destination, BitmapHandle& source, const Block& block, Progress& progress) {
     const Locked sourceLock(source);
     const Locked destinationLock(destination);
@@ -155,9 +155,11 @@ int32_t negated(int32_t value) { return static_cast<int32_t>(0u - static_cast<ui
 // repair.
 Result copyRectApart(BitmapHandle& destination, BitmapHandle& source, const Rectangle& wanted,
                      const uint32_t* request) {
-    TRY(makeCopyRecord(destination, source, wanted.width, wanted.height, request));
-    Result result = moveRegion(destination, source, negated(wanted.left), negated(wanted.top));
     const Block block = cut(wanted, source);
+    const bool whole = block.width == wanted.width && block.height == wanted.height;
+    TRY(makeCopyRecord(destination, source, wanted.width, wanted.height, request,
+                       whole ? contentToFill() : Content::zero));
+    Result result = moveRegion(destination, source, negated(wanted.left), negated(wanted.top));
     Progress progress = copyProgress(destination.Height);
     if (result.ok() && block.width > 0 && block.height > 0) result = copyBlock(destination, source, block, progress);
     if (!result.ok() && !progress.stopped()) freeBitmap(destination);
