@@ -33,22 +33,45 @@ extern "C" {
 namespace tnk::bench {
 namespace {
 
+constexpr char kExactMatch[] = "Nearest match 24 to 8, any 256 colours, exact";
+
 constexpr size_t rowBytesOf(int32_t bits) { return size_t{kWidth} * static_cast<size_t>(bits == 0 ? 8 : bits) / 8; }
 
-// The engine on whole pictures, as T_ColorResBitmap runs it: prepared once, row by row.
-void kernelContest(const std::string& job, const std::vector<uint8_t>& from, ConvertSpec spec) {
+void convertLines(const ConvertSpec& spec, const uint8_t* from, uint8_t* to) {
+    T_HANDLE conversion = 0;
+    T_StartConvert(&conversion, spec.bitsSrc, spec.bitsDst, spec.orderSrc, spec.orderDst, spec.paletteSrc,
+                   spec.paletteDst, spec.flags, -1, -1);
+    T_ConvertLines(conversion, from, static_cast<int32_t>(rowBytesOf(spec.bitsSrc)), to,
+                   static_cast<int32_t>(rowBytesOf(spec.bitsDst)), kWidth, kHeight);
+    T_StopConvert(conversion);
+}
+
+// Reductions to 8 bits and fewer are another job: they match by 15-bit keys. Conversions of rows then fill the new bitmap.
+void toNewBitmap(const std::string& job, const std::vector<uint8_t>& from, const ConvertSpec& spec) {
+    if (spec.bitsDst <= 8) {
+        contender(job, kNew, [spec, &from] {
+            BitmapHandle made;
+            T_CreateBitmap(&made, sizeof made, MEM_CONVENTIONAL, kWidth, kHeight, spec.bitsDst == 0 ? 8 : spec.bitsDst,
+                           ORDER_BGR, nullptr, 1, nullptr, 0);
+            convertLines(spec, from.data(), made.pData);
+            T_FreeBitmap(&made);
+        });
+        return;
+    }
+    const uint32_t opaque = (spec.flags & CONVERT_ALPHA_OPAQUE) != 0 ? CRF_OPAQUEALPHA : 0;
+    const uint32_t order = spec.orderDst == ORDER_BGR ? CRF_BGR : 0;
+    reductionToNew(job, bitmapOf(from, spec.bitsSrc == 0 ? 8 : spec.bitsSrc, spec.orderSrc, spec.paletteSrc),
+                   spec.bitsDst, order | opaque);
+}
+
+void kernelContest(const std::string& job, const std::vector<uint8_t>& from, const ConvertSpec& spec) {
     const size_t in = rowBytesOf(spec.bitsSrc);
     const size_t out = rowBytesOf(spec.bitsDst);
     copyOf(job, in * kHeight, out * kHeight);
-    const auto converter = std::make_shared<RowConverter>();
-    if (!converter->prepare(spec).ok()) return;
-    contender(job, "Tarnkit", [converter, &from, in, out] {
-        for (size_t y = 0; y < kHeight; ++y) {
-            (void)converter->run(from.data() + y * in, output(out * kHeight) + y * out, kWidth);
-        }
-    });
-    // The exported call, one row at a time: the row is copied into its place first and converted there.
-    contender(job, "Tarnkit, T_ConvertBuffer", [spec, &from, in, out] {
+    toNewBitmap(job, from, spec);
+    contender(job, kThere, [spec, &from, out] { convertLines(spec, from.data(), output(out * kHeight)); });
+    // The row is copied into its place first and converted there.
+    contender(job, kRows, [spec, &from, in, out] {
         static std::vector<uint8_t> row(size_t{kWidth} * 8);
         for (size_t y = 0; y < kHeight; ++y) {
             uint8_t* place = in <= out ? output(out * kHeight) + y * out : row.data();
@@ -56,6 +79,13 @@ void kernelContest(const std::string& job, const std::vector<uint8_t>& from, Con
             T_ConvertBufferExt(place, kWidth, spec.bitsSrc, spec.bitsDst, spec.orderSrc, spec.orderDst, spec.paletteSrc,
                                spec.paletteDst, spec.flags, -1, -1);
             if (in > out) std::memcpy(output(out * kHeight) + y * out, place, out);
+        }
+    });
+    const auto converter = std::make_shared<RowConverter>();
+    if (!converter->prepare(spec).ok()) return;
+    contender(job, kEngine, [converter, &from, in, out] {
+        for (size_t y = 0; y < kHeight; ++y) {
+            (void)converter->run(from.data() + y * in, output(out * kHeight) + y * out, kWidth);
         }
     });
 }
@@ -131,6 +161,15 @@ void qt(const std::string& job, const std::vector<uint8_t>& from, QImage::Format
         image.setColorTable(colors);
     }
     contender(job, "QImage", [=] { keep(image.convertToFormat(formatTo, flags).constBits()); });
+}
+void qtToPalette(const std::string& job, const std::vector<uint8_t>& bgra, const std::vector<PaletteEntry>& palette) {
+    const QImage image(bgra.data(), kWidth, kHeight, kWidth * 4, QImage::Format_RGB32);
+    QVector<QRgb> colors;
+    for (const PaletteEntry& entry : palette) colors.push_back(qRgb(entry.Red, entry.Green, entry.Blue));
+    contender(job, "QImage", [=] {
+        constexpr auto kFlags = Qt::ColorOnly | Qt::ThresholdDither | Qt::AvoidDither;
+        keep(image.convertToFormat(QImage::Format_Indexed8, colors, kFlags).constBits());
+    });
 }
 #endif
 
@@ -228,6 +267,7 @@ void indexed() {
     kernelContest("1 to 8", p.mono1, {1, 8, ORDER_RGB, ORDER_RGB, T_IntGetFixedPalette(1), T_IntGetFixedPalette(8)});
     kernelContest("1 to 24", p.mono1, {1, 24, ORDER_RGB, ORDER_BGR, T_IntGetFixedPalette(1)});
     kernelContest("24 to 1", p.bgr24, {24, 1, ORDER_BGR, ORDER_RGB});
+    kernelContest(kExactMatch, p.bgr24, {24, 8, ORDER_BGR, ORDER_RGB, nullptr, p.photoPalette.data()});
 #ifdef PEER_SWSCALE
     swscale("8 palette to 24", p.fixed8, AV_PIX_FMT_PAL8, AV_PIX_FMT_BGR24, &p.fixedPalette);
     swscale("8 palette to 32", p.fixed8, AV_PIX_FMT_PAL8, AV_PIX_FMT_BGRA, &p.fixedPalette);
@@ -235,6 +275,7 @@ void indexed() {
     swscale("24 to 1", p.bgr24, AV_PIX_FMT_BGR24, AV_PIX_FMT_MONOBLACK);
 #endif
 #ifdef PEER_QT
+    qtToPalette(kExactMatch, p.bgra32, p.photoPalette);
     qt("8 palette to 24", p.fixed8, QImage::Format_Indexed8, QImage::Format_RGB888, Qt::AutoColor, &p.fixedPalette);
     qt("8 palette to 32", p.fixed8, QImage::Format_Indexed8, QImage::Format_RGB32, Qt::AutoColor, &p.fixedPalette);
     qt("24 to 1", p.rgb24, QImage::Format_RGB888, QImage::Format_Mono, Qt::MonoOnly | Qt::ThresholdDither);

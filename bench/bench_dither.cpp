@@ -1,5 +1,4 @@
-// Dithering and colour reduction of whole bitmaps, beside libraries that reduce colours. The contender is
-// T_ColorResBitmap: the new bitmap's allocation is part of its time.
+// Dithering and colour reduction, beside libraries that reduce colours.
 #include <cstring>
 
 #include "contest.h"
@@ -27,23 +26,33 @@ extern "C" {
 namespace tnk::bench {
 namespace {
 
-// A caller-memory bitmap over a picture of the benchmark.
-BitmapHandle bitmapOf(const std::vector<uint8_t>& pixels, int32_t bits) {
-    BitmapHandle bitmap;
-    T_CreateBitmap(&bitmap, sizeof bitmap, MEM_USER, kWidth, kHeight, bits, ORDER_BGR, nullptr, 1,
-                   const_cast<uint8_t*>(pixels.data()), static_cast<uint32_t>(pixels.size()));
-    if (bits == 8) T_CreateBitmapGrayPalette(&bitmap);
-    return bitmap;
-}
-
+// The same reduction by T_ColorResBitmap, by T_DitherLines and by T_DitherLine.
 void tarnkit(const std::string& job, const std::vector<uint8_t>& from, int32_t bitsFrom, int32_t bits, uint32_t flags,
              const std::vector<PaletteEntry>* palette = nullptr) {
-    contender(job, "Tarnkit", [=, source = bitmapOf(from, bitsFrom)]() mutable {
-        BitmapHandle reduced;
-        T_ColorResBitmap(&source, &reduced, sizeof reduced, bits, flags, palette != nullptr ? palette->data() : nullptr,
-                         0, palette != nullptr ? static_cast<uint32_t>(palette->size()) : 0, nullptr, nullptr);
-        T_FreeBitmap(&reduced);
-    });
+    BitmapHandle* const source = bitmapOf(from, bitsFrom);
+    reductionToNew(job, source, bits, flags, palette);
+    const auto lines = [=](bool oneByOne) {
+        return [=] {
+            const size_t out = size_t{kWidth} * static_cast<size_t>(bits) / 8;
+            const int32_t stride = static_cast<int32_t>(out);
+            source->DitherMethod = flags >> 16;
+            T_StartDitheringExt(source, palette != nullptr ? palette->data() : nullptr, 1u << bits,
+                                static_cast<uint32_t>(bits), nullptr);
+            const int32_t step = oneByOne ? 1 : kHeight;
+            for (int32_t y = 0; y < kHeight; y += step) {
+                uint8_t* const input = source->pData + size_t{source->BytesPerLine} * static_cast<size_t>(y);
+                uint8_t* const target = output(kPixels) + out * static_cast<size_t>(y);
+                if (oneByOne) {
+                    T_DitherLine(source, input, target);
+                } else {
+                    T_DitherLines(source, input, static_cast<int32_t>(source->BytesPerLine), target, stride, kHeight);
+                }
+            }
+            T_StopDithering(source);
+        };
+    };
+    contender(job, kThere, lines(false));
+    contender(job, kRows, lines(true));
 }
 
 #ifdef PEER_SWSCALE
@@ -145,18 +154,27 @@ void registerDithering() {
     }
     const std::string fixed = "Floyd-Steinberg 24 to 8, fixed palette";
     const std::string any = "Floyd-Steinberg 24 to 8, any 256 colours";
+    const std::string four = "Floyd-Steinberg 24 to 4, fixed palette";
+    const std::string threshold = "Gray 8 to 1, threshold";
+    const std::string table = "Nearest match 24 to 8, any 256 colours, by 15-bit keys";
     const std::string mono = "Floyd-Steinberg gray 8 to 1";
     const std::string colour1 = "Floyd-Steinberg 24 to 1";
     const std::string ordered = "Ordered 24 to 8, fixed palette";
     const std::string ordered1 = "Ordered gray 8 to 1";
     const std::string nearest = "Nearest match 24 to 8, fixed palette";
     copyOf(any, kPixels * 3, kPixels);
+    copyOf(four, kPixels * 3, kPixels / 2);
+    copyOf(threshold, kPixels, kPixels / 8);
+    copyOf(table, kPixels * 3, kPixels);
     copyOf(mono, kPixels, kPixels / 8);
     copyOf(colour1, kPixels * 3, kPixels / 8);
     copyOf(ordered, kPixels * 3, kPixels);
     copyOf(ordered1, kPixels, kPixels / 8);
     copyOf(nearest, kPixels * 3, kPixels);
     tarnkit(any, p.bgr24, 24, 8, CRF_USERPALETTE | CRF_DITHER_METHOD(DITHER_FLOYD_STEINBERG), &p.photoPalette);
+    tarnkit(four, p.bgr24, 24, 4, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(DITHER_FLOYD_STEINBERG));
+    tarnkit(threshold, p.gray8, 8, 1, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(DITHER_NONE));
+    tarnkit(table, p.bgr24, 24, 8, CRF_USERPALETTE | CRF_DITHER_METHOD(DITHER_NONE), &p.photoPalette);
     tarnkit(mono, p.gray8, 8, 1, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(DITHER_FLOYD_STEINBERG));
     tarnkit(colour1, p.bgr24, 24, 1, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(DITHER_FLOYD_STEINBERG));
     tarnkit(ordered, p.bgr24, 24, 8, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(DITHER_ORDERED));

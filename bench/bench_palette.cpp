@@ -1,14 +1,8 @@
-// Palettes: counting colours, choosing the best ones, matching to any.
+// Palettes: counting colours, choosing the best ones.
 #include <cstring>
-#include <memory>
 
 #include "contest.h"
-#include "convert/row_converter.h"
-#include "palette/nearest.h"
 
-#ifdef PEER_QT
-#include <QImage>
-#endif
 #ifdef PEER_LEPTONICA
 #include <leptonica/allheaders.h>
 #endif
@@ -23,31 +17,18 @@ namespace tnk::bench {
 
 namespace {
 
-// A bitmap in caller memory that lives as long as the program.
-BitmapHandle* bitmapOf(const std::vector<uint8_t>& pixels, int32_t bits) {
-    auto* bitmap = new BitmapHandle;
-    T_CreateBitmap(bitmap, sizeof *bitmap, MEM_USER, kWidth, kHeight, bits, ORDER_BGR, nullptr, 1, nullptr, 0);
-    T_SetBitmapDataPointer(bitmap, const_cast<uint8_t*>(pixels.data()), bitmap->Size);
-    return bitmap;
-}
-
 constexpr char kCount[] = "Count the colours of 24 bits";
 constexpr char kPlain[] = "Optimized 256 colours, nearest";
 constexpr char kDithered[] = "Optimized 256 colours, Floyd-Steinberg";
 
 void optimized(const std::string& job, BitmapHandle* source, uint32_t method) {
     copyOf(job, kPixels * 3, kPixels);
-    contender(job, "Tarnkit", [=] {
-        BitmapHandle result;
-        T_ColorResBitmap(source, &result, sizeof result, 8, CRF_OPTIMIZEDPALETTE | CRF_DITHER_METHOD(method), nullptr,
-                         0, 0, nullptr, nullptr);
-        T_FreeBitmap(&result);
-    });
+    reductionToNew(job, source, 8, CRF_OPTIMIZEDPALETTE | CRF_DITHER_METHOD(method));
 }
 
 void counts(BitmapHandle* source) {
     copyOf(kCount, kPixels * 3, 0);
-    contender(kCount, "Tarnkit", [=] {
+    contender(kCount, kThere, [=] {
         uint32_t count = 0;
         T_GetBitmapColorCountExt(source, &count, nullptr);
         keep(count);
@@ -107,24 +88,6 @@ void registerPalettes() {
     optimized(kDithered, photo, DITHER_FLOYD_STEINBERG);
     peers(kPlain, false);
     peers(kDithered, true);
-    const std::string job = "Nearest match 24 to 8, any 256 colours, exact";
-    copyOf(job, kPixels * 3, kPixels);
-    contender(job, "Tarnkit", [&p] {
-        RowConverter converter;
-        if (!converter.prepare({24, 8, ORDER_BGR, ORDER_RGB, nullptr, p.photoPalette.data()}).ok()) return;
-        for (size_t y = 0; y < kHeight; ++y) {
-            (void)converter.run(&p.bgr24[y * kWidth * 3], output(kPixels) + y * kWidth, kWidth);
-        }
-    });
-#ifdef PEER_QT
-    const QImage image(p.bgra32.data(), kWidth, kHeight, kWidth * 4, QImage::Format_RGB32);
-    QVector<QRgb> colors;
-    for (const PaletteEntry& entry : p.photoPalette) colors.push_back(qRgb(entry.Red, entry.Green, entry.Blue));
-    contender(job, "QImage", [=] {
-        constexpr auto kFlags = Qt::ColorOnly | Qt::ThresholdDither | Qt::AvoidDither;
-        keep(image.convertToFormat(QImage::Format_Indexed8, colors, kFlags).constBits());
-    });
-#endif
 }
 
 }  // namespace tnk::bench

@@ -67,9 +67,9 @@ void registerRunRows() {
     const Page& p = page();
     auto* encoded = new std::vector<uint8_t>(size_t{kPageHeight} * (4 + 2 * (kPageWidth + 1)));
     T_CompressRows(encoded->data(), p.rows.data(), kPageWidth, kPageHeight);
-    contender(kEncode, "Tarnkit",
+    contender(kEncode, kThere,
               [=, &p] { T_CompressRows(output(encoded->size()), p.rows.data(), kPageWidth, kPageHeight); });
-    contender(kDecode, "Tarnkit",
+    contender(kDecode, kThere,
               [=, &p] { T_ExpandRows(encoded->data(), output(p.rows.size()), kPageWidth, kPageHeight); });
     copyOf(kEncode, p.rows.size(), p.rows.size());
     copyOf(kDecode, p.rows.size(), p.rows.size());

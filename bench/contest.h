@@ -1,6 +1,8 @@
 // Contests: one job, several contenders, the same pictures in the same run. A benchmark is named "job/contender";
 // report.py makes the table of ratios. Every contender works from warm input into warm output unless its interface
-// allocates the result, which is then part of its time, as it is for its users.
+// allocates the result, which is then part of its time, as it is for its users. Our own contenders are calls of exported
+// functions, by what the caller has: kNew makes a bitmap and frees it, kThere writes into memory that is there, kRows goes
+// row by row. kEngine is what is inside, without the exports.
 #pragma once
 
 #include <cstdint>
@@ -26,6 +28,19 @@ const Pictures& pictures();
 
 // Output memory that every contender of a job shares; touched once.
 uint8_t* output(size_t bytes);
+
+constexpr char kNew[] = "Tarnkit, new bitmap";
+constexpr char kThere[] = "Tarnkit";
+constexpr char kRows[] = "Tarnkit, row by row";
+constexpr char kEngine[] = "Tarnkit, engine";
+
+// A bitmap over a picture, for as long as the program runs; up to 8 bits with a palette, or the gray one.
+BitmapHandle* bitmapOf(const std::vector<uint8_t>& pixels, int32_t bits, uint32_t order = ORDER_BGR,
+                       const PaletteEntry* palette = nullptr);
+
+// T_ColorResBitmap to a new bitmap.
+void reductionToNew(const std::string& job, BitmapHandle* source, int32_t bits, uint32_t flags,
+                    const std::vector<PaletteEntry>* palette = nullptr);
 
 void contender(const std::string& job, const std::string& name, std::function<void()> run);
 

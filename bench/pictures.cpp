@@ -81,6 +81,24 @@ const Pictures& pictures() {
     return instance;
 }
 
+BitmapHandle* bitmapOf(const std::vector<uint8_t>& pixels, int32_t bits, uint32_t order, const PaletteEntry* palette) {
+    auto* bitmap = new BitmapHandle;
+    T_CreateBitmap(bitmap, sizeof *bitmap, MEM_USER, kWidth, kHeight, bits, order, palette, 1,
+                   const_cast<uint8_t*>(pixels.data()), static_cast<uint32_t>(pixels.size()));
+    if (bits <= 8 && palette == nullptr) T_CreateBitmapGrayPalette(bitmap);
+    return bitmap;
+}
+
+void reductionToNew(const std::string& job, BitmapHandle* source, int32_t bits, uint32_t flags,
+                    const std::vector<PaletteEntry>* palette) {
+    contender(job, kNew, [=] {
+        BitmapHandle made;
+        T_ColorResBitmap(source, &made, sizeof made, bits, flags, palette != nullptr ? palette->data() : nullptr, 0,
+                         palette != nullptr ? static_cast<uint32_t>(palette->size()) : 0, nullptr, nullptr);
+        T_FreeBitmap(&made);
+    });
+}
+
 uint8_t* output(size_t bytes) {
     static std::vector<uint8_t> memory(kPixels * 8 + 64, 1);
     return bytes <= memory.size() ? memory.data() : nullptr;

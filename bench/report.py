@@ -1,9 +1,10 @@
-"""Turns the benchmark's JSON into a Markdown table of ratios: report.py RESULTS.json [HEADING]"""
+"""Turns the benchmark's JSON into a Markdown table of ratios: report.py RESULTS.json"""
 import json
 import sys
 from collections import defaultdict
 
 OURS = "Tarnkit"
+SETTINGS = {"Tarnkit, new bitmap": "new", "Tarnkit": "there", "Tarnkit, row by row": "rows", "Tarnkit, engine": "engine"}
 COPY = "memory copy"
 WINE = "Wine: "
 
@@ -24,27 +25,43 @@ def read(path):
     return results["context"], best
 
 
+def rows_of(job, times):
+    """The rows of a job: label, and the contender of each setting. What is no setting has a row of its own."""
+    own = [name for name in times if name.startswith(OURS)]
+    settings = {SETTINGS[name]: name for name in own if name in SETTINGS}
+    if settings:
+        yield job, settings
+    for name in own:
+        if name not in SETTINGS:
+            yield f"{job}: {name[len(OURS) + 2:]}", {"there": name}
+
+
+def cells(times, names, copy, peer):
+    """Milliseconds by setting, then the ratios."""
+    for setting in ("new", "there", "rows", "engine"):
+        yield f"{times[names[setting]]:.2f}" if setting in names else "-"
+    yield f"{copy:.2f}" if copy else "-"
+    yield f"{peer[1]} {peer[0]:.2f}" if peer else "-"
+    for setting in ("new", "there", "rows"):
+        yield f"{peer[0] / times[names[setting]]:.2f}" if peer and setting in names else "-"
+    for setting in ("new", "there"):
+        wine = times.get(WINE + names[setting]) if setting in names else None
+        yield f"{wine / times[names[setting]]:.2f}" if wine else "-"
+
+
 def main():
     context, best = read(sys.argv[1])
     print(f"Measured {context['date'][:10]} on {context['num_cpus']} x {context['mhz_per_cpu']} MHz x86-64, one thread, "
-          "processor time, minimum "
-          "of interleaved runs.\n")
-    print("| Job | Tarnkit ms | memory copy | times the copy | fastest peer | times the peer | 32-bit under Wine ms | "
-          "times the native | others (ms) |")
-    print("|---|---|---|---|---|---|---|---|---|")
+          "milliseconds of processor time, minimum of interleaved runs.\n")
+    print("| Job | new bitmap | memory that is there | row by row | engine alone | memory copy | fastest peer | peer / new "
+          "| peer / there | peer / rows | 32-bit / native, new | 32-bit / native, there | other peers |")
+    print("|" + "---|" * 13)
     for job, times in best.items():
         copy = times.get(COPY)
-        own = [(name, ms) for name, ms in times.items() if name.startswith(OURS)]
         peers = sorted((ms, name) for name, ms in times.items() if not name.startswith((OURS, WINE)) and name != COPY)
-        for number, (name, ms) in enumerate(own):
-            label = job if name == OURS else f"{job}: {name[len(OURS) + 2:]}"
-            copied, ratio = (f"{copy:.1f}", f"{ms / copy:.2f}") if copy else ("-", "-")
-            fastest = f"{peers[0][1]} {peers[0][0]:.1f}" if peers else "-"
-            speedup = f"{peers[0][0] / ms:.2f} x as fast" if peers else "-"
-            wine = times.get(WINE + name)
-            under, factor = (f"{wine:.1f}", f"{wine / ms:.2f}") if wine else ("-", "-")
-            others = ", ".join(f"{peer} {time:.1f}" for time, peer in peers[1:]) if number == 0 else ""
-            print(f"| {label} | {ms:.1f} | {copied} | {ratio} | {fastest} | {speedup} | {under} | {factor} | {others} |")
+        for number, (label, names) in enumerate(rows_of(job, times)):
+            others = ", ".join(f"{name} {ms:.1f}" for ms, name in peers[1:]) if number == 0 else ""
+            print(f"| {label} | {' | '.join(cells(times, names, copy, peers[0] if peers else None))} | {others} |")
 
 
 main()
