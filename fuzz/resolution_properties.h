@@ -97,7 +97,7 @@ inline PlainPalette plainOptimized(const ResolutionRequest& r, const std::vector
     }
     std::vector<ReferenceColor> fixed;
     std::vector<uint32_t> places;
-    uint32_t usableBefore = 0;
+    std::vector<ReferenceColor> beside;
     for (uint32_t i = 0; i < count; ++i) {
         PaletteEntry& entry = p.entries[i];
         if (i < r.entries.size() && (r.entries[i].Reserved & 3) != kFreeEntry) entry = r.entries[i];
@@ -105,15 +105,17 @@ inline PlainPalette plainOptimized(const ResolutionRequest& r, const std::vector
             places.push_back(i);
         } else {
             fixed.push_back(*plainColors(&entry));
-            usableBefore += places.empty() && (entry.Reserved & 3) == 0 ? 1 : 0;
+            if ((entry.Reserved & 3) == 0) beside.push_back(fixed.back());
         }
     }
     if (places.empty()) return p;
     const auto free = static_cast<uint32_t>(places.size());
     const bool contiguous = places.back() - places.front() + 1 == free;
     const bool peels = (r.flags & CRF_PEELDOMINANT) != 0;
-    ReferenceOptimized built = shared ? referenceOptimizedPalette(pictures, free, peels)
-                                      : referenceOptimizedPalette(pictures[0], free, fixed, peels);
+    const bool precise = (r.flags & CRF_FULLPRECISION) != 0;
+    const std::vector<ReferenceColor>* const by = precise ? &beside : nullptr;
+    ReferenceOptimized built = shared ? referenceOptimizedPalette(pictures, free, peels, true, by)
+                                      : referenceOptimizedPalette(pictures[0], free, fixed, peels, true, by);
     for (uint32_t i = 0; i < free; ++i) {
         built.palette[i].reserved &= 0xFC;  // neither free nor never to be chosen
         std::memcpy(&p.entries[places[i]], &built.palette[i], 4);
@@ -131,9 +133,16 @@ inline PlainPalette plainOptimized(const ResolutionRequest& r, const std::vector
     for (uint32_t i = free; !built.needsDithering && i > built.count && count > 1 && places[i - 1] == count - 1; --i)
         --count;
     p.entries.resize(count);
-    if (!contiguous || (r.flags & CRF_NOMATCHTABLE) != 0) return p;
+    if ((!contiguous && !precise) || (r.flags & CRF_NOMATCHTABLE) != 0) return p;
+    // Places among the entries that may be chosen.
+    std::vector<uint32_t> placeOf(2 * kReferenceBeside + 1);
+    uint32_t place = 0, filled = 0, kept = kReferenceBeside;
+    for (uint32_t i = 0; i < count; ++i) {
+        if ((p.entries[i].Reserved & 3) != 0) continue;
+        placeOf[std::find(places.begin(), places.end(), i) != places.end() ? ++filled : ++kept] = ++place;
+    }
     p.table = built.matchTable;
-    for (uint32_t& place : p.table) place += place != 0 ? usableBefore : 0;
+    for (uint32_t& word : p.table) word = placeOf[word];
     return p;
 }
 
@@ -418,7 +427,8 @@ inline ResolutionRequest drawRequest(Script& script) {
     r.flags = script.next(16) == 0 ? script.next(0x1000) : kSelections[script.next(std::size(kSelections))];
     r.flags |= CRF_DITHER_METHOD(script.next(10));
     if (r.bits > 8) r.flags ^= kOrderFlags[script.next(std::size(kOrderFlags))];
-    if (script.next(4) == 0) r.flags |= CRF_PEELDOMINANT;
+    constexpr uint32_t kMore[] = {CRF_PEELDOMINANT, CRF_PEELDOMINANT, CRF_FULLPRECISION, 0, 0, 0, 0, 0};
+    r.flags |= kMore[script.next(std::size(kMore))];
     r.byHandle = script.next(16) == 0;
     r.count = script.next(2) == 0 ? 0 : script.next(300);
     const bool given = r.byHandle || (r.flags & CRF_USERPALETTE) != 0 || script.next(2) == 0;

@@ -1261,6 +1261,18 @@ TNK_API int32_t TNK_CALL T_GetBitmapColorCountExt(BitmapHandle* Bitmap, uint32_t
 TNK_API int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
                                                   uint32_t** MatchTable, uint32_t* NeedsDithering);
 
+/*
+ * The same with flags, an addition of this library: CRF_PEELDOMINANT, and CRF_FULLPRECISION for better palettes. The
+ * histogram then keeps the sums of its pixels' channels (of 16 bits in sources of 48 and 64). Its colours are compared by
+ * lightness and two opponent hues, along the axes of CIELAB; boxes are split at the mean where the squared error is
+ * largest, and entries are the rounded means of their pixels after two passes of refinement (S. Lloyd, 1982). The
+ * dominant colours need no entries set aside. A match table has a word for every colour: the entry nearest to the mean of
+ * its pixels, or to its middle, where differences of hue count half.
+ * Codes: as above, and -13 other flags.
+ */
+TNK_API int32_t TNK_CALL T_CreateBitmapListOptPalExt(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
+                                                     uint32_t** MatchTable, uint32_t* NeedsDithering, uint32_t Flags);
+
 /* ------------------------------------------------------------------------------------------------------------
  * Colour resolution
  */
@@ -1274,6 +1286,7 @@ TNK_API int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* P
 #define CRF_WEBPALETTE 0x0040u          /* the web palette, 8 bits only; with CRF_FIXEDPALETTE: fixed elsewhere */
 #define CRF_NOMATCHTABLE 0x0200u        /* optimized without a match table */
 #define CRF_PEELDOMINANT 0x0400u        /* optimized: dominant colours may take all entries but one, not all but 63 */
+#define CRF_FULLPRECISION 0x1000u       /* optimized: entries of 8 bits a channel, matched by eye; this library's own */
 /* Order of deeper destinations (RGB without any). */
 #define CRF_BGR 0x0004u
 #define CRF_GRAY 0x0080u
@@ -1293,12 +1306,14 @@ typedef int32_t(TNK_CALL* ColorResRowCallback)(BitmapHandle* Bitmap, uint8_t* Ro
  * Destinations of 8 bits or fewer are dithered, others converted row by row as by T_ConvertBufferExt. The method is that of
  * the flags (0, the nearest colour, when none is given): DitherMethod of the record is not asked. Dithering to palettes
  * other than the library's own matches by 15-bit keys, the upper five bits of each channel: colours with one key get one
- * entry, which is not always the nearest that T_ConvertBuffer finds. Where all colours of the image are in its optimized
+ * entry, which is not always the nearest that T_ConvertBuffer finds. With CRF_FULLPRECISION an optimized palette is made
+ * and matched as T_CreateBitmapListOptPalExt says, together with the entries to keep, wherever they stand. Where all colours of the image are in its optimized
  * palette, pixels are converted by that exact match instead.
  *   BitsPerPixel   1-8, 12 (gray whatever the flags), 16, 24, 32, 48, 64
  *   Flags          CRF_*, combined as listed; other combinations are -13. Up to 8 bits one palette:
  *                    CRF_OPTIMIZEDPALETTE                  from the image; with CRF_RESERVESYSTEMCOLORS,
- *                                                          CRF_NOMATCHTABLE, CRF_PEELDOMINANT as wanted
+ *                                                          CRF_NOMATCHTABLE, CRF_PEELDOMINANT,
+ *                                                          CRF_FULLPRECISION as wanted
  *                    CRF_FIXEDPALETTE                      of the depth
  *                    CRF_WEBPALETTE                        8 bits only
  *                    CRF_WEBPALETTE | CRF_FIXEDPALETTE     web for 8 bits, fixed for fewer

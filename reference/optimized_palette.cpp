@@ -8,6 +8,7 @@ namespace tnk::test {
 namespace {
 
 using Histogram = std::vector<uint64_t>;
+using Wide = std::array<uint64_t, 3>;  // red, green, blue
 
 struct Key {
     uint32_t key;
@@ -59,7 +60,9 @@ std::vector<size_t> sortByExchange(std::vector<ReferenceColor>& colors) {
     return from;
 }
 
-void addPicture(Histogram& bins, const ReferencePicture& picture) {
+// take(colour, its channels as red, green and blue of 16 bits) for each pixel.
+template <typename Take>
+void forEachPixel(const ReferencePicture& picture, Take take) {
     ReferenceDitherSource format = picture.format;
     const bool matrix = (format.bits == 24 || format.bits == 48) && format.order == kOrderMatrix;
     if (matrix) format.order = kOrderBgr;
@@ -69,9 +72,17 @@ void addPicture(Histogram& bins, const ReferencePicture& picture) {
                              nullptr, 0, -1, -1);
         for (int32_t x = 0; x < format.width; ++x) {
             const ReferenceColor c = referenceColorAt(format, row.data(), x);
-            ++bins[static_cast<size_t>(c.red >> 3 << 10 | c.green >> 3 << 5 | c.blue >> 3)];
+            Wide wide = {c.red * 257u, c.green * 257u, c.blue * 257u};
+            const uint8_t* const at = &row[static_cast<size_t>(x) * static_cast<size_t>(format.bits) / 8];
+            for (size_t i = 0; i < 3 && format.bits >= 48 && !matrix; ++i)
+                wide[format.order == kOrderBgr ? 2 - i : i] = at[2 * i] + at[2 * i + 1] * 256u;
+            take(c, wide);
         }
     }
+}
+
+size_t keyOf(const ReferenceColor& c) {
+    return static_cast<size_t>(c.red >> 3 << 10 | c.green >> 3 << 5 | c.blue >> 3);
 }
 
 // Takes a colour that outweighs all others in the last box twice over out of it.
@@ -138,6 +149,149 @@ ReferenceOptimized quantise(const Histogram& bins, uint32_t wanted, bool peelToO
     return result;
 }
 
+// Full precision: sums of channels by key, and colours by lightness and two opponent hues.
+struct Sum {
+    uint64_t pixels = 0;
+    Wide channels{};
+    void add(const Wide& more, uint64_t count) {
+        pixels += count;
+        for (size_t c = 0; c < 3; ++c) channels[c] += more[c];
+    }
+    Wide mean() const {
+        Wide mean;
+        for (size_t c = 0; c < 3; ++c) mean[c] = (channels[c] + pixels / 2) / pixels;
+        return mean;
+    }
+};
+
+Wide opponents(const Wide& c) {
+    return {(25 * c[0] + 83 * c[1] + 8 * c[2]) / 4096, (111 * c[0] + 170 * (65535 - c[1]) + 59 * c[2]) / 4096,
+            (39 * c[0] + 121 * c[1] + 160 * (65535 - c[2])) / 4096};
+}
+Wide opponents(const ReferenceColor& c) { return opponents(Wide{c.red * 257u, c.green * 257u, c.blue * 257u}); }
+
+// What pixels are matched by.
+Wide halfHue(const Wide& color) { return {color[0], color[1] / 2, color[2] / 2}; }
+
+size_t nearestOf(const std::vector<Wide>& colors, const Wide& wanted) {
+    size_t nearest = 0;
+    uint64_t least = UINT64_MAX;
+    for (size_t i = 0; i < colors.size(); ++i) {
+        uint64_t distance = 0;
+        for (size_t c = 0; c < 3; ++c) {
+            const uint64_t apart = colors[i][c] - wanted[c];  // its square is right when it wraps
+            distance += apart * apart;
+        }
+        if (distance < least) {
+            least = distance;
+            nearest = i;
+        }
+    }
+    return nearest;
+}
+
+struct Cluster {
+    std::vector<size_t> keys;
+    Wide mean{}, error{};
+    uint64_t total() const { return error[0] + error[1] + error[2]; }
+
+    void measure(const std::vector<Sum>& sums) {
+        Sum all;
+        for (const size_t key : keys) {
+            Wide weighted = opponents(sums[key].mean());
+            for (uint64_t& value : weighted) value *= sums[key].pixels;
+            all.add(weighted, sums[key].pixels);
+        }
+        for (size_t c = 0; c < 3; ++c) {
+            mean[c] = all.channels[c] / all.pixels;
+            for (const size_t key : keys) {
+                const uint64_t apart = opponents(sums[key].mean())[c] - mean[c];
+                error[c] += sums[key].pixels * apart * apart;
+            }
+        }
+    }
+};
+
+std::vector<Cluster> clustersOf(const std::vector<Sum>& sums, uint32_t wanted) {
+    std::vector<Cluster> clusters(1);
+    for (size_t key = 0; key < sums.size(); ++key)
+        if (sums[key].pixels != 0) clusters[0].keys.push_back(key);
+    clusters[0].measure(sums);
+    while (clusters.size() < wanted) {
+        Cluster& box = *std::max_element(clusters.begin(), clusters.end(),
+                                         [](const Cluster& a, const Cluster& b) { return a.total() < b.total(); });
+        if (box.total() == 0) break;
+        const auto axis = static_cast<size_t>(std::max_element(box.error.begin(), box.error.end()) - box.error.begin());
+        Cluster low, high;
+        for (const size_t key : box.keys)
+            (opponents(sums[key].mean())[axis] <= box.mean[axis] ? low : high).keys.push_back(key);
+        low.measure(sums);
+        high.measure(sums);
+        box = low;
+        clusters.push_back(high);
+    }
+    return clusters;
+}
+
+// Means of the clusters, after the passes that give each key to the nearest mean or entry beside them.
+std::vector<Wide> refined(const std::vector<Sum>& sums, const std::vector<Cluster>& clusters,
+                          const std::vector<ReferenceColor>& beside) {
+    std::vector<size_t> owner(sums.size());
+    for (size_t i = 0; i < clusters.size(); ++i)
+        for (const size_t key : clusters[i].keys) owner[key] = i;
+    std::vector<Wide> means(clusters.size());
+    for (int pass = 0; pass < 3; ++pass) {
+        std::vector<Wide> nearby;
+        for (const Wide& mean : means) nearby.push_back(opponents(mean));
+        for (const ReferenceColor& color : beside) nearby.push_back(opponents(color));
+        std::vector<Sum> found(nearby.size());
+        for (size_t key = 0; key < sums.size(); ++key) {
+            if (sums[key].pixels == 0) continue;
+            if (pass > 0) owner[key] = nearestOf(nearby, opponents(sums[key].mean()));
+            found[owner[key]].add(sums[key].channels, sums[key].pixels);
+        }
+        for (size_t i = 0; i < means.size(); ++i)
+            if (found[i].pixels != 0) means[i] = found[i].mean();
+    }
+    return means;
+}
+
+ReferenceOptimized quantisePrecisely(const std::vector<ReferencePicture>& pictures, uint32_t wanted,
+                                     const std::vector<ReferenceColor>& beside) {
+    std::vector<Sum> sums(kReferenceMatchTableSize);
+    for (const ReferencePicture& picture : pictures)
+        forEachPixel(picture, [&](const ReferenceColor& c, const Wide& wide) { sums[keyOf(c)].add(wide, 1); });
+    ReferenceOptimized result;
+    for (const Wide& mean : refined(sums, clustersOf(sums, wanted), beside)) {
+        const auto rounded = [](uint64_t v) { return static_cast<uint8_t>((v + 128) / 257); };
+        result.palette.push_back({rounded(mean[2]), rounded(mean[1]), rounded(mean[0]), 0});
+    }
+    sortByExchange(result.palette);
+    result.count = static_cast<uint32_t>(result.palette.size());
+    std::vector<Wide> entries;
+    for (const ReferenceColor& color : result.palette) entries.push_back(halfHue(opponents(color)));
+    for (const ReferenceColor& color : beside) entries.push_back(halfHue(opponents(color)));
+    for (uint64_t key = 0; key < sums.size(); ++key) {
+        const auto middle = [](uint64_t field) { return (field % 32 * 8 + 4) * 257; };
+        const Wide color =
+            sums[key].pixels != 0 ? sums[key].mean() : Wide{middle(key / 1024), middle(key / 32), middle(key)};
+        const size_t place = nearestOf(entries, halfHue(opponents(color)));
+        result.matchTable.push_back(
+            static_cast<uint32_t>(place < result.count ? place + 1 : kReferenceBeside + place + 1 - result.count));
+    }
+    result.palette.resize(wanted);
+    return result;
+}
+
+ReferenceOptimized quantise(const std::vector<ReferencePicture>& pictures, uint32_t wanted, bool peelToOne,
+                            const std::vector<ReferenceColor>* beside) {
+    if (beside != nullptr) return quantisePrecisely(pictures, wanted, *beside);
+    Histogram bins(kReferenceMatchTableSize);
+    for (const ReferencePicture& picture : pictures)
+        forEachPixel(picture, [&](const ReferenceColor& c, const Wide&) { ++bins[keyOf(c)]; });
+    return quantise(bins, wanted, peelToOne);
+}
+
 // The colour in which the pixels of a counted colour are shown.
 ReferenceColor shownColor(const ReferenceDitherSource& f, bool gray, ReferenceColor color) {
     if (gray) {
@@ -162,7 +316,8 @@ ReferenceOptimized exactAnswer(std::vector<ReferenceColor> colors, uint32_t want
 }  // namespace
 
 ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, uint32_t wanted,
-                                             const std::vector<ReferenceColor>& fixed, bool peelToOne, bool forPixels) {
+                                             const std::vector<ReferenceColor>& fixed, bool peelToOne, bool forPixels,
+                                             const std::vector<ReferenceColor>* beside) {
     const ReferenceDitherSource& f = picture.format;
     if (f.bits <= 8 && f.paletteCount <= wanted)
         return exactAnswer({f.palette, f.palette + f.paletteCount}, wanted, false);
@@ -182,14 +337,13 @@ ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, ui
         sortByExchange(colors);
         return exactAnswer(std::move(colors), wanted, false);
     }
-    Histogram bins(kReferenceMatchTableSize);
-    addPicture(bins, picture);
-    return quantise(bins, wanted, peelToOne);
+    return quantise(std::vector{picture}, wanted, peelToOne, beside);
 }
 
 ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted,
-                                             bool peelToOne, bool forPixels) {
-    if (pictures.size() == 1) return referenceOptimizedPalette(pictures[0], wanted, {}, peelToOne, forPixels);
+                                             bool peelToOne, bool forPixels,
+                                             const std::vector<ReferenceColor>* beside) {
+    if (pictures.size() == 1) return referenceOptimizedPalette(pictures[0], wanted, {}, peelToOne, forPixels, beside);
     if (std::all_of(pictures.begin(), pictures.end(), [](const auto& p) { return p.format.bits <= 8; })) {
         std::vector<ReferenceColor> merged;
         for (const ReferencePicture& picture : pictures) {
@@ -205,9 +359,7 @@ ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>
             return exactAnswer(std::move(merged), wanted, true);
         }
     }
-    Histogram bins(kReferenceMatchTableSize);
-    for (const ReferencePicture& picture : pictures) addPicture(bins, picture);
-    return quantise(bins, wanted, peelToOne);
+    return quantise(pictures, wanted, peelToOne, beside);
 }
 
 }  // namespace tnk::test

@@ -10,10 +10,13 @@
 
 namespace tnk::test {
 
+constexpr uint32_t kReferenceBeside = 256;
+
 struct ReferenceOptimized {
     std::vector<ReferenceColor> palette;  // as many entries as were wanted, zero past the count
     uint32_t count = 0;
     bool needsDithering = true;
+    // Places from 1 on; those of entries beside the palette are larger by kReferenceBeside.
     std::vector<uint32_t> matchTable;  // empty where none is due, as after an exact answer
 };
 
@@ -21,10 +24,12 @@ struct ReferenceOptimized {
 // as they are counted.
 ReferenceOptimized referenceOptimizedPalette(const ReferencePicture& picture, uint32_t wanted,
                                              const std::vector<ReferenceColor>& fixed = {}, bool peelToOne = false,
-                                             bool forPixels = true);
+                                             bool forPixels = true,
+                                             const std::vector<ReferenceColor>* beside = nullptr);
 
 // One palette for all pictures of a list.
 ReferenceOptimized referenceOptimizedPalette(const std::vector<ReferencePicture>& pictures, uint32_t wanted,
-                                             bool peelToOne = false, bool forPixels = true);
+                                             bool peelToOne = false, bool forPixels = true,
+                                             const std::vector<ReferenceColor>* beside = nullptr);
 
 }  // namespace tnk::test

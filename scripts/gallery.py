@@ -14,14 +14,14 @@ import sys
 from PIL import Image, ImageStat
 
 import quality
-from quality import OPTIMIZED, PEERS, convert
+from quality import OPTIMIZED, OWN, PEERS, PRESCRIBED, convert
 
 METHODS = ["none", "floyd-steinberg", "stucki", "burkes", "sierra", "stevenson-arce", "jarvis", "ordered", "clustered"]
 CROP = (288, 216)  # shown pixel by pixel; the original and nine methods make two rows of five
 
 # The first picture shows every method at every depth, the others the depths in one method and every method at 8 bits.
-ALL = [([1, 2, 4, 8], METHODS, []), OPTIMIZED]
-SOME = [([1, 2, 4], ["floyd-steinberg"], []), ([8], METHODS, []), ([8], ["floyd-steinberg"], ["--palette", "web"]), OPTIMIZED]
+ALL = [([1, 2, 4, 8], METHODS, []), OPTIMIZED, PRESCRIBED]
+SOME = [([1, 2, 4], ["floyd-steinberg"], []), ([8], METHODS, []), ([8], ["floyd-steinberg"], ["--palette", "web"]), OPTIMIZED, PRESCRIBED]
 
 PAGE = """<!DOCTYPE html>
 <html lang="en"><head><meta charset="utf-8"><meta name="viewport" content="width=device-width">
@@ -140,11 +140,12 @@ def reduce_picture(options, picture, number, runs):
                 if not filecmp.cmp(folder / file, native / file, shallow=False):
                     sys.exit(f"{folder / file} and {native / file} differ")
                 (native / file).unlink()
+        own = next((name for name, options in OWN.items() if options is run), None)
         for file, (bits, method, ms) in results.items():
             crop(folder / file, window, folder / f"crop-{file}")
-            item = {"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": bits, "by": "Tarnkit",
-                    "method": method, "palette": run[2][-1] if run[2] else "fixed", "ms": ms}
-            if run is OPTIMIZED:
+            item = {"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": bits, "by": own or "Tarnkit",
+                    "method": method, "palette": "optimized" if own else run[2][-1] if run[2] else "fixed", "ms": ms}
+            if own:
                 with Image.open(folder / file) as result:
                     item["error"] = judge().error(result)
             items.append(item)
@@ -228,7 +229,7 @@ def main():
         if not picture.is_file():
             sys.exit(f"{picture}: there is no such picture")
         folder, items, fresh = reduce_picture(options, picture, number, ALL if number == 1 else SOME)
-        total += sum(item["by"] == "Tarnkit" for item in items)
+        total += sum(item["by"] not in PEERS for item in items)
         print(f"{picture.name}: {len(items)} results" + ("" if fresh else ", up to date"), flush=True)
         body.append(section(picture, folder, items))
     part, made = make_pages(options)

@@ -24,6 +24,8 @@ from PIL import __version__ as PILLOW
 BITS = [1, 2, 4, 6, 8]  # 2 to 256 colours
 METHODS = ["none", "floyd-steinberg"]
 OPTIMIZED = (BITS, METHODS, ["--palette", "optimized"])
+PRESCRIBED = (BITS, METHODS, ["--palette", "prescribed"])  # of 5 bits a channel
+OWN = {"Tarnkit": OPTIMIZED, "Tarnkit, 5 bits": PRESCRIBED}
 SIGMA = 1.5  # pixels
 RADIUS = 6
 STEP = 2  # blurred pictures say no more at every pixel than at every second one
@@ -127,11 +129,13 @@ def measure(tnk, picture, repeats=3):
         image = file.convert("RGB")
     judge, cells = Judge(image), {}
     with tempfile.TemporaryDirectory() as folder:
-        runs = [convert([tnk], picture, pathlib.Path(folder) / "{bits}-{dither}.png", OPTIMIZED) for _ in range(repeats)]
-        for name, (bits, method, _) in runs[0].items():
-            with Image.open(pathlib.Path(folder) / name) as result:
-                error = judge.error(result)
-            cell = cells[bits, method] = {"Tarnkit": (error, min(run[name][2] for run in runs))}
+        for own, options in OWN.items():
+            runs = [convert([tnk], picture, pathlib.Path(folder) / "{bits}-{dither}.png", options) for _ in range(repeats)]
+            for name, (bits, method, _) in runs[0].items():
+                with Image.open(pathlib.Path(folder) / name) as result:
+                    error = judge.error(result)
+                cells.setdefault((bits, method), {})[own] = error, min(run[name][2] for run in runs)
+        for (bits, method), cell in cells.items():
             for peer, reduce in PEERS.items():
                 results = [reduce(image, 1 << bits, method != "none") for _ in range(repeats)]
                 cell[peer] = judge.error(results[0][0]), min(ms for _, ms in results)
@@ -140,7 +144,7 @@ def measure(tnk, picture, repeats=3):
 
 def table(measured):
     """Markdown; `measured` is name of picture -> cells."""
-    names = ["Tarnkit", *PEERS]
+    names = [*OWN, *PEERS]
     means = {key: {name: tuple(np.mean([cells[key][name] for cells in measured.values()], 0)) for name in names}
              for key in next(iter(measured.values()))}
     lines = [f"Measured {datetime.date.today()}, Pillow {PILLOW}, native build, one thread.", "",

@@ -130,13 +130,19 @@ extern "C" int32_t TNK_CALL T_ColorResBitmapList(T_HANDLE List, int32_t BitsPerP
     return settleAndReduce(List, BitsPerPixel, Flags, {Palette, PaletteHandle, ColorCount}, {}).code;
 }
 
-extern "C" int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
-                                                     uint32_t** MatchTable, uint32_t* NeedsDithering) {
+extern "C" int32_t TNK_CALL T_CreateBitmapListOptPalExt(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
+                                                        uint32_t** MatchTable, uint32_t* NeedsDithering,
+                                                        uint32_t Flags) {
+    if ((Flags & ~(CRF_PEELDOMINANT | CRF_FULLPRECISION)) != 0) return ERROR_INVALID_PARAMETER;
     if (Palette == nullptr || Count == nullptr || NeedsDithering == nullptr) return ERROR_INVALID_PARAMETER;
     if (List == 0 || *Count == 0 || *Count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
     PaletteEntry entries[kMaxPaletteEntries];
-    OptimizedPalette palette{
-        .count = *Count, .entries = entries, .wantsMatchTable = MatchTable != nullptr, .forPixels = false};
+    OptimizedPalette palette{.count = *Count,
+                             .entries = entries,
+                             .wantsMatchTable = MatchTable != nullptr,
+                             .leftForRest = leftForRest((Flags & CRF_PEELDOMINANT) != 0),
+                             .fullPrecision = (Flags & CRF_FULLPRECISION) != 0,
+                             .forPixels = false};
     std::span<const BitmapHandle> bitmaps;
     Result built = readItems(*listOf(List), bitmaps);
     if (built.ok()) built = optimizePaletteOfAll(bitmaps, palette);
@@ -146,4 +152,9 @@ extern "C" int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry
     *NeedsDithering = palette.needsDithering ? 1 : 0;
     if (MatchTable != nullptr) *MatchTable = palette.matchTable.detach();
     return SUCCESS;
+}
+
+extern "C" int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
+                                                     uint32_t** MatchTable, uint32_t* NeedsDithering) {
+    return T_CreateBitmapListOptPalExt(List, Palette, Count, MatchTable, NeedsDithering, 0);
 }

@@ -88,12 +88,17 @@ struct ListRows {
     }
 };
 
-void expectPalette(const DrawnList& list, uint32_t wanted) {
+void expectPalette(const DrawnList& list, uint32_t wanted, uint32_t flags) {
     Entries entries(257, PaletteEntry{9, 9, 9, 9});
     uint32_t count = wanted, needs = 77;
     uint32_t* table = nullptr;
-    ASSERT_EQ(T_CreateBitmapListOptPal(list.handle, entries.data(), &count, &table, &needs), SUCCESS);
-    const ReferenceOptimized expected = referenceOptimizedPalette(list.pictures, wanted, false, false);
+    ASSERT_EQ(flags == 0 ? T_CreateBitmapListOptPal(list.handle, entries.data(), &count, &table, &needs)
+                         : T_CreateBitmapListOptPalExt(list.handle, entries.data(), &count, &table, &needs, flags),
+              SUCCESS);
+    const std::vector<ReferenceColor> none;
+    const ReferenceOptimized expected =
+        referenceOptimizedPalette(list.pictures, wanted, (flags & CRF_PEELDOMINANT) != 0, false,
+                                  (flags & CRF_FULLPRECISION) != 0 ? &none : nullptr);
     EXPECT_EQ(count, expected.count);
     EXPECT_EQ(needs, expected.needsDithering ? 1u : 0u);
     EXPECT_TRUE(std::equal(expected.palette.begin(), expected.palette.end(), plainColors(entries.data())));
@@ -115,7 +120,8 @@ TEST(ColorResolutionList, EqualsThePlainFormUntilTheFirstFailure) {
         if (request.bits == 9) request.bits = 8;  // refused before the first item
         SCOPED_TRACE(::testing::Message() << "run " << run << ", " << count << " items, to " << request.bits
                                           << " bits, flags " << request.flags);
-        expectPalette(list, kWanted[random.below(std::size(kWanted))]);
+        constexpr uint32_t kFlags[] = {0, CRF_PEELDOMINANT, 0, CRF_FULLPRECISION};
+        expectPalette(list, kWanted[random.below(std::size(kWanted))], kFlags[run % 4]);
         ASSERT_FALSE(HasFailure());
         // The palette of an item goes with the item.
         const BitmapHandle first = list.records[0];
@@ -177,8 +183,10 @@ TEST(ColorResolutionList, RefusesAndReportsNothing) {
     const T_HANDLE handle = T_CreatePalette(T_IntGetFixedPalette(4), 16);
     for (const int32_t result :
          {build(list.handle, nullptr, &count, &needs), build(list.handle, palette, nullptr, &needs),
-          build(list.handle, palette, &count, nullptr), build(0, palette, &count, &needs), reduce(0, 0),
-          reduce(list.handle, 0, handle), T_ColorResBitmapList(list.handle, 9, 0, nullptr, 0, 0)})
+          build(list.handle, palette, &count, nullptr),
+          T_CreateBitmapListOptPalExt(list.handle, palette, &count, &table, &needs, CRF_FIXEDPALETTE),
+          build(0, palette, &count, &needs), reduce(0, 0), reduce(list.handle, 0, handle),
+          T_ColorResBitmapList(list.handle, 9, 0, nullptr, 0, 0)})
         EXPECT_EQ(result, ERROR_INVALID_PARAMETER);
     T_DeletePalette(handle);
     for (uint32_t bad : {0u, 257u, UINT32_MAX})

@@ -93,12 +93,12 @@ int32_t countColors(World& w) {
     if (result == SUCCESS) std::memcpy(w.answer.data(), colors.data(), 2000);
     return result;
 }
-int32_t chooseListPalette(World& w) {
+int32_t chooseListPalette(World& w, uint32_t flags) {
     w.answer.assign(256, 0);
     uint32_t count = 64, dithers = 9;
     uint32_t* table = nullptr;
-    const int32_t result =
-        T_CreateBitmapListOptPal(w.list, reinterpret_cast<PaletteEntry*>(w.answer.data()), &count, &table, &dithers);
+    const int32_t result = T_CreateBitmapListOptPalExt(w.list, reinterpret_cast<PaletteEntry*>(w.answer.data()), &count,
+                                                       &table, &dithers, flags);
     EXPECT_EQ(table == nullptr && dithers == 9, result != SUCCESS);
     T_FreeUserMatchTable(table);
     return result;
@@ -205,7 +205,9 @@ const Operation kOperations[] = {
     {"wide_gray_to_8", kWideGray, [](World& w) { return T_Gray32To8(&w.source.record); }, kStatus},
     {"copy_items", kIndexed, copyItems, Reports::no, false, makeList},
     {"insert_item", kIndexed, insertItem, Reports::no, false, makeList},
-    {"list_palette", kColor, chooseListPalette, Reports::no, false, makeList},
+    {"list_palette", kColor, [](World& w) { return chooseListPalette(w, 0); }, Reports::no, false, makeList},
+    {"list_palette_full", kColor, [](World& w) { return chooseListPalette(w, CRF_FULLPRECISION); }, Reports::no, false,
+     makeList},
     {"reduce_list", kColor, [](World& w) { return reduceList(w, CRF_FIXEDPALETTE); }, Reports::no, true, makeList},
     {"optimize_list", kColor, [](World& w) { return reduceList(w, kDiffuse); }, Reports::no, true, makeList},
     {"optimize_items", kColor, [](World& w) { return reduceList(w, CRF_NOMATCHTABLE); }, Reports::no, true, makeList},

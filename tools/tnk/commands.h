@@ -20,7 +20,9 @@ struct PictureOptions {
     std::string palette;               // empty: fixed
     int colors = 0;                    // 0: all
     bool reserveSystem = false;        // in optimized palettes
-    std::string order;                 // empty: that of the file
+    // By the picture's colours, with full precision or as colour resolution does without flags.
+    bool optimizes() const { return palette == "optimized" || palette == "prescribed"; }
+    std::string order;  // empty: that of the file
     std::string memory = "plain";
     bool verbose = false;
 };

@@ -46,7 +46,7 @@ void checkOptions(const PictureOptions& options) {
     if (options.colors && (options.gray || options.palette == "web")) {
         throw usageFailure("--colors goes with fixed and optimized palettes and palette files");
     }
-    if (options.reserveSystem && options.palette != "optimized") {
+    if (options.reserveSystem && !options.optimizes()) {
         throw usageFailure("--reserve-system goes with --palette optimized");
     }
     const bool fixed = !ownPalette || options.palette == "fixed";
@@ -149,7 +149,7 @@ void Converter::readPalette() {
         if (options_.colors) palette_ = fixedColors(static_cast<uint32_t>(options_.colors));
         return;
     }
-    if (name == "web" || name == "optimized") return;
+    if (name == "web" || options_.optimizes()) return;
     palette_ = readPaletteFile(name);
     paletteOfFile_ = true;
     const size_t wanted = static_cast<size_t>(options_.colors);
@@ -271,9 +271,11 @@ Converter::Reduction Converter::reductionFor(const Job& job) const {
         const uint32_t count = static_cast<uint32_t>(palette.size());
         return {job.bits, CRF_USERPALETTE | method, count, std::move(palette)};
     }
-    if (options_.palette == "optimized") {
+    if (options_.optimizes()) {
         const uint32_t reserve = options_.reserveSystem ? CRF_RESERVESYSTEMCOLORS : 0;
-        return {job.bits, CRF_OPTIMIZEDPALETTE | reserve | method, static_cast<uint32_t>(options_.colors), {}};
+        const uint32_t precision = options_.palette == "optimized" ? CRF_FULLPRECISION : 0;
+        return {
+            job.bits, CRF_OPTIMIZEDPALETTE | precision | reserve | method, static_cast<uint32_t>(options_.colors), {}};
     }
     constexpr uint32_t kWebColors = 216;
     if (options_.palette == "web") return {job.bits, CRF_WEBPALETTE | method, kWebColors, {}};

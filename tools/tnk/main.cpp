@@ -151,8 +151,8 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
         ->allow_extra_args(false);
     command.add_option(
         "-p,--palette", options.palette,
-        "fixed (the default), web, optimized (the picture's best colours), or a file: .gpl, .pal, .act,\n"
-        "or a picture with a palette");
+        "fixed (the default), web, optimized (the picture's best colours), prescribed (its best in 5 bits a channel),\n"
+        "or a file: .gpl, .pal, .act, or a picture with a palette");
     addColorsOption(
         command, options.colors,
         "Use N colours only: the best N, the first of the palette file, or the fixed palette of 2, 4, 8, ... 256");

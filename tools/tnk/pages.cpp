@@ -120,7 +120,7 @@ void pages(const PagesOptions& options) {
     if (files.size() > 1 && options.out.find("{page}") == std::string::npos) {
         throw usageFailure("several pictures need {page} in " + options.out);
     }
-    if (options.sharedPalette && options.palette != "optimized") {
+    if (options.sharedPalette && !options.optimizes()) {
         throw usageFailure("--shared-palette goes with --palette optimized");
     }
 

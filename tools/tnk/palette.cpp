@@ -24,7 +24,9 @@ Entries optimizedPalette(Picture& picture, const std::string& file, size_t wante
     uint32_t count = static_cast<uint32_t>(wanted);
     uint32_t needsDithering = 0;
     const Progress progress("choosing colours of", file);
-    require(T_CreateBitmapListOptPal(list.get(), entries.data(), &count, nullptr, &needsDithering), file);
+    require(
+        T_CreateBitmapListOptPalExt(list.get(), entries.data(), &count, nullptr, &needsDithering, CRF_FULLPRECISION),
+        file);
     if (interrupted()) throw interruptedFailure();
     entries.resize(count);
     return entries;

@@ -196,6 +196,7 @@ Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette,
     job.palette = {.bits = bits,
                    .selection = selection,
                    .peelsOn = (flags & CRF_PEELDOMINANT) != 0,
+                   .fullPrecision = (flags & CRF_FULLPRECISION) != 0,
                    .entries = palette,
                    .handle = paletteHandle,
                    .count = colorCount};

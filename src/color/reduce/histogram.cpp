@@ -3,13 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "base/shape.h"
-#include "bitmap/lifecycle.h"
-#include "bitmap/rows.h"
-#include "color/dither/color_fetch.h"
-#include "color/dither/dither_modes.h"
-#include "convert/row_converter.h"
-#include "kernels/kernels.h"
+#include "color/reduce/fetched_rows.h"
 
 namespace tnk {
 namespace {
@@ -17,38 +11,6 @@ namespace {
 constexpr uint32_t kBinLimit = 0x80000000;  // a bin that is full halves them all
 
 constexpr int32_t kKeyBlock = 2048;  // pixels whose keys are made at a time: the first-level cache holds them
-
-// Rows as they are fetched: those in other orders than RGB and BGR become 24-bit BGR first.
-class FetchedRows {
-  public:
-    explicit FetchedRows(BitmapHandle& bitmap) : bitmap_(bitmap), reader_(bitmap) {}
-
-    Result prepare() {
-        TRY(reader_.prepare());
-        if (!needsPlainOrder(bitmap_)) return SUCCESS;
-        TRY(converter_.prepare(
-            {.bitsSrc = bitmap_.BitsPerPixel, .bitsDst = 24, .orderSrc = bitmap_.Order, .orderDst = ORDER_BGR}));
-        return plain_.allocate(uint64_t{Shape(bitmap_).width} * 3) ? SUCCESS : FAILURE;
-    }
-
-    Result read(int32_t row, const uint8_t** pixels) {
-        uint8_t* stored;
-        TRY(reader_.read(row, 1, &stored));
-        *pixels = stored;
-        if (!plain_) return SUCCESS;
-        *pixels = plain_.data();
-        return converter_.run(stored, plain_.data(), bitmap_.Width);
-    }
-
-    int32_t bits() const { return plain_ ? 24 : bitmap_.BitsPerPixel; }
-    uint32_t order() const { return plain_ ? ORDER_BGR : bitmap_.Order; }
-
-  private:
-    BitmapHandle& bitmap_;
-    RowReader reader_;
-    RowConverter converter_;
-    Scratch<uint8_t> plain_;
-};
 
 }  // namespace
 
@@ -59,23 +21,11 @@ Result ColorHistogram::prepare() {
 }
 
 Result ColorHistogram::add(BitmapHandle& bitmap) {
-    SourceColors colors;
-    readSourceColors(bitmap, colors);
-    const Locked lock(bitmap);
-    FetchedRows rows(bitmap);
-    TRY(rows.prepare());
-    const ColorFetch fetch =
-        chooseColorFetch(ditherKernelsFor(instructionSet()), colors, bitmap, rows.bits(), rows.order());
     uint16_t keys[kKeyBlock];
-    for (int32_t row = 0; row < bitmap.Height; ++row) {
-        const uint8_t* pixels;
-        TRY(rows.read(row, &pixels));
-        for (int32_t x = 0; x < bitmap.Width; x += kKeyBlock) {
-            const int32_t count = std::min(kKeyBlock, bitmap.Width - x);
-            fetchKeys(fetch, pixels + fetch.offsetOf(x), count, keys);
-            addKeys(keys, static_cast<uint32_t>(count));
-        }
-    }
+    TRY(fetchPixels(bitmap, kKeyBlock, [&](const ColorFetch& fetch, const uint8_t* pixels, int32_t count) {
+        fetchKeys(fetch, pixels, count, keys);
+        addKeys(keys, static_cast<uint32_t>(count));
+    }));
     mergeOdd();
     return SUCCESS;
 }

@@ -9,7 +9,9 @@
 #include "color/dither/color_fetch.h"
 #include "color/dither/dither_state.h"
 #include "color/reduce/color_boxes.h"
+#include "color/reduce/color_clusters.h"
 #include "color/reduce/color_count.h"
+#include "color/reduce/color_sums.h"
 #include "color/reduce/histogram.h"
 #include "convert/row_converter.h"
 #include "palette/palette.h"
@@ -123,6 +125,37 @@ Result quantise(ColorHistogram& histogram, OptimizedPalette& palette) {
     return SUCCESS;
 }
 
+// The same by sums and clusters. The table is made of the rounded entries.
+Result quantise(ColorSums& sums, OptimizedPalette& palette) {
+    ColorClusters clusters(sums);
+    TRY(clusters.build(palette.count, palette.beside));
+    for (uint32_t i = 0; i < clusters.count(); ++i) palette.entries[i] = clusters.color(i);
+    finish(palette, clusters.count());
+    sortEntries({palette.entries, palette.count}, nullptr);
+    palette.needsDithering = true;
+    if (!palette.wantsMatchTable) return SUCCESS;
+    if (!palette.matchTable.allocate(kMatchTableEntries)) return FAILURE;
+    PaletteEntry all[kMaxPaletteEntries];
+    std::copy(palette.beside.begin(), palette.beside.end(), std::copy_n(palette.entries, palette.count, all));
+    clusters.match({all, palette.count + palette.beside.size()}, palette.matchTable.data());
+    for (uint32_t& place : palette.matchTable.span())
+        if (place > palette.count) place += kBesidePlace - palette.count;
+    return SUCCESS;
+}
+
+// The palette by the colours of all bitmaps.
+template <typename Histogram>
+Result quantiseAll(std::span<const BitmapHandle> bitmaps, OptimizedPalette& palette) {
+    Histogram histogram;
+    TRY(histogram.prepare());
+    for (const BitmapHandle& item : bitmaps) {
+        TRY(checkEntry(kBuilderRule, &item));
+        BitmapHandle bitmap = item;  // a copy of the record: reading rows notes them in it
+        TRY(histogram.add(bitmap));
+    }
+    return quantise(histogram, palette);
+}
+
 // Adds the bitmap's colours that are not yet among the `used` ones; false when there is no room for all.
 bool mergePalette(const BitmapHandle& bitmap, OptimizedPalette& palette, uint32_t& used) {
     PaletteEntry own[kMaxPaletteEntries];
@@ -158,27 +191,21 @@ Result optimizePalette(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed
     TRY(checkEntry(kBuilderRule, &bitmap));
     TRY(findExact(bitmap, fixed, palette));
     if (!palette.needsDithering) return SUCCESS;
-    ColorHistogram histogram;
-    TRY(histogram.prepare());
-    TRY(histogram.add(bitmap));
-    return quantise(histogram, palette);
+    return palette.fullPrecision ? quantiseAll<ColorSums>({&bitmap, 1}, palette)
+                                 : quantiseAll<ColorHistogram>({&bitmap, 1}, palette);
 }
 
 Result optimizePaletteOfAll(std::span<const BitmapHandle> bitmaps, OptimizedPalette& palette) {
     if (bitmaps.empty()) return ERROR_NOT_ALLOCATED;
-    BitmapHandle bitmap = bitmaps[0];  // a copy of the record: reading rows notes them in it
-    if (bitmaps.size() == 1) return optimizePalette(bitmap, {}, palette);
+    if (bitmaps.size() == 1) {
+        BitmapHandle bitmap = bitmaps[0];
+        return optimizePalette(bitmap, {}, palette);
+    }
     bool merged = false;
     TRY(mergePalettes(bitmaps, palette, &merged));
     if (merged) return SUCCESS;
-    ColorHistogram histogram;
-    TRY(histogram.prepare());
-    for (const BitmapHandle& item : bitmaps) {
-        TRY(checkEntry(kBuilderRule, &item));
-        bitmap = item;
-        TRY(histogram.add(bitmap));
-    }
-    return quantise(histogram, palette);
+    return palette.fullPrecision ? quantiseAll<ColorSums>(bitmaps, palette)
+                                 : quantiseAll<ColorHistogram>(bitmaps, palette);
 }
 
 }  // namespace tnk

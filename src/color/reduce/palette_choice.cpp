@@ -80,6 +80,7 @@ class FreeEntries {
                 places_[count_++] = static_cast<uint8_t>(i);
             } else {
                 fixed_[i - count_] = choice.entries[i];
+                if ((choice.entries[i].Reserved & kMarks) == 0) chosen_[chosenCount_++] = choice.entries[i];
             }
         }
     }
@@ -104,15 +105,26 @@ class FreeEntries {
             --choice_.count;
     }
 
-    // Entries before the free ones that a match table counts as well.
-    uint32_t before() const {
-        const auto chosen = [](const PaletteEntry& entry) { return (entry.Reserved & kMarks) == 0; };
-        return static_cast<uint32_t>(std::count_if(choice_.entries, choice_.entries + places_[0], chosen));
+    // The kept entries that pixels may get.
+    std::span<const PaletteEntry> chosen() const { return {chosen_, chosenCount_}; }
+
+    // Turns the builder's places into those that a match table counts, among all entries that may be chosen.
+    void placeAmongChosen(std::span<uint32_t> table) const {
+        uint32_t placeOf[2 * kBesidePlace] = {};
+        uint32_t place = 0, built = 0, kept = kBesidePlace;
+        for (uint32_t i = 0; i < choice_.count; ++i) {
+            if ((choice_.entries[i].Reserved & kMarks) != 0) continue;
+            const bool filled = built < count_ && places_[built] == i;
+            placeOf[filled ? ++built : ++kept] = ++place;
+        }
+        for (uint32_t& word : table) word = placeOf[word];
     }
 
   private:
     PaletteChoice& choice_;
     PaletteEntry fixed_[kMaxPaletteEntries];
+    PaletteEntry chosen_[kMaxPaletteEntries];
+    uint32_t chosenCount_ = 0;
     uint8_t places_[kMaxPaletteEntries];
     uint32_t count_ = 0;
 };
@@ -126,15 +138,16 @@ Result chooseOptimized(const PaletteRequest& request, PaletteChoice& choice, boo
     if (free.count() == 0) return SUCCESS;
     PaletteEntry colors[kMaxPaletteEntries];
     OptimizedPalette built{.count = free.count(), .entries = colors};
-    built.wantsMatchTable = free.contiguous() && (request.selection & CRF_NOMATCHTABLE) == 0;
-    if (request.peelsOn) built.leftForRest = 1;
+    built.fullPrecision = request.fullPrecision;
+    built.beside = free.chosen();
+    built.wantsMatchTable = (free.contiguous() || request.fullPrecision) && (request.selection & CRF_NOMATCHTABLE) == 0;
+    built.leftForRest = leftForRest(request.peelsOn);
     TRY(build(free.fixed(), built));
     free.fill(built);
     choice.dithers = built.needsDithering && (deeper || free.count() <= sourceColors || !free.contiguous());
     if (!built.needsDithering) free.cutUnused(built.count);
     if (!built.matchTable) return SUCCESS;
-    const uint32_t before = free.before();
-    for (uint32_t& place : built.matchTable.span()) place += place != 0 ? before : 0;
+    free.placeAmongChosen(built.matchTable.span());
     choice.ownTable = std::move(built.matchTable);
     choice.matchTable = choice.ownTable.data();
     return SUCCESS;

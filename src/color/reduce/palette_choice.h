@@ -14,8 +14,9 @@ namespace tnk {
 // What the caller asks for.
 struct PaletteRequest {
     int32_t bits = 0;
-    uint32_t selection = 0;  // bits 0-9 of the flags without those of the order
-    bool peelsOn = false;    // of an optimized palette, see CRF_PEELDOMINANT
+    uint32_t selection = 0;      // bits 0-9 of the flags without those of the order
+    bool peelsOn = false;        // of an optimized palette, see CRF_PEELDOMINANT
+    bool fullPrecision = false;  // likewise, see CRF_FULLPRECISION
     const PaletteEntry* entries = nullptr;
     T_HANDLE handle = 0;
     uint32_t count = 0;  // 1 to 2^bits
