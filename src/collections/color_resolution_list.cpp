@@ -111,6 +111,35 @@ Result settleAndReduce(T_HANDLE list, int32_t bits, uint32_t flags, const Palett
     return colorResList(list, job, items);
 }
 
+// What a caller gets of a palette for a list.
+struct PaletteOutputs {
+    PaletteEntry* entries;
+    uint32_t* count;
+    uint32_t** matchTable;  // or null
+    uint32_t* needsDithering;
+};
+
+Result createPaletteOfList(T_HANDLE list, const PaletteOutputs& out, uint32_t flags) {
+    if ((flags & ~(CRF_PEELDOMINANT | CRF_FULLPRECISION)) != 0) return ERROR_INVALID_PARAMETER;
+    if (out.entries == nullptr || out.count == nullptr || out.needsDithering == nullptr) return ERROR_INVALID_PARAMETER;
+    if (list == 0 || *out.count == 0 || *out.count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
+    PaletteEntry entries[kMaxPaletteEntries];
+    OptimizedPalette palette{.count = *out.count,
+                             .entries = entries,
+                             .wantsMatchTable = out.matchTable != nullptr,
+                             .leftForRest = leftForRest((flags & CRF_PEELDOMINANT) != 0),
+                             .fullPrecision = (flags & CRF_FULLPRECISION) != 0,
+                             .forPixels = false};
+    std::span<const BitmapHandle> bitmaps;
+    TRY(readItems(*listOf(list), bitmaps));
+    TRY(optimizePaletteOfAll(bitmaps, palette));
+    std::copy_n(entries, *out.count, out.entries);
+    *out.count = palette.count;
+    *out.needsDithering = palette.needsDithering ? 1 : 0;
+    if (out.matchTable != nullptr) *out.matchTable = palette.matchTable.detach();
+    return SUCCESS;
+}
+
 }  // namespace
 }  // namespace tnk
 
@@ -133,28 +162,10 @@ extern "C" int32_t TNK_CALL T_ColorResBitmapList(T_HANDLE List, int32_t BitsPerP
 extern "C" int32_t TNK_CALL T_CreateBitmapListOptPalExt(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
                                                         uint32_t** MatchTable, uint32_t* NeedsDithering,
                                                         uint32_t Flags) {
-    if ((Flags & ~(CRF_PEELDOMINANT | CRF_FULLPRECISION)) != 0) return ERROR_INVALID_PARAMETER;
-    if (Palette == nullptr || Count == nullptr || NeedsDithering == nullptr) return ERROR_INVALID_PARAMETER;
-    if (List == 0 || *Count == 0 || *Count > kMaxPaletteEntries) return ERROR_INVALID_PARAMETER;
-    PaletteEntry entries[kMaxPaletteEntries];
-    OptimizedPalette palette{.count = *Count,
-                             .entries = entries,
-                             .wantsMatchTable = MatchTable != nullptr,
-                             .leftForRest = leftForRest((Flags & CRF_PEELDOMINANT) != 0),
-                             .fullPrecision = (Flags & CRF_FULLPRECISION) != 0,
-                             .forPixels = false};
-    std::span<const BitmapHandle> bitmaps;
-    Result built = readItems(*listOf(List), bitmaps);
-    if (built.ok()) built = optimizePaletteOfAll(bitmaps, palette);
-    if (!built.ok()) return built.code;
-    std::copy_n(entries, *Count, Palette);
-    *Count = palette.count;
-    *NeedsDithering = palette.needsDithering ? 1 : 0;
-    if (MatchTable != nullptr) *MatchTable = palette.matchTable.detach();
-    return SUCCESS;
+    return createPaletteOfList(List, {Palette, Count, MatchTable, NeedsDithering}, Flags).code;
 }
 
 extern "C" int32_t TNK_CALL T_CreateBitmapListOptPal(T_HANDLE List, PaletteEntry* Palette, uint32_t* Count,
                                                      uint32_t** MatchTable, uint32_t* NeedsDithering) {
-    return T_CreateBitmapListOptPalExt(List, Palette, Count, MatchTable, NeedsDithering, 0);
+    return createPaletteOfList(List, {Palette, Count, MatchTable, NeedsDithering}, 0).code;
 }

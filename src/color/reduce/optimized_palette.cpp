@@ -143,7 +143,15 @@ Result quantise(ColorSums& sums, OptimizedPalette& palette) {
     return SUCCESS;
 }
 
-// The palette by the colours of all bitmaps.
+// The palette by the colours of a bitmap, and of all bitmaps.
+template <typename Histogram>
+Result quantiseOne(BitmapHandle& bitmap, OptimizedPalette& palette) {
+    Histogram histogram;
+    TRY(histogram.prepare());
+    TRY(histogram.add(bitmap));
+    return quantise(histogram, palette);
+}
+
 template <typename Histogram>
 Result quantiseAll(std::span<const BitmapHandle> bitmaps, OptimizedPalette& palette) {
     Histogram histogram;
@@ -191,8 +199,8 @@ Result optimizePalette(BitmapHandle& bitmap, std::span<const PaletteEntry> fixed
     TRY(checkEntry(kBuilderRule, &bitmap));
     TRY(findExact(bitmap, fixed, palette));
     if (!palette.needsDithering) return SUCCESS;
-    return palette.fullPrecision ? quantiseAll<ColorSums>({&bitmap, 1}, palette)
-                                 : quantiseAll<ColorHistogram>({&bitmap, 1}, palette);
+    return palette.fullPrecision ? quantiseOne<ColorSums>(bitmap, palette)
+                                 : quantiseOne<ColorHistogram>(bitmap, palette);
 }
 
 Result optimizePaletteOfAll(std::span<const BitmapHandle> bitmaps, OptimizedPalette& palette) {
