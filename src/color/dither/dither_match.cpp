@@ -39,10 +39,6 @@ void buildChoices(DitherState& state) {
     }
 }
 
-}  // namespace
-
-namespace {
-
 // The place of the choice nearest to a 15-bit colour. A picture asks for thousands, a row of an icon for a few: the
 // matcher's cells are made once they pay.
 uint32_t nearestPlace(const DitherState& state, uint32_t key) {

@@ -2,6 +2,8 @@
 // go by narrow ones.
 #include <immintrin.h>
 
+#include <cstddef>
+
 #include "kernels/dither/dither_kernels.h"
 
 namespace tnk {
