@@ -243,7 +243,8 @@ struct DrawnDitherJob : DitherJob {
         bitmap.StructSize = sizeof bitmap;
         bitmap.BitsPerPixel = source.oneOf({24, 8, 1, 32, 16, 12, 48, 64, 2, 3, 4, 5, 6, 7});
         bitmap.Order = static_cast<uint32_t>(source.oneOf({1, 0, 2, 5}));
-        bitmap.Width = static_cast<int32_t>(source.byte() % 4 == 0 ? source.below(600) : source.below(72));
+        const uint32_t wide = source.byte();  // at times wider than the engine's blocks
+        bitmap.Width = static_cast<int32_t>(source.below(wide % 4 != 0 ? 72 : wide % 32 != 0 ? 600 : 2500));
         bitmap.DitherMethod = static_cast<uint32_t>(source.oneOf({1, 0, 2, 3, 4, 5, 6, 7, 8}));
         bitmap.LowBit = source.oneOf({0, 3, -1, 20});
         bitmap.HighBit = source.oneOf({-1, 7, 15, 11, 2});

@@ -12,6 +12,7 @@
 #include "color/dither/dither_modes.h"
 #include "color/dither/dither_pack.h"
 #include "color/dither/dither_state.h"
+#include "color/dither/dither_values.h"
 #include "convert/row_converter.h"
 
 namespace tnk {
@@ -57,11 +58,15 @@ void ditherRow(DitherState& state, const ColorFetch& source, int32_t width, cons
     ditherBlocks<kColorBlock>(state, source, width, input, output, block);
 }
 
-// Gray levels straight to bits: pixels done of a row, all but the last few. Without offsets a level's upper half is white.
-int32_t packThresholds(const DitherKernels& kernels, const DitherState& state, const ColorFetch& source, int32_t width,
+// Whether gray levels go straight to bits.
+bool packsThresholds(const DitherKernels& kernels, const DitherState& state, const ColorFetch& source) {
+    return source.levels && state.outputBits == 1 && kernels.packAbove != nullptr &&
+           state.mode == MatchMode::black1White1;
+}
+
+// Pixels done of a row, all but the last few. Without offsets a level's upper half is white.
+int32_t packThresholds(const DitherKernels& kernels, const DitherState& state, int32_t width,
                        const int16_t (&offsets)[kOffsets], const uint8_t* input, uint8_t* output) {
-    if (!source.levels || state.outputBits != 1 || kernels.packAbove == nullptr) return 0;
-    if (state.mode != MatchMode::black1White1) return 0;
     uint8_t thresholds[kOffsets];
     std::fill_n(thresholds, kOffsets, uint8_t{127});
     if (state.isOrdered()) std::copy_n(offsets, kOffsets, thresholds);
@@ -71,6 +76,11 @@ int32_t packThresholds(const DitherKernels& kernels, const DitherState& state, c
 // A row of a method without errors, by vectors.
 void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFetch& source, int32_t width,
                  const uint8_t* input, uint8_t* output) {
+    const bool thresholds = packsThresholds(kernels, state, source);
+    if (!thresholds && mapsValues(state)) {
+        mapValues(state, kernels, width, input, output);
+        return;
+    }
     if (!state.isOrdered() && state.usesTable()) {
         matchRow(state, source, width, input, output);
         return;
@@ -83,7 +93,7 @@ void ditherRowBy(const DitherKernels& kernels, DitherState& state, const ColorFe
         const int16_t* const line = state.ordered[state.line++ & 7];
         for (int32_t i = 0; i < kOffsets; ++i) offsets[i] = line[i % 8];
     }
-    const int32_t done = packThresholds(kernels, state, source, width, offsets, input, output);
+    const int32_t done = thresholds ? packThresholds(kernels, state, width, offsets, input, output) : 0;
     input += done;  // a byte a pixel, where there are any
     output += done / 8;
     width -= done;

@@ -8,6 +8,7 @@
 #include "base/scratch.h"
 #include "color/dither/color_fetch.h"
 #include "kernels/dither/dither_kernels.h"
+#include "kernels/kernels.h"
 #include "palette/nearest.h"
 #include "palette/palette.h"
 #include "tnkrn.h"
@@ -78,6 +79,11 @@ struct DitherState {
     uint32_t unknownColor = 0;
     Scratch<uint8_t> indexTable;
     uint8_t unknownIndex = 0;  // may also be known
+
+    // Where each source value has one answer, made on first use: indexes by value, and the bytes that a source byte comes
+    // to where its pixels fill whole ones. A table of no pixelBytes has not been made.
+    PixelTable byValue{};
+    PixelTable byByte{};
 
     // Thresholds of the ordered methods, or offsets to add to the channels, by line and column modulo 8.
     int16_t ordered[8][8] = {};
