@@ -2,6 +2,7 @@
 #include "bitmap/runs/run_rows.h"
 
 #include <algorithm>
+#include <array>
 #include <cassert>
 #include <cstddef>
 
@@ -36,7 +37,7 @@ Word firstPixelLowest(Word word) {
     return (word >> 1 & kOnes / 3) | (word & kOnes / 3) << 1;
 }
 
-Word firstPixelHighest(Word word) {
+constexpr Word firstPixelHighest(Word word) {
     return kWordBits == 64 ? static_cast<Word>(__builtin_bswap64(word))
                            : static_cast<Word>(__builtin_bswap32(static_cast<uint32_t>(word)));
 }
@@ -153,37 +154,47 @@ uint64_t encodeRow(void* encoded, const uint8_t* row, uint32_t lead, uint32_t pi
 
 namespace {
 
-// Marks in an otherwise zero row where the colour changes; a second mark on the same pixel takes the first away.
-void flipBit(uint8_t* row, uint32_t position) {
-    row[position >> 3] = static_cast<uint8_t>(row[position >> 3] ^ 0x80u >> (position & 7));
-}
+// Words as they lie in memory, with 1 bits from each pixel on.
+constexpr auto kOnesFrom = [] {
+    std::array<Word, kWordBits> words{};
+    for (uint32_t pixel = 0; pixel < kWordBits; ++pixel) words[pixel] = firstPixelHighest(~Word{0} >> pixel);
+    return words;
+}();
 
-// Each bit becomes the parity of the marks up to it, so that the pixels between marks take turns in colour.
-Word fillBetweenMarks(Word marks) {
-    marks = firstPixelHighest(marks);
-    for (uint32_t shift = 1; shift < kWordBits; shift *= 2) marks ^= marks >> shift;
-    return marks;
-}
+// Paints 1 bits on a zeroed row, a word at a time. Where they begin and where they end their word is inverted from there
+// on, and stored, complete or not: asking first whether the next place lies in another word costs wrong guesses. Places
+// come in order, none behind the end of the row.
+class RowPainter {
+  public:
+    RowPainter(uint8_t* row, uint32_t end) : row_(row), whole_(end / kWordBits) {}
 
-void paintMarkedRow(uint8_t* row, size_t bytes) {
-    constexpr size_t kWords = 4;
-    constexpr size_t kStride = kWords * kWordBytes;
-    Word color = 0;  // of the pixel before, in all bits
-    const auto paint = [&](size_t at, size_t part) {
-        const Word painted = fillBetweenMarks(loadWord(row + at, part)) ^ color;
-        color = Word{0} - (painted & 1);
-        const Word stored = firstPixelHighest(painted);
-        std::memcpy(row + at, &stored, part);
-    };
-    size_t at = 0;
-    for (; bytes - at >= kStride; at += kStride) {
-        Word any = color;
-        for (size_t i = 0; i < kWords; ++i) any |= loadWord(row + at + i * kWordBytes);
-        if (any == 0) continue;
-        for (size_t i = 0; i < kWords; ++i) paint(at + i * kWordBytes, kWordBytes);
+    void begin(uint32_t position) { invert(position / kWordBits, position, 0); }
+    void end(uint32_t position) {
+        const uint32_t at = position / kWordBits;
+        if (at > at_ + 1) [[unlikely]]
+            std::memset(row_ + size_t{at_ + 1} * kWordBytes, 0xFF, size_t{at - at_ - 1} * kWordBytes);
+        invert(at, position, ~Word{0});
     }
-    for (; at < bytes; at += kWordBytes) paint(at, std::min<size_t>(bytes - at, kWordBytes));
-}
+    // The row has `bytes` in all.
+    void finish(size_t bytes) const {
+        const Word last = word_;  // word_ itself would lose its register with its address
+        if (at_ == whole_) std::memcpy(row_ + size_t{at_} * kWordBytes, &last, bytes - size_t{at_} * kWordBytes);
+    }
+
+  private:
+    // `fresh`: what another word than the last begins with.
+    void invert(uint32_t at, uint32_t position, Word fresh) {
+        word_ = (at == at_ ? word_ : fresh) ^ kOnesFrom[position % kWordBits];
+        at_ = at;
+        if (at < whole_) [[likely]]
+            std::memcpy(row_ + size_t{at} * kWordBytes, &word_, kWordBytes);
+    }
+
+    uint8_t* row_;
+    uint32_t whole_;   // words before the one that the row ends in
+    uint32_t at_ = 0;  // the last word that was inverted
+    Word word_ = 0;
+};
 
 }  // namespace
 
@@ -196,20 +207,42 @@ void expandRuns(const Runs& runs, uint8_t* row, uint32_t lead, uint32_t start, u
     for (; index < runs.count() && runs[index] <= start; ++index) start -= runs[index];
     if (index == runs.count() || pixels == 0) return;
 
+    RowPainter painter(row, end);
     uint32_t position = lead;
-    if ((index & 1) != 0) flipBit(row, position);
-    uint32_t run = runs[index] - start;
-    while (run < end - position) {
-        position += run;
-        if (++index == runs.count()) {
-            if ((index & 1) == 0) flipBit(row, position);  // 1 bits came last: what they leave is 0
-            break;
+    // Whether anything lies behind a run.
+    const auto pass = [&](uint32_t run) {
+        if (run >= end - position) [[unlikely]] {
+            position = end;
+            return false;
         }
-        flipBit(row, position);
-        run = runs[index];
+        position += run;
+        return true;
+    };
+    const uint8_t* next = runs.data() + size_t{index} * kRunBytes;
+    const uint8_t* const last = runs.end();
+    const auto passNext = [&] {
+        if (next == last) return false;
+        uint16_t run;
+        std::memcpy(&run, next, sizeof run);
+        next += kRunBytes;
+        return pass(run);
+    };
+
+    const bool black = (index & 1) != 0;
+    bool more = pass(runs[index] - start);
+    next += kRunBytes;
+    if (black) {
+        painter.begin(lead);
+        painter.end(position);
+        more = more && passNext();
     }
-    paintMarkedRow(row, bytes);
-    if ((end & 7) != 0) row[bytes - 1] &= static_cast<uint8_t>(0xFF00u >> (end & 7));
+    while (more) {
+        painter.begin(position);
+        more = passNext();
+        painter.end(position);
+        more = more && passNext();
+    }
+    painter.finish(bytes);
 }
 
 }  // namespace tnk
