@@ -87,6 +87,7 @@ Result colorResList(T_HANDLE handle, ColorResJob& job, ItemRows& items) {
     PaletteChoice choice;
     TRY(shareMatching(bitmaps, job, choice));
     const CurrentMatchTable table(choice.matchTable);
+    job.listTable = choice.matchTable;
     if (items.callback != nullptr) {
         job.rowCallback = passRow;
         job.userData = &items;

@@ -19,11 +19,13 @@ inline Progress copyProgress(int32_t rows) {
     return Progress(settings.copyStatusCallback, settings.copyStatusUserData, rows);
 }
 
-// For storage that the operation at hand is about to write whole: callbacks could look at it before.
-inline Content contentToFill() {
+// Whether code of the caller's may run during an operation that has no callbacks of its own.
+inline bool isWatched() {
     const ThreadSettings& settings = currentSettings();
-    const bool watched = settings.statusCallback != nullptr || settings.copyStatusCallback != nullptr;
-    return watched ? Content::zero : Content::unset;
+    return settings.statusCallback != nullptr || settings.copyStatusCallback != nullptr;
 }
+
+// For storage that the operation at hand is about to write whole: callbacks could look at it before.
+inline Content contentToFill() { return isWatched() ? Content::zero : Content::unset; }
 
 }  // namespace tnk

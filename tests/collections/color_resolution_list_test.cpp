@@ -11,12 +11,12 @@ namespace {
 
 // A list of drawn bitmaps that owns them.
 struct DrawnList {
-    DrawnList(Script& script, uint32_t count) {
+    DrawnList(Script& script, uint32_t count, uint32_t most = 1) {
         EXPECT_EQ(T_CreateBitmapList(&handle), SUCCESS);
         const bool indexed = script.next(4) == 0;  // palettes that fit into one
         while (pictures.size() < count) {
             BitmapHandle bitmap{};
-            EXPECT_TRUE(drawBitmap(script, bitmap, 40, 20));
+            EXPECT_TRUE(drawBitmap(script, bitmap, 40 * most, 20 * most));
             const bool suits = hasOrder(plainPicture(bitmap).format) && (!indexed || bitmap.BitsPerPixel <= 8);
             if (!suits && script.more()) {
                 T_FreeBitmap(&bitmap);
@@ -115,7 +115,7 @@ TEST(ColorResolutionList, EqualsThePlainFormUntilTheFirstFailure) {
         const Bytes bytes = random.bytes(600);
         Script script(bytes.data(), bytes.size());
         const uint32_t count = 1 + random.below(3);
-        const DrawnList list(script, count);
+        const DrawnList list(script, count, run % 30 == 0 ? 16 : 1);
         ResolutionRequest request = drawRequest(script);
         if (request.bits == 9) request.bits = 8;  // refused before the first item
         SCOPED_TRACE(::testing::Message() << "run " << run << ", " << count << " items, to " << request.bits
@@ -217,6 +217,31 @@ TEST(ColorResolutionList, RefusesAndReportsNothing) {
     T_FreeBitmap(&taken);
     for (const uint32_t index : {2u, 0u}) T_DeleteBitmapListItems(list.handle, index, 1);
     EXPECT_EQ(build(list.handle, palette, &count, &needs), ERROR_NOT_ALLOCATED) << "nothing but an emptied slot";
+}
+
+// A callback may get at the table that the items share, and what it writes there counts from then on.
+TEST(ColorResolutionList, ItsTableMayBeChangedMeanwhile) {
+    const auto whiteBelow = [](int32_t percent, void*) -> int32_t {
+        if (percent < 50) return 1;
+        uint32_t* const table = T_SetUserMatchTable(nullptr);
+        T_SetUserMatchTable(table);
+        std::fill_n(table, 32'768, 2u);
+        return 1;
+    };
+    const PaletteEntry palette[] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
+    BitmapHandle black{};
+    ASSERT_EQ(T_CreateBitmap(&black, sizeof black, MEM_CONVENTIONAL, 256, 256, 8, ORDER_BGR, nullptr, 1, nullptr, 0),
+              1);
+    T_HANDLE list = 0;
+    ASSERT_EQ(T_CreateBitmapList(&list), SUCCESS);
+    EXPECT_EQ(T_InsertBitmapListItem(list, UINT32_MAX, &black), SUCCESS);
+    T_SetStatusCallBack(whiteBelow, nullptr, nullptr, nullptr);
+    EXPECT_EQ(T_ColorResBitmapList(list, 1, CRF_USERPALETTE, palette, 0, 2), SUCCESS);
+    T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(T_GetBitmapListItem(list, 0, &black, sizeof black), SUCCESS);
+    EXPECT_EQ(rowsIn(black).front(), std::vector<uint8_t>(32, 0));
+    EXPECT_EQ(rowsIn(black).back(), std::vector<uint8_t>(32, 0xFF));
+    EXPECT_EQ(T_DestroyBitmapList(list), SUCCESS);
 }
 
 }  // namespace

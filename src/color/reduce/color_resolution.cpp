@@ -92,11 +92,22 @@ class RowSink {
     uint8_t** next_ = nullptr;  // of the lent rows
 };
 
+// Whether nobody else sees the match table while rows are dithered: one made here; or a list's, which is the thread's
+// current one, where no code of the caller's runs. Tables beside it take as long to make as some ten thousand pixels, and
+// a list may hold many icons.
+bool ownsMatchTable(const ColorResJob& job, const BitmapHandle& source, const PaletteChoice& choice) {
+    constexpr int64_t kManyPixels = 32'768;
+    if (choice.ownTable) return true;
+    const bool ofList = job.listTable != nullptr && choice.matchTable == job.listTable;
+    const bool seen = job.rowCallback != nullptr || isWatched();
+    return ofList && !seen && int64_t{source.Width} * source.Height >= kManyPixels;
+}
+
 Result ditherAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapHandle& destination,
                      const PaletteChoice& choice, RowSink& sink, Progress& progress) {
     source.DitherMethod = job.ditherMethod();
     TRY(startDithering(source, choice.entries, destination.ColorCount, static_cast<uint32_t>(job.bits),
-                       choice.matchTable, choice.ownTable.data() != nullptr));
+                       choice.matchTable, ownsMatchTable(job, source, choice)));
     const DitherRun run(source);
     RowReader reader(source, ditherChangesInput(source));
     const RowLoop loop{.rows = source.Height, .band = kDitherBandRows, .wholeBands = true};

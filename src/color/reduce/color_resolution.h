@@ -13,7 +13,8 @@ namespace tnk {
 struct ColorResJob {
     int32_t bits;
     uint32_t flags;
-    PaletteRequest palette;  // for 8 bits or fewer
+    PaletteRequest palette;               // for 8 bits or fewer
+    const uint32_t* listTable = nullptr;  // the match table that a list made for its items
     ColorResRowCallback rowCallback;
     void* userData;
 
