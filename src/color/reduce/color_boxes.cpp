@@ -15,8 +15,7 @@ uint32_t channelOf(uint32_t key, uint32_t channel) { return key >> (10 - 5 * cha
 Result ColorBoxes::split(uint32_t wanted, uint32_t spare) {
     assert(wanted >= 1);
     if (!boxes_.allocate(wanted)) return FAILURE;
-    boxes_[0] = {};
-    boxes_[0].count = static_cast<uint32_t>(histogram_.keys().size());
+    boxes_[0] = Box{{.count = static_cast<uint32_t>(histogram_.keys().size())}};
     count_ = 1;
     while (wanted >= count_ + spare && peelDominant()) continue;
     Box& rest = boxes_[count_ - 1];
@@ -32,28 +31,16 @@ PaletteEntry ColorBoxes::color(uint32_t box) const {
 }
 
 void ColorBoxes::sum(Box& box) const {
-    box.pixels = 0;
-    for (uint32_t c = 0; c < 3; ++c) box.sums[c] = box.squares[c] = 0;
     for (const uint16_t key : histogram_.keys().subspan(box.first, box.count)) {
-        const uint64_t pixels = histogram_.pixels(key);
-        box.pixels += pixels;
-        for (uint32_t c = 0; c < 3; ++c) {
-            const uint64_t weighted = pixels * channelOf(key, c);
-            box.sums[c] += weighted;
-            box.squares[c] += weighted * channelOf(key, c);
-        }
+        box.add(histogram_.pixels(key), [&](uint32_t channel) { return channelOf(key, channel); });
     }
 }
 
-// Means and variances from the sums. The squared distances from a truncated mean m add up to
-// squares - 2 m sums + m m pixels, exactly.
 void ColorBoxes::judge(Box& box) {
     box.variance = 0;
     for (uint32_t c = 0; c < 3; ++c) {
-        const uint64_t mean = box.pixels != 0 ? box.sums[c] / box.pixels : 0;
-        const uint64_t distances = box.squares[c] + mean * mean * box.pixels - 2 * mean * box.sums[c];
-        box.means[c] = static_cast<uint32_t>(mean);
-        box.variances[c] = box.pixels != 0 ? distances / box.pixels : 0;
+        box.means[c] = static_cast<uint32_t>(box.mean(c));
+        box.variances[c] = box.pixels != 0 ? box.distances(c) / box.pixels : 0;
         box.variance += box.variances[c];
     }
 }
@@ -77,15 +64,8 @@ bool ColorBoxes::peelDominant() {
     }
     if (histogram_.pixels(keys[largest]) <= 2 * next) return false;
     std::swap(keys[0], keys[largest]);
-    const Box rest{.first = last.first + 1,
-                   .count = last.count - 1,
-                   .pixels = 0,
-                   .sums = {},
-                   .squares = {},
-                   .means = {},
-                   .variances = {},
-                   .variance = 0};
-    last.count = 1;
+    const Box rest{{.first = last.first + 1, .count = last.count - 1}};
+    last = Box{{.first = last.first, .count = 1}};
     sum(last);
     judge(last);
     boxes_[count_++] = rest;
@@ -125,21 +105,8 @@ uint32_t ColorBoxes::partition(const Box& box) {
 bool ColorBoxes::cut(Box& box) {
     if (box.count < 2) return false;
     const uint32_t lower = partition(box);
-
-    // Only the part with fewer colours is summed anew.
     Box& upper = boxes_[count_++];
-    const Box whole = box;
-    upper.first = box.first + lower;
-    upper.count = whole.count - lower;
-    box.count = lower;
-    Box& fewer = upper.count < box.count ? upper : box;
-    Box& more = upper.count < box.count ? box : upper;
-    sum(fewer);
-    more.pixels = whole.pixels - fewer.pixels;
-    for (uint32_t c = 0; c < 3; ++c) {
-        more.sums[c] = whole.sums[c] - fewer.sums[c];
-        more.squares[c] = whole.squares[c] - fewer.squares[c];
-    }
+    cutRun(box, upper, lower, [&](Box& part) { sum(part); });
     judge(box);
     judge(upper);
     return true;

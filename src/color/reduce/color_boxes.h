@@ -6,6 +6,7 @@
 #include "base/result.h"
 #include "base/scratch.h"
 #include "color/reduce/histogram.h"
+#include "color/reduce/key_run.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -25,16 +26,11 @@ class ColorBoxes {
     }
 
   private:
-    // A run of the histogram's keys and the sums over its pixels; red, green and blue of 5 bits.
-    struct Box {
-        uint32_t first;
-        uint32_t count;
-        uint64_t pixels;
-        uint64_t sums[3];
-        uint64_t squares[3];
-        uint32_t means[3];
-        uint64_t variances[3];
-        uint64_t variance;
+    // Red, green and blue of 5 bits.
+    struct Box : KeyRun {
+        uint32_t means[3] = {};
+        uint64_t variances[3] = {};
+        uint64_t variance = 0;
     };
 
     void sum(Box& box) const;

@@ -75,7 +75,7 @@ Result ColorClusters::collect(uint32_t wanted) {
 }
 
 void ColorClusters::split(uint32_t wanted) {
-    boxes_[0] = {.count = keyCount_};
+    boxes_[0] = Box{{.count = keyCount_}};
     sum(boxes_[0]);
     judge(boxes_[0]);
     count_ = 1;
@@ -85,53 +85,32 @@ void ColorClusters::split(uint32_t wanted) {
 
 void ColorClusters::sum(Box& box) const {
     for (const uint16_t key : keys_.span().subspan(box.first, box.count)) {
-        const uint64_t pixels = sums_[key].pixels;
-        box.pixels += pixels;
-        for (uint32_t c = 0; c < 3; ++c) {
-            const auto value = static_cast<uint32_t>(colors_[key].axes[c]);
-            box.sums[c] += pixels * value;
-            box.squares[c] += pixels * value * value;
-        }
+        box.add(sums_[key].pixels, [&](uint32_t axis) { return static_cast<uint32_t>(colors_[key].axes[axis]); });
     }
 }
 
-// The squared distances from a truncated mean m add up to squares - 2 m sums + m m pixels, exactly.
 void ColorClusters::judge(Box& box) {
     uint64_t largest = 0;
     box.error = 0;
-    for (uint32_t c = 0; c < 3; ++c) {
-        const uint64_t mean = box.sums[c] / box.pixels;
-        const uint64_t error = box.squares[c] + mean * mean * box.pixels - 2 * mean * box.sums[c];
+    for (uint32_t axis = 0; axis < 3; ++axis) {
+        const uint64_t error = box.distances(axis);
         box.error += error;
-        if (c != 0 && error <= largest) continue;
+        if (axis != 0 && error <= largest) continue;
         largest = error;
-        box.widest = c;
-        box.mean = static_cast<uint32_t>(mean);
+        box.widest = axis;
     }
 }
 
 // Cuts a box in two at its mean; the upper part becomes a new box. False when its colours are the same.
 bool ColorClusters::cut(Box& box) {
     if (box.error == 0) return false;
-    uint16_t* const first = keys_.data() + box.first;
-    uint16_t* const middle = std::partition(first, first + box.count, [&](uint16_t key) {
-        return static_cast<uint32_t>(colors_[key].axes[box.widest]) <= box.mean;
+    const auto mean = static_cast<uint32_t>(box.mean(box.widest));
+    const std::span<uint16_t> keys = keys_.span().subspan(box.first, box.count);
+    const auto upperKeys = std::partition(keys.begin(), keys.end(), [&](uint16_t key) {
+        return static_cast<uint32_t>(colors_[key].axes[box.widest]) <= mean;
     });
-    const auto lower = static_cast<uint32_t>(middle - first);
-
-    // Only the part with fewer colours is summed anew.
-    const Box whole = box;
     Box& upper = boxes_[count_++];
-    box = {.first = whole.first, .count = lower};
-    upper = {.first = whole.first + lower, .count = whole.count - lower};
-    Box& fewer = upper.count < box.count ? upper : box;
-    Box& more = upper.count < box.count ? box : upper;
-    sum(fewer);
-    more.pixels = whole.pixels - fewer.pixels;
-    for (uint32_t c = 0; c < 3; ++c) {
-        more.sums[c] = whole.sums[c] - fewer.sums[c];
-        more.squares[c] = whole.squares[c] - fewer.squares[c];
-    }
+    cutRun(box, upper, static_cast<uint32_t>(upperKeys - keys.begin()), [&](Box& part) { sum(part); });
     judge(box);
     judge(upper);
     return true;

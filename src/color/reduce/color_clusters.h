@@ -7,6 +7,7 @@
 #include "base/result.h"
 #include "base/scratch.h"
 #include "color/reduce/color_sums.h"
+#include "color/reduce/key_run.h"
 #include "color/reduce/opponent_colors.h"
 #include "palette/palette.h"
 #include "tnkrn.h"
@@ -29,15 +30,9 @@ class ColorClusters {
     void match(std::span<const PaletteEntry> entries, uint32_t* table) const;
 
   private:
-    // A run of the keys. The sums hold 2^38 pixels.
-    struct Box {
-        uint32_t first = 0;
-        uint32_t count = 0;
-        uint64_t pixels = 0;
-        uint64_t sums[3] = {};
-        uint64_t squares[3] = {};
+    // The sums hold 2^38 pixels.
+    struct Box : KeyRun {
         uint32_t widest = 0;  // axis of the largest error
-        uint32_t mean = 0;    // on that axis, rounded down
         uint64_t error = 0;   // squared distances from the mean
     };
 
