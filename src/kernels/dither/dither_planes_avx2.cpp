@@ -5,6 +5,7 @@
 #include <cstddef>
 
 #include "kernels/dither/dither_kernels.h"
+#include "kernels/dither/split_places.h"
 
 namespace tnk {
 namespace {
@@ -18,19 +19,12 @@ __m256i loadParts(const uint8_t* from) {
     return _mm256_inserti128_si256(_mm256_castsi128_si256(load16(from)), load16(from + 48), 1);
 }
 
-// Where byte 3 * i + channel of three vectors of 16 bytes lies; in both lanes.
+// Takes the bytes of a channel out of three vectors of 3-byte pixels, lane by lane.
 struct Take3 {
     __m256i from[3];
 
     explicit Take3(int32_t channel) {
-        alignas(16) uint8_t places[3][16];
-        for (int32_t part = 0; part < 3; ++part) {
-            for (int32_t i = 0; i < 16; ++i) {
-                const int32_t place = 3 * i + channel - 16 * part;
-                places[part][i] = place >= 0 && place < 16 ? static_cast<uint8_t>(place) : 0x80;
-            }
-            from[part] = _mm256_broadcastsi128_si256(load16(places[part]));
-        }
+        for (int32_t i = 0; i < 3; ++i) from[i] = _mm256_broadcastsi128_si256(load16(kSplitPlaces.of[channel][i]));
     }
     __m256i operator()(__m256i a, __m256i b, __m256i c) const {
         return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(a, from[0]), _mm256_shuffle_epi8(b, from[1])),

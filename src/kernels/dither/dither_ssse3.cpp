@@ -2,6 +2,7 @@
 #include <tmmintrin.h>
 
 #include "kernels/dither/dither_kernels.h"
+#include "kernels/dither/split_places.h"
 
 namespace tnk {
 namespace {
@@ -9,19 +10,12 @@ namespace {
 __m128i load(const uint8_t* from) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(from)); }
 void store(uint8_t* to, __m128i value) { _mm_storeu_si128(reinterpret_cast<__m128i*>(to), value); }
 
-// Takes the bytes of one channel out of three vectors of 3-byte pixels: byte i of the result is byte 3 * i + channel.
+// Takes the bytes of a channel out of three vectors of 3-byte pixels.
 struct Take3 {
     __m128i from[3];
 
     explicit Take3(int32_t channel) {
-        alignas(16) uint8_t places[3][16];
-        for (int32_t part = 0; part < 3; ++part) {
-            for (int32_t i = 0; i < 16; ++i) {
-                const int32_t place = 3 * i + channel - 16 * part;
-                places[part][i] = place >= 0 && place < 16 ? static_cast<uint8_t>(place) : 0x80;
-            }
-            from[part] = load(places[part]);
-        }
+        for (int32_t i = 0; i < 3; ++i) from[i] = load(kSplitPlaces.of[channel][i]);
     }
     __m128i operator()(__m128i a, __m128i b, __m128i c) const {
         return _mm_or_si128(_mm_or_si128(_mm_shuffle_epi8(a, from[0]), _mm_shuffle_epi8(b, from[1])),
