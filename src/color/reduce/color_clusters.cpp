@@ -16,12 +16,18 @@ uint8_t narrow16(uint32_t channel) { return static_cast<uint8_t>((channel + 128)
 
 OpponentColor sameHue(const OpponentColor& color) { return color; }
 
-// Calls visit(key) for all keys, by blocks of 4 x 4 x 4, to whose colours the search is narrowed.
-template <typename Visit>
-void searchByBlocks(OpponentSearch& search, OpponentColor (*view)(const OpponentColor&), Visit visit) {
+// Calls visit(key) for all keys that are wanted(key), by blocks of 4 x 4 x 4, to whose colours the search is narrowed.
+template <typename Wanted, typename Visit>
+void searchByBlocks(OpponentSearch& search, OpponentColor (*view)(const OpponentColor&), Wanted wanted, Visit visit) {
     constexpr uint32_t kSide = 4, kBlocks = 8 * 8 * 8;
     for (uint32_t block = 0; block < kBlocks; ++block) {
         const uint32_t red = block / 64 * kSide, green = block / 8 % 8 * kSide, blue = block % 8 * kSide;
+        uint32_t keys[kSide * kSide * kSide], count = 0;
+        for (uint32_t i = 0; i < kSide * kSide * kSide; ++i) {
+            keys[count] = (red + i / 16) << 10 | (green + i / 4 % 4) << 5 | (blue + i % 4);
+            count += wanted(keys[count]);
+        }
+        if (count == 0) continue;
         const auto least = [](uint32_t field) { return field << 11; };
         const auto most = [](uint32_t field) { return ((field + kSide) << 11) - 1; };
         const OpponentColor low{{opponentOf(least(red), least(green), least(blue)).axes[0],
@@ -31,8 +37,7 @@ void searchByBlocks(OpponentSearch& search, OpponentColor (*view)(const Opponent
                                   opponentOf(most(red), least(green), most(blue)).axes[1],
                                   opponentOf(most(red), most(green), least(blue)).axes[2]}};
         search.narrow(view(low), view(high));
-        for (uint32_t i = 0; i < kSide * kSide * kSide; ++i)
-            visit((red + i / 16) << 10 | (green + i / 4 % 4) << 5 | (blue + i % 4));
+        std::for_each(keys, keys + count, visit);
     }
 }
 
@@ -133,8 +138,8 @@ bool ColorClusters::assign(std::span<const PaletteEntry> beside) {
     for (uint32_t i = 0; i < count_; ++i) search.add(meanOf(means_[i]));
     for (const PaletteEntry& entry : beside) search.add(opponentOf(entry));
     bool changed = false;
-    searchByBlocks(search, sameHue, [&](uint32_t key) {
-        if (sums_[key].pixels == 0) return;
+    const auto occurs = [&](uint32_t key) { return sums_[key].pixels != 0; };
+    searchByBlocks(search, sameHue, occurs, [&](uint32_t key) {
         const auto nearest = static_cast<uint16_t>(search.find(colors_[key]));
         changed = changed || nearest != clusterOf_[key];
         clusterOf_[key] = nearest;
@@ -142,10 +147,11 @@ bool ColorClusters::assign(std::span<const PaletteEntry> beside) {
     return changed;
 }
 
-void ColorClusters::match(std::span<const PaletteEntry> entries, uint32_t* table) const {
+void ColorClusters::match(std::span<const PaletteEntry> entries, bool all, uint32_t* table) const {
     OpponentSearch search;
     for (const PaletteEntry& entry : entries) search.add(halfHue(opponentOf(entry)));
-    searchByBlocks(search, halfHue, [&](uint32_t key) { table[key] = search.find(halfHue(colors_[key])) + 1; });
+    const auto wanted = [&](uint32_t key) { return all || sums_[key].pixels != 0; };
+    searchByBlocks(search, halfHue, wanted, [&](uint32_t key) { table[key] = search.find(halfHue(colors_[key])) + 1; });
 }
 
 }  // namespace tnk

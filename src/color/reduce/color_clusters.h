@@ -25,9 +25,9 @@ class ColorClusters {
     uint32_t count() const { return count_; }
     PaletteEntry color(uint32_t cluster) const;
 
-    // Fills all words of a match table: for a 15-bit colour the place, from 1 on, of the nearest entry to the mean of its
-    // pixels, or to the middle of its key where it has none.
-    void match(std::span<const PaletteEntry> entries, uint32_t* table) const;
+    // Fills words of a match table, those of colours that occur or `all`: for a 15-bit colour the place, from 1 on, of the
+    // nearest entry to the mean of its pixels, or to the middle of its key where it has none.
+    void match(std::span<const PaletteEntry> entries, bool all, uint32_t* table) const;
 
   private:
     // The sums hold 2^38 pixels.

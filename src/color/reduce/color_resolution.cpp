@@ -208,6 +208,7 @@ Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette,
                    .selection = selection,
                    .peelsOn = (flags & CRF_PEELDOMINANT) != 0,
                    .fullPrecision = (flags & CRF_FULLPRECISION) != 0,
+                   .matchesAll = job.ditherMethod() != 0,
                    .entries = palette,
                    .handle = paletteHandle,
                    .count = colorCount};

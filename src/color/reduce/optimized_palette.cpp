@@ -134,10 +134,10 @@ Result quantise(ColorSums& sums, OptimizedPalette& palette) {
     sortEntries({palette.entries, palette.count}, nullptr);
     palette.needsDithering = true;
     if (!palette.wantsMatchTable) return SUCCESS;
-    if (!palette.matchTable.allocate(kMatchTableEntries)) return FAILURE;
+    if (!palette.matchTable.allocate(kMatchTableEntries, true)) return FAILURE;
     PaletteEntry all[kMaxPaletteEntries];
     std::copy(palette.beside.begin(), palette.beside.end(), std::copy_n(palette.entries, palette.count, all));
-    clusters.match({all, palette.count + palette.beside.size()}, palette.matchTable.data());
+    clusters.match({all, palette.count + palette.beside.size()}, palette.matchesAll, palette.matchTable.data());
     for (uint32_t& place : palette.matchTable.span())
         if (place > palette.count) place += kBesidePlace - palette.count;
     return SUCCESS;

@@ -22,13 +22,13 @@ struct OptimizedPalette {
     bool wantsMatchTable = false;
     uint32_t leftForRest = tnk::leftForRest(false);
     bool fullPrecision = false;  // entries are whole means of clusters; dominant colours count as any others then
+    bool matchesAll = true;      // the table has words for colours that do not occur, too; with full precision
     std::span<const PaletteEntry> beside{};  // with full precision: entries that pixels may get in place of these
     // Exact colours are those that reduced pixels are compared in. Else as counting collects them.
     bool forPixels = true;
 
     // Out: whether pixels have colours that the palette lacks, and a table of kMatchTableEntries words (place of the
-    // entry for a 15-bit colour, from 1 on; 0 for colours that do not occur), or none. With full precision no word is 0,
-    // and places beyond kBesidePlace are those of the entries `beside`.
+    // entry for a 15-bit colour, from 1 on; 0 for colours that do not occur), or none. With full precision places beyond kBesidePlace are those of the entries `beside`.
     bool needsDithering = true;
     LocalArray<uint32_t> matchTable{};
 };

@@ -139,6 +139,7 @@ Result chooseOptimized(const PaletteRequest& request, PaletteChoice& choice, boo
     PaletteEntry colors[kMaxPaletteEntries];
     OptimizedPalette built{.count = free.count(), .entries = colors};
     built.fullPrecision = request.fullPrecision;
+    built.matchesAll = request.matchesAll;
     built.beside = free.chosen();
     built.wantsMatchTable = (free.contiguous() || request.fullPrecision) && (request.selection & CRF_NOMATCHTABLE) == 0;
     built.leftForRest = leftForRest(request.peelsOn);
@@ -197,6 +198,7 @@ Result chooseSharedPalette(const PaletteRequest& request, std::span<const Bitmap
                            PaletteChoice& choice) {
     choice.count = request.count;
     PaletteRequest kept = request;
+    kept.matchesAll = true;  // callbacks may see the table
     PaletteEntry handleEntries[kMaxPaletteEntries];
     if (request.handle != 0) {
         std::fill(std::begin(handleEntries), std::end(handleEntries), PaletteEntry{0, 0, 0, kFreeEntry});

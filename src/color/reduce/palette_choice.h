@@ -17,6 +17,7 @@ struct PaletteRequest {
     uint32_t selection = 0;      // bits 0-9 of the flags without those of the order
     bool peelsOn = false;        // of an optimized palette, see CRF_PEELDOMINANT
     bool fullPrecision = false;  // likewise, see CRF_FULLPRECISION
+    bool matchesAll = true;      // its match table is asked for any colour, as errors and offsets make them
     const PaletteEntry* entries = nullptr;
     T_HANDLE handle = 0;
     uint32_t count = 0;  // 1 to 2^bits
