@@ -26,8 +26,9 @@ struct Avx2 {
         _mm_storeu_si128(reinterpret_cast<__m128i*>(to),
                          _mm_packus_epi16(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
     }
-    static V clampToByte(V value) {
-        return vector(_mm256_min_epi16(_mm256_max_epi16(bits(value), _mm256_setzero_si256()), _mm256_set1_epi16(255)));
+    // To 0 .. most.
+    static V clamp(V value, V most) {
+        return vector(_mm256_min_epi16(_mm256_max_epi16(bits(value), _mm256_setzero_si256()), bits(most)));
     }
     // Bytes by bytes, out of one of 16 that each lane of 128 bits has.
     static constexpr bool kShuffles = true;
@@ -52,8 +53,9 @@ struct Avx2 {
 
     template <int32_t Power>
     static V divideByPower(V sum) {
-        const __m256i bias = _mm256_srli_epi16(_mm256_srai_epi16(bits(sum), 15), 16 - Power);
-        return (sum + vector(bias)) >> Power;
+        // Sums to 255 << Power leave 8 - Power upper bits that are all the sign.
+        const __m256i sign = 2 * Power <= 8 ? bits(sum) : _mm256_srai_epi16(bits(sum), 15);
+        return (sum + vector(_mm256_srli_epi16(sign, 16 - Power))) >> Power;
     }
     static V divide(V sum, const Reciprocal& by) {
         const __m256i high = _mm256_mulhi_epi16(bits(sum), _mm256_set1_epi16(static_cast<int16_t>(by.multiplier)));

@@ -115,10 +115,12 @@ struct Transposer {
     }
 };
 
-// Which rows have a pixel at each step of a tile.
+// Which rows have a pixel at each step of a tile. `all`: whether the masks say all, before and after.
 template <typename Lanes>
-void maskTile(int32_t firstStep, int32_t lag, int32_t width, typename Lanes::V (&masks)[kBandTile]) {
+void maskTile(int32_t firstStep, int32_t lag, int32_t width, typename Lanes::V (&masks)[kBandTile], bool& all) {
     const bool inside = firstStep >= lag * (Lanes::kLanes - 1) && firstStep + kBandTile <= width;
+    if (inside && all) return;
+    all = inside;
     if (inside) {
         for (auto& mask : masks) mask = Lanes::all(-1);
         return;
@@ -222,20 +224,23 @@ class BandCore {
         alignas(32) uint8_t pixels[Channels][kBandTile * Lanes::kLanes];
         alignas(32) uint8_t indexes[kBandTile * Lanes::kLanes];
         V masks[kBandTile];
+        bool masksAll = false;
         for (int32_t tile = 0; tile < tiles; ++tile) {
             const int32_t column = tile * kBandTile;
-            maskTile<Lanes>(firstStep + column, kLag, band.width, masks);
+            maskTile<Lanes>(firstStep + column, kLag, band.width, masks, masksAll);
             for (int32_t c = 0; c < Channels; ++c) {
                 Transposer<Lanes>::toSteps(*band.channel[c], kBandBehind + column, kLag, pixels[c]);
             }
             for (int32_t step = 0; step < kBandTile; ++step) {
                 const int32_t i = kPast + step;
+                // Pixels outside count as black where that means no error, which comes earlier than the mask of errors.
+                const V most = Quantiser::kKeepsBlack ? masks[step] & 255 : Lanes::all(255);
                 V before[Channels];
                 V level[Channels];
                 for (int32_t c = 0; c < Channels; ++c) {
                     const V pixel = Lanes::widen(pixels[c] + step * Lanes::kLanes);
                     const V moved = pixel + carry(*lines[c], band.incoming[c], column + step, i, e1[c], e2[c]);
-                    before[c] = level[c] = Lanes::clampToByte(moved);
+                    before[c] = level[c] = Lanes::clamp(moved, most);
                 }
                 const V index = quantise(level, masks[step]);
                 if (limited) {
@@ -244,7 +249,9 @@ class BandCore {
                 Lanes::narrow(indexes + step * Lanes::kLanes, index);
                 for (int32_t c = 0; c < Channels; ++c) {
                     e2[c] = e1[c];
-                    e1[c] = lines[c]->errors[i] = (before[c] - level[c]) & masks[step];
+                    e1[c] = before[c] - level[c];
+                    if constexpr (!Quantiser::kKeepsBlack) e1[c] &= masks[step];
+                    lines[c]->errors[i] = e1[c];
                     spread(*lines[c], band.incoming[c], band.outgoing[c], column + step, i);
                 }
             }
@@ -287,11 +294,16 @@ BandCoreChoice bandCoreOf(uint32_t method, Quantising quantising) {
             return bandCoreOf<Lanes, TableQuantiser<Lanes, Channels>, Channels>(method);
         case Quantising::gray:
             return bandCoreOf<Lanes, GrayQuantiser<Lanes, Channels>, Channels>(method);
+        case Quantising::upperBits:
+            if constexpr (Lanes::kShuffles && Channels == 3) {
+                return bandCoreOf<Lanes, LevelQuantiser<Lanes, 3, true>, 3>(method);
+            }
+            break;
         default:
             break;
     }
     if constexpr (Channels == 1) return {};  // coloured palettes
-    return bandCoreOf<Lanes, LevelQuantiser<Lanes, 3>, 3>(method);
+    return bandCoreOf<Lanes, LevelQuantiser<Lanes, 3, false>, 3>(method);
 }
 
 template <typename Lanes>

@@ -10,60 +10,74 @@ namespace tnk {
 // Nothing here may have external linkage: the linker would keep one instruction set's copy for all.
 namespace {
 
-// The levels that codes stand for, (code * step + 8) >> 4. Every pixel's error waits for them, so a shuffle that looks
-// them up is used where there is one: codes are below 8, and the zeros above them look up the level 0.
-template <typename Lanes>
-class CodeLevels {
+// The codes of a channel's levels. Every pixel's error waits for the level that its code stands for, (code * step + 8) >> 4,
+// so shuffles look it up where there are any: by the code, which is below 8, or, where codes are upper bits, by the upper
+// half of the level itself, which also finds the weighed code. The zero above each byte finds the level and the code 0.
+template <typename Lanes, bool UpperBits>
+class Codes {
     using V = typename Lanes::V;
+    static constexpr bool kByLevel = UpperBits && Lanes::kShuffles;
 
   public:
-    CodeLevels() = default;
-    explicit CodeLevels(uint16_t step) {
+    Codes(const DitherLevels& levels, int32_t channel) {
+        const uint32_t scale = levels.scale[channel], step = levels.step[channel], weight = levels.weight[channel];
+        scale_ = Lanes::all(static_cast<int32_t>(scale));
+        step_ = Lanes::all(static_cast<int32_t>(step));
+        weight_ = Lanes::all(static_cast<int32_t>(weight));
         if constexpr (Lanes::kShuffles) {
-            uint8_t levels[16] = {};
-            for (int32_t code = 0; code < 8; ++code) levels[code] = static_cast<uint8_t>((code * step + 8) >> 4);
-            step_ = Lanes::repeat(levels);
-        } else {
-            step_ = Lanes::all(step);
+            uint8_t level[16] = {};
+            uint8_t weighed[16] = {};
+            for (uint32_t i = 0; i < 16; ++i) {
+                const uint32_t code = kByLevel ? (16 * i * scale) >> 16 : i % 8;
+                level[i] = static_cast<uint8_t>((code * step + 8) >> 4);
+                weighed[i] = static_cast<uint8_t>(code * weight);
+            }
+            step_ = Lanes::repeat(level);
+            if constexpr (kByLevel) weight_ = Lanes::repeat(weighed);
         }
     }
-    V operator()(V code) const {
-        if constexpr (Lanes::kShuffles) return Lanes::lookUp(step_, code);
-        return (code * step_ + 8) >> 4;
+    // Puts the code's level in the place of the level; the code weighed.
+    V operator()(V& level) const {
+        if constexpr (kByLevel) {
+            const V upper = level >> 4;
+            level = Lanes::lookUp(step_, upper);
+            return Lanes::lookUp(weight_, upper);
+        } else {
+            const V code = Lanes::multiplyHigh(level, scale_);
+            if constexpr (Lanes::kShuffles) {
+                level = Lanes::lookUp(step_, code);
+            } else {
+                level = (code * step_ + 8) >> 4;
+            }
+            return code * weight_;
+        }
     }
 
   private:
-    V step_;
+    V scale_;
+    V step_;    // or the levels
+    V weight_;  // or the weighed codes
 };
 
 // Quantisers take the levels of `Channels` channels, put the chosen entry's levels in their place and return indexes.
+// kKeepsBlack: black pixels have no error.
 
-template <typename Lanes, int32_t Channels>
+template <typename Lanes, int32_t Channels, bool UpperBits>
 class LevelQuantiser {
     using V = typename Lanes::V;
 
   public:
-    explicit LevelQuantiser(const DitherMatch& match) : bright_(Lanes::all(match.levels.bright)) {
-        for (int32_t c = 0; c < 3; ++c) {
-            scale_[c] = Lanes::all(match.levels.scale[c]);
-            levels_[c] = CodeLevels<Lanes>(match.levels.step[c]);
-            weight_[c] = Lanes::all(match.levels.weight[c]);
-        }
-    }
+    static constexpr bool kKeepsBlack = true;
+    explicit LevelQuantiser(const DitherMatch& match)
+        : codes_{{match.levels, 0}, {match.levels, 1}, {match.levels, 2}}, bright_(Lanes::all(match.levels.bright)) {}
     V operator()(V (&level)[Channels], V) const {
-        V index = Lanes::all(0);
-        for (int32_t c = 0; c < Channels; ++c) {
-            const V code = Lanes::multiplyHigh(level[c], scale_[c]);
-            index += code * weight_[c];
-            level[c] = levels_[c](code);
-        }
+        V index = codes_[0](level[0]);
+        for (int32_t c = 1; c < Channels; ++c) index += codes_[c](level[c]);
         return index + ((index > 0) & bright_);
     }
 
   private:
-    V scale_[3];
-    CodeLevels<Lanes> levels_[3];
-    V weight_[3];
+    Codes<Lanes, UpperBits> codes_[3];
     V bright_;
 };
 
@@ -79,18 +93,17 @@ class GrayQuantiser {
     using V = typename Lanes::V;
 
   public:
-    explicit GrayQuantiser(const DitherMatch& match)
-        : scale_(Lanes::all(match.levels.scale[0])), levels_(match.levels.step[0]) {}
+    static constexpr bool kKeepsBlack = true;
+    explicit GrayQuantiser(const DitherMatch& match) : codes_(match.levels, 0) {}
     V operator()(V (&level)[Channels], V) const {
-        const V code = Lanes::multiplyHigh(grayOf(level), scale_);
-        level[0] = levels_(code);
+        level[0] = grayOf(level);
+        const V code = codes_(level[0]);
         for (int32_t c = 1; c < Channels; ++c) level[c] = level[0];
         return code;
     }
 
   private:
-    V scale_;
-    CodeLevels<Lanes> levels_;
+    Codes<Lanes, true> codes_;
 };
 
 template <typename Lanes, int32_t Channels>
@@ -98,6 +111,7 @@ class TableQuantiser {
     using V = typename Lanes::V;
 
   public:
+    static constexpr bool kKeepsBlack = false;
     explicit TableQuantiser(const DitherMatch& match) : match_(match) {}
     // Only lanes whose mask is set may complete the table.
     V operator()(V (&level)[Channels], V mask) const {

@@ -16,7 +16,7 @@ struct MovedLevels {
     using V = typename Lanes::V;
     explicit MovedLevels(const DitherMatch& match) : quantise(match) {}
     V operator()(V (&level)[Channels], V offset, V mask) const {
-        for (V& channel : level) channel = Lanes::clampToByte(channel + offset);
+        for (V& channel : level) channel = Lanes::clamp(channel + offset, Lanes::all(255));
         return quantise(level, mask);
     }
     Quantiser quantise;
@@ -105,7 +105,7 @@ DitherRowCore rowCoreOf(Quantising quantising) {
         case Quantising::grayThreshold:
             return ditherRowBy<Lanes, GrayThreshold<Lanes, Channels>, Channels>;
         case Quantising::levels:
-            return ditherRowBy<Lanes, MovedLevels<Lanes, LevelQuantiser<Lanes, 3>, 3>, 3>;
+            return ditherRowBy<Lanes, MovedLevels<Lanes, LevelQuantiser<Lanes, 3, false>, 3>, 3>;
         case Quantising::upperBits:
             return ditherUpperBits<typename Lanes::Levels>;
         case Quantising::channelThreshold:

@@ -24,8 +24,9 @@ struct Sse2 {
     static void narrow(uint8_t* to, V value) {
         _mm_storel_epi64(reinterpret_cast<__m128i*>(to), _mm_packus_epi16(bits(value), bits(value)));
     }
-    static V clampToByte(V value) {
-        return vector(_mm_min_epi16(_mm_max_epi16(bits(value), _mm_setzero_si128()), _mm_set1_epi16(255)));
+    // To 0 .. most.
+    static V clamp(V value, V most) {
+        return vector(_mm_min_epi16(_mm_max_epi16(bits(value), _mm_setzero_si128()), bits(most)));
     }
     static constexpr bool kShuffles = false;
 
@@ -44,8 +45,9 @@ struct Sse2 {
 
     template <int32_t Power>
     static V divideByPower(V sum) {
-        const __m128i bias = _mm_srli_epi16(_mm_srai_epi16(bits(sum), 15), 16 - Power);
-        return (sum + vector(bias)) >> Power;
+        // Sums to 255 << Power leave 8 - Power upper bits that are all the sign.
+        const __m128i sign = 2 * Power <= 8 ? bits(sum) : _mm_srai_epi16(bits(sum), 15);
+        return (sum + vector(_mm_srli_epi16(sign, 16 - Power))) >> Power;
     }
     static V divide(V sum, const Reciprocal& by) {
         const __m128i high = _mm_mulhi_epi16(bits(sum), _mm_set1_epi16(static_cast<int16_t>(by.multiplier)));
