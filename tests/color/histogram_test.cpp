@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "color/reduce/color_sums.h"
 #include "support/picture.h"
 
 namespace tnk::test {
@@ -55,6 +56,18 @@ TEST(Histogram, EqualsPlainCountsInTheOrderOfFirstPixels) {
             for (const uint32_t before : {0u, 0x80000000u - 150, 0x7FFFFFFFu, 0x80000000u})
                 ASSERT_NO_FATAL_FAILURE(expectCounts(format, width, before));
     }
+}
+
+// More pixels of a key than its word sums before it is unpacked, of the largest values.
+TEST(ColorSums, HoldManyPixelsOfAColor) {
+    StoredBitmap white(Kind::section, 700, 100, {24, ORDER_BGR});
+    const Bytes row(white.record.BytesPerLine, 0xFF);
+    for (int32_t y = 0; y < 100; ++y) T_PutBitmapRow(&white.record, row.data(), y, white.record.BytesPerLine);
+    ColorSums sums;
+    ASSERT_TRUE(sums.prepare().ok() && sums.add(white.record).ok());
+    const ColorSum& sum = sums.sums().back();
+    EXPECT_EQ(sum.pixels, 70'000u);
+    for (const uint64_t channel : sum.channels) EXPECT_EQ(channel, 70'000u * 0xFFFFull);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 #include "color/reduce/color_sums.h"
 
-#include <cstring>
+#include <utility>
 
 #include "base/pixel_values.h"
 #include "color/reduce/fetched_rows.h"
@@ -9,7 +9,10 @@
 namespace tnk {
 namespace {
 
-constexpr uint32_t kPackedLimit = UINT32_MAX / 255 - kColorBlock;  // pixels whose sums fit 32 bits
+// A key says the upper five bits of its pixels' channels, so their lower three are summed: those of red, green and blue,
+// and the number of pixels, in 16 bits each.
+constexpr uint64_t kFull = uint64_t{8192} << 48;
+static_assert(8192 * 7 <= UINT16_MAX);
 
 }  // namespace
 
@@ -29,19 +32,25 @@ Result ColorSums::add(BitmapHandle& bitmap) {
         fetch.fetch(fetch, pixels, count, planes);
         addPlanes(fetch.planesOf(planes), static_cast<uint32_t>(count));
     }));
-    unpack();
+    unpackAll();
     return SUCCESS;
 }
 
 void ColorSums::addPlanes(const PixelPlanes& planes, uint32_t count) {
-    if (packedPixels_ > kPackedLimit) unpack();
-    packedPixels_ += count;
-    Packed* const packed = packed_.data();
+    uint16_t keys[kColorBlock];  // apart from the sums, where the compiler makes them in vectors
+    uint16_t rests[kColorBlock];
     for (uint32_t i = 0; i < count; ++i) {
         const uint32_t red = planes.red[i], green = planes.green[i], blue = planes.blue[i];
-        Packed& sum = packed[word555(red, green, blue) + i % 2 * kHistogramKeys];
-        sum.redGreen += red | uint64_t{green} << 32;
-        sum.bluePixels += blue | uint64_t{1} << 32;
+        keys[i] = static_cast<uint16_t>(word555(red, green, blue));
+        rests[i] = static_cast<uint16_t>((red & 7) << 6 | (green & 7) << 3 | (blue & 7));
+    }
+    uint64_t* const packed = packed_.data();
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint64_t rest = rests[i];
+        const uint32_t place = keys[i] + i % 2 * kHistogramKeys;
+        const uint64_t sum = packed[place] + (rest >> 6 | (rest >> 3 & 7) << 16 | (rest & 7) << 32 | uint64_t{1} << 48);
+        packed[place] = sum;
+        if (sum >= kFull) unpack(place);
     }
 }
 
@@ -55,18 +64,20 @@ void ColorSums::addWords(const ColorFetch& fetch, const uint8_t* pixels, uint32_
     }
 }
 
-void ColorSums::unpack() {
-    if (packedPixels_ == 0) return;
-    for (uint32_t i = 0; i < 2 * kHistogramKeys; ++i) {
-        const Packed& from = packed_[i];
-        const auto low = [](uint64_t word) { return (word & UINT32_MAX) * 257; };
-        if (from.bluePixels == 0) continue;
-        sums_[i % kHistogramKeys].add(
-            {.pixels = from.bluePixels >> 32,
-             .channels = {low(from.redGreen), (from.redGreen >> 32) * 257, low(from.bluePixels)}});
+void ColorSums::unpack(uint32_t place) {
+    const uint32_t key = place % kHistogramKeys;
+    const uint64_t sums = std::exchange(packed_[place], 0), pixels = sums >> 48;
+    const auto channel = [&](uint32_t c) {
+        const uint32_t upper = (key >> (10 - 5 * c) & 31) * 8;
+        return (pixels * upper + (sums >> 16 * c & 0xFFFF)) * 257;
+    };
+    sums_[key].add({.pixels = pixels, .channels = {channel(0), channel(1), channel(2)}});
+}
+
+void ColorSums::unpackAll() {
+    for (uint32_t place = 0; place < 2 * kHistogramKeys; ++place) {
+        if (packed_[place] != 0) unpack(place);
     }
-    std::memset(packed_.data(), 0, packed_.size() * sizeof(Packed));
-    packedPixels_ = 0;
 }
 
 }  // namespace tnk

@@ -34,19 +34,14 @@ class ColorSums {
     std::span<const ColorSum> sums() const { return sums_.span(); }  // kHistogramKeys
 
   private:
-    // Two sums of 32 bits a word: an addition does for both.
-    struct Packed {
-        uint64_t redGreen;
-        uint64_t bluePixels;
-    };
-
     void addPlanes(const PixelPlanes& planes, uint32_t count);
     void addWords(const ColorFetch& fetch, const uint8_t* pixels, uint32_t count);
-    void unpack();
+    void unpack(uint32_t place);
+    void unpackAll();
 
     Scratch<ColorSum> sums_;
-    Scratch<Packed> packed_;  // of pixels in even places, then in odd ones: equal neighbours do not wait for each other
-    uint32_t packedPixels_ = 0;
+    // Four sums a word; of pixels in even places, then in odd ones: equal neighbours do not wait for each other.
+    Scratch<uint64_t> packed_;
 };
 
 }  // namespace tnk
