@@ -1374,6 +1374,210 @@ TNK_API int32_t TNK_CALL T_ColorResBitmapList(T_HANDLE List, int32_t BitsPerPixe
 }
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Clearing and filling
+ *
+ * Both write the pixels of the bitmap's region, asked for by the display dispatch table: all pixels without routines.
+ * Codes: -13 null or unallocated; -789; -1 no memory; the routines', callback's and storage's own. A region without any
+ * segments is a success that writes nothing. Disk bitmaps report to the status callback row by row, others 0 and 100.
+ */
+
+/* Sets every byte of the pixels to 0. */
+TNK_API int32_t TNK_CALL T_ClearBitmap(BitmapHandle* Bitmap);
+
+/* Sets the pixels to a colour value: COLOR_TAG_INDEX names a palette index, COLOR_TAG_GRAY a level (the green byte where
+ * 8 bits are kept, the low 16 bits where 16 are); other colours are matched to the palette of 8 bits and fewer. A new
+ * alpha channel is 0. */
+TNK_API int32_t TNK_CALL T_FillBitmap(BitmapHandle* Bitmap, uint32_t Color);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * View perspectives
+ *
+ * BitmapHandle.ViewPerspective says where row 0 and column 0 of the stored rows lie as the picture is meant to be seen;
+ * the eight values are those of the orientation tag of EXIF and TIFF. From LEFT_TOP on the picture lies on its side: it is
+ * seen Height wide and Width high.
+ */
+#define TOP_LEFT 1     /* row 0 at the top, column 0 at the left */
+#define TOP_RIGHT 2    /* row 0 at the top, column 0 at the right */
+#define BOTTOM_RIGHT 3 /* row 0 at the bottom, column 0 at the right */
+#define BOTTOM_LEFT 4  /* row 0 at the bottom, column 0 at the left */
+#define LEFT_TOP 5     /* row 0 at the left, column 0 at the top */
+#define RIGHT_TOP 6    /* row 0 at the right, column 0 at the top */
+#define RIGHT_BOTTOM 7 /* row 0 at the right, column 0 at the bottom */
+#define LEFT_BOTTOM 8  /* row 0 at the left, column 0 at the bottom */
+
+/* How coordinates of one view become those of another: turned upside down first when Flip is 1, then rotated clockwise by
+ * Rotation degrees. From 2 to 8 the rotation is -90; in every other case it is 0, 90, 180 or 270.
+ * Codes: -13 a null pointer, a view outside 1 to 8. */
+TNK_API int32_t TNK_CALL T_GetChangeViewPerspectiveParams(int32_t FromView, int32_t ToView, int32_t* Flip,
+                                                          int32_t* Rotation);
+
+/* Carries a rectangle of a picture that is Width x Height in FromView to ToView. Views outside 1 to 8 change nothing, and
+ * the rotation of -90 (2 to 8) is left out. Code: -13 null. */
+TNK_API int32_t TNK_CALL T_ChangeRectViewPerspective(int32_t FromView, int32_t Width, int32_t Height, int32_t ToView,
+                                                     BitmapRect* Rect);
+
+/* Carry a rectangle or a point between the caller's view and the stored rows, as above.
+ * KEEP: on the way to a bitmap of another view, the picture's width and height are exchanged for the caller's views 6 and
+ * 8 but not for 5 and 7. Codes: -13 null (also for a null coordinate); -789. */
+TNK_API int32_t TNK_CALL T_RectToBitmap(const BitmapHandle* Bitmap, int32_t View, BitmapRect* Rect);
+TNK_API int32_t TNK_CALL T_RectFromBitmap(const BitmapHandle* Bitmap, int32_t View, BitmapRect* Rect);
+TNK_API int32_t TNK_CALL T_PointToBitmap(const BitmapHandle* Bitmap, int32_t View, int32_t* X, int32_t* Y);
+TNK_API int32_t TNK_CALL T_PointFromBitmap(const BitmapHandle* Bitmap, int32_t View, int32_t* X, int32_t* Y);
+
+/* Moves the pixels so that the same picture is seen with another view code. Destination null or Source: in place; else
+ * Destination, a record that holds nothing, becomes a bitmap of its own, and nothing after a failure. No callback is
+ * called. Codes: -13 null or unallocated, a view outside 1 to 8 (nothing moves); -789 a wrong size or StructSize; those of
+ * the flip, the copy and the rotation. After a failed rotation a bitmap changed in place has its rows flipped and view 1.
+ * The Int form does not check Source; it makes Destination with DupFlags (DUP_*), where there is one. */
+TNK_API int32_t TNK_CALL T_ChangeBitmapViewPerspective(BitmapHandle* Destination, BitmapHandle* Source,
+                                                       uint32_t StructSize, int32_t View);
+TNK_API int32_t TNK_CALL T_IntChangeBitmapViewPerspective(BitmapHandle* Destination, BitmapHandle* Source,
+                                                          uint32_t StructSize, int32_t View, uint32_t DupFlags);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Flips
+ *
+ * Flipping turns a picture upside down, reversing exchanges left and right. T_FlipBitmap and T_ReverseBitmap do so as the
+ * picture is seen, the Int forms with the stored rows. Data moves in place in every kind of storage; rows already moved
+ * stay moved when the callback stops the work. A routine of the display dispatch table is told at the end, and its answer
+ * is the result. Codes: -2 null or unallocated (-13 in T_FlipBitmap; in T_ReverseBitmap -13 for null alone); -789 (public
+ * forms); -1 no memory; the storage's and the callback's.
+ */
+TNK_API int32_t TNK_CALL T_FlipBitmap(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_ReverseBitmap(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_IntFlipBitmap(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_IntReverseBitmap(BitmapHandle* Bitmap);
+
+/* Change the view code alone; a code outside 1 to 8 stays. Codes: -13 null (-2 in the Int forms), -789 (public forms). */
+TNK_API int32_t TNK_CALL T_FlipBitmapViewPerspective(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_ReverseBitmapViewPerspective(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_IntFlipBitmapViewPerspective(BitmapHandle* Bitmap);
+TNK_API int32_t TNK_CALL T_IntReverseBitmapViewPerspective(BitmapHandle* Bitmap);
+
+/* Reverses the order of Width pixels in place, at any address. At 1, 2 and 4 bits padding bits become 0, at 3, 5, 6, 7 and
+ * 12 they stay. Other depths than those of bitmaps change nothing. Code: -13 null. */
+TNK_API int32_t TNK_CALL T_MirrorLine(uint8_t* Row, uint32_t Width, int32_t BitsPerPixel);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Rotation
+ *
+ * Angles are hundredths of a degree, any 32-bit value; positive ones turn clockwise as the picture is seen. A turned bitmap
+ * has view TOP_LEFT (or BOTTOM_LEFT, when its old view was a mirrored one); only a quarter turn with ROTATE_RESIZE
+ * exchanges XResolution and YResolution.
+ */
+#define ROTATE_RESIZE 1u     /* the result holds the whole turned picture; without it the picture keeps its size */
+#define ROTATE_RESAMPLE 2u   /* linear between pixels, where they can be blended; nearest else */
+#define ROTATE_BICUBIC 4u    /* bicubic (Catmull, Rom 1974), likewise; wins over ROTATE_RESAMPLE */
+#define ROTATE_NOFASTPATH 8u /* the general turn also for angles of 0, 90, 180 and 270 degrees */
+
+/* Turns a bitmap about its centre. Pixels that nothing covers get Color, as T_FillBitmap takes it. Quarter turns with
+ * ROTATE_RESIZE, and of square bitmaps, and half turns move pixels exactly. Pixels can be blended in gray palettes of 8
+ * bits, in gray samples and in colours of 16 bits and more. The Int form reports progress from ProgressStart to ProgressEnd
+ * and does not check the size of the record; the two last arguments are not read.
+ * Codes: -2 null or unallocated; -789; -3 the result cannot be; -1 no memory; the storage's and the callback's. After a
+ * failure the pixels are as before but for a half turn in place. */
+TNK_API int32_t TNK_CALL T_RotateBitmap(BitmapHandle* Bitmap, int32_t Angle, uint32_t Flags, uint32_t Color);
+TNK_API int32_t TNK_CALL T_IntRotateBitmap(BitmapHandle* Bitmap, int32_t Angle, uint32_t Flags, uint32_t Color,
+                                           int32_t ProgressStart, int32_t ProgressEnd, float Reserved1,
+                                           float Reserved2);
+
+/* A quarter turn of the stored rows, counter-clockwise for direction 0, clockwise for 1. Codes as T_IntRotateBitmap. */
+TNK_API int32_t TNK_CALL T_RotateBitmap90(BitmapHandle* Bitmap, int32_t Direction, int32_t ProgressStart,
+                                          int32_t ProgressEnd);
+
+/* Turn the view code alone, by whole degrees that are a multiple of 90; 90 and 270 exchange the resolutions.
+ * Codes: -13 null, another angle; -789 (public form). KEEP: a code outside 1 to 8 becomes -13 in the record. */
+TNK_API int32_t TNK_CALL T_RotateBitmapViewPerspective(BitmapHandle* Bitmap, int32_t Angle);
+TNK_API int32_t TNK_CALL T_IntRotateBitmapViewPerspective(BitmapHandle* Bitmap, int32_t Angle);
+
+/* Sine and cosine of an angle from 0 to 36000 (others count modulo 36000), times 16384 and rounded. */
+TNK_API int32_t TNK_CALL T_SinValue(int32_t Angle);
+TNK_API int32_t TNK_CALL T_CosValue(int32_t Angle);
+
+/* Turn a picture of Width x Height pixels whose rows take ((Width * BitsPerPixel + 31) / 32) * 4 bytes; those of the result
+ * likewise, for its own width. The buffers must not overlap. Direction 0 turns counter-clockwise, others clockwise.
+ * Codes: -13 null; -1 no memory. Other depths than those of bitmaps change nothing. */
+TNK_API int32_t TNK_CALL T_RotateBuffer90(const uint8_t* Source, uint8_t* Destination, int32_t Direction, int32_t Width,
+                                          int32_t Height, int32_t BitsPerPixel);
+TNK_API int32_t TNK_CALL T_RotateBuffer180(const uint8_t* Source, uint8_t* Destination, int32_t Width, int32_t Height,
+                                           int32_t BitsPerPixel);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Resizing
+ *
+ * Nearest pixels are taken without centring: destination pixel i of n shows source pixel floor(i * m / n) of m.
+ */
+#define RESIZE_NORMAL 0u       /* nearest pixel */
+#define RESIZE_FAVOUR_BLACK 1u /* 1 bit with a gray palette: black where any pixel of the cell is black */
+#define RESIZE_RESAMPLE 2u     /* linear, by area where it shrinks: T_ResampleBitmap */
+#define RESIZE_BICUBIC 4u      /* cubic splines: T_BicubicResampleBitmap; linear for a shrink in both directions */
+
+/* Resizes a bitmap. A dimension of 0 follows from the other one. Storage kind, palette, region, resolution and the other
+ * properties stay. Codes: -13 null or unallocated, both dimensions 0, a negative one; -789; -3 too large; -1 no memory;
+ * the storage's, the callback's and the resize routine's of the display dispatch table. The bitmap is as before after
+ * any of them. */
+TNK_API int32_t TNK_CALL T_SizeBitmap(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight, uint32_t Flags);
+
+/* Resizes Source's picture into Destination, a bitmap of the wanted size with the same depth and order; its view is kept.
+ * Codes: -13 null, another depth or order; -2 unallocated; -789; -1; the storage's and the callback's. */
+TNK_API int32_t TNK_CALL T_ResizeBitmap(BitmapHandle* Source, BitmapHandle* Destination, uint32_t Flags);
+
+/* A new size between neighbouring samples by exact steps, and by areas where a dimension shrinks; and by natural cubic
+ * splines through the samples. Gray samples and channels of 16 bits are blended as such; pixels of 8 bits and fewer go
+ * through colours and come back by the bitmap's dithering method. The Int forms fill Destination, a bitmap of the new size.
+ * Codes: -2 (linear) and -13 (bicubic) null or unallocated; -13 no size; -789; -3; -1; the storage's and the
+ * callback's. The bitmap is as before after any of them. */
+TNK_API int32_t TNK_CALL T_ResampleBitmap(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight);
+TNK_API int32_t TNK_CALL T_BicubicResampleBitmap(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight);
+TNK_API int32_t TNK_CALL T_ResampleBitmapInt(BitmapHandle* Source, BitmapHandle* Destination, uint32_t StructSize);
+TNK_API int32_t TNK_CALL T_BicubicResampleBitmapInt(BitmapHandle* Source, BitmapHandle* Destination,
+                                                    uint32_t StructSize);
+
+/* Resizing for a caller who has one source row at a time, in rising or falling order. T_Resize scales the row in place (it
+ * must have room for the wider of the two widths) and answers how often the row is to be written: 0 times, it is skipped.
+ * KEEP: source row r is written floor((r + 1) * H / h) - floor(r * H / h) times, which keeps rows 1 and 2 of 3 where
+ * columns 0 and 1 are kept. Codes: -13 null, an invalid size (T_SizeBitmap's rule, a source of 0); -1 no memory. */
+TNK_API int32_t TNK_CALL T_StartResize(int32_t OldWidth, int32_t OldHeight, int32_t NewWidth, int32_t NewHeight,
+                                       void** State);
+TNK_API int32_t TNK_CALL T_Resize(uint8_t* Row, int32_t RowIndex, int32_t BitsPerPixel, int32_t* NewWidth,
+                                  int32_t* RowCount, void* State);
+TNK_API int32_t TNK_CALL T_StopResize(void* State);
+
+/* Picks Count pixels from Source to Destination: from pixel First on, Step pixels further each time and one more when the
+ * error, which grows by Remainder from Error on, reaches Divisor. Returns the pixel reached. The Reverse form writes the
+ * same pixels from the last one back, so that a row may grow in place. A null row, or a depth outside 1 to 64: nothing is
+ * done. BytesPerLine and Direction are not read. */
+TNK_API int32_t TNK_CALL T_GetResizedScanLine(int32_t BitsPerPixel, int32_t BytesPerLine, int32_t First, int32_t Step,
+                                              int32_t Error, int32_t Remainder, const uint8_t* Source,
+                                              uint8_t* Destination, int32_t Count, int32_t Divisor, int32_t Direction);
+TNK_API int32_t TNK_CALL T_ReverseGetResizedScanLine(int32_t BitsPerPixel, int32_t BytesPerLine, int32_t First,
+                                                     int32_t Step, int32_t Error, int32_t Remainder,
+                                                     const uint8_t* Source, uint8_t* Destination, int32_t Count,
+                                                     int32_t Divisor, int32_t Direction);
+
+/* Hands out rows, or parts of rows, of a bitmap as T_SizeBitmap would resize it, without making it: what a display needs
+ * to scroll. Started by size and RESIZE_* flags; the bitmap must live, and neither change nor be freed, until the stop.
+ * T_GetResizedRowCol gives Bytes bytes of row Row from the byte of column Col on, like T_GetBitmapRowCol; rows may be
+ * asked for in any order, falling and rising ones are fastest. Dithered results need the rows before them, which are made
+ * again after a step back. Returns the bytes, or a code: -13 null; -11 outside the resized rows; -1 no memory; the storage's.
+ * T_StartResizeBitmap: codes of T_SizeBitmap, -814 Resizer null. T_StopResizeBitmap: -13 null. */
+TNK_API int32_t TNK_CALL T_StartResizeBitmap(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight, uint32_t Flags,
+                                             void** Resizer);
+TNK_API int32_t TNK_CALL T_GetResizedRowCol(void* Resizer, uint8_t* Buffer, int32_t Row, uint32_t Col, uint32_t Bytes);
+TNK_API int32_t TNK_CALL T_StopResizeBitmap(void* Resizer);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Shear
+ */
+
+/* Slants a picture as it is seen by an angle between -9000 and 9000 hundredths of a degree: with Horizontal rows are moved
+ * sideways, to the right further down for a positive angle, without it columns are moved up and down. The bitmap is
+ * replaced by one that has room for all pixels; Color, as T_FillBitmap takes it, fills the rest.
+ * Codes: -2 null or unallocated; -789; -13 the angle; -3 too large; -1 no memory; the storage's and the callback's. The
+ * bitmap is as before after any of them. */
+TNK_API int32_t TNK_CALL T_ShearBitmap(BitmapHandle* Bitmap, int32_t Angle, int32_t Horizontal, uint32_t Color);
+
+/* ------------------------------------------------------------------------------------------------------------
  * Helper classes for C++. They are inline over the functions above and so work with every compiler.
  */
 
