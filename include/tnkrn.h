@@ -1370,9 +1370,6 @@ TNK_API int32_t TNK_CALL T_ColorResBitmapListExt(T_HANDLE List, int32_t BitsPerP
 TNK_API int32_t TNK_CALL T_ColorResBitmapList(T_HANDLE List, int32_t BitsPerPixel, uint32_t Flags,
                                               const PaletteEntry* Palette, T_HANDLE PaletteHandle, uint32_t ColorCount);
 
-#ifdef __cplusplus
-}
-
 /* ------------------------------------------------------------------------------------------------------------
  * Clearing and filling
  *
@@ -1576,6 +1573,9 @@ TNK_API int32_t TNK_CALL T_StopResizeBitmap(void* Resizer);
  * Codes: -2 null or unallocated; -789; -13 the angle; -3 too large; -1 no memory; the storage's and the callback's. The
  * bitmap is as before after any of them. */
 TNK_API int32_t TNK_CALL T_ShearBitmap(BitmapHandle* Bitmap, int32_t Angle, int32_t Horizontal, uint32_t Color);
+
+#ifdef __cplusplus
+}
 
 /* ------------------------------------------------------------------------------------------------------------
  * Helper classes for C++. They are inline over the functions above and so work with every compiler.

@@ -6,11 +6,21 @@
 
 namespace tnk {
 
+// The reports of a part of an operation: what stands for 0 and for 100.
+struct ProgressRange {
+    int32_t start = 0;
+    int32_t end = 100;
+
+    int32_t at(int32_t percent) const { return static_cast<int32_t>(start + (int64_t{end} - start) * percent / 100); }
+    ProgressRange part(int32_t from, int32_t to) const { return {at(from), at(to)}; }
+};
+
 class Progress {
   public:
-    Progress(StatusCallback callback, void* userData, int32_t rows)
+    Progress(StatusCallback callback, void* userData, int32_t rows, ProgressRange range = {})
         : callback_(callback),
           userData_(userData),
+          range_(range),
           rows_(rows),
           step_(rows > 0 ? 100 / rows : 0),
           remainder_(rows > 0 ? 100 % rows : 0) {}
@@ -46,13 +56,14 @@ class Progress {
   private:
     Result report(int32_t percent) {
         if (callback_ == nullptr) return SUCCESS;
-        const Result answer = callback_(percent, userData_);
+        const Result answer = callback_(range_.at(percent), userData_);
         stopped_ = !answer.ok();
         return answer;
     }
 
     StatusCallback callback_;
     void* userData_;
+    ProgressRange range_;
     int32_t rows_;
     int32_t step_;
     int32_t remainder_;

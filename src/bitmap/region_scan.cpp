@@ -10,10 +10,11 @@ namespace tnk {
 Result RegionScan::prepare() {
     BitmapRect bounds{0, 0, bitmap_.Width, bitmap_.Height};
     uint32_t values = 2;
-    if (hasRegion()) {
+    if (asks_) {
         TRY(regionBounds(bitmap_, &bounds));
         TRY(segmentCount(bitmap_, &values));
     }
+    empty_ = values == 0;
     top_ = bounds.Top;
     bottom_ = bounds.Bottom;
     return segments_.allocate(std::max(values, 2u) / 2) ? SUCCESS : FAILURE;
@@ -21,7 +22,7 @@ Result RegionScan::prepare() {
 
 Result RegionScan::readRow(int32_t row) {
     const uint32_t width = Shape(bitmap_).width;
-    if (!hasRegion()) {
+    if (!asks_) {
         *segments_.data() = {0, width};
         count_ = 1;
         return SUCCESS;

@@ -1,4 +1,4 @@
-// The pixels of a bitmap that lie in its region, row by row; all of them without one, whatever routines are installed.
+// The pixels of a bitmap that lie in its region, row by row.
 #pragma once
 
 #include <cstdint>
@@ -15,9 +15,13 @@ struct RowSegment {
     uint32_t end;  // exclusive
 };
 
+// Whether the routines are asked about a bitmap without a region; a display module may keep regions of its own.
+enum class AskRegion { whereThereIsOne, always };
+
 class RegionScan {
   public:
-    explicit RegionScan(BitmapHandle& bitmap) : bitmap_(bitmap) {}
+    RegionScan(BitmapHandle& bitmap, AskRegion ask)
+        : bitmap_(bitmap), asks_(ask == AskRegion::always || bitmap.Region != 0) {}
 
     // Asks for the bounds.
     Result prepare();
@@ -27,14 +31,17 @@ class RegionScan {
     int32_t bottom() const { return bottom_; }
     int32_t rows() const { return bottom_ - top_; }
 
+    // A region whose rows need no segments at all has no pixels.
+    bool empty() const { return empty_; }
+
     // Makes `segments` those of a row.
     Result readRow(int32_t row);
     std::span<const RowSegment> segments() const { return {segments_.data(), count_}; }
 
   private:
-    bool hasRegion() const { return bitmap_.Region != 0; }
-
     BitmapHandle& bitmap_;
+    bool asks_;
+    bool empty_ = false;
     Scratch<RowSegment> segments_;
     size_t count_ = 0;
     int32_t top_ = 0;

@@ -16,7 +16,13 @@ constinit const SystemHooks systemHooks = {.attachProcess = attachProcess,
                                                },
                                            .giveBackMemory = emptySectionStore};
 
-constinit const BitmapHooks bitmapHooks = {
-    .stopDithering = stopDithering, .copyOverlays = nullptr, .releaseOverlays = nullptr};
+constinit const BitmapHooks bitmapHooks = {.stopDithering = stopDithering,
+                                           .copyOverlays = nullptr,
+                                           .releaseOverlays = nullptr,
+                                           .flipOverlays = nullptr,
+                                           .reverseOverlays = nullptr,
+                                           .resizeOverlays = nullptr,
+                                           .rotateOverlays = nullptr,
+                                           .shearOverlays = nullptr};
 
 }  // namespace tnk

@@ -80,6 +80,21 @@ Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32
     return ask != nullptr ? ask(&bitmap, row, segments, count) : SUCCESS;
 }
 
+Result tellFlip(BitmapHandle& bitmap) {
+    const auto tell = routine<FlipRoutine>(DISPATCH_FLIP);
+    return tell != nullptr ? tell(&bitmap) : SUCCESS;
+}
+
+Result tellReversal(BitmapHandle& bitmap) {
+    const auto tell = routine<FlipRoutine>(DISPATCH_REVERSE);
+    return tell != nullptr ? tell(&bitmap) : SUCCESS;
+}
+
+Result tellResize(BitmapHandle& bitmap, int32_t width, int32_t height) {
+    const auto tell = routine<ResizeRoutine>(DISPATCH_RESIZE);
+    return tell != nullptr ? tell(&bitmap, width, height) : SUCCESS;
+}
+
 }  // namespace tnk
 
 using namespace tnk;

@@ -35,4 +35,9 @@ Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds);
 Result segmentCount(BitmapHandle& bitmap, uint32_t* count);
 Result rowSegments(BitmapHandle& bitmap, int32_t row, uint32_t* segments, uint32_t* count);
 
+// Tell of what became of a bitmap's rows, and of the size that it is about to get.
+Result tellFlip(BitmapHandle& bitmap);
+Result tellReversal(BitmapHandle& bitmap);
+Result tellResize(BitmapHandle& bitmap, int32_t width, int32_t height);
+
 }  // namespace tnk

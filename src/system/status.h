@@ -9,9 +9,9 @@
 
 namespace tnk {
 
-inline Progress statusProgress(int32_t rows) {
+inline Progress statusProgress(int32_t rows, ProgressRange range = {}) {
     const ThreadSettings& settings = currentSettings();
-    return Progress(settings.statusCallback, settings.statusUserData, rows);
+    return Progress(settings.statusCallback, settings.statusUserData, rows, range);
 }
 
 inline Progress copyProgress(int32_t rows) {
