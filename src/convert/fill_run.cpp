@@ -12,9 +12,9 @@
 namespace tnk {
 namespace {
 
-uint32_t pixelIndex(const BitmapHandle& bitmap, uint32_t color) {
-    if (colorTag(color) == COLOR_TAG_INDEX) return color & 0xFF;
-    return platformNearestIndex(bitmap, grayToPlain(color));
+Result pixelIndex(const BitmapHandle& bitmap, uint32_t color, uint32_t& index) {
+    index = color & 0xFF;
+    return colorTag(color) == COLOR_TAG_INDEX ? SUCCESS : findPlatformNearest(bitmap, grayToPlain(color), index);
 }
 
 // 1, 2, 4 and 8 bits: one byte repeated.
@@ -109,21 +109,23 @@ Result fillConverted(const BitmapHandle& bitmap, uint8_t* row, int32_t count, ui
 
 Result fillPixelRun(const BitmapHandle& bitmap, uint8_t* row, int32_t count, uint32_t color) {
     if (count <= 0) return SUCCESS;
+    uint32_t index = 0;
+    if (bitmap.BitsPerPixel <= 8) TRY(pixelIndex(bitmap, color, index));
     switch (bitmap.BitsPerPixel) {
         case 1:
             // KEEP: any index but 0 is a set pixel; the low bit counts only for a colour value that names its index.
-            fillBytes(row, count, 1, colorTag(color) == COLOR_TAG_INDEX ? color : pixelIndex(bitmap, color) > 0);
+            fillBytes(row, count, 1, colorTag(color) == COLOR_TAG_INDEX ? color : index > 0);
             break;
         case 2:
         case 4:
         case 8:
-            fillBytes(row, count, Shape(bitmap).bits, pixelIndex(bitmap, color));
+            fillBytes(row, count, Shape(bitmap).bits, index);
             break;
         case 3:
         case 5:
         case 6:
         case 7:
-            fillPacked(row, count, Shape(bitmap).bits, pixelIndex(bitmap, color));
+            fillPacked(row, count, Shape(bitmap).bits, index);
             break;
         case 12:
             fill12(row, count, graySample(bitmap, color));

@@ -42,12 +42,22 @@ Result setBitmapPalette(BitmapHandle& bitmap, T_HANDLE handle) {
 
 T_HANDLE logicalPaletteOf(const BitmapHandle& bitmap) { return makePalette(bitmap.Palette, bitmap.ColorCount); }
 
-uint32_t platformNearestIndex(const BitmapHandle& bitmap, uint32_t color) {
-    const T_HANDLE palette = bitmap.StructSize == sizeof bitmap ? logicalPaletteOf(bitmap) : 0;
-    if (palette == 0) return 0;
+Result findPlatformNearest(const BitmapHandle& bitmap, uint32_t color, uint32_t& index) {
+    index = 0;
+    const bool usable = bitmap.StructSize == sizeof bitmap && bitmap.Palette != nullptr && bitmap.ColorCount != 0 &&
+                        bitmap.ColorCount <= kMaxPaletteEntries;
+    if (!usable) return SUCCESS;
+    const T_HANDLE palette = logicalPaletteOf(bitmap);
+    if (palette == 0) return FAILURE;
     // Platforms read meanings of their own into the top byte; without it they agree.
-    const uint32_t index = platform->nearestPaletteIndex(palette, color & ~kColorTagMask);
+    index = platform->nearestPaletteIndex(palette, color & ~kColorTagMask);
     platform->deletePalette(palette);
+    return SUCCESS;
+}
+
+uint32_t platformNearestIndex(const BitmapHandle& bitmap, uint32_t color) {
+    uint32_t index;
+    (void)findPlatformNearest(bitmap, color, index);  // 0 then
     return index;
 }
 

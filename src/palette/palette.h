@@ -45,6 +45,9 @@ int32_t classifyPalette(const PaletteEntry* palette, uint32_t count);
 T_HANDLE logicalPaletteOf(const BitmapHandle& bitmap);
 // The entry that the platform finds nearest to a colour, whatever its tag; 0 without a palette.
 uint32_t platformNearestIndex(const BitmapHandle& bitmap, uint32_t color);
+// The same where a wrong answer would be written into pixels: -1 when the palette is there and the platform has no room
+// for it.
+Result findPlatformNearest(const BitmapHandle& bitmap, uint32_t color, uint32_t& index);
 
 // A colour value of `source`, which may be null, for `destination`; see T_TranslateBitmapColor.
 uint32_t translateColor(const BitmapHandle& destination, const BitmapHandle* source, uint32_t color);

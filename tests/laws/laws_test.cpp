@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <set>
 
 #include "laws/operations.h"
@@ -20,10 +21,12 @@ bool takes(const Operation& operation, Kind kind) {
 
 // What a world holds, read once: reading pages tiles, and so opens files.
 struct Outcome {
-    explicit Outcome(World& world) : parts(world.parts()) {
+    Outcome(World& world, bool leavesSource)
+        : parts(world.parts()), source(leavesSource ? rowsOf(world.source.record) : Bytes()) {
         if ((world.made.Flags & BMF_ALLOCATED) != 0) rows = rowsOf(world.made);
     }
     std::vector<Bytes> parts;
+    Bytes source;
     Bytes rows;  // of the bitmap that was made
 };
 
@@ -50,22 +53,30 @@ bool isPromised(int32_t code, const World& world, bool countsBytes) {
 
 class Laws : public ::testing::TestWithParam<Operation> {
   protected:
+    static bool leaves(Leaves what) { return GetParam().leaves == what; }
+    static Outcome outcome(World& world) { return Outcome(world, leaves(Leaves::source)); }
+
     // An operation that failed has left what it met; `old` did not run, `fresh` ran without failure.
     void expectNothingHappened(World& world, const Outcome& old, const Outcome& fresh) {
         BitmapHandle& record = world.source.record;
         record.CurrentRow = world.record.CurrentRow;
         record.CurrentPos = world.record.CurrentPos;
+        if (leaves(Leaves::source)) record.Size = world.record.Size;
         EXPECT_EQ(std::memcmp(&record, &world.record, sizeof record), 0) << "the record was changed";
-        const Outcome now(world);
-        EXPECT_TRUE(now.parts[0] == old.parts[0]) << "the source was changed";
-        if (GetParam().keepsRows) {
+        const Outcome now = outcome(world);
+        if (leaves(Leaves::source)) {
+            EXPECT_TRUE(isBetween(old.source, now.source, fresh.source, record.BytesPerLine)) << "rows were lost";
+        } else {
+            EXPECT_TRUE(now.parts[0] == old.parts[0]) << "the source was changed";
+        }
+        if (leaves(Leaves::made)) {
             EXPECT_TRUE(isBetween(old.rows, now.rows, fresh.rows, world.made.BytesPerLine)) << "other rows than so far";
         } else {
             EXPECT_TRUE(isBare(world.made)) << "the destination was left attached";
         }
         ASSERT_EQ(now.parts.size(), old.parts.size());
         for (size_t i = 3; i < now.parts.size(); ++i) {
-            EXPECT_TRUE(now.parts[i] == old.parts[i] || (GetParam().keepsRows && now.parts[i] == fresh.parts[i]))
+            EXPECT_TRUE(now.parts[i] == old.parts[i] || (leaves(Leaves::made) && now.parts[i] == fresh.parts[i]))
                 << "item " << i - 3;
         }
     }
@@ -75,7 +86,7 @@ class Laws : public ::testing::TestWithParam<Operation> {
         World untouched(GetParam(), kind, kHeight), done(GetParam(), kind, kHeight);
         const int32_t success = GetParam().run(done);
         ASSERT_GE(success, 0);
-        const Outcome before(untouched), after(done);
+        const Outcome before = outcome(untouched), after = outcome(done);
         for (const bool fromThere : {false, true}) {
             bool injected = true;
             for (int call = 1; injected && !HasFailure(); ++call) {
@@ -148,22 +159,31 @@ std::vector<int32_t> percentsOf(int32_t height) {
     return percents;
 }
 
+bool isRising(const std::vector<int32_t>& values) {
+    return std::adjacent_find(values.begin(), values.end(), std::greater_equal<>()) == values.end();
+}
+
 TEST_P(Laws, ReportsAscendTo100AndStopAtAny) {
     if (GetParam().reports == Reports::no) return;
     for (const Kind kind : {Kind::section, Kind::disk, Kind::compressed}) {
         for (const int32_t height : {9, 130}) {
             if (!takes(GetParam(), kind)) continue;
             SCOPED_TRACE(::testing::Message() << nameOf(kind) << ", " << height << " rows");
-            const std::vector<int32_t> expected = percentsOf(height);
+            std::vector<int32_t> expected = percentsOf(height);
             const LiveObjects live = failing.live();
             {
                 World untouched(GetParam(), kind, height), done(GetParam(), kind, height);
                 {
                     const Recorder recorder(GetParam().reports, SIZE_MAX, 0);
                     EXPECT_EQ(GetParam().run(done), SUCCESS);
+                    if (GetParam().reports == Reports::toStatusInSteps) {
+                        expected = recorder.percents;
+                        ASSERT_GE(expected.size(), 2u);
+                        EXPECT_TRUE(expected.front() == 0 && expected.back() == 100 && isRising(expected));
+                    }
                     EXPECT_EQ(recorder.percents, expected);
                 }
-                const Outcome before(untouched), after(done);
+                const Outcome before = outcome(untouched), after = outcome(done);
                 for (size_t stop = 0; stop < expected.size(); stop += height == 9 ? 1 : 33) {
                     SCOPED_TRACE(::testing::Message() << "stopped at " << expected[stop]);
                     const int32_t codes[] = {-4711, 0, 77};
@@ -174,8 +194,8 @@ TEST_P(Laws, ReportsAscendTo100AndStopAtAny) {
                         EXPECT_EQ(recorder.percents.size(), stop + 1);
                     }
                     expectNothingHappened(world, before, after);
-                    EXPECT_EQ(GetParam().keepsRows, (world.made.Flags & BMF_ALLOCATED) != 0);
-                    if (!GetParam().keepsRows || HasFailure()) continue;
+                    EXPECT_EQ(leaves(Leaves::made), (world.made.Flags & BMF_ALLOCATED) != 0);
+                    if (!leaves(Leaves::made) || HasFailure()) continue;
                     // As many rows as the percentage takes, and no other.
                     const int32_t rows = (expected[stop] * height + 99) / 100;
                     Bytes soFar = after.rows;

@@ -11,7 +11,12 @@
 
 namespace tnk::test {
 
-enum class Reports { no, toStatus, toCopyStatus };
+// To which callback; one report whenever the percentage of the source's rows grows, or at other steps from 0 to 100.
+enum class Reports { no, toStatus, toCopyStatus, toStatusInSteps };
+
+// What may be left after a failure: nothing; the rows so far in `made` (and items of the list what became of them); rows so
+// far in the source.
+enum class Leaves { nothing, made, source };
 
 struct World;
 
@@ -20,8 +25,7 @@ struct Operation {
     Format format;  // of the source
     int32_t (*run)(World&);
     Reports reports = Reports::no;
-    // After a failure `made` may keep the rows so far, and items of the list what became of them.
-    bool keepsRows = false;
+    Leaves leaves = Leaves::nothing;
     void (*prepare)(World&) = nullptr;
 };
 
