@@ -8,12 +8,26 @@
 #include "base/pixel_format.h"
 #include "base/pixel_values.h"
 #include "base/result.h"
+#include "kernels/kernels.h"
+#include "kernels/turn/mirror_kernels.h"
 #include "tnkrn.h"
 
 namespace tnk {
 namespace {
 
 constexpr uint64_t swapBytes(uint64_t word) { return __builtin_bswap64(word); }
+
+// Exchanges what vectors can, at both ends; the row shrinks to what is left between them.
+void mirrorEnds(uint8_t*& row, size_t& bytes, int32_t pixelBits) {
+#if defined(__x86_64__) || defined(__i386__)
+    if (instructionSet() < InstructionSet::ssse3) return;
+    const size_t done = mirrorEndsSsse3(row, bytes, pixelBits);
+    row += done;
+    bytes -= 2 * done;
+#else
+    (void)row, (void)bytes, (void)pixelBits;
+#endif
+}
 
 // Eight bytes in reverse order, and in each of them the pixels of kBits.
 template <uint32_t kBits>
@@ -28,6 +42,7 @@ uint64_t reversed(uint64_t word) {
 // Bytes, from both ends towards the middle.
 template <uint32_t kBits>
 void mirrorBytes(uint8_t* row, size_t bytes) {
+    mirrorEnds(row, bytes, kBits);
     uint8_t* left = row;
     uint8_t* right = row + bytes;
     for (; right - left >= 16; left += 8) {
@@ -118,8 +133,10 @@ void mirror12(uint8_t* row, uint32_t width) {
 // Pixels of kBytes bytes, which are not turned themselves.
 template <size_t kBytes>
 void mirrorUnits(uint8_t* row, uint32_t width) {
+    size_t bytes = width * kBytes;
+    mirrorEnds(row, bytes, 8 * kBytes);
     uint8_t* left = row;
-    uint8_t* right = row + width * kBytes;
+    uint8_t* right = row + bytes;
     uint8_t pixel[kBytes];
     while (right - left >= static_cast<ptrdiff_t>(2 * kBytes)) {
         right -= kBytes;
