@@ -53,7 +53,7 @@ void keep(const Value& value) {
     asm volatile("" : : "r,m"(value) : "memory");
 }
 
-// Files of the benchmark register their contests here. The first six have contenders of our own.
+// Files of the benchmark register their contests here. The first seven have contenders of our own.
 void registerContests();
 void registerConversions();
 void registerDithering();
@@ -61,6 +61,7 @@ void registerPalettes();
 void registerStorage();
 void registerRuns();
 void registerCopies();
+void registerGeometry();
 void registerMagick();
 void registerPillow();
 

@@ -119,6 +119,7 @@ void registerContests() {
     registerStorage();
     registerRuns();
     registerCopies();
+    registerGeometry();
 }
 
 }  // namespace tnk::bench
