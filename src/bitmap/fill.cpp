@@ -1,5 +1,6 @@
 #include "bitmap/fill.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cstring>
 
@@ -7,6 +8,7 @@
 #include "base/shape.h"
 #include "bitmap/lifecycle.h"
 #include "bitmap/region_scan.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "convert/fill_run.h"
 #include "system/status.h"
@@ -19,48 +21,60 @@ constexpr EntryRule kFillRule = {ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAMETE
 // Writes one row of pixels to all rows of the region.
 class RowStamp {
   public:
-    explicit RowStamp(BitmapHandle& bitmap) : bitmap_(bitmap), region_(bitmap, AskRegion::always), writer_(bitmap) {}
+    explicit RowStamp(BitmapHandle& bitmap)
+        : bitmap_(bitmap), region_(bitmap, AskRegion::always), writer_(bitmap), band_(bandRows(bitmap)) {}
 
     // Asks for the region and makes room for the row.
     Result prepare() {
         TRY(region_.prepare());
         if (region_.empty()) return SUCCESS;
-        TRY(writer_.prepare());
+        if (region_.whole()) TRY(writer_.prepare(band_));
         return row_.allocate(Shape(bitmap_).bytes(1), true) ? SUCCESS : FAILURE;
     }
     bool empty() const { return region_.empty(); }
     uint8_t* row() const { return row_.data(); }
 
     Result run(ProgressRange range) {
-        const bool byRow = (bitmap_.Flags & BMF_DISK) != 0;
+        const bool byRow = (bitmap_.Flags & BMF_DISK) != 0 && region_.rows() > 0;
+        oneByte_ = std::all_of(row_.data(), row_.data() + row_.size(), [&](uint8_t byte) { return byte == row_[0]; });
+        // Only disks report their rows; for others the whole is one step.
         Progress progress = statusProgress(byRow ? region_.rows() : 1, range);
-        TRY(progress.begin());
-        for (int32_t row = region_.top(); row < region_.bottom(); ++row) {
-            TRY(stamp(row));
-            if (byRow) TRY(progress.step());
-        }
-        return byRow && region_.rows() > 0 ? Result(SUCCESS) : progress.finish();
+        Progress silent(nullptr, nullptr, region_.rows());
+        if (!byRow) TRY(progress.begin());
+        TRY(forBands(region_.rows(), band_, byRow ? progress : silent, [&](int32_t first, int32_t count) {
+            return region_.whole() ? stampWhole(first, count) : stampSegments(region_.top() + first, count);
+        }));
+        return byRow ? Result(SUCCESS) : progress.step();
     }
 
   private:
-    Result stamp(int32_t row) {
-        TRY(region_.readRow(row));
-        const std::span<const RowSegment> segments = region_.segments();
-        if (segments.size() != 1 || segments[0].start != 0 || segments[0].end != Shape(bitmap_).width) {
-            if (segments.empty()) return SUCCESS;
-            return putRowSegments(bitmap_, row_.data(), row, 0, &segments[0].start,
-                                  static_cast<uint32_t>(segments.size() * 2), false);
+    Result stampWhole(int32_t first, int32_t count) {
+        uint8_t* rows[kMostBandRows];
+        TRY(writer_.lend(first, count, rows));
+        // The processor fills memory with one byte faster than it copies, since it need not fetch what it overwrites.
+        for (int32_t i = 0; i < count; ++i) {
+            oneByte_ ? std::memset(rows[i], row_[0], row_.size()) : std::memcpy(rows[i], row_.data(), row_.size());
         }
-        uint8_t* target;
-        TRY(writer_.lend(row, 1, &target));
-        std::memcpy(target, row_.data(), row_.size());
-        return writer_.put(1);
+        return writer_.put(count);
+    }
+
+    Result stampSegments(int32_t first, int32_t count) {
+        for (int32_t row = first; row < first + count; ++row) {
+            TRY(region_.readRow(row));
+            const std::span<const RowSegment> segments = region_.segments();
+            if (segments.empty()) continue;
+            TRY(putRowSegments(bitmap_, row_.data(), row, 0, &segments[0].start,
+                               static_cast<uint32_t>(segments.size() * 2), false));
+        }
+        return SUCCESS;
     }
 
     BitmapHandle& bitmap_;
     RegionScan region_;
     RowWriter writer_;
+    int32_t band_;
     Scratch<uint8_t> row_;
+    bool oneByte_ = false;
 };
 
 // Runs of 1, 2 and 4 bits fill their last byte whole: the bits behind the last pixel stay zero in a row.

@@ -6,6 +6,7 @@
 
 #include "base/result.h"
 #include "base/scratch.h"
+#include "system/dispatch.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -21,7 +22,7 @@ enum class AskRegion { whereThereIsOne, always };
 class RegionScan {
   public:
     RegionScan(BitmapHandle& bitmap, AskRegion ask)
-        : bitmap_(bitmap), asks_(ask == AskRegion::always || bitmap.Region != 0) {}
+        : bitmap_(bitmap), asks_(bitmap.Region != 0 || (ask == AskRegion::always && hasRegionRoutines())) {}
 
     // Asks for the bounds.
     Result prepare();
@@ -31,6 +32,8 @@ class RegionScan {
     int32_t bottom() const { return bottom_; }
     int32_t rows() const { return bottom_ - top_; }
 
+    // Every pixel, and nobody to be asked about it.
+    bool whole() const { return !asks_; }
     // A region whose rows need no segments at all has no pixels.
     bool empty() const { return empty_; }
 

@@ -119,8 +119,29 @@ void mirrorStraddling(uint8_t* row, uint32_t width, uint32_t bits) {
 
 uint8_t* wordOf12(uint8_t* row, uint32_t column) { return row + size_t{column / 2} * 3 + column % 2; }
 
-// The nibble that a lone last pixel shares its byte with stays.
+// A pair of 12-bit pixels as a number, and exchanged.
+uint32_t exchangedPair(const uint8_t* pair) {
+    const uint32_t pixels = load16(pair) | uint32_t{pair[2]} << 16;
+    return pixels >> 12 | (pixels & 0xFFF) << 12;
+}
+void storePair(uint8_t* pair, uint32_t pixels) {
+    store16(pair, pixels);
+    pair[2] = static_cast<uint8_t>(pixels >> 16);
+}
+
+// Pairs are exchanged whole where both ends have them: an odd width goes pixel by pixel. The nibble that a lone last pixel
+// shares its byte with stays.
 void mirror12(uint8_t* row, uint32_t width) {
+    if (width % 2 == 0) {
+        uint8_t* right = row + size_t{width / 2} * 3;
+        for (uint8_t* left = row; left < right; left += 3) {
+            right -= 3;
+            const uint32_t first = exchangedPair(left);
+            storePair(left, exchangedPair(right));
+            storePair(right, first);
+        }
+        return;
+    }
     for (uint32_t left = 0, right = width; left + 1 < right; ++left) {
         uint8_t* const first = wordOf12(row, left);
         uint8_t* const last = wordOf12(row, --right);

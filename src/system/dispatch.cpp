@@ -53,6 +53,12 @@ bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column) {
     return allowed && isInside(bitmap, row, column);
 }
 
+bool hasRegionRoutines() {
+    return routine<BoundsRoutine>(DISPATCH_BOUNDS) != nullptr ||
+           routine<SegmentCountRoutine>(DISPATCH_SEGMENT_COUNT) != nullptr ||
+           routine<RowSegmentsRoutine>(DISPATCH_ROW_SEGMENTS) != nullptr;
+}
+
 Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds) {
     const BitmapRect whole{0, 0, bitmap.Width, bitmap.Height};
     *bounds = whole;

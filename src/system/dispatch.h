@@ -29,6 +29,9 @@ inline bool isInside(const BitmapHandle& bitmap, int32_t row, int32_t column) {
 // whatever the routine says.
 bool positionWritable(BitmapHandle& bitmap, int32_t row, int32_t column);
 
+// Whether a display module has installed any of the three routines below.
+bool hasRegionRoutines();
+
 // The rectangle that holds the bitmap's region, inside the bitmap; the values that a list of a row's segments must have
 // room for; the segments themselves, `count` values. Without a routine the whole bitmap is one rectangle.
 Result regionBounds(BitmapHandle& bitmap, BitmapRect* bounds);

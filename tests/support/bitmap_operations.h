@@ -331,6 +331,41 @@ class OperationPair {
             [&](BitmapHandle* to, BitmapHandle* from) { return T_CreateGrayScaleBitmap(to, from, sizeof *to, bits); });
     }
 
+    // Of a copy, in any view, a stop now and then.
+    bool geometry() {
+        const uint32_t what = script_.next(8), view = 1 + script_.next(8);
+        const uint32_t color = script_.next(0x10000) << 8 | script_.next(8) << 24 | script_.next(256);
+        const int32_t angle =
+            script_.nextSigned(5) * 9000 + script_.nextSigned(2) * (script_.nextSigned(50000) - 25000);
+        const int32_t width = script_.nextSigned(200), height = script_.nextSigned(90), slant = angle % 6000;
+        const uint32_t flags = script_.next(16);
+        // Fills report otherwise on disk.
+        int32_t stop = script_.next(8) == 0 && what != 2 ? script_.nextSigned(101) : -1;
+        T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
+        const bool same = sameResults([&](BitmapHandle* to, BitmapHandle* from) {
+            if (T_CopyBitmap(to, from, sizeof *to) != T_SUCCESS) return T_FAILURE;
+            to->ViewPerspective = view;
+            switch (what) {
+                case 0:
+                    return T_FlipBitmap(to);
+                case 1:
+                    return T_ReverseBitmap(to);
+                case 2:
+                    return T_FillBitmap(to, color);
+                case 3:
+                    return T_ChangeBitmapViewPerspective(nullptr, to, sizeof *to, 1 + int32_t(flags) % 8);
+                case 4:
+                    return T_ShearBitmap(to, slant, int32_t(flags) % 2, color);
+                case 5:
+                    return T_RotateBitmap(to, angle, flags, color);
+                default:
+                    return T_SizeBitmap(to, width, height, flags % 8);
+            }
+        });
+        T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+        return same;
+    }
+
     // Any runs: too few pixels, too many, empty runs, none.
     bool putRuns() {
         if (model_.BitsPerPixel != 1) return true;
@@ -408,6 +443,7 @@ class OperationPair {
         {"compressed rows", &OperationPair::compressedRows},
         {"put runs", &OperationPair::putRuns},
         {"size", &OperationPair::updateSize},
+        {"geometry", &OperationPair::geometry},
     };
 };
 
