@@ -51,9 +51,12 @@ class RowStamp {
     Result stampWhole(int32_t first, int32_t count) {
         uint8_t* rows[kMostBandRows];
         TRY(writer_.lend(first, count, rows));
-        // The processor fills memory with one byte faster than it copies, since it need not fetch what it overwrites.
-        for (int32_t i = 0; i < count; ++i) {
-            oneByte_ ? std::memset(rows[i], row_[0], row_.size()) : std::memcpy(rows[i], row_.data(), row_.size());
+        // The processor fills memory with one byte faster than it copies, since it need not fetch what it overwrites. Lent
+        // rows follow each other.
+        if (oneByte_) {
+            std::memset(rows[0], row_[0], Shape(bitmap_).offset(count));
+        } else {
+            for (int32_t i = 0; i < count; ++i) std::memcpy(rows[i], row_.data(), row_.size());
         }
         return writer_.put(count);
     }
