@@ -1516,12 +1516,15 @@ TNK_API int32_t TNK_CALL T_RotateBuffer180(const uint8_t* Source, uint8_t* Desti
 TNK_API int32_t TNK_CALL T_SizeBitmap(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight, uint32_t Flags);
 
 /* Resizes Source's picture into Destination, a bitmap of the wanted size with the same depth and order; its view is kept.
- * Codes: -13 null, another depth or order; -2 unallocated; -789; -1; the storage's and the callback's. */
+ * Codes: -13 null, another depth or order, a view outside 1 to 8; -2 unallocated; -789; -1; the storage's and the
+ * callback's, after which rows written so far stay in Destination. */
 TNK_API int32_t TNK_CALL T_ResizeBitmap(BitmapHandle* Source, BitmapHandle* Destination, uint32_t Flags);
 
 /* A new size between neighbouring samples by exact steps, and by areas where a dimension shrinks; and by natural cubic
- * splines through the samples. Gray samples and channels of 16 bits are blended as such; pixels of 8 bits and fewer go
- * through colours and come back by the bitmap's dithering method. The Int forms fill Destination, a bitmap of the new size.
+ * splines through the samples. Gray samples and channels, alpha and the fields of 5-5-5 pixels too, are blended as such,
+ * and so are 8-bit pixels whose palette is the gray ramp or its negative; others of 8 bits and fewer go through colours and
+ * come back by the bitmap's dithering method and palette. The Int forms fill Destination, a bitmap of the new size with the
+ * same depth and order.
  * Codes: -2 (linear) and -13 (bicubic) null or unallocated; -13 no size; -789; -3; -1; the storage's and the
  * callback's. The bitmap is as before after any of them. */
 TNK_API int32_t TNK_CALL T_ResampleBitmap(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight);
@@ -1542,8 +1545,9 @@ TNK_API int32_t TNK_CALL T_StopResize(void* State);
 
 /* Picks Count pixels from Source to Destination: from pixel First on, Step pixels further each time and one more when the
  * error, which grows by Remainder from Error on, reaches Divisor. Returns the pixel reached. The Reverse form writes the
- * same pixels from the last one back, so that a row may grow in place. A null row, or a depth outside 1 to 64: nothing is
- * done. BytesPerLine and Direction are not read. */
+ * same pixels so that a row may grow or shrink in place, and returns to First. A null row, a depth outside 1 to 64, a
+ * Divisor below 1: nothing is done. Pixels that share bytes have the most significant bit first, but for 12 bits, which lie
+ * as in bitmaps. BytesPerLine and Direction are not read. */
 TNK_API int32_t TNK_CALL T_GetResizedScanLine(int32_t BitsPerPixel, int32_t BytesPerLine, int32_t First, int32_t Step,
                                               int32_t Error, int32_t Remainder, const uint8_t* Source,
                                               uint8_t* Destination, int32_t Count, int32_t Divisor, int32_t Direction);
@@ -1555,9 +1559,9 @@ TNK_API int32_t TNK_CALL T_ReverseGetResizedScanLine(int32_t BitsPerPixel, int32
 /* Hands out rows, or parts of rows, of a bitmap as T_SizeBitmap would resize it, without making it: what a display needs
  * to scroll. Started by size and RESIZE_* flags; the bitmap must live, and neither change nor be freed, until the stop.
  * T_GetResizedRowCol gives Bytes bytes of row Row from the byte of column Col on, like T_GetBitmapRowCol; rows may be
- * asked for in any order, falling and rising ones are fastest. Dithered results need the rows before them, which are made
- * again after a step back. Returns the bytes, or a code: -13 null; -11 outside the resized rows; -1 no memory; the storage's.
- * T_StartResizeBitmap: codes of T_SizeBitmap, -814 Resizer null. T_StopResizeBitmap: -13 null. */
+ * asked for in any order, rising ones are fastest. Dithered results need the rows before them, which are made
+ * again after a step back. Returns the bytes, or a code: -13 null or no resizer; -11 outside the resized rows; -1 no memory; the storage's.
+ * T_StartResizeBitmap: codes of T_SizeBitmap, -814 Resizer null. T_StopResizeBitmap: -13 null or no resizer. */
 TNK_API int32_t TNK_CALL T_StartResizeBitmap(BitmapHandle* Bitmap, int32_t NewWidth, int32_t NewHeight, uint32_t Flags,
                                              void** Resizer);
 TNK_API int32_t TNK_CALL T_GetResizedRowCol(void* Resizer, uint8_t* Buffer, int32_t Row, uint32_t Col, uint32_t Bytes);
