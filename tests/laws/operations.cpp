@@ -129,6 +129,33 @@ int32_t dither(World& w) {
     }
     return started;
 }
+template <uint32_t kFlags>
+int32_t size(World& w) {
+    return T_SizeBitmap(&w.source.record, 41, w.source.record.Height, kFlags);
+}
+int32_t shrink(World& w) { return T_SizeBitmap(&w.source.record, 13, w.source.record.Height / 2, RESIZE_RESAMPLE); }
+template <uint32_t kFlags>
+int32_t resizeInto(World& w) {
+    return T_ResizeBitmap(&w.source.record, &w.made, kFlags);
+}
+void makeWiderTarget(World& w) {
+    EXPECT_EQ(T_DupBitmapNewDim(&w.made, &w.source.record, kSize, 41, w.source.record.Height,
+                                w.source.record.BitsPerPixel, DUP_ALLOCATE | DUP_PALETTE),
+              SUCCESS);
+}
+template <uint32_t kFlags>
+int32_t resizedRows(World& w) {
+    void* resizer = nullptr;
+    int32_t result = T_StartResizeBitmap(&w.source.record, 41, 23, kFlags, &resizer);
+    w.answer.assign(result == SUCCESS ? 128 : 0, 0);
+    for (int32_t row = 5; result == SUCCESS && row < 9; row += 2) {
+        const int32_t bytes = T_GetResizedRowCol(resizer, w.answer.data() + 8 * (row - 5), row, 0, 8);
+        if (bytes != 8) result = bytes;
+    }
+    EXPECT_EQ(resizer != nullptr, T_StopResizeBitmap(resizer) == SUCCESS);
+    if (result != SUCCESS) w.answer.clear();
+    return result;
+}
 int32_t mirrorEncoded(World& w) {
     w.answer = encodedRow();
     return T_MirrorCompressedBuffer(w.answer.data(), w.answer.data(), kWidth, 1);
@@ -222,6 +249,17 @@ const Operation kOperations[] = {
     {"flip_bilevel", kBilevel, [](World& w) { return T_FlipBitmap(&w.source.record); }, kSteps, kSource},
     {"reverse", kColor, [](World& w) { return T_ReverseBitmap(&w.source.record); }, kStatus, kSource},
     {"reverse_bilevel", kBilevel, [](World& w) { return T_ReverseBitmap(&w.source.record); }, kStatus, kSource},
+    {"size_nearest", kColor, size<0>, kStatus},
+    {"size_bilevel", kBilevel, size<RESIZE_FAVOUR_BLACK>, kStatus},
+    {"size_linear", kColor, size<RESIZE_RESAMPLE>, kStatus},
+    {"size_linear_palette", kBilevel, size<RESIZE_RESAMPLE>, kStatus},
+    {"size_area", kColor, shrink, Reports::no},
+    {"size_bicubic", kColor, size<RESIZE_BICUBIC>, kStatus},
+    {"size_bicubic_palette", kIndexed, size<RESIZE_BICUBIC>, kStatus},
+    {"resize_into", kColor, resizeInto<0>, kStatus, kMade, makeWiderTarget},
+    {"resize_into_samples", kGray, resizeInto<RESIZE_BICUBIC>, kStatus, kMade, makeWiderTarget},
+    {"resizer", kBilevel, resizedRows<RESIZE_FAVOUR_BLACK>},
+    {"resizer_dithered", kIndexed, resizedRows<RESIZE_RESAMPLE>},
 };
 
 }  // namespace
