@@ -1422,10 +1422,11 @@ TNK_API int32_t TNK_CALL T_PointToBitmap(const BitmapHandle* Bitmap, int32_t Vie
 TNK_API int32_t TNK_CALL T_PointFromBitmap(const BitmapHandle* Bitmap, int32_t View, int32_t* X, int32_t* Y);
 
 /* Moves the pixels so that the same picture is seen with another view code. Destination null or Source: in place; else
- * Destination, a record that holds nothing, becomes a bitmap of its own, and nothing after a failure. No callback is
- * called. Codes: -13 null or unallocated, a view outside 1 to 8 (nothing moves); -789 a wrong size or StructSize; those of
- * the flip, the copy and the rotation. After a failed rotation a bitmap changed in place has its rows flipped and view 1.
- * The Int form does not check Source; it makes Destination with DupFlags (DUP_*), where there is one. */
+ * Destination, a record that holds nothing, becomes a bitmap of its own, and nothing after a failure. The copy reports to
+ * the copy callback; the status callback is not called. Codes: -13 null or unallocated, a view outside 1 to 8 (nothing
+ * moves); -789 a wrong size or StructSize; those of the flip, the copy and the rotation. After a failed rotation a bitmap
+ * changed in place has its rows flipped and view 1. The Int form does not check Source's size; it makes Destination, where
+ * there is one, with DupFlags (DUP_*); without DUP_ALLOCATE that is -2. */
 TNK_API int32_t TNK_CALL T_ChangeBitmapViewPerspective(BitmapHandle* Destination, BitmapHandle* Source,
                                                        uint32_t StructSize, int32_t View);
 TNK_API int32_t TNK_CALL T_IntChangeBitmapViewPerspective(BitmapHandle* Destination, BitmapHandle* Source,
@@ -1459,26 +1460,28 @@ TNK_API int32_t TNK_CALL T_MirrorLine(uint8_t* Row, uint32_t Width, int32_t Bits
  * Rotation
  *
  * Angles are hundredths of a degree, any 32-bit value; positive ones turn clockwise as the picture is seen. A turned bitmap
- * has view TOP_LEFT (or BOTTOM_LEFT, when its old view was a mirrored one); only a quarter turn with ROTATE_RESIZE
- * exchanges XResolution and YResolution.
+ * has view TOP_LEFT (or BOTTOM_LEFT, when its old view was a mirrored one); when its pixels were turned by 90 or 270
+ * degrees, XResolution and YResolution are exchanged.
  */
 #define ROTATE_RESIZE 1u     /* the result holds the whole turned picture; without it the picture keeps its size */
 #define ROTATE_RESAMPLE 2u   /* linear between pixels, where they can be blended; nearest else */
 #define ROTATE_BICUBIC 4u    /* bicubic (Catmull, Rom 1974), likewise; wins over ROTATE_RESAMPLE */
 #define ROTATE_NOFASTPATH 8u /* the general turn also for angles of 0, 90, 180 and 270 degrees */
 
-/* Turns a bitmap about its centre. Pixels that nothing covers get Color, as T_FillBitmap takes it. Quarter turns with
- * ROTATE_RESIZE, and of square bitmaps, and half turns move pixels exactly. Pixels can be blended in gray palettes of 8
- * bits, in gray samples and in colours of 16 bits and more. The Int form reports progress from ProgressStart to ProgressEnd
- * and does not check the size of the record; the two last arguments are not read.
- * Codes: -2 null or unallocated; -789; -3 the result cannot be; -1 no memory; the storage's and the callback's. After a
- * failure the pixels are as before but for a half turn in place. */
+/* Turns a bitmap about its centre. Pixels that nothing covers get Color, as T_FillBitmap takes it. Turns by multiples of 90
+ * degrees move pixels exactly, cropped where the size stays and differs. Pixels can be blended in the gray ramp of 8 bits
+ * (or its negative), in gray samples and in colours of 16 bits and more; at its edges the picture is blended with Color. The
+ * Int form reports progress from ProgressStart to ProgressEnd and does not check the size of the record; the two last
+ * arguments are not read.
+ * Codes: -2 null or unallocated; -789, which T_RotateBitmap looks at first; -3 the result cannot be; -1 no memory; the
+ * storage's and the callback's. The bitmap is as before after any of them. */
 TNK_API int32_t TNK_CALL T_RotateBitmap(BitmapHandle* Bitmap, int32_t Angle, uint32_t Flags, uint32_t Color);
 TNK_API int32_t TNK_CALL T_IntRotateBitmap(BitmapHandle* Bitmap, int32_t Angle, uint32_t Flags, uint32_t Color,
                                            int32_t ProgressStart, int32_t ProgressEnd, float Reserved1,
                                            float Reserved2);
 
-/* A quarter turn of the stored rows, counter-clockwise for direction 0, clockwise for 1. Codes as T_IntRotateBitmap. */
+/* A quarter turn as the picture is seen, counter-clockwise for direction 0, clockwise for others. The view code stays.
+ * Codes as T_IntRotateBitmap. */
 TNK_API int32_t TNK_CALL T_RotateBitmap90(BitmapHandle* Bitmap, int32_t Direction, int32_t ProgressStart,
                                           int32_t ProgressEnd);
 
@@ -1493,7 +1496,8 @@ TNK_API int32_t TNK_CALL T_CosValue(int32_t Angle);
 
 /* Turn a picture of Width x Height pixels whose rows take ((Width * BitsPerPixel + 31) / 32) * 4 bytes; those of the result
  * likewise, for its own width. The buffers must not overlap. Direction 0 turns counter-clockwise, others clockwise.
- * Codes: -13 null; -1 no memory. Other depths than those of bitmaps change nothing. */
+ * Behind the last pixel of a row T_RotateBuffer90 writes zero; T_RotateBuffer180 copies whole rows and mirrors their pixels.
+ * Code: -13 null. Other depths than those of bitmaps, and sizes below 1, change nothing. */
 TNK_API int32_t TNK_CALL T_RotateBuffer90(const uint8_t* Source, uint8_t* Destination, int32_t Direction, int32_t Width,
                                           int32_t Height, int32_t BitsPerPixel);
 TNK_API int32_t TNK_CALL T_RotateBuffer180(const uint8_t* Source, uint8_t* Destination, int32_t Width, int32_t Height,

@@ -38,14 +38,6 @@ Result moveRows(const BitmapHandle& bitmap, int32_t first, int32_t count, Byte* 
     return SUCCESS;
 }
 
-// Lending notes no row, so this is a pure question.
-Result canLend(BitmapHandle& bitmap, bool* direct) {
-    uint8_t* rows = nullptr;
-    TRY(storageOf(bitmap).lend(bitmap, 0, 1, &rows));
-    *direct = rows != nullptr;
-    return SUCCESS;
-}
-
 bool allocateRows(const BitmapHandle& bitmap, int32_t count, Scratch<uint8_t>& rows) {
     return rows.allocate(Shape(bitmap).bytes(count), true);
 }
@@ -76,13 +68,20 @@ int64_t putRow(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, uint32_
     return storageOf(bitmap).write(bitmap, row, 0, buffer, bytes);
 }
 
+Result lendsRows(BitmapHandle& bitmap, bool* direct) {
+    uint8_t* rows = nullptr;
+    TRY(storageOf(bitmap).lend(bitmap, 0, 1, &rows));
+    *direct = rows != nullptr;
+    return SUCCESS;
+}
+
 void noteRow(BitmapHandle& bitmap, int32_t row) {
     if (!storageOf(bitmap).is(kTable)) seekRow(bitmap, row);
 }
 
 Result RowReader::prepare(int32_t window) {
     direct_ = false;
-    if (!copies_) TRY(canLend(bitmap_, &direct_));
+    if (!copies_) TRY(lendsRows(bitmap_, &direct_));
     return direct_ || allocateRows(bitmap_, window, scratch_) ? SUCCESS : FAILURE;
 }
 
@@ -103,17 +102,24 @@ Result RowReader::read(int32_t first, int32_t count, uint8_t** rows) {
 }
 
 Result RowWriter::prepare(int32_t window) {
-    TRY(canLend(bitmap_, &direct_));
+    TRY(lendsRows(bitmap_, &direct_));
     return direct_ || allocateRows(bitmap_, window, scratch_) ? SUCCESS : FAILURE;
 }
 
 Result RowWriter::lend(int32_t first, int32_t count, uint8_t** rows) {
+    uint8_t* start;
+    TRY(lendBlock(first, count, &start));
+    spreadRows(bitmap_, start, count, rows);
+    return SUCCESS;
+}
+
+Result RowWriter::lendBlock(int32_t first, int32_t count, uint8_t** start) {
     assert(first >= 0 && count > 0 && first <= bitmap_.Height - count);
     next_ = first;
     start_ = scratch_.data();
     if (direct_) TRY(storageOf(bitmap_).lend(bitmap_, first, count, &start_));
     clearPadding(bitmap_, start_, count);
-    spreadRows(bitmap_, start_, count, rows);
+    *start = start_;
     return SUCCESS;
 }
 

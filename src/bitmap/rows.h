@@ -21,6 +21,9 @@ Result putRowSegments(BitmapHandle& bitmap, const uint8_t* buffer, int32_t row, 
 // The least and the greatest sample of a gray bitmap; 0 and 0 of others. Undefined after a failure.
 Result scanGrayRange(BitmapHandle& bitmap, int32_t& minimum, int32_t& maximum);
 
+// Whether rows lie at an address. A pure question: lending notes no row.
+Result lendsRows(BitmapHandle& bitmap, bool* direct);
+
 // Leaves the row cache as copying rows one by one up to `row` would.
 void noteRow(BitmapHandle& bitmap, int32_t row);
 
@@ -51,6 +54,8 @@ class RowWriter {
 
     Result prepare(int32_t window = 1);
     Result lend(int32_t first, int32_t count, uint8_t** rows);
+    // The same by the address of the first row; the others follow, BytesPerLine apart.
+    Result lendBlock(int32_t first, int32_t count, uint8_t** start);
     // Stores the next `count` of the rows last lent.
     Result put(int32_t count);
 

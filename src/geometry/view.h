@@ -11,6 +11,11 @@ namespace tnk {
 constexpr bool isView(int32_t view) { return view >= TOP_LEFT && view <= LEFT_BOTTOM; }
 inline int32_t viewOf(const BitmapHandle& bitmap) { return static_cast<int32_t>(bitmap.ViewPerspective); }
 
+// Whether the stored picture is the seen one's mirror image, in any position.
+constexpr bool isMirroredView(int32_t view) {
+    return view == TOP_RIGHT || view == BOTTOM_LEFT || view == LEFT_TOP || view == RIGHT_BOTTOM;
+}
+
 // Whether the stored picture lies on its side.
 inline bool isRotatedView(const BitmapHandle& bitmap) {
     return bitmap.ViewPerspective >= LEFT_TOP && bitmap.ViewPerspective <= LEFT_BOTTOM;

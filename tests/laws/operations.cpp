@@ -161,6 +161,12 @@ int32_t mirrorEncoded(World& w) {
     return T_MirrorCompressedBuffer(w.answer.data(), w.answer.data(), kWidth, 1);
 }
 
+template <int32_t kAngle, uint32_t kFlags = 0>
+int32_t rotate(World& w) {
+    return T_RotateBitmap(&w.source.record, kAngle, kFlags, 0);
+}
+int32_t changeView(World& w) { return T_ChangeBitmapViewPerspective(&w.made, &w.source.record, kSize, LEFT_TOP); }
+
 constexpr Format kBilevel = {1, 0}, kIndexed = {8, 0}, kColor = {24, 1}, kGray = {16, 2}, kWideGray = {32, 2};
 constexpr auto kStatus = Reports::toStatus, kCopyStatus = Reports::toCopyStatus;
 constexpr auto kSteps = Reports::toStatusInSteps;
@@ -260,6 +266,15 @@ const Operation kOperations[] = {
     {"resize_into_samples", kGray, resizeInto<RESIZE_BICUBIC>, kStatus, kMade, makeWiderTarget},
     {"resizer", kBilevel, resizedRows<RESIZE_FAVOUR_BLACK>},
     {"resizer_dithered", kIndexed, resizedRows<RESIZE_RESAMPLE>},
+    {"rotate_90", kColor, rotate<9000, ROTATE_RESIZE>, kSteps},
+    {"rotate_90_bilevel", kBilevel, rotate<-9000, ROTATE_RESIZE>, kSteps},
+    {"rotate_half", kColor, rotate<18000>, kSteps},
+    {"rotate_half_bilevel", kBilevel, rotate<18000>, kSteps},
+    {"rotate_any", kIndexed, rotate<700>, kStatus},
+    {"rotate_any_bilevel", kBilevel, rotate<-4500, ROTATE_RESIZE>, kSteps},
+    {"rotate_linear", kGray, rotate<700, ROTATE_RESAMPLE>, kStatus, Leaves::nothing, attachTable},
+    {"change_view", kColor, changeView},
+    {"change_view_bilevel", kBilevel, changeView},
 };
 
 }  // namespace

@@ -109,17 +109,6 @@ Result moveAllRows(Mover mover, int32_t rows) {
     return forBands(rows, mover.band(), progress, [&](int32_t row, int32_t count) { return mover.move(row, count); });
 }
 
-Result copyData(BitmapHandle& destination, BitmapHandle& source) {
-    // Longer rows would take what lies behind the source's. Shorter ones take what they have room for.
-    if (destination.BytesPerLine > source.BytesPerLine || destination.Height < source.Height) {
-        return ERROR_INVALID_PARAMETER;
-    }
-    const Locked sourceLock(source);
-    const Locked destinationLock(destination);
-    if (RunMover::takes(source, destination)) return moveAllRows(RunMover(source, destination), source.Height);
-    return moveAllRows(RowMover(source, destination), source.Height);
-}
-
 int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t structSize, const uint32_t* request) {
     if (destination == nullptr) return ERROR_INVALID_PARAMETER;
     Result entry = checkEntry(kStoredEntry, source);
@@ -132,6 +121,17 @@ int32_t checkAndCopy(BitmapHandle* destination, BitmapHandle* source, uint32_t s
 }
 
 }  // namespace
+
+Result copyData(BitmapHandle& destination, BitmapHandle& source) {
+    // Longer rows would take what lies behind the source's. Shorter ones take what they have room for.
+    if (destination.BytesPerLine > source.BytesPerLine || destination.Height < source.Height) {
+        return ERROR_INVALID_PARAMETER;
+    }
+    const Locked sourceLock(source);
+    const Locked destinationLock(destination);
+    if (RunMover::takes(source, destination)) return moveAllRows(RunMover(source, destination), source.Height);
+    return moveAllRows(RowMover(source, destination), source.Height);
+}
 
 Result copyBitmap(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request) {
     assert(isAllocated(source) && &destination != &source);

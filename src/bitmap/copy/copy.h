@@ -13,6 +13,9 @@ namespace tnk {
 Result makeCopyRecord(BitmapHandle& destination, BitmapHandle& source, int32_t width, int32_t height,
                       const uint32_t* request, Content content = Content::zero);
 
+// The pixels alone, between two bitmaps with storage; see T_CopyBitmapData.
+Result copyData(BitmapHandle& destination, BitmapHandle& source);
+
 // A whole copy; see T_CopyBitmap, and with a request T_CopyBitmap2.
 Result copyBitmap(BitmapHandle& destination, BitmapHandle& source, const uint32_t* request);
 

@@ -1,0 +1,237 @@
+// Turned rows of pixels that are blended from their neighbours.
+#include <algorithm>
+#include <array>
+
+#include "base/pixel_values.h"
+#include "base/sample_rules.h"
+#include "geometry/turn/turn_rows.h"
+#include "palette/palette.h"
+
+namespace tnk {
+namespace {
+
+// ---- filters: weights of the pixels around a position, by its fraction; they add up to 1 << bits ----
+
+template <int32_t kTaps>
+using WeightTable = std::array<std::array<int16_t, kTaps>, size_t{1} << kFractionBits>;
+
+struct Linear {
+    static constexpr int32_t kTaps = 2, kBefore = 0;
+
+    template <int32_t kBits>
+    static constexpr WeightTable<kTaps> table() {
+        WeightTable<kTaps> weights{};
+        for (int32_t i = 0; i < 1 << kFractionBits; ++i) {
+            const auto next = static_cast<int16_t>(i << (kBits - kFractionBits));
+            weights[static_cast<size_t>(i)] = {static_cast<int16_t>((1 << kBits) - next), next};
+        }
+        return weights;
+    }
+};
+
+// The cubic through the two pixels around the position whose slope at each is half the difference of its neighbours.
+struct Bicubic {
+    static constexpr int32_t kTaps = 4, kBefore = 1;
+
+    // With t the fraction in 256ths, the weights times 2 are polynomials of t with whole coefficients.
+    template <int32_t kBits>
+    static constexpr WeightTable<kTaps> table() {
+        constexpr int64_t kOne = 1 << kFractionBits;
+        const auto scaled = [](int64_t twice) {  // by 2^25, rounded
+            constexpr int64_t kUnit = int64_t{1} << (3 * kFractionBits + 1 - kBits);
+            return static_cast<int16_t>((twice + kUnit / 2) >> (3 * kFractionBits + 1 - kBits));
+        };
+        WeightTable<kTaps> weights{};
+        for (int64_t t = 0; t < kOne; ++t) {
+            const int64_t square = t * t * kOne, cube = t * t * t;
+            auto& row = weights[static_cast<size_t>(t)];
+            row[0] = scaled(-cube + 2 * square - t * kOne * kOne);
+            row[2] = scaled(-3 * cube + 4 * square + t * kOne * kOne);
+            row[3] = scaled(cube - square);
+            row[1] = static_cast<int16_t>((1 << kBits) - row[0] - row[2] - row[3]);
+        }
+        return weights;
+    }
+};
+
+// ---- formats: a pixel as channels, and back ----
+
+struct Gray8 {
+    static constexpr int32_t kChannels = 1;
+    static constexpr bool kWide = false;
+    static constexpr uint32_t kMost[] = {255};
+    static constexpr size_t kSpread = 1;
+    void load(const uint8_t* row, int64_t column, int32_t (&channels)[1]) const { channels[0] = row[column]; }
+    void loadSpread(const uint8_t* pixel, int32_t (&channels)[1]) const { channels[0] = *pixel; }
+    void store(uint8_t* pixel, const int32_t (&channels)[1]) const { *pixel = static_cast<uint8_t>(channels[0]); }
+};
+
+// 5-5-5, the top bit a channel too.
+struct Color555 {
+    static constexpr int32_t kChannels = 4;
+    static constexpr bool kWide = false;
+    static constexpr uint32_t kMost[] = {31, 31, 31, 1};
+    static constexpr size_t kSpread = 2;
+    void load(const uint8_t* row, int64_t column, int32_t (&channels)[4]) const {
+        loadSpread(row + 2 * column, channels);
+    }
+    void loadSpread(const uint8_t* pixel, int32_t (&channels)[4]) const {
+        const auto word = static_cast<int32_t>(load16(pixel));
+        for (int32_t i = 0; i < 3; ++i) channels[i] = word >> 5 * i & 31;
+        channels[3] = word >> 15;
+    }
+    void store(uint8_t* pixel, const int32_t (&channels)[4]) const {
+        store16(pixel, static_cast<uint32_t>(channels[0] | channels[1] << 5 | channels[2] << 10 | channels[3] << 15));
+    }
+};
+
+// Channels of bytes or words.
+template <typename Channel, int32_t kCount>
+struct Colors {
+    static constexpr int32_t kChannels = kCount;
+    static constexpr bool kWide = sizeof(Channel) > 1;
+    static constexpr uint32_t kMost[] = {Channel(-1), Channel(-1), Channel(-1), Channel(-1)};
+    static constexpr size_t kSpread = kCount * sizeof(Channel);
+    void load(const uint8_t* row, int64_t column, int32_t (&channels)[kCount]) const {
+        loadSpread(row + column * static_cast<int64_t>(kSpread), channels);
+    }
+    void loadSpread(const uint8_t* pixel, int32_t (&channels)[kCount]) const {
+        for (size_t i = 0; i < kCount; ++i) channels[i] = loadAs<Channel>(pixel + i * sizeof(Channel));
+    }
+    void store(uint8_t* pixel, const int32_t (&channels)[kCount]) const {
+        for (size_t i = 0; i < kCount; ++i) storeAs(pixel + i * sizeof(Channel), static_cast<Channel>(channels[i]));
+    }
+};
+
+// Gray samples. The top bit of signed ones is turned over, which makes them unsigned in the same order.
+template <int32_t kBits, bool kSigned>
+struct Samples {
+    static constexpr int32_t kChannels = 1;
+    static constexpr bool kWide = true;
+    static constexpr uint32_t kMost[] = {static_cast<uint32_t>((uint64_t{1} << kBits) - 1)};
+    static constexpr uint32_t kTurned = kSigned ? 1u << (kBits - 1) : 0;
+    static constexpr size_t kSpread = kBits == 16 ? 2 : 4;
+    void load(const uint8_t* row, int64_t column, int64_t (&channels)[1]) const {
+        channels[0] = loadSample<kBits>(row, static_cast<size_t>(column)) ^ kTurned;
+    }
+    void loadSpread(const uint8_t* pixel, int64_t (&channels)[1]) const {
+        channels[0] = (kSpread == 2 ? load16(pixel) : load32(pixel)) ^ kTurned;
+    }
+    void store(uint8_t* pixel, const int64_t (&channels)[1]) const {
+        const uint32_t sample = static_cast<uint32_t>(channels[0]) ^ kTurned;
+        kSpread == 2 ? store16(pixel, sample) : storeAs(pixel, sample);
+    }
+};
+
+// ---- rows ----
+
+template <typename Format, typename Filter, typename Channel>
+class Blend {
+  public:
+    Blend(const TurnStretch& stretch, uint8_t* target) : stretch_(stretch), target_(target) {
+        format_.loadSpread(stretch.fill, fill_);
+    }
+
+    template <bool kInner>
+    void run(int32_t first, int32_t end) const {
+        for (int32_t i = first; i < end; ++i) blend<kInner>(i);
+    }
+
+  private:
+    // The sums of 8-bit pixels fit 32 bits with weights of 11: the positive ones of a bicubic add up to 1.27.
+    using Sum = std::conditional_t<Format::kWide, int64_t, int32_t>;
+    static constexpr int32_t kBits = Format::kWide ? 14 : 11;
+    static constexpr WeightTable<Filter::kTaps> kWeights = Filter::template table<kBits>();
+
+    template <bool kInner>
+    void blend(int32_t index) const {
+        const int64_t x = (stretch_.start.x + index * stretch_.step.x - kHalfPixel) >> kBlendShift;
+        const int64_t y = (stretch_.start.y + index * stretch_.step.y - kHalfPixel) >> kBlendShift;
+        constexpr int64_t kFraction = (1 << kFractionBits) - 1;
+        const auto& across = kWeights[static_cast<size_t>(x & kFraction)];
+        const auto& down = kWeights[static_cast<size_t>(y & kFraction)];
+        Sum sums[Format::kChannels]{};
+        for (int32_t j = 0; j < Filter::kTaps; ++j) {
+            const int64_t row = (y >> kFractionBits) + j - Filter::kBefore;
+            Sum line[Format::kChannels]{};
+            for (int32_t i = 0; i < Filter::kTaps; ++i) {
+                Channel channels[Format::kChannels];
+                load<kInner>((x >> kFractionBits) + i - Filter::kBefore, row, channels);
+                for (int32_t c = 0; c < Format::kChannels; ++c) line[c] += across[size_t(i)] * channels[c];
+            }
+            for (int32_t c = 0; c < Format::kChannels; ++c) sums[c] += down[size_t(j)] * line[c];
+        }
+        Channel blended[Format::kChannels];
+        for (int32_t c = 0; c < Format::kChannels; ++c) {
+            const Sum rounded = (sums[c] + (Sum{1} << (2 * kBits - 1))) >> 2 * kBits;
+            blended[c] = static_cast<Channel>(std::clamp<Sum>(rounded, 0, static_cast<Sum>(Format::kMost[c])));
+        }
+        format_.store(target_ + static_cast<size_t>(index) * Format::kSpread, blended);
+    }
+
+    template <bool kInner>
+    void load(int64_t column, int64_t row, Channel (&channels)[Format::kChannels]) const {
+        const bool inside = kInner || (column >= stretch_.left && column < stretch_.right && row >= stretch_.top &&
+                                       row < stretch_.bottom);
+        if (inside) {
+            format_.load(stretch_.pixels + static_cast<ptrdiff_t>(row) * stretch_.stride, column, channels);
+        } else {
+            std::copy_n(fill_, Format::kChannels, channels);
+        }
+    }
+
+    const TurnStretch& stretch_;
+    uint8_t* target_;
+    Format format_;
+    Channel fill_[Format::kChannels];
+};
+
+template <typename Format, typename Filter, typename Channel = int32_t>
+void blendRow(const TurnStretch& stretch, uint8_t* target) {
+    const Blend<Format, Filter, Channel> blend(stretch, target);
+    blend.template run<false>(stretch.covered.first, stretch.inner.first);
+    blend.template run<true>(stretch.inner.first, stretch.inner.end);
+    blend.template run<false>(stretch.inner.end, stretch.covered.end);
+}
+
+template <typename Filter, int32_t kBits>
+TurnRoutine sampleRoutine(const BitmapHandle& bitmap) {
+    return (bitmap.Flags & BMF_SIGNED) != 0 ? blendRow<Samples<kBits, true>, Filter, int64_t>
+                                            : blendRow<Samples<kBits, false>, Filter, int64_t>;
+}
+
+bool isGrayRamp(const BitmapHandle& bitmap) {
+    if (paletteLength(bitmap) != kMaxPaletteEntries) return false;
+    const int32_t scale = classifyPalette(bitmap.Palette, kMaxPaletteEntries);
+    return scale == GRAYSCALE_NORMAL || scale == GRAYSCALE_INVERTED;
+}
+
+template <typename Filter>
+TurnRoutine routineFor(const BitmapHandle& bitmap) {
+    switch (bitmap.BitsPerPixel) {
+        case 8:
+            return isGrayRamp(bitmap) ? blendRow<Gray8, Filter> : nullptr;
+        case 12:
+            return sampleRoutine<Filter, 12>(bitmap);
+        case 16:
+            return hasGraySamples(bitmap) ? sampleRoutine<Filter, 16>(bitmap) : blendRow<Color555, Filter>;
+        case 24:
+            return blendRow<Colors<uint8_t, 3>, Filter>;
+        case 32:
+            return hasGraySamples(bitmap) ? sampleRoutine<Filter, 32>(bitmap) : blendRow<Colors<uint8_t, 4>, Filter>;
+        case 48:
+            return blendRow<Colors<uint16_t, 3>, Filter>;
+        case 64:
+            return blendRow<Colors<uint16_t, 4>, Filter>;
+        default:
+            return nullptr;
+    }
+}
+
+}  // namespace
+
+TurnRoutine blendRoutine(const BitmapHandle& bitmap, TurnFilter filter) {
+    return filter == TurnFilter::linear ? routineFor<Linear>(bitmap) : routineFor<Bicubic>(bitmap);
+}
+
+}  // namespace tnk
