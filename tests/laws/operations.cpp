@@ -254,6 +254,8 @@ const Operation kOperations[] = {
     {"flip", kColor, [](World& w) { return T_FlipBitmap(&w.source.record); }, kSteps, kSource},
     {"flip_bilevel", kBilevel, [](World& w) { return T_FlipBitmap(&w.source.record); }, kSteps, kSource},
     {"reverse", kColor, [](World& w) { return T_ReverseBitmap(&w.source.record); }, kStatus, kSource},
+    {"shear", kColor, [](World& w) { return T_ShearBitmap(&w.source.record, -2000, 1, 0); }, kStatus},
+    {"shear_columns", kBilevel, [](World& w) { return T_ShearBitmap(&w.source.record, 3000, 0, 0); }, kSteps},
     {"reverse_bilevel", kBilevel, [](World& w) { return T_ReverseBitmap(&w.source.record); }, kStatus, kSource},
     {"size_nearest", kColor, size<0>, kStatus},
     {"size_bilevel", kBilevel, size<RESIZE_FAVOUR_BLACK>, kStatus},

@@ -72,7 +72,11 @@ class GeneralTurn {
   private:
     // A run of the colour as long as a tile, spread.
     Result prepareFill(uint32_t color) {
-        uint8_t packed[sizeof fill_]{};
+        constexpr size_t kLongestRun = size_t{kMostTileColumns} * 8;
+        if (!buffers_.allocate(3 * kLongestRun, true)) return FAILURE;
+        fill_ = buffers_.data();
+        spread_ = fill_ + kLongestRun;
+        uint8_t* const packed = spread_ + kLongestRun;
         TRY(fillPixelRun(target_, packed, kMostTileColumns, color));
         spread(packed, fill_, kMostTileColumns);
         return SUCCESS;
@@ -162,8 +166,9 @@ class GeneralTurn {
     SourceWindow window_;
     RowWriter writer_;
     TurnSize tile_{};
-    alignas(8) uint8_t fill_[kMostTileColumns * 8];
-    alignas(8) uint8_t spread_[kMostTileColumns * 4];
+    Scratch<uint8_t> buffers_;
+    uint8_t* fill_ = nullptr;
+    uint8_t* spread_ = nullptr;
 };
 
 }  // namespace

@@ -112,19 +112,22 @@ class QuarterTurn {
 
 }  // namespace
 
-Result quarterTurn(BitmapHandle& bitmap, bool clockwise, uint32_t view, ProgressRange range) {
-    assert(isAllocated(bitmap));
-    Replacement replacement(bitmap);
-    TRY(replacement.make(bitmap.Height, bitmap.Width));
-    BitmapHandle& turned = replacement.bitmap();
-    {
-        const Locked sourceLock(bitmap);
-        const Locked targetLock(turned);
-        TRY(QuarterTurn(bitmap, turned, clockwise).run(range));
-    }
+Result turnQuarterInto(Replacement& made, BitmapHandle& source, bool clockwise, uint32_t view, ProgressRange range) {
+    assert(isAllocated(source));
+    TRY(made.make(source.Height, source.Width));
+    BitmapHandle& turned = made.bitmap();
+    const Locked sourceLock(source);
+    const Locked targetLock(turned);
+    TRY(QuarterTurn(source, turned, clockwise).run(range));
     turned.ViewPerspective = view;
     std::swap(turned.XResolution, turned.YResolution);
-    replacement.take();
+    return SUCCESS;
+}
+
+Result quarterTurn(BitmapHandle& bitmap, bool clockwise, uint32_t view, ProgressRange range) {
+    Replacement turned(bitmap);
+    TRY(turnQuarterInto(turned, bitmap, clockwise, view, range));
+    turned.take();
     return SUCCESS;
 }
 

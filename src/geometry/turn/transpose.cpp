@@ -11,7 +11,7 @@ namespace {
 
 // Tiles are collected in a buffer whose rows do not lie a power of two apart, as those of pictures often do: a column of
 // such rows falls into one set of the cache. A multiple of 8 keeps packed pixels on bytes.
-constexpr uint32_t kTile = 64;
+constexpr uint32_t kTile = 32;
 
 // The part of an area from a column and a row on, at most a tile of it.
 TransposeArea tileOf(uint32_t bits, const TransposeArea& area, uint32_t column, uint32_t row) {
