@@ -159,8 +159,9 @@ std::vector<int32_t> percentsOf(int32_t height) {
     return percents;
 }
 
+// Parts of an operation that follow each other report where they meet twice.
 bool isRising(const std::vector<int32_t>& values) {
-    return std::adjacent_find(values.begin(), values.end(), std::greater_equal<>()) == values.end();
+    return std::adjacent_find(values.begin(), values.end(), std::greater<>()) == values.end();
 }
 
 TEST_P(Laws, ReportsAscendTo100AndStopAtAny) {
