@@ -62,6 +62,7 @@ void replaced(const std::string& job, int32_t bits, double share, Call call) {
     BitmapHandle* photo = bitmapOf(pixelsOf(bits), bits);
     contender(job, kNew, [=] {
         BitmapHandle work = *photo;
+        work.pByteMap = nullptr;
         if (work.Palette != nullptr) work.Palette = T_CreateNewPalette(photo->Palette, photo->ColorCount);
         call(&work);
         T_FreeBitmap(&work);
@@ -195,7 +196,9 @@ void quarterTurns(int32_t bits) {
     freeImage(job, bits, [](FIBITMAP* dib) { return FreeImage_Rotate(dib, -90, nullptr); });
 #endif
 #ifdef PEER_QT
-    qImage(job, bits, [](const QImage& image) { return image.transformed(QTransform().rotate(90)); });
+    if (bits != 1) {  // which takes 23 seconds
+        qImage(job, bits, [](const QImage& image) { return image.transformed(QTransform().rotate(90)); });
+    }
 #endif
 #ifdef PEER_LIBYUV
     const int line = kWidth * bits / 8;
@@ -233,7 +236,10 @@ void smallTurns(int32_t bits) {
     if (bits != 1) leptonica(linear, bits, "", [=](Pix* pix) { return pixRotateAM(pix, angle, L_BRING_IN_WHITE); });
 #endif
 #ifdef PEER_QT
-    qImage(nearest, bits, [](const QImage& image) { return image.transformed(QTransform().rotate(7)); });
+    // One bit is painted, for which Qt wants a whole application.
+    if (bits != 1) {
+        qImage(nearest, bits, [](const QImage& image) { return image.transformed(QTransform().rotate(7)); });
+    }
 #endif
 }
 
@@ -272,11 +278,8 @@ void scaled(int32_t bits, const Scale& scale) {
         }
 #endif
 #ifdef PEER_QT
-        if (filter.flags != RESIZE_BICUBIC) {
-            const auto mode = filter.flags == 0 ? Qt::FastTransformation : Qt::SmoothTransformation;
-            qImage(job, bits, [=](const QImage& image) {
-                return image.scaled(scale.width, scale.height, Qt::IgnoreAspectRatio, mode);
-            });
+        if (filter.flags == 0) {  // smooth scaling takes several threads
+            qImage(job, bits, [=](const QImage& image) { return image.scaled(scale.width, scale.height); });
         }
 #endif
 #ifdef PEER_LIBYUV
