@@ -5,6 +5,8 @@
 #include "base/pixel_values.h"
 #include "base/sample_rules.h"
 #include "geometry/turn/turn_rows.h"
+#include "kernels/kernels.h"
+#include "kernels/turn/blend_kernels.h"
 #include "palette/palette.h"
 
 namespace tnk {
@@ -194,6 +196,34 @@ void blendRow(const TurnStretch& stretch, uint8_t* target) {
     blend.template run<false>(stretch.inner.end, stretch.covered.end);
 }
 
+#if defined(__x86_64__) || defined(__i386__)
+// The inner pixels by vectors. These read 8 bytes a pixel: of 3 bytes the next but one must be there too.
+template <int32_t kBytes>
+void blendColors(const TurnStretch& stretch, uint8_t* target) {
+    const Blend<Colors<uint8_t, kBytes>, Linear, int32_t> blend(stretch, target);
+    const PixelSpan inner = spanWithin(stretch.inner, stretch.start.x - kHalfPixel, stretch.step.x,
+                                       stretch.left * kStep, (stretch.right - 2) * kStep);
+    blend.template run<false>(stretch.covered.first, inner.first);
+    const LinearStretch positions = {.pixels = stretch.pixels,
+                                     .stride = stretch.stride,
+                                     .x = stretch.start.x + inner.first * stretch.step.x - kHalfPixel,
+                                     .y = stretch.start.y + inner.first * stretch.step.y - kHalfPixel,
+                                     .stepX = stretch.step.x,
+                                     .stepY = stretch.step.y};
+    const auto run = kBytes == 3 ? blendThreeSsse3 : blendFourSsse3;
+    run(positions, target + static_cast<size_t>(inner.first) * kBytes, inner.end - inner.first);
+    blend.template run<false>(inner.end, stretch.covered.end);
+}
+#endif
+
+template <typename Filter, int32_t kBytes>
+TurnRoutine colorRoutine() {
+#if defined(__x86_64__) || defined(__i386__)
+    if (Filter::kTaps == 2 && instructionSet() >= InstructionSet::ssse3) return blendColors<kBytes>;
+#endif
+    return blendRow<Colors<uint8_t, kBytes>, Filter>;
+}
+
 template <typename Filter, int32_t kBits>
 TurnRoutine sampleRoutine(const BitmapHandle& bitmap) {
     return (bitmap.Flags & BMF_SIGNED) != 0 ? blendRow<Samples<kBits, true>, Filter, int64_t>
@@ -216,9 +246,9 @@ TurnRoutine routineFor(const BitmapHandle& bitmap) {
         case 16:
             return hasGraySamples(bitmap) ? sampleRoutine<Filter, 16>(bitmap) : blendRow<Color555, Filter>;
         case 24:
-            return blendRow<Colors<uint8_t, 3>, Filter>;
+            return colorRoutine<Filter, 3>();
         case 32:
-            return hasGraySamples(bitmap) ? sampleRoutine<Filter, 32>(bitmap) : blendRow<Colors<uint8_t, 4>, Filter>;
+            return hasGraySamples(bitmap) ? sampleRoutine<Filter, 32>(bitmap) : colorRoutine<Filter, 4>();
         case 48:
             return blendRow<Colors<uint16_t, 3>, Filter>;
         case 64:
