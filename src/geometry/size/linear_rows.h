@@ -7,6 +7,7 @@
 #include "base/scratch.h"
 #include "geometry/size/dimensions.h"
 #include "geometry/size/samples.h"
+#include "kernels/size/size_kernels.h"
 
 namespace tnk {
 
@@ -15,6 +16,7 @@ struct LinearStep {
     int32_t at;
     int32_t step;
     int32_t steps;
+    double inverse;  // of the steps
 };
 
 // How `from` samples are stretched to `to`, which are no fewer: the first and the last keep their ends, and sample k comes
@@ -24,6 +26,8 @@ class Stretch {
     Stretch() = default;
     Stretch(int32_t from, int32_t to) : from_(from), to_(to) {}
     LinearStep at(int32_t place) const;
+    // The most steps from one sample to the next.
+    int32_t mostSteps() const;
 
   private:
     int64_t placeOf(int64_t sample) const;
@@ -57,7 +61,7 @@ class Areas {
 
 class LinearRows {
   public:
-    explicit LinearRows(SampleReader& source) : source_(source) {}
+    explicit LinearRows(SampleReader& source) : source_(source), kernels_(sizeKernelsFor(instructionSet())) {}
 
     Result prepare(const Dimensions& size);
     Result make(int32_t row, uint8_t* samples);
@@ -71,8 +75,13 @@ class LinearRows {
     Result average(int32_t row, T* samples);
     template <typename T>
     void scale(const T* row, T* target) const;
+    template <typename T>
+    void stretch(const T* row, T* target, int32_t from) const;
+    Result prepareColumns(const Stretch& columns);
+    Result halve(int32_t row, uint8_t* samples);
 
     SampleReader& source_;
+    const SizeKernels& kernels_;
     Dimensions size_{};
     bool shrinksWidth_ = false;
     bool growsWidth_ = false;
@@ -81,7 +90,11 @@ class LinearRows {
     Stretch rowStretch_;
     Areas rowAreas_;
     Areas columnAreas_;
+    bool halves_ = false;  // bytes, both ways
     Scratch<LinearStep> columnSteps_;
+    Scratch<BlendRun> columnRuns_;  // the same for kernels, as far as they go
+    int32_t columnOffset_ = 0;      // of these
+    int32_t rowOffset_ = 0;         // of rows between two others; 0: by the plain rule
     Scratch<AreaCell> columnCells_;
     Scratch<uint8_t> sums_;     // of the samples of a cell's rows
     Scratch<uint8_t> mean_;     // these, divided, before the row grows

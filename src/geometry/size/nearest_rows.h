@@ -7,12 +7,14 @@
 #include "base/scratch.h"
 #include "bitmap/rows.h"
 #include "geometry/size/dimensions.h"
+#include "kernels/size/size_kernels.h"
 
 namespace tnk {
 
 class NearestRows {
   public:
-    explicit NearestRows(BitmapHandle& source) : source_(source), reader_(source) {}
+    explicit NearestRows(BitmapHandle& source)
+        : source_(source), reader_(source), kernels_(sizeKernelsFor(instructionSet())) {}
 
     Result prepare(const Dimensions& size);
     // Writes the pixels of a row, and zero up to the end of their last byte.
@@ -21,13 +23,18 @@ class NearestRows {
   private:
     Result scale(int32_t from, uint8_t* target);
     void pick(const uint8_t* row, uint8_t* target);
+    void pickPixels(const uint8_t* row, uint8_t* target) const;
+    Result prepareRuns();
 
     BitmapHandle& source_;
     RowReader reader_;
+    const SizeKernels& kernels_;
     Dimensions size_{};
     uint32_t pickedBytes_ = 0;   // of a pixel when it is picked
     size_t rowBytes_ = 0;        // of the pixels of a resized row
     Scratch<uint32_t> columns_;  // where each pixel lies; none: the width stays
+    Scratch<PickRun> runs_;      // the same for kernels, as far as they go
+    uint32_t runPixels_ = 1;     // of these
     Scratch<uint8_t> unpacked_;  // a source row, and
     Scratch<uint8_t> picked_;    // a resized one, whose pixels share bytes
     Scratch<uint8_t> kept_;      // row `keptRow_` of the source, resized, when it is needed again

@@ -102,7 +102,7 @@ void storeSamples(const BitmapHandle& bitmap, const SampleFormat& format, const 
 
 Result SampleReader::prepare() {
     format_ = sampleFormatOf(source_);
-    TRY(reader_.prepare());
+    TRY(reader_.prepare(format_.asStored ? 2 : 1));
     if (format_.asStored) return SUCCESS;
     if (!samples_.allocate(format_.rowBytes(Shape(source_).width))) return FAILURE;
     if (!format_.asColors) return SUCCESS;

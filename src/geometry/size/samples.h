@@ -50,6 +50,8 @@ class SampleReader {
     Result prepare();
     // Valid until the next call.
     Result read(int32_t row, const uint8_t** samples);
+    // Two rows at a time, where samples are the bytes of the rows.
+    Result readPair(int32_t row, uint8_t* (&samples)[2]) { return reader_.read(row, 2, samples); }
 
     const SampleFormat& format() const { return format_; }
     const BitmapHandle& bitmap() const { return source_; }

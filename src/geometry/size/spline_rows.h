@@ -7,6 +7,7 @@
 #include "base/scratch.h"
 #include "geometry/size/dimensions.h"
 #include "geometry/size/samples.h"
+#include "kernels/size/spline_kernels.h"
 
 namespace tnk {
 
@@ -14,14 +15,6 @@ namespace tnk {
 // samples in which each one further away counts 0.268 of the one before; what is left out here counts less than the last
 // digit of a float.
 constexpr int32_t kSplineReach = 12;
-
-// Weights of the samples before and behind a place, and of the second derivatives there.
-struct SplineWeights {
-    float before;
-    float behind;
-    float beforeCurve;
-    float behindCurve;
-};
 
 // A walk over places that lie evenly between the first and the last of `from` samples.
 class SplineWalk {
@@ -45,17 +38,12 @@ class SplineWalk {
 
 class SplineRows {
   public:
-    explicit SplineRows(SampleReader& source) : source_(source) {}
+    explicit SplineRows(SampleReader& source) : source_(source), kernels_(splineKernelsFor(instructionSet())) {}
 
     Result prepare(const Dimensions& size);
     Result make(int32_t row, uint8_t* samples);
 
   private:
-    struct Column {
-        int32_t at;
-        float between;
-        SplineWeights weights;
-    };
     // Rows around a pair of neighbours, rounded up to a power of 2.
     static constexpr int32_t kKeptRows = 32;
     static_assert(kKeptRows >= 2 * kSplineReach + 2);
@@ -66,10 +54,14 @@ class SplineRows {
 
     SampleReader& source_;
     Dimensions size_{};
-    size_t count_ = 0;  // samples of a resized row
-    float zero_ = 0;    // what is sample 0 of signed ones
+    const SplineKernels& kernels_;
+    size_t count_ = 0;   // samples of a resized row
+    size_t stride_ = 0;  // from one of them to the next
+    float zero_ = 0;     // what is sample 0 of signed ones
+    int32_t reach_ = 0;
+    float lineWeights_[kSplineReach + 1];  // by distance
     SplineWalk rows_;
-    Scratch<Column> columns_;
+    Scratch<SplineColumn> columns_;
     Scratch<float> line_;         // a source row, gone on at both ends
     Scratch<float> lineCurves_;   // its second derivatives
     Scratch<float> wide_;         // source rows brought to the width
