@@ -363,6 +363,16 @@ TEST(Resize, IntoAnotherBitmap) {
         T_FreeBitmap(&sized);
     }
 
+    b.ViewPerspective = RIGHT_TOP;
+    EXPECT_EQ(T_ResizeBitmap(&b, &to, RESIZE_NORMAL), SUCCESS);
+    const PixelModel turned = seen(seen(b), BOTTOM_LEFT);  // its stored rows
+    EXPECT_TRUE(PixelModel(to) == turned.moved(30, 50, [&](int32_t x, int32_t y) {
+        return std::pair(x * turned.width / 30, y * turned.height / 50);
+    }));
+    b.ViewPerspective = 9;
+    EXPECT_EQ(T_ResizeBitmap(&b, &to, RESIZE_NORMAL), ERROR_INVALID_PARAMETER);
+    b.ViewPerspective = TOP_LEFT;
+
     const Bytes before = rowsOf(to);
     const BitmapHandle record = to;
     BitmapHandle other = b, bare{};

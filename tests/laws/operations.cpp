@@ -266,6 +266,11 @@ const Operation kOperations[] = {
     {"size_bicubic_palette", kIndexed, size<RESIZE_BICUBIC>, kStatus},
     {"resize_into", kColor, resizeInto<0>, kStatus, kMade, makeWiderTarget},
     {"resize_into_samples", kGray, resizeInto<RESIZE_BICUBIC>, kStatus, kMade, makeWiderTarget},
+    {"resize_into_view", kBilevel, resizeInto<0>, Reports::no, kMade,
+     [](World& w) {
+         makeWiderTarget(w);
+         w.made.ViewPerspective = RIGHT_BOTTOM;
+     }},
     {"resizer", kBilevel, resizedRows<RESIZE_FAVOUR_BLACK>},
     {"resizer_dithered", kIndexed, resizedRows<RESIZE_RESAMPLE>},
     {"rotate_90", kColor, rotate<9000, ROTATE_RESIZE>, kSteps},

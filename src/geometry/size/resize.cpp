@@ -6,7 +6,9 @@
 #include "bitmap/hooks.h"
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
+#include "geometry/change_view.h"
 #include "geometry/replacement.h"
+#include "geometry/view.h"
 #include "system/dispatch.h"
 #include "system/status.h"
 
@@ -120,13 +122,21 @@ bool isUpright(const BitmapHandle& bitmap) {
     return bitmap.ViewPerspective == TOP_LEFT || bitmap.ViewPerspective == BOTTOM_LEFT;
 }
 
+// Views that differ by more than the order of rows are made alike first.
 Result resizeInto(BitmapHandle& source, BitmapHandle& destination, uint32_t flags) {
     if (!isAllocated(source) || !isAllocated(destination)) return ERROR_NOT_ALLOCATED;
     TRY(checkPair(source, destination));
+    const bool viewsDiffer = source.ViewPerspective != destination.ViewPerspective;
+    if (viewsDiffer && !(isUpright(source) && isUpright(destination))) {
+        if (!isView(viewOf(source)) || !isView(viewOf(destination))) return ERROR_INVALID_PARAMETER;
+        constexpr uint32_t kEverything = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS;
+        TempBitmap turned;
+        TRY(copyWithView(turned.record, source, viewOf(destination), kEverything));
+        turned.record.DitherMethod = source.DitherMethod;
+        return resizeInto(turned.record, destination, flags);
+    }
     if (&source == &destination) return SUCCESS;
-    const bool upsideDown = source.ViewPerspective != destination.ViewPerspective;
-    if (upsideDown && !(isUpright(source) && isUpright(destination))) return ERROR_INVALID_PARAMETER;
-    TRY(fillResized(source, destination, methodOfCopy(source, sizeOf(destination), flags), upsideDown));
+    TRY(fillResized(source, destination, methodOfCopy(source, sizeOf(destination), flags), viewsDiffer));
     return copyResizedOverlays(source, destination, flags);
 }
 
