@@ -101,7 +101,7 @@ class QuarterTurn {
         transpose(bits, area);
     }
 
-    static constexpr int32_t kMemoryBand = 64;
+    static constexpr int32_t kMemoryBand = 512;
 
     BitmapHandle& source_;
     BitmapHandle& target_;

@@ -5,13 +5,15 @@
 
 #include "base/pixel_format.h"
 #include "convert/packed_pixels.h"
+#include "kernels/kernels.h"
+#include "kernels/turn/transpose_kernels.h"
 
 namespace tnk {
 namespace {
 
 // Tiles are collected in a buffer whose rows do not lie a power of two apart, as those of pictures often do: a column of
 // such rows falls into one set of the cache. A multiple of 8 keeps packed pixels on bytes.
-constexpr uint32_t kTile = 32;
+constexpr uint32_t tileSide(uint32_t bits) { return bits <= 8 || bits == 16 ? 64 : 32; }
 
 // The part of an area from a column and a row on, at most a tile of it.
 TransposeArea tileOf(uint32_t bits, const TransposeArea& area, uint32_t column, uint32_t row) {
@@ -19,24 +21,57 @@ TransposeArea tileOf(uint32_t bits, const TransposeArea& area, uint32_t column, 
             area.sourceStride,
             area.target + static_cast<ptrdiff_t>(column) * area.targetStride + columnOffset(row, bits),
             area.targetStride,
-            std::min(kTile, area.columns - column),
-            std::min(kTile, area.rows - row)};
+            std::min(tileSide(bits), area.columns - column),
+            std::min(tileSide(bits), area.rows - row)};
 }
 
 // Pixels of kBytes bytes.
 template <size_t kBytes>
-void transposeUnits(const TransposeArea& tile) {
-    uint8_t rows[kTile][kTile * kBytes + kBytes];
-    for (uint32_t y = 0; y < tile.rows; ++y) {
-        std::memcpy(rows[y], tile.source + static_cast<ptrdiff_t>(y) * tile.sourceStride, tile.columns * kBytes);
-    }
-    for (uint32_t x = 0; x < tile.columns; ++x) {
-        uint8_t* target = tile.target + static_cast<ptrdiff_t>(x) * tile.targetStride;
-        const uint8_t* source = rows[0] + x * kBytes;
-        for (uint32_t y = 0; y < tile.rows; ++y, target += kBytes, source += sizeof rows[0]) {
-            std::memcpy(target, source, kBytes);
+class UnitTile {
+  public:
+    explicit UnitTile(const TransposeArea& tile) : tile_(tile) {
+        for (uint32_t y = 0; y < tile.rows; ++y) {
+            std::memcpy(rows_[y], tile.source + static_cast<ptrdiff_t>(y) * tile.sourceStride, tile.columns * kBytes);
         }
     }
+
+    void transpose() const {
+        uint32_t columns = 0, rows = 0;  // done in squares
+#if defined(__SSE2__)
+        if constexpr (16 % kBytes == 0) {
+            if (instructionSet() >= InstructionSet::sse2) {
+                constexpr uint32_t kSquare = squareSide(kBytes);
+                columns = tile_.columns & ~(kSquare - 1);
+                rows = tile_.rows & ~(kSquare - 1);
+                for (uint32_t x = 0; x < columns; x += kSquare) {
+                    for (uint32_t y = 0; y < rows; y += kSquare) {
+                        transposeSquare<kBytes>(rows_[y] + x * kBytes, sizeof rows_[0], target(x, y),
+                                                tile_.targetStride);
+                    }
+                }
+            }
+        }
+#endif
+        for (uint32_t x = 0; x < tile_.columns; ++x) moveColumn(x, x < columns ? rows : 0);
+    }
+
+  private:
+    uint8_t* target(uint32_t column, uint32_t row) const {
+        return tile_.target + static_cast<ptrdiff_t>(column) * tile_.targetStride + row * kBytes;
+    }
+    void moveColumn(uint32_t column, uint32_t row) const {
+        uint8_t* to = target(column, row);
+        for (; row < tile_.rows; ++row, to += kBytes) std::memcpy(to, rows_[row] + column * kBytes, kBytes);
+    }
+
+    static constexpr uint32_t kSide = tileSide(8 * kBytes);
+    const TransposeArea& tile_;
+    uint8_t rows_[kSide][kSide * kBytes + 16];
+};
+
+template <size_t kBytes>
+void transposeUnits(const TransposeArea& tile) {
+    UnitTile<kBytes>(tile).transpose();
 }
 
 // Eight bytes as eight rows of eight pixels of 1 bit, the first one uppermost.
@@ -52,7 +87,7 @@ uint64_t transposeBits(uint64_t word) {
 void transposeBilevel(const TransposeArea& tile) {
     const uint32_t bytes = (tile.rows + 7) / 8;
     for (uint32_t x = 0; x < tile.columns; x += 8) {
-        uint8_t columns[8][kTile / 8];
+        uint8_t columns[8][tileSide(1) / 8];
         for (uint32_t i = 0; i < bytes; ++i) {
             uint64_t word = 0;
             const uint8_t* source = tile.source + static_cast<ptrdiff_t>(i * 8) * tile.sourceStride + x / 8;
@@ -71,12 +106,13 @@ void transposeBilevel(const TransposeArea& tile) {
 // Pixels that do not fill bytes, spread to one Value each.
 template <typename Value, typename Unpack, typename Pack>
 void transposeSpread(const TransposeArea& tile, Unpack unpack, Pack pack) {
-    Value rows[kTile][kTile + 8 / sizeof(Value)];
+    constexpr uint32_t kSide = sizeof(Value) == 1 ? tileSide(8) : tileSide(12);
+    Value rows[kSide][kSide + 8 / sizeof(Value)];
     for (uint32_t y = 0; y < tile.rows; ++y) {
         unpack(tile.source + static_cast<ptrdiff_t>(y) * tile.sourceStride, rows[y], tile.columns);
     }
     for (uint32_t x = 0; x < tile.columns; ++x) {
-        Value column[kTile];
+        Value column[kSide];
         for (uint32_t y = 0; y < tile.rows; ++y) column[y] = rows[y][x];
         pack(column, tile.target + static_cast<ptrdiff_t>(x) * tile.targetStride, tile.rows);
     }
@@ -115,8 +151,9 @@ void transposeTile(uint32_t bits, const TransposeArea& tile) {
 }  // namespace
 
 void transpose(uint32_t bits, const TransposeArea& area) {
-    for (uint32_t row = 0; row < area.rows; row += kTile) {
-        for (uint32_t column = 0; column < area.columns; column += kTile) {
+    const uint32_t side = tileSide(bits);
+    for (uint32_t row = 0; row < area.rows; row += side) {
+        for (uint32_t column = 0; column < area.columns; column += side) {
             transposeTile(bits, tileOf(bits, area, column, row));
         }
     }
