@@ -101,7 +101,7 @@ class QuarterTurn {
         transpose(bits, area);
     }
 
-    static constexpr int32_t kMemoryBand = 512;
+    static constexpr int32_t kMemoryBand = 256;
 
     BitmapHandle& source_;
     BitmapHandle& target_;
