@@ -25,7 +25,7 @@ SOME = [([1, 2, 4], ["floyd-steinberg"], []), ([8], METHODS, []), ([8], ["floyd-
 
 PAGE = """<!DOCTYPE html>
 <html lang="en"><head><meta charset="utf-8"><meta name="viewport" content="width=device-width">
-<title>Tarnkit: colour reduction</title>
+<title>Tarnkit: {title}</title>
 <style>
 :root {{ --zoom: 1; }}
 body {{ margin: 0 auto; max-width: 1600px; padding: 1.5rem; font: 15px/1.45 system-ui, sans-serif; color: #222; background: #f6f6f4; }}
@@ -41,16 +41,18 @@ figcaption span {{ color: #777; }}
 .bar {{ position: sticky; top: 0; background: #f6f6f4; padding: .6rem 0; border-bottom: 1px solid #ddd; z-index: 1; }}
 a {{ color: inherit; }}
 </style></head><body>
-<h1>Tarnkit kernel: photographs in 2 to 256 colours</h1>
+<h1>Tarnkit kernel: {title}</h1>
 <p>Made by {program} under Wine with {library}. Each view is {width} x {height} pixels of the result, one to one; a click opens
-the whole picture. Times are those of <code>T_ColorResBitmap</code> for the whole picture, as measured in that run.{compared}</p>
-<p>Optimized palettes are shown beside those of {peers}, native programs, with all their times for the whole picture. The figure
-before the time is the mean colour difference (CIE76, in CIELAB) from the original, both blurred by {sigma} pixels: less is better.</p>
+the whole picture. {intro}{compared}</p>
 <div class="bar"><label>Zoom <input type="range" min="1" max="6" step="1" value="1"
  oninput="document.documentElement.style.setProperty('--zoom', this.value)"></label></div>
 {body}
 </body></html>
 """
+INTRO = """Times are those of <code>T_ColorResBitmap</code> for the whole picture, as measured in that run. Optimized palettes
+are shown beside those of {peers}, native programs, with all their times for the whole picture. The figure before the time is the
+mean colour difference (CIE76, in CIELAB) from the original, both blurred by {sigma} pixels: less is better.
+<a href="geometry.html">The second page</a> shows turns and sizes."""
 FIGURE = """<figure><a class="view" href="{link}"><img src="{crop}" alt="{name}" loading="lazy"></a>
 <figcaption>{name}<span>{note}</span></figcaption></figure>
 """
@@ -64,6 +66,22 @@ def checksum(*parts):
     for part in parts:
         digest.update(part.read_bytes() if isinstance(part, pathlib.Path) else json.dumps(part).encode())
     return digest.hexdigest()
+
+
+def known_items(options, stamp, state):
+    """The figures of an earlier run, or None where something is not up to date."""
+    known = json.loads(stamp.read_text()) if stamp.exists() else {}
+    complete = known.get("state") == state and all((options.out / item["crop"]).exists() for item in known["items"])
+    return known["items"] if complete else None
+
+
+def save_items(stamp, state, items):
+    stamp.write_text(json.dumps({"state": state, "items": items}))
+
+
+def check_native(file, native):
+    if not filecmp.cmp(file, native, shallow=False):
+        sys.exit(f"{file} and {native} differ")
 
 
 def busiest(picture):
@@ -91,10 +109,8 @@ def peer_items(options, picture, folder, window, judge):
     """What the peers make of a picture. Slow, and kept apart from our own results, which change more often."""
     stamp = folder / "peers.json"
     state = checksum(pathlib.Path(quality.__file__), picture, CROP)
-    if stamp.exists():
-        known = json.loads(stamp.read_text())
-        if known["state"] == state and all((options.out / item["crop"]).exists() for item in known["items"]):
-            return known["items"]
+    if known := known_items(options, stamp, state):
+        return known
     items = []
     with Image.open(picture) as file:
         image = file.convert("RGB")
@@ -107,7 +123,7 @@ def peer_items(options, picture, folder, window, judge):
             crop(folder / file, window, folder / f"crop-{file}")
             items.append({"file": f"{folder.name}/{file}", "crop": f"{folder.name}/crop-{file}", "bits": depth, "by": peer,
                           "method": method, "palette": "optimized", "ms": ms, "error": judge().error(result)})
-    stamp.write_text(json.dumps({"state": state, "items": items}))
+    save_items(stamp, state, items)
     return items
 
 
@@ -116,10 +132,8 @@ def reduce_picture(options, picture, number, runs):
     folder = options.out / f"{number:02}-{re.sub('[^A-Za-z0-9]+', '-', picture.stem)}"
     stamp = folder / "stamp.json"
     state = checksum(options.library, options.tnk, pathlib.Path(quality.__file__), picture, runs, CROP, bool(options.native))
-    if stamp.exists():
-        known = json.loads(stamp.read_text())
-        if known["state"] == state and all((options.out / item["crop"]).exists() for item in known["items"]):
-            return folder, known["items"], False
+    if known := known_items(options, stamp, state):
+        return folder, known, False
     folder.mkdir(parents=True, exist_ok=True)
     window = busiest(picture)
 
@@ -137,8 +151,7 @@ def reduce_picture(options, picture, number, runs):
             native.mkdir(exist_ok=True)
             convert([options.native], picture, native / name, run)
             for file in results:
-                if not filecmp.cmp(folder / file, native / file, shallow=False):
-                    sys.exit(f"{folder / file} and {native / file} differ")
+                check_native(folder / file, native / file)
                 (native / file).unlink()
         own = next((name for name, options in OWN.items() if options is run), None)
         for file, (bits, method, ms) in results.items():
@@ -156,7 +169,7 @@ def reduce_picture(options, picture, number, runs):
         whole = image.convert("RGB")
         whole.thumbnail(CROP)
         whole.save(folder / "whole.png")
-    stamp.write_text(json.dumps({"state": state, "items": items}))
+    save_items(stamp, state, items)
     return folder, items, True
 
 
@@ -181,8 +194,7 @@ def make_pages(options):
             if subprocess.run([*command, "pages", *map(str, options.pictures), "--out", out, *arguments]).returncode:
                 sys.exit("tnk pages failed")
         for name in names if options.native else ():
-            if not filecmp.cmp(folder / name, native / name, shallow=False):
-                sys.exit(f"{folder / name} and {native / name} differ")
+            check_native(folder / name, native / name)
         shutil.rmtree(native)
         stamp.write_text(json.dumps(state))
     shown = " ".join(["tnk pages", *(picture.name for picture in options.pictures), "--out {page}-{bits}.png", *arguments])
@@ -214,7 +226,7 @@ def section(picture, folder, items):
     return "\n".join(body)
 
 
-def main():
+def command_line():
     parser = argparse.ArgumentParser()
     parser.add_argument("--out", type=pathlib.Path, required=True)
     parser.add_argument("--library", type=pathlib.Path, required=True)
@@ -223,23 +235,34 @@ def main():
     parser.add_argument("--native")
     parser.add_argument("pictures", type=pathlib.Path, nargs="+")
     options = parser.parse_args()
+    for picture in options.pictures:
+        if not picture.is_file():
+            sys.exit(f"{picture}: there is no such picture")
+    return options
+
+
+def write_page(options, name, title, intro, body, total):
+    compared = f" All {total} results equal those of the native build, byte by byte." if options.native else ""
+    page = options.out / name
+    page.write_text(PAGE.format(title=title, width=CROP[0], height=CROP[1], program=options.tnk.name, library=options.library.name,
+                                intro=intro, compared=compared, body="\n".join(body)), encoding="utf-8")
+    print(f"open {page.resolve()}" + (f" ({total} results equal the native build's)" if options.native else ""))
+
+
+def main():
+    options = command_line()
     body = []
     total = 0
     for number, picture in enumerate(options.pictures, 1):
-        if not picture.is_file():
-            sys.exit(f"{picture}: there is no such picture")
         folder, items, fresh = reduce_picture(options, picture, number, ALL if number == 1 else SOME)
         total += sum(item["by"] not in PEERS for item in items)
         print(f"{picture.name}: {len(items)} results" + ("" if fresh else ", up to date"), flush=True)
         body.append(section(picture, folder, items))
     part, made = make_pages(options)
     body.append(part)
-    total += made
-    compared = f" All {total} results equal those of the native build, byte by byte." if options.native else ""
-    page = options.out / "index.html"
-    page.write_text(PAGE.format(width=CROP[0], height=CROP[1], program=options.tnk.name, library=options.library.name,
-                                compared=compared, peers=" and ".join(PEERS), sigma=quality.SIGMA, body="\n".join(body)), encoding="utf-8")
-    print(f"open {page.resolve()}" + (f" ({total} results equal the native build's)" if options.native else ""))
+    intro = INTRO.format(peers=" and ".join(PEERS), sigma=quality.SIGMA)
+    write_page(options, "index.html", "photographs in 2 to 256 colours", intro, body, total + made)
 
 
-main()
+if __name__ == "__main__":
+    main()

@@ -48,6 +48,20 @@ def bmp(height, bits, rows, palette=(), header=40, compression=0):
     return b"BM" + struct.pack("<III", offset + len(data), 0, offset) + fields + table + data
 
 
+def exif(orientation, order=">", kind=3, count=1, entries=2, at=8):
+    """A directory with the orientation as its second entry."""
+    head = struct.pack(order + "2sHI", b"II" if order == "<" else b"MM", 42, at)
+    tag = struct.pack(order + "HHIHH", 0x112, kind, count, orientation, 0)
+    return head + struct.pack(order + "HHHII", entries, 0x10F, 4, 1, 7) + tag + bytes(4)
+
+
+def with_exif(data, body):
+    """A JPEG or PNG file with this data spliced in."""
+    if data[:2] == b"\xff\xd8":
+        return data[:2] + b"\xff\xe1" + struct.pack(">H", len(body) + 8) + b"Exif\0\0" + body + data[2:]
+    return data[:33] + chunk(b"eXIf", body) + data[33:]
+
+
 def palette(data):
     """The entries that a PNG or BMP file has."""
     if data[:2] == b"BM":

@@ -16,7 +16,7 @@ import tempfile
 import time
 import unittest
 
-from PIL import Image
+from PIL import Image, ImageChops, ImageOps, ImageStat
 
 import pictures
 from pictures import HEIGHT, WIDTH
@@ -204,13 +204,14 @@ class Writing(ToolTest):
         for options in ("in.ppm --bits 1,2,3,4,5,6,7,8 --dither all", "in.ppm --bits 8 --dither all --palette web",
                         "in.ppm --bits 6 --dither all --palette own.gpl", "in.ppm --bits 1,4,7 --dither all --gray 8",
                         "in.ppm --bits 1,4,7 --dither all --palette optimized", "in.ppm --bits 16,24,32", "{jpeg} --bits 8,24",
+                        "in.ppm --rotate 7 --size 99x70 --shear 9", "in.ppm --bits 24,1 --rotate 7 --size 99x70 --filter bicubic",
                         "in.ppm {jpeg} --bits 3,8 --palette optimized --shared-palette --crop 1,1,50,50"):
             sources = [word.format(jpeg=SMALL_JPEG) if word == "{jpeg}" else word for word in options.split()]
             self.tnk("pages", *sources, "--out", "same-{page}-{bits}-{dither}.bmp")
             for path in sorted(self.place.glob("same-*")):
                 total.update(path.name.encode() + path.read_bytes())
                 path.unlink()
-        self.assertEqual(total.hexdigest(), "1199bac23f45483ca686b5a0d8024857b2ebf1b67441d7416cba47c6e895e673")
+        self.assertEqual(total.hexdigest(), "fe8b063b12e34398f3163119758fcd955b11ac6019e47542c8ab28f594ac4274")
 
     def test_palettes_of_files(self):
         colors = [(0, 0, 0), (255, 255, 255), (200, 30, 40), (10, 20, 230), (250, 240, 20), (253, 240, 20)]
@@ -268,8 +269,118 @@ class Working(ToolTest):
             _, err = self.convert(name, "none.png", "--crop 0,-8,5,8", code=1)
             self.assertIn(name + ": the part to crop lies outside its 61 x 37 pixels", err)
 
+    def test_steps_of_geometry_in_their_order(self):
+        flip, mirror, left, half, right = (getattr(Image.Transpose, name) for name in (
+            "FLIP_TOP_BOTTOM", "FLIP_LEFT_RIGHT", "ROTATE_90", "ROTATE_180", "ROTATE_270"))
+        kinds = [self.save(f"{image.mode}.png", image) for image in (self.rgb, self.rgba, self.gray, self.rgb.quantize(9), self.gray.convert("1"))]
+        cases = {"--flip": [flip], "--mirror": [mirror], "--rotate 90": [right], "--rotate -450.00": [left], "--rotate 180 --keep-size": [half],
+                 "--flip --rotate 90": [flip, right], "--rotate 90 --flip": [right, flip], "--mirror --rotate 90 --rotate 270 --mirror": []}
+        sizes = {"30x50": (30, 50), "183": (183, 111), "x111": (183, 111), "200%": (122, 74), "0.5%": (1, 1), "61x90": (61, 90)}
+        for name in kinds:
+            source = self.image(name)
+            for options, steps in cases.items():
+                expected = source.crop((5, 3, 45, 23))
+                for step in steps:
+                    expected = expected.transpose(step)
+                self.convert(name, "out.png", "--crop 5,3,40,20 " + options)
+                self.same("out.png", expected, "RGBA")
+            for size, (width, height) in sizes.items():
+                self.convert(name, "out.png", f"--filter nearest --size {size}")
+                expected = source.convert("RGBA").resize((width, height))
+                expected.putdata([source.convert("RGBA").getpixel((x * WIDTH // width, y * HEIGHT // height)) for y in range(height) for x in range(width)])
+                self.same("out.png", expected, "RGBA")
+        for box, size in {"30x90": (30, 18), "90x18": (30, 18), "99x99": (WIDTH, HEIGHT), "1x1": (1, 1)}.items():
+            self.convert("in.ppm", "out.png", f"--fit {box}")
+            self.assertEqual(self.image("out.png").size, size)
+
+    def test_filters_and_backgrounds(self):
+        def mean(image, other):
+            return sum(ImageStat.Stat(ImageChops.difference(image, other)).mean)
+
+        smooth = self.rgb.resize((366, 222), Image.Resampling.BICUBIC)
+        for source in (smooth, smooth.convert("L")):
+            self.save("smooth.png", source)
+            for options in ("--size 200", "--size 800", "--rotate 7.25 --background gray", "--rotate -100.5 --keep-size"):
+                for name in ("nearest", "linear", "bicubic"):
+                    self.convert("smooth.png", name + ".png", f"{options} --filter {name}")
+                self.convert("smooth.png", "out.png", options)
+                self.assertEqual(self.read("out.png"), self.read("linear.png"))
+                self.assertNotIn(self.read("nearest.png"), (self.read("linear.png"), self.read("bicubic.png")))
+                found = self.image("bicubic.png")
+                if options.startswith("--size"):
+                    expected = source.resize(found.size, Image.Resampling.BOX if found.width == 200 else Image.Resampling.BICUBIC)
+                else:
+                    expand = "keep" not in options
+                    expected = source.rotate(-float(options.split()[1]), Image.Resampling.BICUBIC, expand, fillcolor="#808080" if expand else "white")
+                    self.assertTrue(all(abs(a - b) <= 2 for a, b in zip(found.size, expected.size)))
+                    expected = expected.crop((0, 0, *found.size))
+                self.assertLess(mean(found, expected), 12, (options, source.mode))
+
+        # Palettes stay, and thin black lines, unless grays are asked for.
+        few, line = self.rgb.quantize(9), Image.new("1", (WIDTH, HEIGHT), 1)
+        line.paste(0, (0, 19, WIDTH, 20))
+        self.save("few.png", few)
+        self.save("line.png", line)
+        for options in ("--size 30", "--rotate 30", "--size 90 --filter bicubic", "--shear 20 --background #ff0000"):
+            self.convert("few.png", "out.png", options)
+            self.assertEqual(pictures.palette(self.read("out.png")), pictures.palette(self.read("few.png")))
+        for options, expected in (("", (0, 255)), ("--filter nearest", (255, 255)), ("--gray 8", (213, 255))):
+            self.convert("line.png", "out.png", f"--size 10x6 {options}")
+            low, high = self.image("out.png").convert("L").getextrema()
+            self.assertTrue(abs(low - expected[0]) < 5 and high == expected[1], (options, low, high))
+
+    def test_shear(self):
+        for options, turn in (("--shear 20", None), ("--shear 20 --vertical", Image.Transpose.TRANSPOSE)):
+            self.save("in.png", self.rgb.transpose(turn) if turn else self.rgb)
+            self.convert("in.png", "out.png", options + " --background #102030")
+            found = self.image("out.png").transpose(turn) if turn else self.image("out.png")
+            self.assertEqual(found.height, HEIGHT)
+            self.assertLess(abs(found.width - WIDTH - HEIGHT * 0.364), 2)
+            starts = []
+            for y in range(HEIGHT):
+                row = [found.getpixel((x, y)) for x in range(found.width)]
+                start = next(x for x, pixel in enumerate(row) if pixel != (16, 32, 48))
+                self.assertEqual(row[start : start + WIDTH], self.pixels[y * WIDTH : (y + 1) * WIDTH])
+                starts.append(start)
+            self.assertEqual((starts, min(starts)), (sorted(starts, reverse=bool(turn)), 0))
+
+    def test_orientation(self):
+        turns = [None, None, *(getattr(Image.Transpose, name) for name in (
+            "FLIP_LEFT_RIGHT", "ROTATE_180", "FLIP_TOP_BOTTOM", "TRANSPOSE", "ROTATE_270", "TRANSVERSE", "ROTATE_90"))]
+        plain, jpeg = self.read(self.save("plain.png", self.rgb, dpi=(300, 200))), SMALL_JPEG.read_bytes()
+        self.tnk("convert", str(SMALL_JPEG), "jpeg.png")
+        for view in range(1, 9):
+            self.write("in.png", pictures.with_exif(plain, pictures.exif(view, "<>"[view % 2])))
+            self.write("in.jpg", pictures.with_exif(jpeg, pictures.exif(view, "><"[view % 2])))
+            upright = {name: image.transpose(turns[view]) if view > 1 else image
+                       for name, image in (("in.png", self.rgb), ("in.jpg", self.image("jpeg.png")))}
+            for name, expected in upright.items():
+                box = 2, 3, expected.width - 4, expected.height - 9
+                for options, want in (("", expected), ("--keep-view --auto-orient", expected), ("--crop 2,3,%d,%d" % (box[2] - 2, box[3] - 3), expected.crop(box)),
+                                      ("--bits 24 --flip --rotate 90", expected.transpose(turns[4]).transpose(turns[6]))):
+                    self.convert(name, "out.png", options)
+                    self.same("out.png", want)
+                    self.assertNotIn(b"eXIf", self.read("out.png"))
+                    if "--auto" not in options:
+                        self.convert(name, "out.png", options + " --keep-view")
+                        kept = ImageOps.exif_transpose(self.image("out.png"))
+                        self.assertEqual((kept.size, kept.tobytes()), (want.size, want.tobytes()), (name, options, view))
+            words = ["upright", "mirrored", "upside down", "flipped", "on its side and", "on its side: a quarter turn clock", "the first", "counter"][view - 1]
+            self.assertRegex(self.tnk("info", "in.png")[0], rf"61 x 37 pixels{', seen as 37 x 61' * (view > 4)}\n  orientation .*{words}")
+        self.convert("in.png", "out.png")
+        self.assertEqual([round(v) for v in self.image("out.png").info["dpi"]], [200, 300])
+        self.assertIn("note: out.bmp", self.convert("in.png", "out.bmp", "--keep-view")[1])
+        self.same("out.bmp", self.rgb)
+
+        # Data that is not sound says nothing.
+        good = pictures.exif(6)
+        bad = [good[:cut] for cut in (0, 7, 9, 20, 33)] + [pictures.exif(*values) for values in (
+            (0,), (9,), (6, ">", 4), (6, ">", 3, 2), (6, ">", 3, 1, 0xFFFF), (6, ">", 3, 1, 2, 0xFFFFFFF0), (6, ">", 3, 1, 2, len(good) - 1))] + [b"XX" + good[2:]]
+        names = [self.write(f"{i}{form}", pictures.with_exif(data, body)) for i, body in enumerate(bad) for form, data in ((".png", plain), (".jpg", jpeg))]
+        self.assertEqual(self.tnk("info", *names)[0].count("orientation not in the file"), len(names))
+
     def test_files_are_the_same_wherever_bitmaps_are_held(self):
-        self.large()
+        self.save("page.png", self.image(self.large()).convert("1"))
         held = {"plain": "in memory", "disk": "in a temporary file", "tiled": r"in tiles: \d+ of \d+ bytes",
                 "compressed": r"bytes compressed, \d+\.\d % of plain rows", "super": ", (1|8|24) bits?,.* super-compressed"}
         files = {}
@@ -278,6 +389,10 @@ class Working(ToolTest):
             out, err = self.convert("large.ppm", "{bits}.bmp", f"--bits {'1' if kind == 'compressed' else '1,8,24'} --crop 3,5,970,1170 "
                                     f"--verbose --memory {kind}", code=missing)
             self.assertTrue(not missing or "large.ppm: super-compression needs the module TFCMP15U" in err)
+            for source, options in (("page.png", "--bits 1 --flip --rotate 90 --mirror --size 70% --shear 9 --rotate 7 --rotate 180 --fit 400x900"),
+                                    ("large.ppm", "--bits 24 --flip --rotate 90 --mirror --size 70% --shear 9 --rotate 7 --size x650")):
+                if not missing and (kind != "compressed" or source == "page.png"):
+                    out += self.convert(source, source[:4] + ".bmp", f"{options} --verbose --memory {kind}")[0]
             for line in out.splitlines():
                 self.assertRegex(line, words)
                 name = line.split(":")[0]
@@ -320,7 +435,10 @@ class Failing(ToolTest):
             "--bits 24 --gray 8": "--gray", "--bits 8 --gray 8 --palette web": "--gray", "--crop 1,2,3": "--crop",
             "--crop 0,0,0,5": "start at 1", "--bits 8 --memory compressed": "--bits 1", "--bits 8 --colors 9": "2, 4, 8, ... 256 colours",
             "--bits 4 --colors 32": "no room for 32 colours", "--bits 8 --order rgb": "--order",
-            "--bits 8 --palette web --reserve-system": "--palette optimized",
+            "--bits 8 --palette web --reserve-system": "--palette optimized", "--rotate x": "no angle", "--rotate 1.234": "no angle",
+            "--shear 90": "no angle", "--size 0": "--size 0", "--size 5x": "--size 5x", "--size 0%": "percent", "--fit 5": "no WxH",
+            "--flip --keep-size": "behind a --rotate", "--vertical": "behind a --shear", "--filter linear --flip": "--filter goes",
+            "--size 5 --filter cubic": "--filter", "--background red": "--background goes", "--rotate 5 --background #12345": "no #RRGGBB",
         }.items()} | {"convert in.ppm out.bmp --" + options: words for options, words in {
             "gray 16": "BMP holds no grays", "bits 12": "BMP holds no grays", "bits 64": "no channels of 16 bits"}.items()}
         for arguments, words in cases.items():

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "geometry.h"
+
 namespace tool {
 
 // Names of the dithering methods; the position is the library's number.
@@ -13,7 +15,8 @@ constexpr std::array<const char*, 9> kDitherNames = {
 
 // What becomes of a picture.
 struct PictureOptions {
-    std::vector<int> crop;             // left, top, width, height; empty: the whole picture
+    std::vector<int> crop;  // left, top, width, height, as seen; empty: the whole picture
+    GeometryOptions geometry;
     int gray = 0;                      // bits of the grays that it becomes first; 0: it keeps its colours
     std::vector<int> bits;             // one result for each, and each of the methods; empty: as it is by now
     std::vector<std::string> dithers;  // empty: floyd-steinberg

@@ -36,6 +36,7 @@ std::vector<uint32_t> methodsOf(const std::vector<std::string>& names) {
 
 void checkOptions(const PictureOptions& options) {
     const bool ownPalette = !options.palette.empty();
+    checkGeometry(options.geometry);
     if (!options.crop.empty() && (options.crop[2] < 1 || options.crop[3] < 1)) {
         throw usageFailure("--crop LEFT,TOP,WIDTH,HEIGHT: width and height start at 1");
     }
@@ -184,14 +185,12 @@ void Converter::prepare(Page& page) const {
     const Progress progress("preparing", page.file);
     const Stopwatch stopwatch(page.milliseconds);
     Bitmap& bitmap = page.bitmap;
-    if (!options_.crop.empty()) {
-        const int32_t *box = options_.crop.data(), width = bitmap->Width, height = bitmap->Height;
-        const int32_t code = T_TrimBitmap(bitmap.get(), box[0], box[1], box[2], box[3]);
-        if (code == T_ERROR_INVALID_SIZE) {
-            throw fileFailure(page.file, "the part to crop lies outside its " + std::to_string(width) + " x " +
-                                             std::to_string(height) + " pixels");
-        }
-        require(code, page.file);
+    if (!options_.geometry.keepView) bringUpright(bitmap, page.file);
+    if (!options_.crop.empty()) cropBitmap(bitmap, options_.crop, page.file);
+    if (!options_.geometry.steps.empty()) {
+        takeOwnDepth(page);
+        const Stopwatch stepwatch(page.moving);
+        applySteps(bitmap, options_.geometry, page.file);
     }
     if (options_.gray) require(T_GrayScaleBitmap(bitmap.get(), options_.gray), page.file);
 }
@@ -201,7 +200,9 @@ namespace {
 Result resultOf(const Page& page, const Job& job, int bits, std::string out) {
     replaceAll(out, "{bits}", std::to_string(bits));
     replaceAll(out, "{dither}", kDitherNames[job.method]);
-    return {std::move(out), {page.file, page.resolution, page.milliseconds, {}, 0, {}}, kDitherNames[job.method]};
+    return {std::move(out),
+            {page.file, page.resolution, page.milliseconds, page.moving, {}, 0, {}},
+            kDitherNames[job.method]};
 }
 
 }  // namespace
@@ -282,12 +283,25 @@ Converter::Reduction Converter::reductionFor(const Job& job) const {
     return {job.bits, CRF_FIXEDPALETTE | method, 0, {}};
 }
 
+Bitmap Converter::matched(Page& page, int bits, const std::vector<PaletteEntry>& palette) const {
+    const uint32_t request = packed() ? MEM_CONVENTIONAL : request_;
+    return placed(matchColors(page.bitmap, page.file, bits, palette, request), page.file);
+}
+
+// Steps of geometry find no colours that the palette lacks where a result keeps it; elsewhere they may blend.
+void Converter::takeOwnDepth(Page& page) const {
+    const bool kept =
+        std::any_of(jobs_.begin(), jobs_.end(), [&](const Job& job) { return keepsPalette(page, depthOf(page, job)); });
+    if (kept && page.depth && page.depth != page.bitmap->BitsPerPixel) {
+        page.bitmap = matched(page, page.depth, page.palette);
+    }
+}
+
 Bitmap Converter::reduce(Page& page, const Job& job) const {
     const bool asItIs = options_.bits.empty() && job.bits == page.bitmap->BitsPerPixel;
     if (asItIs || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
     if (const std::vector<PaletteEntry> palette = exactPalette(page, job); !palette.empty()) {
-        const uint32_t request = packed() ? MEM_CONVENTIONAL : request_;
-        return placed(matchColors(page.bitmap, page.file, job.bits, palette, request), page.file);
+        return matched(page, job.bits, palette);
     }
     const Reduction wanted = reductionFor(job);
     Bitmap result;
@@ -303,7 +317,11 @@ Bitmap Converter::placed(Bitmap result, const std::string& file) const {
 }
 
 void Converter::write(Result& result, OutputFile& output) const {
-    writePicture(format_, result.page.bitmap, output, result.page.resolution);
+    Bitmap& bitmap = result.page.bitmap;
+    if (format_ == FileFormat::kBmp && bitmap->ViewPerspective != TOP_LEFT) {
+        std::fprintf(stderr, "tnk: note: %s: a BMP file cannot say how its rows are to be seen\n", result.out.c_str());
+    }
+    writePicture(format_, bitmap, output, result.page.resolution);
 }
 
 std::string Converter::report(Result& result) const {
@@ -313,7 +331,9 @@ std::string Converter::report(Result& result) const {
     char numbers[96];
     std::snprintf(numbers, sizeof numbers, ": %d x %d, %d %s, %s, converted in %.1f ms, ", bitmap->Width,
                   bitmap->Height, bits, bits == 1 ? "bit" : "bits", result.method, result.page.milliseconds);
-    return result.out + numbers + describeMemory(bitmap) + "\n";
+    char moved[48] = "";
+    if (result.page.moving > 0) std::snprintf(moved, sizeof moved, "moved in %.1f ms, ", result.page.moving);
+    return result.out + numbers + moved + describeMemory(bitmap) + "\n";
 }
 
 }  // namespace tool

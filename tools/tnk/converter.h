@@ -16,6 +16,7 @@ struct Page {
     std::string file;  // where it came from
     Resolution resolution = Resolution::kOmit;
     double milliseconds = 0;  // spent on it by the library
+    double moving = 0;        // of these in steps of geometry
     Bitmap bitmap;
     int depth = 0;                      // that keeps every pixel, 0: the bitmap's
     std::vector<PaletteEntry> palette;  // in which every pixel has its colour
@@ -44,7 +45,7 @@ class Converter {
     const std::vector<Job>& jobs() const { return jobs_; }
 
     Page read(const std::string& file) const;
-    // The part that was asked for, and its grays.
+    // The part that was asked for, moved as was asked for, and its grays.
     void prepare(Page& page) const;
     // `out` with {bits} and {dither} filled in.
     Result make(Page& page, const Job& job, std::string out) const;
@@ -75,6 +76,8 @@ class Converter {
     std::vector<PaletteEntry> exactPalette(const Page& page, const Job& job) const;
     Reduction reductionFor(const Job& job) const;
     Bitmap reduce(Page& page, const Job& job) const;
+    void takeOwnDepth(Page& page) const;
+    Bitmap matched(Page& page, int bits, const std::vector<PaletteEntry>& palette) const;
     bool packed() const { return (request_ & (MEM_COMPRESSED | MEM_SUPERCOMPRESSED)) != 0; }
     Bitmap placed(Bitmap result, const std::string& file) const;
 

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "bytes.h"
+#include "exif.h"
 #include "failure.h"
 
 namespace tool {
@@ -82,6 +83,8 @@ Headers readPngHeaders(const std::string& file, const std::vector<uint8_t>& data
             }
         } else if (isChunk(chunk, "pHYs") && intact && length >= 9 && body[8] == 1) {
             setResolution(headers, dotsPerInch(big32(body)), dotsPerInch(big32(body + 4)));
+        } else if (isChunk(chunk, "eXIf") && intact && headers.orientation == 0) {
+            headers.orientation = exifOrientation(body, length);
         }
         at += size_t{12} + length;
     }
@@ -113,6 +116,9 @@ Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& dat
             const double scale = density[0] == 1 ? 1 : density[0] == 2 ? 2.54 : 0;
             setResolution(headers, static_cast<int>(std::lround(big16(density + 1) * scale)),
                           static_cast<int>(std::lround(big16(density + 3) * scale)));
+        } else if (marker == 0xE1 && length >= 8 && std::memcmp(&data[at + 2], "Exif\0", 6) == 0 &&
+                   headers.orientation == 0) {
+            headers.orientation = exifOrientation(&data[at] + 8, length - 8);
         }
         at += length;
         if (marker != 0xDA) continue;

@@ -15,6 +15,7 @@ struct Headers {
     int bitsPerPixel = 0;  // of the file, 0 where the pixels say it (JPEG, PNM of more than 1 bit)
     int xResolution = 0;   // dots per inch, 0 when the file has none
     int yResolution = 0;
+    int orientation = 0;                // how the rows are to be seen: a view perspective, 0 when the file does not say
     std::vector<PaletteEntry> palette;  // of pictures that have one, and the one that a PNG of colours suggests
     bool indexed = false;               // the pixels are indexes into the palette
     bool transparent = false;           // some colours or entries of a PNG stand for transparent pixels

@@ -22,6 +22,17 @@ const char* channelNames(int channels) {
     }
 }
 
+// By view perspective; 0 where the file does not say.
+constexpr const char* kOrientations[9] = {"not in the file",
+                                          "upright",
+                                          "mirrored: left and right are exchanged",
+                                          "upside down: a half turn brings it upright",
+                                          "flipped: top and bottom are exchanged",
+                                          "on its side and mirrored: rows are seen as columns",
+                                          "on its side: a quarter turn clockwise brings it upright",
+                                          "on its side and mirrored: rows are seen as columns, the first at the right",
+                                          "on its side: a quarter turn counter-clockwise brings it upright"};
+
 std::string inBits(int count) { return std::to_string(count) + (count == 1 ? " bit" : " bits"); }
 
 const char* orderName(const Bitmap& bitmap) {
@@ -68,7 +79,10 @@ void info(const std::string& file, const std::string& memory) {
 
     std::printf("%s\n", file.c_str());
     std::printf("  format      %s\n", headers.format);
-    std::printf("  size        %d x %d pixels\n", bitmap->Width, bitmap->Height);
+    const std::string onItsSide = ", seen as " + std::to_string(bitmap->Height) + " x " + std::to_string(bitmap->Width);
+    std::printf("  size        %d x %d pixels%s\n", bitmap->Width, bitmap->Height,
+                headers.orientation >= LEFT_TOP ? onItsSide.c_str() : "");
+    std::printf("  orientation %s\n", kOrientations[headers.orientation]);
     std::printf("  depth       %s a pixel\n", inBits(pixelBits).c_str());
     std::printf("  channels    %d of %d bits: %s\n", picture.channels, picture.bitsPerChannel,
                 channelNames(picture.channels));

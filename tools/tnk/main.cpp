@@ -9,6 +9,7 @@
 #include "build_id.h"
 #include "commands.h"
 #include "failure.h"
+#include "geometry_options.h"
 #include "memory.h"
 #include "progress.h"
 
@@ -58,7 +59,15 @@ constexpr const char* kPaletteExamples =
 
 // Of the commands that make pictures.
 constexpr const char* kNotes =
-    "A picture is cropped first, then made gray, then reduced. Without --bits its depth stays.\n"
+    "A picture is brought upright first, if its file says how it lies (but for --keep-view), then cropped, then "
+    "turned,\n"
+    "sized and so on in the order of the command line, any number of times, then made gray, then reduced.\n"
+    "Without --bits its depth stays.\n"
+    "Without --filter colours and grays are blended (linear; areas where a dimension shrinks). Pictures that keep "
+    "their\n"
+    "palette take the nearest pixel, and those of 1 bit that shrink keep every black one: --filter nearest drops thin\n"
+    "lines, linear and bicubic dither (in sizes). A result that is --gray or has more --bits blends.\n"
+    "The background is matched with a palette that stays, and transparent where a picture has alpha.\n"
     "The palette of a picture stays where it has room at --bits, unless --palette or --colors asks for another.\n"
     "A crop takes what lies inside the picture; one that lies outside altogether is a failure.\n"
     "Dithering methods: none, floyd-steinberg, stucki, burkes, sierra, stevenson-arce, jarvis, ordered, clustered.\n"
@@ -76,6 +85,9 @@ constexpr const char* kConvertExamples =
     "  tnk convert photo.jpg best.png --bits 8 --palette optimized --colors 64\n"
     "  tnk convert photo.jpg print.png --bits 1 --dither clustered\n"
     "  tnk convert photo.jpg part.png --crop 100,50,640,480\n"
+    "  tnk convert photo.jpg small.png --rotate 90 --fit 800x600\n"
+    "  tnk convert scan.png straight.png --rotate -1.25 --keep-size --filter bicubic\n"
+    "  tnk convert fax.png small.png --size 25% --gray 8         grays instead of lost lines\n"
     "  tnk convert scan.png gray.png --gray 16\n"
     "  tnk convert photo.jpg ink.png --gray 8 --bits 2           four grays, dithered\n"
     "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all";
@@ -139,10 +151,11 @@ void CommandLine::addColorsOption(CLI::App& command, int& colors, const char* wh
 }
 
 void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) {
-    command.add_option("--crop", options.crop, "Only this part: LEFT,TOP,WIDTH,HEIGHT in pixels")
+    command.add_option("--crop", options.crop, "Only this part: LEFT,TOP,WIDTH,HEIGHT in pixels as seen")
         ->delimiter(',')
         ->expected(4)
         ->allow_extra_args(false);
+    addGeometryOptions(command, options.geometry);
     command
         .add_option("-g,--gray", options.gray, "Grays of 8, 12 or 16 bits instead of colours; --bits 1-8 reduces them")
         ->check(CLI::IsMember({8, 12, 16}));
@@ -242,6 +255,9 @@ int CommandLine::run(std::vector<std::string> arguments) {
         app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
     } catch (const CLI::Success& help) {
         return app_.exit(help);
+    } catch (const Failure& failure) {
+        complain(failure.what());
+        return failure.code();
     } catch (const CLI::ParseError& error) {
         const std::vector<std::string> extras = app_.remaining();
         const bool unknown = app_.get_subcommands().empty() && !extras.empty() && extras[0][0] != '-';

@@ -40,11 +40,12 @@ Bitmap matchColors(Bitmap& source, const std::string& file, int bits, const std:
     result->ColorCount = static_cast<uint32_t>(palette.size());
     result->XResolution = source->XResolution;
     result->YResolution = source->YResolution;
+    result->ViewPerspective = source->ViewPerspective;
 
-    // Many rows are converted as one, so that what is found for a colour serves them all. Rows of 12 bits may end inside
-    // a byte.
+    // Many rows are converted as one, so that what is found for a colour serves them all. Other rows than those of whole
+    // bytes a pixel may end inside a byte.
     constexpr int kPixels = 1 << 20;
-    const int rowsAtOnce = bitsBefore == 12 ? 1 : std::clamp(kPixels / width, 1, height);
+    const int rowsAtOnce = bitsBefore % 8 != 0 ? 1 : std::clamp(kPixels / width, 1, height);
     const size_t rowBytes = size_t{static_cast<uint32_t>(width)} * static_cast<uint32_t>(bitsBefore) / 8;
     const uint32_t needed = T_CalcConvertSize(width * rowsAtOnce, bitsBefore, width * rowsAtOnce, 8);
     if (needed == 0) throw fileFailure(file, "the picture is too wide");

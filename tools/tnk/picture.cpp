@@ -180,6 +180,9 @@ Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t reque
         picture.bitmap->XResolution = picture.headers.xResolution;
         picture.bitmap->YResolution = picture.headers.yResolution;
     }
+    if (picture.headers.orientation) {
+        picture.bitmap->ViewPerspective = static_cast<uint32_t>(picture.headers.orientation);
+    }
     return picture;
 }
 

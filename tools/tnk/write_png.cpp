@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "bytes.h"
+#include "exif.h"
 #include "file_rows.h"
 #include "progress.h"
 #include "stb_setup.h"
@@ -179,6 +180,10 @@ void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution, GrayRam
         putBig32(body, static_cast<uint32_t>(std::lround(bitmap->YResolution / 0.0254)));
         body.push_back(1);  // per metre
         writeChunk(output, "pHYs", body.data(), body.size());
+    }
+    if (bitmap->ViewPerspective != TOP_LEFT) {
+        body = exifOf(static_cast<int>(bitmap->ViewPerspective));
+        writeChunk(output, "eXIf", body.data(), body.size());
     }
     if (layout.type == kPalette) {
         body.clear();
