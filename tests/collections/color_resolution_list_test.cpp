@@ -220,14 +220,15 @@ TEST(ColorResolutionList, RefusesAndReportsNothing) {
 }
 
 // A callback may get at the table that the items share, and what it writes there counts from then on.
+int32_t TNK_CALL whiteBelow(int32_t percent, void*) {
+    if (percent < 50) return 1;
+    uint32_t* const table = T_SetUserMatchTable(nullptr);
+    T_SetUserMatchTable(table);
+    std::fill_n(table, 32'768, 2u);
+    return 1;
+}
+
 TEST(ColorResolutionList, ItsTableMayBeChangedMeanwhile) {
-    const auto whiteBelow = [](int32_t percent, void*) -> int32_t {
-        if (percent < 50) return 1;
-        uint32_t* const table = T_SetUserMatchTable(nullptr);
-        T_SetUserMatchTable(table);
-        std::fill_n(table, 32'768, 2u);
-        return 1;
-    };
     const PaletteEntry palette[] = {{0, 0, 0, 0}, {255, 255, 255, 0}};
     BitmapHandle black{};
     ASSERT_EQ(T_CreateBitmap(&black, sizeof black, MEM_CONVENTIONAL, 256, 256, 8, ORDER_BGR, nullptr, 1, nullptr, 0),

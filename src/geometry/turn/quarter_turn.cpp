@@ -23,9 +23,13 @@ constexpr EntryRule kTurnRule = {ERROR_NOT_ALLOCATED, ERROR_NOT_ALLOCATED, 0};
 // Packed pixels begin on bytes at multiples of this, in source rows as in target rows.
 constexpr int32_t kUnit = 8;
 
-// As many rows, a multiple of kUnit, as the bytes of a window have room for.
-int32_t rowsInWindow(uint64_t rowBytes) {
-    const uint64_t rows = kWindowBytes / std::max<uint64_t>(rowBytes, 1) & ~uint64_t{kUnit - 1};
+// Target rows that are collected at a time where rows have no address. All source rows are gone through for each band of
+// them, in pieces: the more rows, the fewer and the longer these are, and tiles are paged in again for each band.
+constexpr uint64_t kBandBytes = 48u << 20;
+
+// As many rows, a multiple of kUnit, as there is room for.
+int32_t rowsWithin(uint64_t room, uint64_t rowBytes) {
+    const uint64_t rows = room / std::max<uint64_t>(rowBytes, 1) & ~uint64_t{kUnit - 1};
     return static_cast<int32_t>(std::clamp<uint64_t>(rows, kUnit, INT32_MAX & ~(kUnit - 1)));
 }
 
@@ -40,7 +44,7 @@ class QuarterTurn {
         TRY(window_.prepare());
         bool direct = false;
         TRY(lendsRows(target_, &direct));
-        int32_t band = window_.lent() && direct ? kMemoryBand : rowsInWindow(Shape(target_).lineBytes);
+        int32_t band = window_.lent() && direct ? kMemoryBand : rowsWithin(kBandBytes, Shape(target_).lineBytes);
         band = std::min(band, (target_.Height + kUnit - 1) & ~(kUnit - 1));
         TRY(writer_.prepare(band));
         Progress progress = statusProgress(target_.Height, range);
@@ -68,7 +72,8 @@ class QuarterTurn {
     Result turnBand(int32_t first, int32_t count, uint8_t* rows) {
         const int32_t left = clockwise_ ? first : target_.Height - first - count;
         const Shape shape(source_);
-        const int32_t strip = window_.lent() ? source_.Height : rowsInWindow(pixelBytes(uint32_t(count), shape.bits));
+        const int32_t strip =
+            window_.lent() ? source_.Height : rowsWithin(kWindowBytes, pixelBytes(uint32_t(count), shape.bits));
         for (int32_t done = 0; done < source_.Height; done += strip) {
             const int32_t height = std::min(strip, source_.Height - done);
             // Clockwise the last source row comes first.
