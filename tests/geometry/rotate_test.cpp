@@ -269,16 +269,16 @@ TEST(Rotation, BlendsWhereItCan) {
     }
 }
 
+int32_t TNK_CALL noteAndStopAt60(int32_t percent, void* reports) {
+    static_cast<std::vector<int32_t>*>(reports)->push_back(percent);
+    return percent == 60 ? 5 : SUCCESS;
+}
+
 TEST(Rotation, WithoutAnAngle) {
     StoredBitmap picture(Kind::section, 7, 3, 24);
     const Bytes before = fillRandomly(picture.record);
     std::vector<int32_t> reports;
-    T_SetStatusCallBack(
-        [](int32_t percent, void* to) {
-            static_cast<std::vector<int32_t>*>(to)->push_back(percent);
-            return percent == 60 ? 5 : SUCCESS;
-        },
-        &reports, nullptr, nullptr);
+    T_SetStatusCallBack(noteAndStopAt60, &reports, nullptr, nullptr);
     picture.record.ViewPerspective = BOTTOM_RIGHT;
     EXPECT_EQ(T_IntRotateBitmap(&picture.record, 18000, 0, 0, 20, 70, 1, 1), SUCCESS);
     EXPECT_EQ(picture.record.ViewPerspective, uint32_t{TOP_LEFT});
