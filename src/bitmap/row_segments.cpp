@@ -102,12 +102,15 @@ void putLowPart(uint8_t* target, const uint8_t* source, uint32_t pixels) {
 void mergeBits(uint8_t* target, const uint8_t* source, uint32_t phase, uint64_t bits, bool lowFirst) {
     const auto last = static_cast<size_t>((phase + bits - 1) >> 3);
     const auto unused = static_cast<uint32_t>(7 - ((phase + bits - 1) & 7));
-    for (size_t i = 0; i <= last; ++i) {
-        uint32_t mask = 0xFF;
-        if (i == 0) mask &= lowFirst ? 0xFFu << phase : 0xFFu >> phase;
-        if (i == last) mask &= lowFirst ? 0xFFu >> unused : 0xFFu << unused;
-        mergeByte(target[i], source[i], mask);
+    uint32_t firstMask = 0xFF & (lowFirst ? 0xFFu << phase : 0xFFu >> phase);
+    const uint32_t lastMask = 0xFF & (lowFirst ? 0xFFu >> unused : 0xFFu << unused);
+    if (last == 0) {
+        firstMask &= lastMask;
+    } else {
+        std::memcpy(target + 1, source + 1, last - 1);
+        mergeByte(target[last], source[last], lastMask);
     }
+    mergeByte(target[0], source[0], firstMask);
 }
 
 // A run whose bits lie at another place inside their bytes in the buffer than in the row.

@@ -196,6 +196,28 @@ void blendRow(const TurnStretch& stretch, uint8_t* target) {
     blend.template run<false>(stretch.inner.end, stretch.covered.end);
 }
 
+// Levels have no use for channels in a loop: the same sums, with weights that add up to 256.
+void blendLevels(const TurnStretch& stretch, uint8_t* target) {
+    const Blend<Gray8, Linear, int32_t> blend(stretch, target);
+    const auto [first, end] = stretch.inner;
+    blend.run<false>(stretch.covered.first, first);
+    int64_t x = stretch.start.x + first * stretch.step.x - kHalfPixel;
+    int64_t y = stretch.start.y + first * stretch.step.y - kHalfPixel;
+    for (int32_t i = first; i < end; ++i) {
+        const auto across = static_cast<uint32_t>(x >> kBlendShift) & 255;
+        const auto down = static_cast<uint32_t>(y >> kBlendShift) & 255;
+        const uint8_t* const upper = stretch.pixels + static_cast<ptrdiff_t>(y >> kStepBits) * stretch.stride +
+                                     static_cast<ptrdiff_t>(x >> kStepBits);
+        const uint8_t* const lower = upper + stretch.stride;
+        const uint32_t above = upper[0] * (256 - across) + upper[1] * across;
+        const uint32_t below = lower[0] * (256 - across) + lower[1] * across;
+        target[i] = static_cast<uint8_t>((above * (256 - down) + below * down + (1u << 15)) >> 16);
+        x += stretch.step.x;
+        y += stretch.step.y;
+    }
+    blend.run<false>(end, stretch.covered.end);
+}
+
 #if defined(__x86_64__) || defined(__i386__)
 // The inner pixels by vectors. These read 8 bytes a pixel: of 3 bytes the next but one must be there too.
 template <int32_t kBytes>
@@ -240,7 +262,8 @@ template <typename Filter>
 TurnRoutine routineFor(const BitmapHandle& bitmap) {
     switch (bitmap.BitsPerPixel) {
         case 8:
-            return isGrayRamp(bitmap) ? blendRow<Gray8, Filter> : nullptr;
+            if (!isGrayRamp(bitmap)) return nullptr;
+            return Filter::kTaps == 2 ? blendLevels : blendRow<Gray8, Filter>;
         case 12:
             return sampleRoutine<Filter, 12>(bitmap);
         case 16:
