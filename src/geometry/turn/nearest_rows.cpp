@@ -1,5 +1,6 @@
 // Turned rows of nearest pixels.
 #include <cstring>
+#include <tuple>
 
 #include "base/pixel_values.h"
 #include "geometry/turn/turn_rows.h"
@@ -10,14 +11,16 @@ namespace {
 // Every covered pixel by fetch(row, column, pixel of the target); no position needs a look at the bounds.
 template <size_t kTargetBytes, typename Fetch>
 void fetchAll(const TurnStretch& stretch, uint8_t* target, Fetch fetch) {
-    int64_t x = stretch.start.x + stretch.covered.first * stretch.step.x;
-    int64_t y = stretch.start.y + stretch.covered.first * stretch.step.y;
-    uint8_t* to = target + static_cast<size_t>(stretch.covered.first) * kTargetBytes;
-    for (int32_t i = stretch.covered.first; i < stretch.covered.end; ++i, to += kTargetBytes) {
-        fetch(stretch.pixels + static_cast<ptrdiff_t>(y >> kStepBits) * stretch.stride,
-              static_cast<size_t>(x >> kStepBits), to);
-        x += stretch.step.x;
-        y += stretch.step.y;
+    // By value: the bytes that are written might be the stretch, for all that the compiler knows.
+    const auto [pixels, stride, step] = std::tuple(stretch.pixels, stretch.stride, stretch.step);
+    const PixelSpan covered = stretch.covered;
+    int64_t x = stretch.start.x + covered.first * step.x;
+    int64_t y = stretch.start.y + covered.first * step.y;
+    uint8_t* to = target + static_cast<size_t>(covered.first) * kTargetBytes;
+    for (int32_t i = covered.first; i < covered.end; ++i, to += kTargetBytes) {
+        fetch(pixels + static_cast<ptrdiff_t>(y >> kStepBits) * stride, static_cast<size_t>(x >> kStepBits), to);
+        x += step.x;
+        y += step.y;
     }
 }
 
