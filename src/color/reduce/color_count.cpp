@@ -219,7 +219,8 @@ CountRun chooseRun(const BitmapHandle& bitmap, const CountRule& rule) {
 
 class ColorScan {
   public:
-    explicit ColorScan(BitmapHandle& bitmap) : bitmap_(bitmap), reader_(bitmap), region_(bitmap, AskRegion::whereThereIsOne) {}
+    explicit ColorScan(BitmapHandle& bitmap)
+        : bitmap_(bitmap), reader_(bitmap), region_(bitmap, AskRegion::whereThereIsOne) {}
 
     Result prepare(PaletteEntry* colors, uint32_t capacity) {
         settleRule(bitmap_, colors != nullptr, capacity, rule_);
