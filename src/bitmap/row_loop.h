@@ -69,4 +69,21 @@ Result mapRows(Reader& reader, Writer& writer, const RowLoop& loop, Progress& pr
     return SUCCESS;
 }
 
+// Writes blocks of rows, of which next(done) tells how many follow the `done` first ones: make(first, count, rows) fills
+// what was lent, BytesPerLine apart.
+template <typename Writer, typename Next, typename Make>
+Result writeBlocks(Writer& writer, int32_t rows, Progress& progress, Next next, Make make) {
+    TRY(progress.begin());
+    for (int32_t done = 0; done < rows;) {
+        const int32_t count = next(done);
+        uint8_t* block;
+        TRY(writer.lendBlock(done, count, &block));
+        TRY(make(done, count, block));
+        TRY(writer.put(count));
+        TRY(progress.step(count));
+        done += count;
+    }
+    return SUCCESS;
+}
+
 }  // namespace tnk

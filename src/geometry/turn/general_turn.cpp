@@ -8,6 +8,7 @@
 
 #include "base/pixel_format.h"
 #include "base/shape.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "convert/fill_run.h"
 #include "convert/packed_pixels.h"
@@ -56,17 +57,9 @@ class GeneralTurn {
             std::min<uint64_t>(fitting, static_cast<uint32_t>(std::min(tile_.height, target_.Height))));
         TRY(writer_.prepare(std::max(band, 1)));
         Progress progress = statusProgress(target_.Height, range);
-        TRY(progress.begin());
-        for (int32_t done = 0; done < target_.Height;) {
-            const int32_t count = std::min(band, target_.Height - done);
-            uint8_t* rows;
-            TRY(writer_.lendBlock(done, count, &rows));
-            TRY(turnBand(done, count, rows));
-            TRY(writer_.put(count));
-            TRY(progress.step(count));
-            done += count;
-        }
-        return SUCCESS;
+        return writeBlocks(
+            writer_, target_.Height, progress, [&](int32_t done) { return std::min(band, target_.Height - done); },
+            [&](int32_t first, int32_t count, uint8_t* rows) { return turnBand(first, count, rows); });
     }
 
   private:

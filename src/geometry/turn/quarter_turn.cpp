@@ -7,6 +7,7 @@
 #include "base/pixel_format.h"
 #include "base/shape.h"
 #include "bitmap/hooks.h"
+#include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "geometry/replacement.h"
 #include "geometry/sine.h"
@@ -48,17 +49,9 @@ class QuarterTurn {
         band = std::min(band, (target_.Height + kUnit - 1) & ~(kUnit - 1));
         TRY(writer_.prepare(band));
         Progress progress = statusProgress(target_.Height, range);
-        TRY(progress.begin());
-        for (int32_t done = 0; done < target_.Height;) {
-            const int32_t count = bandFrom(done, band);
-            uint8_t* rows;
-            TRY(writer_.lendBlock(done, count, &rows));
-            TRY(turnBand(done, count, rows));
-            TRY(writer_.put(count));
-            TRY(progress.step(count));
-            done += count;
-        }
-        return SUCCESS;
+        return writeBlocks(
+            writer_, target_.Height, progress, [&](int32_t done) { return bandFrom(done, band); },
+            [&](int32_t first, int32_t count, uint8_t* rows) { return turnBand(first, count, rows); });
     }
 
   private:
