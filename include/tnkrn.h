@@ -1387,6 +1387,87 @@ TNK_API int32_t TNK_CALL T_ClearBitmap(BitmapHandle* Bitmap);
 TNK_API int32_t TNK_CALL T_FillBitmap(BitmapHandle* Bitmap, uint32_t Color);
 
 /* ------------------------------------------------------------------------------------------------------------
+ * Alpha channels
+ *
+ * Bitmaps of 32 and 64 bits have an alpha channel of 8 and 16 bits, those of 16 bits one of a single bit, the top one of
+ * a pixel. Alpha says how opaque a pixel is: 0 not at all; colours are not multiplied by it.
+ */
+
+/* Sets the alpha of the pixels in the first Bytes bytes of a row: the low byte of Alpha at 32 bits per pixel, 16 bits at
+ * 64. Nothing at other depths, and for a part of a pixel at the end. */
+TNK_API void TNK_CALL T_SetRowAlphaValues(int32_t BitsPerPixel, uint8_t* Row, uint32_t Bytes, uint32_t Alpha);
+
+/* The same for all pixels in the bitmap's region, as T_FillBitmap finds them. Reports a row at a time.
+ * Codes: -13 null or unallocated; -789; -27 neither 32 nor 64 bits; -1 no memory; the routines', callback's and storage's
+ * own, after which rows keep what was done so far. */
+TNK_API int32_t TNK_CALL T_SetBitmapAlphaValues(BitmapHandle* Bitmap, uint32_t Alpha);
+
+/*
+ * T_GetBitmapAlpha makes AlphaBitmap, a record that holds nothing, a gray bitmap of the alpha channel: 16 bits in
+ * ORDER_GRAY for 64-bit bitmaps, else 8 bits with a gray palette. A 16-bit bitmap gives 255 and 0, one without a channel
+ * 0 throughout. View, resolution and region are those of Bitmap.
+ * T_SetBitmapAlpha writes the gray values of AlphaBitmap into the channel, for the rows and columns that both have, as the
+ * pictures are seen. A bitmap that has no channel gets one first: 64 bits from 48, 32 bits from all others. A mask of
+ * other depth or view than needed, and one in colours, is converted in a copy. At 16 bits the bit is set where the mask is
+ * 1, or 128 and more.
+ * Both report to the status callback.
+ * Codes: -13 null or unallocated; -789; -1360 signed samples; -1 no memory; those of T_ColorResBitmap,
+ * T_GrayScaleBitmap and T_ChangeBitmapViewPerspective; the storage's, routines' and callback's. After a failure
+ * AlphaBitmap of the first holds nothing; Bitmap of the second has the rows so far, and may have its channel already.
+ */
+TNK_API int32_t TNK_CALL T_GetBitmapAlpha(BitmapHandle* Bitmap, BitmapHandle* AlphaBitmap, uint32_t StructSize);
+TNK_API int32_t TNK_CALL T_SetBitmapAlpha(BitmapHandle* Bitmap, BitmapHandle* AlphaBitmap);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Device-independent bitmaps
+ *
+ * A packed DIB is a movable block (T_OsAllocHandle; on Windows a GMEM_MOVEABLE block, as the clipboard takes it): a header,
+ * the colour table, the rows.
+ */
+#define DIB_HEADER_INFO 0u /* BITMAPINFOHEADER, 40 bytes; also for any other value */
+#define DIB_HEADER_V4 1u   /* BITMAPV4HEADER, 108 bytes */
+#define DIB_HEADER_V5 2u   /* BITMAPV5HEADER, 124 bytes, tagged as sRGB */
+
+/*
+ * Make a packed DIB, uncompressed and bottom-up, which the caller frees with T_OsFreeHandle; 0 on failure. Depths become:
+ * 1, 4, 8 the same; 2 and 3 bits 4; 5 to 7 bits 8; 12 bits, and 16 bits of gray samples, 24; 16, 24, 32 bits the same, in
+ * BGR order; 48 bits 24; 64 bits 32. Pictures in other views than TOP_LEFT and BOTTOM_LEFT are turned.
+ * T_ConvertToDIB leaves the bitmap as it is. T_ChangeToDIB consumes it: it takes bitmaps that are neither accessed
+ * (BMF_LOCKED) nor BMF_SIGNED and frees them when the DIB is made. Rows go over in bands, and storage that can shrink
+ * gives them up as it goes, so that the picture is in memory once and a band. After a failure the bitmap is whole.
+ */
+TNK_API T_HANDLE TNK_CALL T_ConvertToDIB(BitmapHandle* Bitmap, uint32_t Type);
+TNK_API T_HANDLE TNK_CALL T_ChangeToDIB(BitmapHandle* Bitmap, uint32_t Type);
+
+/*
+ * Make a bitmap from a DIB: Bitmap, a record that holds nothing, is initialised, allocated in the thread's default memory
+ * type, and filled. Headers of 12 bytes (BITMAPCOREHEADER) and of 40 and more; bottom-up or, with a negative height,
+ * top-down (view BOTTOM_LEFT or TOP_LEFT). What the rows may be coded as:
+ *
+ *     compression                       bits          made of it
+ *     0 BI_RGB                          1 4 8 16 24 32    the same depth; 16 bits are 5-5-5
+ *     1 BI_RLE8, 2 BI_RLE4              8, 4          the same depth; pixels that are skipped are 0
+ *     3 BI_BITFIELDS                    16, 32        the same depth for the usual masks, else 24 or, with alpha, 32 bits
+ *     YVU9 IF09                         9, 24         24 bits. Planes 4:1:0, sides multiples of 16
+ *     I420 IYUV YV12                    12, 24        24 bits. Planes 4:2:0, sides multiples of 4
+ *     UYVY cyuv YUY2 YVYU Y42T          16, 24        24 bits. 4:2:2, even width
+ *     Y41P Y41T                         12, 24        24 bits. 4:1:1, sides multiples of 4
+ *     Y211                              8, 24         24 bits. Even width
+ *     JPEG MJPG dmb1                    any           decoded by the codec module TFCMP15U (tnkrn_codec.h)
+ *
+ * T_ConvertFromDIB takes header with colour table, and rows, by address; both are as long as the header says, which is the
+ * caller's affair. Without Bits the record is only initialised. The others take a packed DIB, of which they read nothing
+ * behind its end, and leave it to the caller. T_MirrorFromDIB stores the rows the other way up, with the view that shows the same
+ * picture: first row first for a bottom-up DIB.
+ * Codes: -13 null, a dimension that is none; -789 StructSize; -16 a form that is not in the table, or a block too short; -3 too large; -356
+ * no codec module; -1 no memory; those of T_AllocateBitmap and the storage. After a failure Bitmap holds no storage.
+ */
+TNK_API int32_t TNK_CALL T_ConvertFromDIB(BitmapHandle* Bitmap, uint32_t StructSize, const void* BitmapInfo,
+                                          const void* Bits);
+TNK_API int32_t TNK_CALL T_ChangeFromDIB(BitmapHandle* Bitmap, uint32_t StructSize, T_HANDLE Dib);
+TNK_API int32_t TNK_CALL T_MirrorFromDIB(BitmapHandle* Bitmap, uint32_t StructSize, T_HANDLE Dib);
+
+/* ------------------------------------------------------------------------------------------------------------
  * View perspectives
  *
  * BitmapHandle.ViewPerspective says where row 0 and column 0 of the stored rows lie as the picture is meant to be seen;
@@ -1581,6 +1662,184 @@ TNK_API int32_t TNK_CALL T_StopResizeBitmap(void* Resizer);
  * Codes: -2 null or unallocated; -789; -13 the angle; -3 too large; -1 no memory; the storage's and the callback's. The
  * bitmap is as before after any of them. */
 TNK_API int32_t TNK_CALL T_ShearBitmap(BitmapHandle* Bitmap, int32_t Angle, int32_t Horizontal, uint32_t Color);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Combining, warping, scrambling
+ */
+
+/* How a pixel d of the destination and s of the source become one: by the bits of their channels, or by their values,
+ * which saturate. Palette indexes are combined by their bits as they are; by value, their colours are. */
+#define COMBINE_COPY 0u       /* s */
+#define COMBINE_NOT 1u        /* all bits of s turned over */
+#define COMBINE_AND 2u        /* d and s */
+#define COMBINE_OR 3u         /* d or s */
+#define COMBINE_XOR 4u        /* d exclusive or s */
+#define COMBINE_ADD 5u        /* d + s, at most the greatest value */
+#define COMBINE_SUBTRACT 6u   /* d - s, at least 0 */
+#define COMBINE_DIFFERENCE 7u /* |d - s| */
+#define COMBINE_MULTIPLY 8u   /* d * s / greatest value, rounded */
+#define COMBINE_AVERAGE 9u    /* (d + s + 1) / 2 */
+#define COMBINE_MINIMUM 10u   /* the less */
+#define COMBINE_MAXIMUM 11u   /* the greater */
+#define COMBINE_ALPHA 12u     /* s over d by the alpha of s (Porter and Duff, 1984); a source without alpha is opaque */
+
+/* Channels that are written, of colours above 8 bits; none of these: all of the pixel. */
+#define COMBINE_RED 0x100u
+#define COMBINE_GREEN 0x200u
+#define COMBINE_BLUE 0x400u
+#define COMBINE_CHANNEL_ALPHA 0x800u
+
+/* Of warps only: blend the four nearest pixels; else the nearest one. */
+#define COMBINE_LINEAR 0x10000u
+
+/* A position in the picture as it is seen, in pixels: the corner (0, 0) is the top left corner of the top left pixel. */
+typedef struct BitmapPoint {
+    int32_t x;
+    int32_t y;
+} BitmapPoint;
+
+/*
+ * Combines the rectangle of Width x Height pixels of Source from (SourceLeft, SourceTop) on with that of Destination from
+ * (Left, Top) on. Positions are those of the pictures as they are seen; the rectangle is clipped to both, and what is
+ * written to Destination's region (T_FillBitmap). A source of other depth, order, palette or view is converted in a copy,
+ * colours to a palette without dithering. Source may be Destination: the pixels are those from before.
+ * Codes: -13 null or unallocated, a mode or flag that is none; -789; -11 a negative width or height; -1360 signed samples; -1 no memory; those of the conversions; the
+ * storage's, routines' and callback's, after which rows keep what was done so far.
+ */
+TNK_API int32_t TNK_CALL T_CombineBitmapKrn(BitmapHandle* Destination, int32_t Left, int32_t Top, int32_t Width,
+                                            int32_t Height, BitmapHandle* Source, int32_t SourceLeft, int32_t SourceTop,
+                                            uint32_t Flags);
+
+/*
+ * Combines a quadrilateral of Source with one of Destination by the projective map that carries corner to corner (the
+ * mapping of Heckbert, 1989). Corners are four points in order around the shape, convex, inside -32768 .. 32767; without
+ * SourceCorners they are those of the whole picture from the top left one clockwise. A pixel of Destination is written where its centre lies in
+ * the quadrilateral; pixels that two neighbours share belong to one of them. What lies outside Source is left alone.
+ * Codes: as above; -13 also corners that are not convex, have no area, or lie outside the range.
+ */
+TNK_API int32_t TNK_CALL T_CombineBitmapWarp(BitmapHandle* Destination, const BitmapPoint* Corners,
+                                             BitmapHandle* Source, const BitmapPoint* SourceCorners, uint32_t Flags);
+
+/*
+ * Makes a rectangle unrecognisable, as it is seen and clipped to the bitmap, and brings it back when it is called with the same rectangle
+ * and key again: pixels are combined with a sequence of numbers that key and position give. It hides a face or a name from
+ * who passes by; it does not encrypt: who sees many pictures of one key, or tries keys, finds the pixels.
+ * A part that was cut out is brought back by the rectangle's position in the part.
+ * Codes: -13 null or unallocated; -789; -11 a negative width or height; -1 no memory; the storage's and the callback's, after which all rows are as before where the storage lets them.
+ */
+TNK_API int32_t TNK_CALL T_ScrambleBitmap(BitmapHandle* Bitmap, int32_t Left, int32_t Top, int32_t Width,
+                                          int32_t Height, uint32_t Key);
+
+/* ------------------------------------------------------------------------------------------------------------
+ * Overlays
+ *
+ * A bitmap has up to 16 overlays, Index 0 to 15: bitmaps of 1 bit that are shown over it in a colour. They are released
+ * with it, duplicated with it, and follow it when it is flipped, turned, resized or sheared while OVERLAY_FOLLOWS is set.
+ * An overlay may be bound to a bit plane of a bitmap of 8, 12 or 16 bits.
+ * A set that other records share (T_CopyBitmapHandle) is released once, like the rest of them.
+ */
+#define OVERLAY_FOLLOWS 0x2u        /* follows its bitmap's changes of geometry */
+#define OVERLAY_HAS_PLANE 0x8u      /* bound to a bit plane */
+#define OVERLAY_CHANGED 0x80000000u /* for the caller; cleared whenever the overlay's bitmap is replaced or made anew */
+
+/* What T_Set- and T_GetOverlayAttributes move. */
+#define OVERLAY_ORIGIN 1u
+#define OVERLAY_COLOR 2u
+#define OVERLAY_FLAGS 4u
+#define OVERLAY_PLANE 8u
+#define OVERLAY_EXTENDED 16u
+#define OVERLAY_TEXT_CHARS 65
+
+/* 512 bytes. The extended fields are kept and given back as they are. */
+typedef struct OverlayAttributes {
+    uint32_t StructSize; /* 512 */
+    int32_t OriginX;     /* the overlay's top left corner in the picture as it is seen */
+    int32_t OriginY;
+    uint32_t Color; /* a plain colour value */
+    uint32_t Flags; /* OVERLAY_*, all other bits are the caller's */
+    uint16_t BitPlane;
+    uint16_t Value1;
+    uint16_t Value2;
+    uint8_t Block1[34];
+    uint16_t Value3;
+    T_WCHAR Text1[OVERLAY_TEXT_CHARS];
+    T_WCHAR Text2[OVERLAY_TEXT_CHARS];
+    T_WCHAR Text3[OVERLAY_TEXT_CHARS];
+    uint32_t Value4;
+    double Real1;
+    double Real2;
+    uint32_t Value5;
+    uint16_t Value6;
+    uint8_t Block2[34];
+} OverlayAttributes;
+
+/* The same with narrow texts, zero-terminated, of at most 130 bytes with their end. */
+typedef struct OverlayAttributesA {
+    uint32_t StructSize;
+    int32_t OriginX;
+    int32_t OriginY;
+    uint32_t Color;
+    uint32_t Flags;
+    uint16_t BitPlane;
+    uint16_t Value1;
+    uint16_t Value2;
+    uint8_t Block1[34];
+    uint16_t Value3;
+    char Text1[2 * OVERLAY_TEXT_CHARS];
+    char Text2[2 * OVERLAY_TEXT_CHARS];
+    char Text3[2 * OVERLAY_TEXT_CHARS];
+    uint32_t Value4;
+    double Real1;
+    double Real2;
+    uint32_t Value5;
+    uint16_t Value6;
+    uint8_t Block2[34];
+} OverlayAttributesA;
+
+/*
+ * Codes of all: -13 null record, Index; -789 a record's size, the size word of attributes or of a set; -815 no such
+ * overlay, where it is not made; -814 a null output or attribute record; -1 no memory.
+ */
+
+/* The overlays that the bitmap has. Reserved is not looked at. */
+TNK_API int32_t TNK_CALL T_GetOverlayCount(BitmapHandle* Bitmap, uint32_t* Count, uint32_t Reserved);
+
+/*
+ * Set makes the overlay where it does not exist, and takes the groups in the order above; one that is refused (-13: a
+ * colour above 0xFFFFFF, a plane that the bitmap does not have) ends the call, those before it stay set. Bit 31 of the
+ * flags is cleared, and a plane sets OVERLAY_HAS_PLANE. The colour makes a logical palette anew.
+ */
+TNK_API int32_t TNK_CALL T_SetOverlayAttributes(BitmapHandle* Bitmap, int32_t Index,
+                                                const OverlayAttributes* Attributes, uint32_t Which);
+TNK_API int32_t TNK_CALL T_GetOverlayAttributes(BitmapHandle* Bitmap, int32_t Index, OverlayAttributes* Attributes,
+                                                uint32_t StructSize, uint32_t Which);
+TNK_API int32_t TNK_CALL T_SetOverlayAttributesA(BitmapHandle* Bitmap, int32_t Index,
+                                                 const OverlayAttributesA* Attributes, uint32_t Which);
+TNK_API int32_t TNK_CALL T_GetOverlayAttributesA(BitmapHandle* Bitmap, int32_t Index, OverlayAttributesA* Attributes,
+                                                 uint32_t StructSize, uint32_t Which);
+
+/* Mode of the two below. */
+#define OVERLAY_COPY 0u  /* the pixels are copied */
+#define OVERLAY_SHARE 1u /* the record is: both have one storage, which is freed once */
+#define OVERLAY_MOVE 3u  /* the record is, and the giver's becomes empty */
+
+/*
+ * Set puts a bitmap of 1 bit (else -27) in the overlay's place, which is made where it does not exist; what was there is
+ * freed. An Overlay without storage gives its size only; null makes the overlay an empty bitmap from its origin to the end
+ * of the picture. A palette of white and black (in this order) is turned round to black and white, pixels too, also in the record
+ * that shares the storage.
+ * Get gives the overlay; Out holds nothing before. Codes: -13 also another mode, a bitmap as its own overlay; those of
+ * T_CopyBitmap and T_ColorResBitmap. */
+TNK_API int32_t TNK_CALL T_SetOverlayBitmap(BitmapHandle* Bitmap, int32_t Index, BitmapHandle* Overlay, uint32_t Mode);
+TNK_API int32_t TNK_CALL T_GetOverlayBitmap(BitmapHandle* Bitmap, int32_t Index, BitmapHandle* Out, uint32_t StructSize,
+                                            uint32_t Mode);
+
+#define OVERLAY_TO_PLANE 1u /* write the overlay into the plane; else take the plane out */
+
+/* Takes the bound plane out into the overlay, which is made anew with its old size (from the origin to the end of the
+ * picture without one), or writes it back, where both overlap. Codes: -27 the bitmap's depth; -816 no plane is bound, or one that the bitmap does not have;
+ * -13 the origin lies outside the bitmap; those of T_CreateBitmap and of the storage. */
+TNK_API int32_t TNK_CALL T_UpdateBitmapOverlayBits(BitmapHandle* Bitmap, int32_t Index, uint32_t Flags);
 
 #ifdef __cplusplus
 }
