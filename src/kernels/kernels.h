@@ -77,6 +77,12 @@ struct ChannelMatrix {
     int16_t row[3][4];
 };
 
+// Chroma of a row of pixels, of which each two share one sample.
+struct ChromaRow {
+    const uint8_t* u;
+    const uint8_t* v;
+};
+
 struct Kernels {
     void (*shuffle)(const uint8_t* source, uint8_t* target, size_t count, const PixelShuffle& shuffle);
     void (*expand)(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table);
@@ -90,6 +96,8 @@ struct Kernels {
     void (*multiply)(const uint8_t* source, uint8_t* target, size_t count, const ChannelMatrix& matrix);
     size_t (*countBits)(const uint32_t* words, size_t count);
     void (*lookUp555)(const uint8_t* source, uint8_t* target, size_t count, const Table555& table);
+    // Luma and chroma to 3-byte pixels, blue first.
+    void (*yuvToBgr)(const uint8_t* luma, uint8_t* target, size_t count, const ChromaRow& chroma);
 };
 
 extern const Kernels kScalarKernels;

@@ -101,6 +101,22 @@ TEST(Kernels, EqualTheScalarRule) {
         checkKernel("multiply", &Kernels::multiply, matrix, 32, 32);
 }
 
+TEST(Kernels, EqualTheScalarRuleForEveryChroma) {
+    RandomNumbers random(6);
+    const Bytes u = random.bytes(65), v = random.bytes(65);
+    checkKernel("yuvToBgr", &Kernels::yuvToBgr, ChromaRow{u.data(), v.data()}, 8, 24);
+    Bytes every(256), same(256), luma = random.bytes(512), wanted(1536), got(1536);
+    for (size_t i = 0; i < 256; ++i) every[i] = static_cast<uint8_t>(i);
+    for (const InstructionSet set : {InstructionSet::ssse3, InstructionSet::avx2}) {
+        for (size_t i = 0; i < 256 && set <= instructionSet(); ++i) {
+            same.assign(256, static_cast<uint8_t>(i));
+            kScalarKernels.yuvToBgr(luma.data(), wanted.data(), 512, {every.data(), same.data()});
+            kernelsFor(set).yuvToBgr(luma.data(), got.data(), 512, {every.data(), same.data()});
+            ASSERT_EQ(got, wanted) << "V " << i;
+        }
+    }
+}
+
 TEST(Kernels, TheEnvironmentOnlyTakesAway) {
     using enum InstructionSet;
     EXPECT_EQ(capInstructionSet(avx2, nullptr), avx2);

@@ -18,6 +18,9 @@ struct Vector {
     static Vector loadLanes(const uint8_t* at, size_t stride) {
         return {_mm256_inserti128_si256(_mm256_castsi128_si256(lane(at)), lane(at + stride), 1)};
     }
+    static Vector loadWords(const uint8_t* at) {  // bytes as words
+        return {_mm256_cvtepu8_epi16(lane(at))};
+    }
     static Vector repeatLane(const uint8_t* at) { return {_mm256_broadcastsi128_si256(lane(at))}; }
     static Vector repeatBits(const uint8_t* at) {  // the 4 bytes that hold 32 bits
         int32_t bits;
@@ -63,6 +66,10 @@ struct Vector {
         return {_mm256_srli_epi16(v, kBits)};
     }
     template <int kBits>
+    Vector signedRight16() const {
+        return {_mm256_srai_epi16(v, kBits)};
+    }
+    template <int kBits>
     Vector left32() const {
         return {_mm256_slli_epi32(v, kBits)};
     }
@@ -90,9 +97,17 @@ struct Vector {
     Vector interleavedLow16(Vector b) const { return {_mm256_unpacklo_epi16(v, b.v)}; }
     Vector interleavedHigh16(Vector b) const { return {_mm256_unpackhi_epi16(v, b.v)}; }
 
+    Vector highProducts16(Vector b) const { return {_mm256_mulhi_epi16(v, b.v)}; }
+    // Signed integers times `factor`, truncated toward zero.
+    Vector scaled32(float factor) const {
+        return {_mm256_cvttps_epi32(_mm256_mul_ps(_mm256_cvtepi32_ps(v), _mm256_set1_ps(factor)))};
+    }
+    static Vector sums32(Vector a, Vector b) { return {_mm256_add_epi32(a.v, b.v)}; }
+
     friend Vector operator|(Vector a, Vector b) { return {_mm256_or_si256(a.v, b.v)}; }
     friend Vector operator&(Vector a, Vector b) { return {_mm256_and_si256(a.v, b.v)}; }
     friend Vector operator^(Vector a, Vector b) { return {_mm256_xor_si256(a.v, b.v)}; }
+    friend Vector operator-(Vector a, Vector b) { return {_mm256_sub_epi16(a.v, b.v)}; }
     friend Vector operator+(Vector a, Vector b) { return {_mm256_add_epi16(a.v, b.v)}; }
 };
 
@@ -100,13 +115,14 @@ struct Vector {
 }  // namespace tnk
 
 #include "kernels/pixels/pixels_simd.h"
+#include "kernels/pixels/yuv_simd.h"
 #include "kernels/variants.h"
 
 namespace tnk {
 
-constinit const Kernels kAvx2Kernels = {shufflePixels, expand,    spread,   to555,     from555,
-                                        gray,          matchPair, multiply, countBits, lookUp555};
-constinit const Kernels kAvx2ExtractKernels = {shufflePixels, expand,    spread,   to555,     from555,
-                                               gray,          matchPair, multiply, countBits, lookUp555Bmi2};
+constinit const Kernels kAvx2Kernels = {shufflePixels, expand,   spread,    to555,     from555, gray,
+                                        matchPair,     multiply, countBits, lookUp555, yuvToBgr};
+constinit const Kernels kAvx2ExtractKernels = {shufflePixels, expand,   spread,    to555,         from555, gray,
+                                               matchPair,     multiply, countBits, lookUp555Bmi2, yuvToBgr};
 
 }  // namespace tnk

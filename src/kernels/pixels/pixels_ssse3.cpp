@@ -14,6 +14,9 @@ struct Vector {
 
     static Vector load(const uint8_t* at) { return {_mm_loadu_si128(reinterpret_cast<const __m128i*>(at))}; }
     static Vector loadLanes(const uint8_t* at, size_t) { return load(at); }
+    static Vector loadWords(const uint8_t* at) {  // bytes as words
+        return {_mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(at)), _mm_setzero_si128())};
+    }
     static Vector repeatLane(const uint8_t* lane) { return load(lane); }
     static Vector repeatBits(const uint8_t* at) {  // the 2 bytes that hold 16 bits
         return {_mm_cvtsi32_si128(at[0] | at[1] << 8)};
@@ -46,6 +49,10 @@ struct Vector {
         return {_mm_srli_epi16(v, kBits)};
     }
     template <int kBits>
+    Vector signedRight16() const {
+        return {_mm_srai_epi16(v, kBits)};
+    }
+    template <int kBits>
     Vector left32() const {
         return {_mm_slli_epi32(v, kBits)};
     }
@@ -73,9 +80,17 @@ struct Vector {
     Vector interleavedLow16(Vector b) const { return {_mm_unpacklo_epi16(v, b.v)}; }
     Vector interleavedHigh16(Vector b) const { return {_mm_unpackhi_epi16(v, b.v)}; }
 
+    Vector highProducts16(Vector b) const { return {_mm_mulhi_epi16(v, b.v)}; }
+    // Signed integers times `factor`, truncated toward zero.
+    Vector scaled32(float factor) const {
+        return {_mm_cvttps_epi32(_mm_mul_ps(_mm_cvtepi32_ps(v), _mm_set1_ps(factor)))};
+    }
+    static Vector sums32(Vector a, Vector b) { return {_mm_add_epi32(a.v, b.v)}; }
+
     friend Vector operator|(Vector a, Vector b) { return {_mm_or_si128(a.v, b.v)}; }
     friend Vector operator&(Vector a, Vector b) { return {_mm_and_si128(a.v, b.v)}; }
     friend Vector operator^(Vector a, Vector b) { return {_mm_xor_si128(a.v, b.v)}; }
+    friend Vector operator-(Vector a, Vector b) { return {_mm_sub_epi16(a.v, b.v)}; }
     friend Vector operator+(Vector a, Vector b) { return {_mm_add_epi16(a.v, b.v)}; }
 };
 
@@ -83,11 +98,12 @@ struct Vector {
 }  // namespace tnk
 
 #include "kernels/pixels/pixels_simd.h"
+#include "kernels/pixels/yuv_simd.h"
 #include "kernels/variants.h"
 
 namespace tnk {
 
-constinit const Kernels kSsse3Kernels = {shufflePixels, expand,    spread,   to555,     from555,
-                                         gray,          matchPair, multiply, countBits, lookUp555};
+constinit const Kernels kSsse3Kernels = {shufflePixels, expand,   spread,    to555,     from555, gray,
+                                         matchPair,     multiply, countBits, lookUp555, yuvToBgr};
 
 }  // namespace tnk

@@ -127,9 +127,19 @@ void lookUp555(const uint8_t* source, uint8_t* target, size_t count, const Table
         target[i] = table.bytes[word555(source[2 - low], source[1], source[low])];
 }
 
+// Thousandths of the full-range matrix of ITU-R BT.601. Half is added to negative sums too, and division truncates toward zero.
+void yuvToBgr(const uint8_t* luma, uint8_t* target, size_t count, const ChromaRow& chroma) {
+    for (size_t i = 0; i < count; ++i, target += 3) {
+        const int32_t u = chroma.u[i / 2] - 128;
+        const int32_t v = chroma.v[i / 2] - 128;
+        const int32_t added[3] = {(1772 * u + 500) / 1000, (-714 * v - 344 * u + 500) / 1000, (1402 * v + 500) / 1000};
+        for (uint32_t k = 0; k < 3; ++k) target[k] = static_cast<uint8_t>(std::clamp(luma[i] + added[k], 0, 255));
+    }
+}
+
 }  // namespace
 
-constinit const Kernels kScalarKernels = {shufflePixels, expand,    spread,   to555,     from555,
-                                          gray,          matchPair, multiply, countBits, lookUp555};
+constinit const Kernels kScalarKernels = {shufflePixels, expand,   spread,    to555,     from555, gray,
+                                          matchPair,     multiply, countBits, lookUp555, yuvToBgr};
 
 }  // namespace tnk
