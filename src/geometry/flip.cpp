@@ -7,6 +7,7 @@
 #include "base/shape.h"
 #include "bitmap/hooks.h"
 #include "bitmap/lifecycle.h"
+#include "bitmap/row_edit.h"
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "bitmap/runs/run_edit.h"
@@ -145,62 +146,24 @@ Result flipBy(Exchange exchange, BitmapHandle& bitmap, ProgressRange range) {
     });
 }
 
-// Mirrors rows where they lie, or in a band of scratch.
-class RowMirror {
-  public:
-    explicit RowMirror(BitmapHandle& bitmap) : bitmap_(bitmap), shape_(bitmap) {}
+Result mirrorStored(BitmapHandle& bitmap, Progress& progress) {
+    const Shape shape(bitmap);
+    return editRows(bitmap, 0, bitmap.Height, progress, [&](int32_t, int32_t count, uint8_t* rows) {
+        for (int32_t i = 0; i < count; ++i) mirrorPixels(rows + shape.offset(i), bitmap.Width, bitmap.BitsPerPixel);
+        return Result(SUCCESS);
+    });
+}
 
-    Result prepare() {
-        TRY(storageOf(bitmap_).lend(bitmap_, 0, bitmap_.Height, &rows_));
-        if (rows_ != nullptr) return SUCCESS;
-        return scratch_.allocate(shape_.bytes(bandRows(bitmap_))) ? SUCCESS : FAILURE;
-    }
-
-    int32_t band() const { return rows_ != nullptr ? bitmap_.Height : bandRows(bitmap_); }
-
-    Result mirror(int32_t first, int32_t count) {
-        uint8_t* const rows = rows_ != nullptr ? rows_ + shape_.offset(first) : scratch_.data();
-        const auto bytes = static_cast<uint32_t>(shape_.bytes(count));
-        if (rows_ == nullptr) TRY(wholeTransfer(getRow(bitmap_, rows, first, bytes), bytes));
-        for (int32_t i = 0; i < count; ++i) mirrorPixels(rows + shape_.offset(i), shape_.width, bitmap_.BitsPerPixel);
-        if (rows_ != nullptr) return SUCCESS;
-        return wholeTransfer(putRow(bitmap_, rows, first, bytes), bytes);
-    }
-
-  private:
-    BitmapHandle& bitmap_;
-    Shape shape_;
-    uint8_t* rows_ = nullptr;
-    Scratch<uint8_t> scratch_;
-};
-
-class EncodedMirror {
-  public:
-    explicit EncodedMirror(BitmapHandle& bitmap) : bitmap_(bitmap) {}
-
-    Result prepare() { return SUCCESS; }
-    int32_t band() const { return kMostBandRows; }
-
-    Result mirror(int32_t first, int32_t count) {
+Result mirrorEncoded(BitmapHandle& bitmap, Progress& progress) {
+    return forBands(bitmap.Height, kMostBandRows, progress, [&](int32_t first, int32_t count) {
         for (int32_t row = first; row < first + count; ++row) {
             CompressedRow stored;
-            TRY(stored.open(bitmap_, row));
-            mirrorRuns(stored.work(), stored.runs(), Shape(bitmap_).width);
+            TRY(stored.open(bitmap, row));
+            mirrorRuns(stored.work(), stored.runs(), Shape(bitmap).width);
             TRY(stored.store());
         }
-        return SUCCESS;
-    }
-
-  private:
-    BitmapHandle& bitmap_;
-};
-
-template <typename Mirror>
-Result reverseBy(Mirror mirror, BitmapHandle& bitmap, ProgressRange range) {
-    TRY(mirror.prepare());
-    Progress progress = statusProgress(bitmap.Height, range);
-    return forBands(bitmap.Height, mirror.band(), progress,
-                    [&](int32_t first, int32_t count) { return mirror.mirror(first, count); });
+        return Result(SUCCESS);
+    });
 }
 
 Result flipPicture(BitmapHandle& bitmap) {
@@ -221,8 +184,8 @@ Result flipRows(BitmapHandle& bitmap, ProgressRange range) {
 Result reverseRows(BitmapHandle& bitmap, ProgressRange range) {
     assert(isAllocated(bitmap));
     const Locked lock(bitmap);
-    TRY(isCompressed(bitmap) ? reverseBy(EncodedMirror(bitmap), bitmap, range)
-                             : reverseBy(RowMirror(bitmap), bitmap, range));
+    Progress progress = statusProgress(bitmap.Height, range);
+    TRY(isCompressed(bitmap) ? mirrorEncoded(bitmap, progress) : mirrorStored(bitmap, progress));
     return tellReversal(bitmap);
 }
 
