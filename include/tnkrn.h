@@ -1406,14 +1406,15 @@ TNK_API int32_t TNK_CALL T_SetBitmapAlphaValues(BitmapHandle* Bitmap, uint32_t A
  * T_GetBitmapAlpha makes AlphaBitmap, a record that holds nothing, a gray bitmap of the alpha channel: 16 bits in
  * ORDER_GRAY for 64-bit bitmaps, else 8 bits with a gray palette. A 16-bit bitmap gives 255 and 0, one without a channel
  * 0 throughout. View, resolution and region are those of Bitmap.
- * T_SetBitmapAlpha writes the gray values of AlphaBitmap into the channel, for the rows and columns that both have, as the
- * pictures are seen. A bitmap that has no channel gets one first: 64 bits from 48, 32 bits from all others. A mask of
+ * T_SetBitmapAlpha writes the gray values of AlphaBitmap into the channel, for the rows and columns that both have, from
+ * the first stored one of each on. A bitmap that has no channel gets one first: 64 bits from 48, 32 bits from all others. A mask of
  * other depth or view than needed, and one in colours, is converted in a copy. At 16 bits the bit is set where the mask is
  * 1, or 128 and more.
  * Both report to the status callback.
  * Codes: -13 null or unallocated; -789; -1360 signed samples; -1 no memory; those of T_ColorResBitmap,
  * T_GrayScaleBitmap and T_ChangeBitmapViewPerspective; the storage's, routines' and callback's. After a failure
- * AlphaBitmap of the first holds nothing; Bitmap of the second has the rows so far, and may have its channel already.
+ * AlphaBitmap of the first holds nothing; Bitmap of the second has the rows so far where it had its channel before, and is as
+ * it was where it had none.
  */
 TNK_API int32_t TNK_CALL T_GetBitmapAlpha(BitmapHandle* Bitmap, BitmapHandle* AlphaBitmap, uint32_t StructSize);
 TNK_API int32_t TNK_CALL T_SetBitmapAlpha(BitmapHandle* Bitmap, BitmapHandle* AlphaBitmap);

@@ -1,4 +1,5 @@
-// Gray-scale conversion of whole bitmaps.
+#include "format/gray_bitmap.h"
+
 #include <algorithm>
 
 #include "base/pixel_values.h"
@@ -204,6 +205,15 @@ Result checkGrayScale(const BitmapHandle& bitmap, int32_t bits) {
     return checkSampleTable(bitmap);
 }
 
+Result scaleGray32(BitmapHandle* bitmap, int32_t bits) {
+    TRY(checkEntry(kGrayScaleEntry, bitmap));
+    if (bitmap->BitsPerPixel != 32 || !hasGraySamples(*bitmap)) return ERROR_BPP_NOT_SUPPORTED;
+    TRY(checkSampleTable(*bitmap));
+    return replaceByGray(*bitmap, bits, scaleRows);
+}
+
+}  // namespace
+
 bool hasGrayForm(const BitmapHandle& bitmap, int32_t bits) {
     if (bitmap.BitsPerPixel != bits) return false;
     if (bits == 8)
@@ -214,14 +224,15 @@ bool hasGrayForm(const BitmapHandle& bitmap, int32_t bits) {
     return bitmap.Order == ORDER_GRAY && whole && !hasSampleTable(bitmap) && (bitmap.Flags & BMF_SIGNED) == 0;
 }
 
-Result scaleGray32(BitmapHandle* bitmap, int32_t bits) {
-    TRY(checkEntry(kGrayScaleEntry, bitmap));
-    if (bitmap->BitsPerPixel != 32 || !hasGraySamples(*bitmap)) return ERROR_BPP_NOT_SUPPORTED;
-    TRY(checkSampleTable(*bitmap));
-    return replaceByGray(*bitmap, bits, scaleRows);
+Result createGray(BitmapHandle& destination, BitmapHandle& source, int32_t bits) {
+    constexpr uint32_t kOwn = DUP_ALLOCATE | DUP_REGION | DUP_OVERLAYS;
+    Result result = checkGrayScale(source, bits);
+    if (result.ok()) result = buildGray(source, destination, bits, kOwn, convertRows);
+    // The caller's record may never have been initialised: from here on it can be freed.
+    if (!result.ok()) (void)initBitmap(destination, 0, 0, 0);
+    return result;
 }
 
-}  // namespace
 }  // namespace tnk
 
 using namespace tnk;
@@ -239,12 +250,7 @@ extern "C" int32_t TNK_CALL T_CreateGrayScaleBitmap(BitmapHandle* Destination, B
     if (const Result entry = checkEntry(kGrayScaleEntry, Source); !entry.ok()) return entry.code;
     if (StructSize != sizeof(BitmapHandle)) return ERROR_STRUCT_SIZE;
     if (Destination == Source) return ERROR_INVALID_PARAMETER;
-    constexpr uint32_t kOwn = DUP_ALLOCATE | DUP_REGION | DUP_OVERLAYS;
-    Result result = checkGrayScale(*Source, BitsPerPixel);
-    if (result.ok()) result = buildGray(*Source, *Destination, BitsPerPixel, kOwn, convertRows);
-    // The caller's record may never have been initialised: from here on it can be freed.
-    if (!result.ok()) (void)initBitmap(*Destination, 0, 0, 0);
-    return result.code;
+    return createGray(*Destination, *Source, BitsPerPixel).code;
 }
 
 extern "C" int32_t TNK_CALL T_Gray32To16(BitmapHandle* Bitmap) { return scaleGray32(Bitmap, 16).code; }

@@ -286,6 +286,30 @@ TEST(Fills, ColoursAsPixels) {
     }
 }
 
+TEST(Fills, AlphaValues) {
+    RandomNumbers random(8);
+    for (const Format format : {Format{32, 1}, {64, 0}}) {
+        for (const Kind kind : {Kind::section, Kind::disk}) {
+            StoredBitmap picture(kind, 9, 4, format);
+            fill(picture.record, random);
+            PixelModel expected(picture.record);
+            const int32_t shift = format.bits == 32 ? 24 : 48;
+            const uint64_t alpha = format.bits == 32 ? 0x34 : 0x1234;
+            const auto put = [&](uint64_t& pixel) { pixel = (pixel & ((uint64_t{1} << shift) - 1)) | alpha << shift; };
+            {
+                const Display display;
+                EXPECT_EQ(T_SetBitmapAlphaValues(&picture.record, 0x1234), SUCCESS);
+            }
+            for (const int32_t y : {1, 3})
+                for (const int32_t x : {1, 2, 5, 6, 7, 8}) put(expected.at(x, y));
+            EXPECT_EQ(PixelModel(picture.record), expected);
+            EXPECT_EQ(T_SetBitmapAlphaValues(&picture.record, 0x1234), SUCCESS);
+            for (uint64_t& pixel : expected.pixels) put(pixel);
+            EXPECT_EQ(PixelModel(picture.record), expected);
+        }
+    }
+}
+
 TEST(EntryRules, Geometry) {
     static BitmapRect rect;
     static int32_t x, y;

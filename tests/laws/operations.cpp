@@ -166,8 +166,18 @@ int32_t rotate(World& w) {
     return T_RotateBitmap(&w.source.record, kAngle, kFlags, 0);
 }
 int32_t changeView(World& w) { return T_ChangeBitmapViewPerspective(&w.made, &w.source.record, kSize, LEFT_TOP); }
+int32_t getAlpha(World& w) { return T_GetBitmapAlpha(&w.source.record, &w.made, kSize); }
+// The picture's own levels.
+int32_t setAlpha(World& w) {
+    BitmapHandle mask;
+    int32_t result = T_CreateGrayScaleBitmap(&mask, &w.source.record, kSize, 8);
+    if (result == SUCCESS) result = T_SetBitmapAlpha(&w.source.record, &mask);
+    T_FreeBitmap(&mask);
+    return result;
+}
 
 constexpr Format kBilevel = {1, 0}, kIndexed = {8, 0}, kColor = {24, 1}, kGray = {16, 2}, kWideGray = {32, 2};
+constexpr Format kAlpha = {32, 1};
 constexpr auto kStatus = Reports::toStatus, kCopyStatus = Reports::toCopyStatus;
 constexpr auto kSteps = Reports::toStatusInSteps;
 constexpr auto kMade = Leaves::made, kSource = Leaves::source;
@@ -251,6 +261,10 @@ const Operation kOperations[] = {
     {"mirror_encoded", kBilevel, mirrorEncoded},
     {"clear", kColor, [](World& w) { return T_ClearBitmap(&w.source.record); }, Reports::no, kSource},
     {"fill", kBilevel, [](World& w) { return T_FillBitmap(&w.source.record, 0xFFFFFF); }, Reports::no, kSource},
+    {"alpha_values", kAlpha, [](World& w) { return T_SetBitmapAlphaValues(&w.source.record, 99); }, kStatus, kSource},
+    {"get_alpha", kAlpha, getAlpha, kStatus},
+    {"set_alpha", kAlpha, setAlpha, Reports::no, kSource},
+    {"add_alpha", kColor, setAlpha},
     {"flip", kColor, [](World& w) { return T_FlipBitmap(&w.source.record); }, kSteps, kSource},
     {"flip_bilevel", kBilevel, [](World& w) { return T_FlipBitmap(&w.source.record); }, kSteps, kSource},
     {"reverse", kColor, [](World& w) { return T_ReverseBitmap(&w.source.record); }, kStatus, kSource},
