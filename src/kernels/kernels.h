@@ -83,6 +83,12 @@ struct ChromaRow {
     const uint8_t* v;
 };
 
+// How luma and chroma alternate in rows whose pixels share chroma by twos.
+struct YuvOrder {
+    bool lumaFirst;
+    bool uFirst;
+};
+
 struct Kernels {
     void (*shuffle)(const uint8_t* source, uint8_t* target, size_t count, const PixelShuffle& shuffle);
     void (*expand)(const uint8_t* indexes, uint8_t* target, size_t count, const PixelTable& table);
@@ -96,8 +102,9 @@ struct Kernels {
     void (*multiply)(const uint8_t* source, uint8_t* target, size_t count, const ChannelMatrix& matrix);
     size_t (*countBits)(const uint32_t* words, size_t count);
     void (*lookUp555)(const uint8_t* source, uint8_t* target, size_t count, const Table555& table);
-    // Luma and chroma to 3-byte pixels, blue first.
+    // Luma and chroma to 3-byte pixels, blue first; from planes, and alternating in `count` words, an even number.
     void (*yuvToBgr)(const uint8_t* luma, uint8_t* target, size_t count, const ChromaRow& chroma);
+    void (*yuvPairsToBgr)(const uint8_t* source, uint8_t* target, size_t count, const YuvOrder& order);
 };
 
 extern const Kernels kScalarKernels;

@@ -15,11 +15,11 @@ namespace {
 // Reads of a source end at the end of its block, so that the sanitizer sees one byte too many.
 template <typename Values>
 void checkKernel(const char* name, void (*Kernels::*member)(const uint8_t*, uint8_t*, size_t, const Values&),
-                 const Values& values, size_t sourceBits, size_t targetBits) {
+                 const Values& values, size_t sourceBits, size_t targetBits, size_t step = 1) {
     constexpr size_t kGuard = 48;
     RandomNumbers random(static_cast<uint32_t>(sourceBits * 64 + targetBits));
     for (const InstructionSet set : {InstructionSet::ssse3, InstructionSet::avx2}) {
-        for (size_t width = 1; width <= 130 && set <= instructionSet(); ++width) {
+        for (size_t width = step; width <= 130 && set <= instructionSet(); width += step) {
             SCOPED_TRACE(::testing::Message() << name << ", set " << static_cast<int>(set) << ", width " << width);
             const size_t offset = width % 17, bytes = (width * targetBits + 7) / 8;
             const Bytes source = random.bytes((width * sourceBits + 7) / 8);
@@ -105,6 +105,9 @@ TEST(Kernels, EqualTheScalarRuleForEveryChroma) {
     RandomNumbers random(6);
     const Bytes u = random.bytes(65), v = random.bytes(65);
     checkKernel("yuvToBgr", &Kernels::yuvToBgr, ChromaRow{u.data(), v.data()}, 8, 24);
+    for (const bool lumaFirst : {false, true})
+        for (const bool uFirst : {false, true})
+            checkKernel("yuvPairsToBgr", &Kernels::yuvPairsToBgr, YuvOrder{lumaFirst, uFirst}, 16, 24, 2);
     Bytes every(256), same(256), luma = random.bytes(512), wanted(1536), got(1536);
     for (size_t i = 0; i < 256; ++i) every[i] = static_cast<uint8_t>(i);
     for (const InstructionSet set : {InstructionSet::ssse3, InstructionSet::avx2}) {

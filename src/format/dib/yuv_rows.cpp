@@ -18,7 +18,7 @@ constexpr uint32_t fourcc(const char (&name)[5]) {
 
 // A plane of luma, then two of chroma, each without padding: one sample of chroma for `across` x `down` pixels.
 struct Planes {
-    uint8_t across;
+    uint8_t across;  // 2 or 4
     uint8_t down;
     bool vFirst;
 };
@@ -86,8 +86,8 @@ struct Block {
     uint8_t v[kBlockPixels / 2];
 };
 
-void repeat(const uint8_t* samples, size_t each, size_t count, uint8_t* out) {
-    for (size_t i = 0; i < count; ++i) out[i] = samples[i / each];
+void repeat(const uint8_t* samples, size_t pairs, uint8_t* out) {
+    for (size_t i = 0; i < pairs; ++i) out[i] = samples[i / 2];
 }
 
 void planarRow(const YuvForm& form, const uint8_t* bits, size_t width, size_t height, size_t row, uint8_t* bgr) {
@@ -98,35 +98,17 @@ void planarRow(const YuvForm& form, const uint8_t* bits, size_t width, size_t he
     const uint8_t* const second = first + across * (height / planes.down);
     const uint8_t* u = planes.vFirst ? second : first;
     const uint8_t* v = planes.vFirst ? first : second;
-    const size_t pairs = planes.across / 2u;
-    if (pairs == 1) {
+    if (planes.across == 2) {
         kernels().yuvToBgr(luma, bgr, width, {u, v});
         return;
     }
     Block block;
     for (size_t x = 0; x < width; x += kBlockPixels) {
         const size_t count = std::min(width - x, kBlockPixels);
-        repeat(u + x / planes.across, pairs, count / 2, block.u);
-        repeat(v + x / planes.across, pairs, count / 2, block.v);
+        repeat(u + x / 4, count / 2, block.u);
+        repeat(v + x / 4, count / 2, block.v);
         kernels().yuvToBgr(luma + x, bgr + 3 * x, count, {block.u, block.v});
     }
-}
-
-// Even and odd bytes apart: 4:2:2 falls into luma and chroma by it, and chroma into U and V.
-void separate(const uint8_t* bytes, size_t pairs, uint8_t* even, uint8_t* odd) {
-    for (size_t i = 0; i < pairs; ++i) {
-        even[i] = bytes[2 * i];
-        odd[i] = bytes[2 * i + 1];
-    }
-}
-
-void gather422(const Groups& groups, const uint8_t* bytes, size_t count, Block& block) {
-    const PixelPair& pair = groups.pair[0];
-    uint8_t chroma[kBlockPixels];
-    const bool lumaFirst = pair.luma[0] == 0;
-    separate(bytes, count, lumaFirst ? block.luma : chroma, lumaFirst ? chroma : block.luma);
-    const bool uFirst = pair.u < pair.v;
-    separate(chroma, count / 2, uFirst ? block.u : block.v, uFirst ? block.v : block.u);
 }
 
 void gather(const Groups& groups, const uint8_t* bytes, size_t count, Block& block) {
@@ -142,14 +124,15 @@ void gather(const Groups& groups, const uint8_t* bytes, size_t count, Block& blo
 
 void groupedRow(const YuvForm& form, const uint8_t* row, size_t width, uint8_t* bgr) {
     const Groups& groups = *form.groups;
+    if (groups.pairs == 1) {
+        const PixelPair& pair = groups.pair[0];
+        kernels().yuvPairsToBgr(row, bgr, width, {pair.luma[0] == 0, pair.u < pair.v});
+        return;
+    }
     Block block;
     for (size_t x = 0; x < width; x += kBlockPixels) {
         const size_t count = std::min(width - x, kBlockPixels);
-        const uint8_t* const bytes = row + x / (2u * groups.pairs) * groups.bytes;
-        if (groups.pairs == 1)
-            gather422(groups, bytes, count, block);
-        else
-            gather(groups, bytes, count, block);
+        gather(groups, row + x / (2u * groups.pairs) * groups.bytes, count, block);
         kernels().yuvToBgr(block.luma, bgr + 3 * x, count, {block.u, block.v});
     }
 }

@@ -65,6 +65,7 @@ struct Vector {
     Vector right16() const {
         return {_mm256_srli_epi16(v, kBits)};
     }
+    Vector rightBy16(uint32_t bits) const { return {_mm256_srl_epi16(v, _mm_cvtsi32_si128(static_cast<int>(bits)))}; }
     template <int kBits>
     Vector signedRight16() const {
         return {_mm256_srai_epi16(v, kBits)};
@@ -120,9 +121,10 @@ struct Vector {
 
 namespace tnk {
 
-constinit const Kernels kAvx2Kernels = {shufflePixels, expand,   spread,    to555,     from555, gray,
-                                        matchPair,     multiply, countBits, lookUp555, yuvToBgr};
-constinit const Kernels kAvx2ExtractKernels = {shufflePixels, expand,   spread,    to555,         from555, gray,
-                                               matchPair,     multiply, countBits, lookUp555Bmi2, yuvToBgr};
+constinit const Kernels kAvx2Kernels = {shufflePixels, expand,   spread,    to555,     from555,  gray,
+                                        matchPair,     multiply, countBits, lookUp555, yuvToBgr, yuvPairsToBgr};
+constinit const Kernels kAvx2ExtractKernels = {shufflePixels, expand,        spread,    to555,
+                                               from555,       gray,          matchPair, multiply,
+                                               countBits,     lookUp555Bmi2, yuvToBgr,  yuvPairsToBgr};
 
 }  // namespace tnk

@@ -48,6 +48,7 @@ struct Vector {
     Vector right16() const {
         return {_mm_srli_epi16(v, kBits)};
     }
+    Vector rightBy16(uint32_t bits) const { return {_mm_srl_epi16(v, _mm_cvtsi32_si128(static_cast<int>(bits)))}; }
     template <int kBits>
     Vector signedRight16() const {
         return {_mm_srai_epi16(v, kBits)};
@@ -103,7 +104,7 @@ struct Vector {
 
 namespace tnk {
 
-constinit const Kernels kSsse3Kernels = {shufflePixels, expand,   spread,    to555,     from555, gray,
-                                         matchPair,     multiply, countBits, lookUp555, yuvToBgr};
+constinit const Kernels kSsse3Kernels = {shufflePixels, expand,   spread,    to555,     from555,  gray,
+                                         matchPair,     multiply, countBits, lookUp555, yuvToBgr, yuvPairsToBgr};
 
 }  // namespace tnk

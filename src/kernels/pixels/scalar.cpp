@@ -128,18 +128,28 @@ void lookUp555(const uint8_t* source, uint8_t* target, size_t count, const Table
 }
 
 // Thousandths of the full-range matrix of ITU-R BT.601. Half is added to negative sums too, and division truncates toward zero.
+void storeYuv(uint8_t luma, uint8_t uSample, uint8_t vSample, uint8_t* target) {
+    const int32_t u = uSample - 128;
+    const int32_t v = vSample - 128;
+    const int32_t added[3] = {(1772 * u + 500) / 1000, (-714 * v - 344 * u + 500) / 1000, (1402 * v + 500) / 1000};
+    for (uint32_t k = 0; k < 3; ++k) target[k] = static_cast<uint8_t>(std::clamp(luma + added[k], 0, 255));
+}
+
 void yuvToBgr(const uint8_t* luma, uint8_t* target, size_t count, const ChromaRow& chroma) {
-    for (size_t i = 0; i < count; ++i, target += 3) {
-        const int32_t u = chroma.u[i / 2] - 128;
-        const int32_t v = chroma.v[i / 2] - 128;
-        const int32_t added[3] = {(1772 * u + 500) / 1000, (-714 * v - 344 * u + 500) / 1000, (1402 * v + 500) / 1000};
-        for (uint32_t k = 0; k < 3; ++k) target[k] = static_cast<uint8_t>(std::clamp(luma[i] + added[k], 0, 255));
-    }
+    for (size_t i = 0; i < count; ++i) storeYuv(luma[i], chroma.u[i / 2], chroma.v[i / 2], target + 3 * i);
+}
+
+void yuvPairsToBgr(const uint8_t* source, uint8_t* target, size_t count, const YuvOrder& order) {
+    const uint32_t luma = order.lumaFirst ? 0 : 1;
+    const uint32_t u = 1 - luma + (order.uFirst ? 0 : 2);
+    const uint32_t v = u ^ 2;
+    for (; count >= 2; count -= 2, source += 4, target += 6)
+        for (uint32_t i = 0; i < 2; ++i) storeYuv(source[luma + 2 * i], source[u], source[v], target + 3 * i);
 }
 
 }  // namespace
 
-constinit const Kernels kScalarKernels = {shufflePixels, expand,   spread,    to555,     from555, gray,
-                                          matchPair,     multiply, countBits, lookUp555, yuvToBgr};
+constinit const Kernels kScalarKernels = {shufflePixels, expand,   spread,    to555,     from555,  gray,
+                                          matchPair,     multiply, countBits, lookUp555, yuvToBgr, yuvPairsToBgr};
 
 }  // namespace tnk

@@ -48,22 +48,28 @@ struct PixelBytes {
 };
 constexpr PixelBytes kPixelBytes;
 
-void yuvToBgr(const uint8_t* luma, uint8_t* target, size_t count, const ChromaRow& chroma) {
-    const Vector zero = Vector::each16(0);
+// 16 pixels a lane: their lumas in words, the first eight and the last, and their chroma.
+struct YuvPixels {
+    Vector low;
+    Vector high;
+    Vector u;
+    Vector v;
+};
+
+// Whole vectors of pixels, each from load(first pixel); how many pixels that were.
+template <typename Load>
+size_t storeYuv(size_t count, uint8_t* target, Load load) {
     const Vector middle = Vector::each16(128);
-    ChromaRow rest = chroma;
-    for (; count >= kVectorBytes; count -= kVectorBytes, luma += kVectorBytes, target += 3 * kVectorBytes) {
-        const Vector u = Vector::loadWords(rest.u) - middle;
-        const Vector v = Vector::loadWords(rest.v) - middle;
-        rest = {rest.u + kVectorBytes / 2, rest.v + kVectorBytes / 2};
-        const Vector level = Vector::load(luma);
-        const Vector low = level.interleavedLow8(zero);
-        const Vector high = level.interleavedHigh8(zero);
+    size_t done = 0;
+    for (; done + kVectorBytes <= count; done += kVectorBytes, target += 3 * kVectorBytes) {
+        const YuvPixels pixels = load(done);
+        const Vector u = pixels.u - middle;
+        const Vector v = pixels.v - middle;
         const Vector added[3] = {scaleChroma(u, kBlueOfU), greenOf(u, v), scaleChroma(v, kRedOfV)};
         Vector channel[3];
         for (uint32_t k = 0; k < 3; ++k)
-            channel[k] =
-                (low + added[k].interleavedLow16(added[k])).packed16(high + added[k].interleavedHigh16(added[k]));
+            channel[k] = (pixels.low + added[k].interleavedLow16(added[k]))
+                             .packed16(pixels.high + added[k].interleavedHigh16(added[k]));
         for (uint32_t k = 0; k < 3; ++k) {
             const LaneMask(&from)[3] = kPixelBytes.from[k];
             const Vector bytes = channel[0].shuffled(Vector::repeatLane(from[0].byte)) |
@@ -72,7 +78,33 @@ void yuvToBgr(const uint8_t* luma, uint8_t* target, size_t count, const ChromaRo
             bytes.storeLanes(target + 16 * k, 48);
         }
     }
-    kScalarKernels.yuvToBgr(luma, target, count, rest);
+    return done;
+}
+
+void yuvToBgr(const uint8_t* luma, uint8_t* target, size_t count, const ChromaRow& chroma) {
+    const uint8_t* const u = chroma.u;
+    const uint8_t* const v = chroma.v;
+    const size_t done = storeYuv(count, target, [=](size_t first) -> YuvPixels {
+        const Vector zero = Vector::each16(0);
+        const Vector level = Vector::load(luma + first);
+        return {level.interleavedLow8(zero), level.interleavedHigh8(zero), Vector::loadWords(u + first / 2),
+                Vector::loadWords(v + first / 2)};
+    });
+    kScalarKernels.yuvToBgr(luma + done, target + 3 * done, count - done, {u + done / 2, v + done / 2});
+}
+
+void yuvPairsToBgr(const uint8_t* source, uint8_t* target, size_t count, const YuvOrder& order) {
+    const uint32_t lumaShift = order.lumaFirst ? 0 : 8;
+    const uint32_t uShift = order.uFirst ? 0 : 8;
+    const size_t done = storeYuv(count, target, [=](size_t first) -> YuvPixels {
+        const Vector byte = Vector::each16(0xFF);
+        const Vector low = Vector::loadLanes(source + 2 * first, 32);
+        const Vector high = Vector::loadLanes(source + 2 * first + 16, 32);
+        const Vector chroma = (low.rightBy16(8 - lumaShift) & byte).packed16(high.rightBy16(8 - lumaShift) & byte);
+        return {low.rightBy16(lumaShift) & byte, high.rightBy16(lumaShift) & byte, chroma.rightBy16(uShift) & byte,
+                chroma.rightBy16(8 - uShift) & byte};
+    });
+    kScalarKernels.yuvPairsToBgr(source + 2 * done, target + 3 * done, count - done, order);
 }
 
 }  // namespace
