@@ -329,6 +329,22 @@ class Working(ToolTest):
             low, high = self.image("out.png").convert("L").getextrema()
             self.assertTrue(abs(low - expected[0]) < 5 and high == expected[1], (options, low, high))
 
+    def test_alpha_out_and_in(self):
+        self.save("alpha.png", self.rgba)
+        self.tnk("alpha", "alpha.png", "--out", "mask.png")
+        self.same("mask.png", self.rgba.getchannel("A"), "L")
+        self.convert("in.ppm", "whole.png", "--alpha mask.png")
+        self.same("whole.png", self.rgba, "RGBA")
+        self.write("gray.pgm", pictures.pnm(5, 1, 65535, [0, 0x1234, 0xFFFF]))
+        self.save("bits.png", Image.frombytes("1", (3, 1), b"\x40"))
+        self.convert("gray.pgm", "deep.png", "--alpha bits.png")
+        self.assertEqual(pictures.samples16(self.read("deep.png"))[2::4], [0, 0x1234, 0xFFFF])
+        self.assertEqual(pictures.samples16(self.read("deep.png"))[3::4], [0, 0xFFFF, 0])
+        self.assertIn("no alpha channel", self.tnk("alpha", "in.ppm", "--out", "none.png", code=1)[1])
+        self.assertIn("3 x 1 pixels", self.convert("in.ppm", "none.png", "--alpha bits.png", code=1)[1])
+        self.convert("in.ppm", "none.png", "--alpha mask.png --bits 8", code=2)
+        self.assertNotIn("none.png", self.names())
+
     def test_shear(self):
         for options, turn in (("--shear 20", None), ("--shear 20 --vertical", Image.Transpose.TRANSPOSE)):
             self.save("in.png", self.rgb.transpose(turn) if turn else self.rgb)

@@ -17,6 +17,7 @@ constexpr std::array<const char*, 9> kDitherNames = {
 struct PictureOptions {
     std::vector<int> crop;  // left, top, width, height, as seen; empty: the whole picture
     GeometryOptions geometry;
+    std::string alpha;                 // a picture whose grays become the alpha channel; empty: none
     int gray = 0;                      // bits of the grays that it becomes first; 0: it keeps its colours
     std::vector<int> bits;             // one result for each, and each of the methods; empty: as it is by now
     std::vector<std::string> dithers;  // empty: floyd-steinberg
@@ -49,7 +50,16 @@ struct PaletteOptions {
     std::string memory = "plain";
 };
 
+struct AlphaOptions {
+    std::string in;
+    std::string out;
+    std::string memory = "plain";
+};
+
 void convert(const ConvertOptions& options);
+
+// The alpha channel of a picture as a picture of grays.
+void alpha(const AlphaOptions& options);
 
 // All or nothing: results appear under their names when every one of them is written.
 void pages(const PagesOptions& options);

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "alpha.h"
 #include "match_colors.h"
 #include "memory.h"
 #include "palette_file.h"
@@ -39,6 +40,11 @@ void checkOptions(const PictureOptions& options) {
     checkGeometry(options.geometry);
     if (!options.crop.empty() && (options.crop[2] < 1 || options.crop[3] < 1)) {
         throw usageFailure("--crop LEFT,TOP,WIDTH,HEIGHT: width and height start at 1");
+    }
+    const auto keepsAlpha = [](int bits) { return bits == 32 || bits == 64; };
+    if (!options.alpha.empty() &&
+        (options.gray || !std::all_of(options.bits.begin(), options.bits.end(), keepsAlpha))) {
+        throw usageFailure("--alpha makes pictures of 32 and 64 bits: no other --bits go with it, and no --gray");
     }
     if (options.bits.empty() && (ownPalette || options.colors || !options.dithers.empty() || !options.order.empty())) {
         throw usageFailure("--palette, --colors, --dither and --order go with --bits");
@@ -186,6 +192,10 @@ void Converter::prepare(Page& page) const {
     const Stopwatch stopwatch(page.milliseconds);
     Bitmap& bitmap = page.bitmap;
     if (!options_.geometry.keepView) bringUpright(bitmap, page.file);
+    if (!options_.alpha.empty()) {
+        putAlpha(bitmap, page.file, options_.alpha, request_);
+        page.depth = 0;
+    }
     if (!options_.crop.empty()) cropBitmap(bitmap, options_.crop, page.file);
     if (!options_.geometry.steps.empty()) {
         takeOwnDepth(page);

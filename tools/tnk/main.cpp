@@ -57,6 +57,12 @@ constexpr const char* kPaletteExamples =
     "  tnk palette photo.jpg swatches.png\n"
     "  tnk palette brand.gpl brand.act";
 
+constexpr const char* kAlphaExamples =
+    "White is opaque, black transparent. tnk convert IN OUT --alpha MASK puts a mask back.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk alpha logo.png --out mask.png";
+
 // Of the commands that make pictures.
 constexpr const char* kNotes =
     "A picture is brought upright first, if its file says how it lies (but for --keep-view), then cropped, then "
@@ -90,6 +96,7 @@ constexpr const char* kConvertExamples =
     "  tnk convert fax.png small.png --size 25% --gray 8         grays instead of lost lines\n"
     "  tnk convert scan.png gray.png --gray 16\n"
     "  tnk convert photo.jpg ink.png --gray 8 --bits 2           four grays, dithered\n"
+    "  tnk convert photo.jpg cut.png --alpha mask.png            white stays, black is transparent\n"
     "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all";
 
 constexpr const char* kPagesExamples =
@@ -117,11 +124,13 @@ class CommandLine {
     CLI::App* pages_;
     CLI::App* count_;
     CLI::App* palette_;
+    CLI::App* alpha_;
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     ConvertOptions convertOptions_;
     PagesOptions pagesOptions_;
     PaletteOptions paletteOptions_;
+    AlphaOptions alphaOptions_;
 };
 
 #if defined(_WIN32)
@@ -198,6 +207,8 @@ CommandLine::CommandLine() {
         ->add_option("OUT", convertOptions_.out,
                      "The result (.png or .bmp); {bits} and {dither} stand for their values")
         ->required();
+    convert_->add_option("--alpha", convertOptions_.alpha,
+                         "A picture of the same size whose grays become the alpha channel (before crop and geometry)");
     addPictureOptions(*convert_, convertOptions_);
     convert_->footer(std::string(kNotes) + kConvertExamples);
 
@@ -228,6 +239,12 @@ CommandLine::CommandLine() {
     addColorsOption(*palette_, paletteOptions_.colors, "At most N colours (default 256)");
     addMemoryOption(*palette_, paletteOptions_.memory);
     palette_->footer(kPaletteExamples);
+
+    alpha_ = app_.add_subcommand("alpha", "Write the alpha channel of a picture as a picture of grays");
+    alpha_->add_option("IN", alphaOptions_.in, "The picture (PNG, BMP)")->required();
+    alpha_->add_option("-o,--out", alphaOptions_.out, "The mask (.png or .bmp)")->required();
+    addMemoryOption(*alpha_, alphaOptions_.memory);
+    alpha_->footer(kAlphaExamples);
 }
 
 void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
@@ -270,6 +287,7 @@ int CommandLine::run(std::vector<std::string> arguments) {
     if (convert_->parsed()) return guarded([this] { convert(convertOptions_); });
     if (pages_->parsed()) return guarded([this] { pages(pagesOptions_); });
     if (palette_->parsed()) return guarded([this] { palette(paletteOptions_); });
+    if (alpha_->parsed()) return guarded([this] { alpha(alphaOptions_); });
     const auto tell = count_->parsed() ? count : info;
     int code = kExitOk;
     for (const std::string& file : files_) {

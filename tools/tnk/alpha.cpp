@@ -1,0 +1,61 @@
+#include "alpha.h"
+
+#include <cstdio>
+
+#include "commands.h"
+#include "geometry.h"
+#include "memory.h"
+#include "picture.h"
+#include "progress.h"
+#include "writer.h"
+
+namespace tool {
+
+namespace {
+
+std::string sizeOf(const Bitmap& bitmap) {
+    const bool onItsSide = bitmap->ViewPerspective >= LEFT_TOP;
+    const int width = onItsSide ? bitmap->Height : bitmap->Width, height = onItsSide ? bitmap->Width : bitmap->Height;
+    return std::to_string(width) + " x " + std::to_string(height);
+}
+
+}  // namespace
+
+void putAlpha(Bitmap& bitmap, const std::string& file, const std::string& maskFile, uint32_t request) {
+    Picture mask = readPicture(maskFile, GrayAlpha::kDrop, request);
+    bringUpright(mask.bitmap, maskFile);
+    if (sizeOf(mask.bitmap) != sizeOf(bitmap)) {
+        throw fileFailure(maskFile, sizeOf(mask.bitmap) + " pixels, but " + file + " has " + sizeOf(bitmap));
+    }
+    const Progress progress("masking", file);
+    // Grays of 16 bits have no room for a channel beside them.
+    if (bitmap->BitsPerPixel == 16 && bitmap->Order == ORDER_GRAY) {
+        Bitmap colors;
+        require(
+            T_ColorResBitmap(bitmap.get(), colors.get(), sizeof(BitmapHandle), 64, 0, nullptr, 0, 0, nullptr, nullptr),
+            file);
+        bitmap = std::move(colors);
+    }
+    require(T_SetBitmapAlpha(bitmap.get(), mask.bitmap.get()), file);
+}
+
+void alpha(const AlphaOptions& options) {
+    const FileFormat format = formatOf(options.out);
+    Picture picture = readPicture(options.in, GrayAlpha::kAsColor, memoryRequest(options.memory));
+    const int bits = picture.bitmap->BitsPerPixel;
+    if (bits != 32 && bits != 64) throw fileFailure(options.in, "has no alpha channel");
+    const std::string why = whyNot(format, bits == 64 ? 16 : 8, true);
+    if (!why.empty()) throw usageFailure(options.out + ": " + why);
+    Bitmap mask;
+    {
+        const Progress progress("masking", options.in);
+        bringUpright(picture.bitmap, options.in);
+        require(T_GetBitmapAlpha(picture.bitmap.get(), mask.get(), sizeof(BitmapHandle)), options.in);
+    }
+    OutputFile output(options.out);
+    const bool known = picture.headers.xResolution > 0;
+    writePicture(format, mask, output, known ? Resolution::kWrite : Resolution::kOmit);
+    output.commit();
+}
+
+}  // namespace tool
