@@ -53,7 +53,7 @@ void keep(const Value& value) {
     asm volatile("" : : "r,m"(value) : "memory");
 }
 
-// Files of the benchmark register their contests here. The first seven have contenders of our own.
+// Files of the benchmark register their contests here. All but the last two have contenders of our own.
 void registerContests();
 void registerConversions();
 void registerDithering();
@@ -62,6 +62,7 @@ void registerStorage();
 void registerRuns();
 void registerCopies();
 void registerGeometry();
+void registerAlpha();
 void registerMagick();
 void registerPillow();
 

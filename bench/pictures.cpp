@@ -120,6 +120,7 @@ void registerContests() {
     registerRuns();
     registerCopies();
     registerGeometry();
+    registerAlpha();
 }
 
 }  // namespace tnk::bench

@@ -110,7 +110,8 @@ Result makeAlphaBitmap(BitmapHandle& bitmap, BitmapHandle& mask) {
     mask.ViewPerspective = bitmap.ViewPerspective;
     mask.XResolution = bitmap.XResolution;
     mask.YResolution = bitmap.YResolution;
-    TRY(allocateBitmap(mask, currentSettings().memoryType));
+    const Content content = hasAlpha(bitmap.BitsPerPixel) ? contentToFill() : Content::zero;
+    TRY(allocateBitmap(mask, currentSettings().memoryType, content));
     TRY(copyRegion(mask, bitmap, 0, 0));
     return mask.BitsPerPixel == 8 ? attachGrayPalette(mask) : Result(SUCCESS);
 }
@@ -119,7 +120,7 @@ Result getAlpha(BitmapHandle& bitmap, BitmapHandle& mask) {
     TRY(makeAlphaBitmap(bitmap, mask));
     // KEEP: the top bit of 16-bit pixels and the top byte of 32-bit ones is taken whatever their order, gray samples
     // included. Calling those opaque would be the tempting repair.
-    if (!hasAlpha(bitmap.BitsPerPixel)) return SUCCESS;  // storage starts as zero
+    if (!hasAlpha(bitmap.BitsPerPixel)) return SUCCESS;
     const Locked bitmapLock(bitmap);
     const Locked maskLock(mask);
     RowReader reader(bitmap);
