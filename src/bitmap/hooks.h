@@ -1,6 +1,8 @@
 // What rooms above this one hang on a bitmap, and what becomes of it with the bitmap. Null where there is nothing yet.
 #pragma once
 
+#include <utility>
+
 #include "base/result.h"
 #include "tnkrn.h"
 
@@ -12,13 +14,14 @@ struct BitmapHooks {
     // Gives `destination`, which has none, its own copy of the source's overlay set; releases a set.
     Result (*copyOverlays)(BitmapHandle& destination, const BitmapHandle& source);
     void (*releaseOverlays)(BitmapHandle& bitmap);
-    // Move the overlays that follow their bitmap as the bitmap has moved: seen from side to side against a visible extent,
-    // from an old size to the bitmap's new one, turned and sheared as the exports of these names do.
-    Result (*flipOverlays)(BitmapHandle& bitmap, int32_t visibleHeight);
-    Result (*reverseOverlays)(BitmapHandle& bitmap, int32_t visibleWidth);
-    Result (*resizeOverlays)(BitmapHandle& bitmap, int32_t oldWidth, int32_t oldHeight, uint32_t flags);
-    Result (*rotateOverlays)(BitmapHandle& bitmap, int32_t oldWidth, int32_t oldHeight, int32_t angle, uint32_t flags);
-    Result (*shearOverlays)(BitmapHandle& bitmap, int32_t oldWidth, int32_t oldHeight, int32_t angle, bool horizontal);
+    // Move the overlays that follow their bitmap as the exports of these names move it. The record describes the bitmap as
+    // it is before, which matters to all but the first three.
+    Result (*offsetOverlays)(BitmapHandle& bitmap, int32_t dx, int32_t dy);
+    Result (*flipOverlays)(BitmapHandle& bitmap);
+    Result (*reverseOverlays)(BitmapHandle& bitmap);
+    Result (*resizeOverlays)(BitmapHandle& bitmap, int32_t visibleWidth, int32_t visibleHeight, uint32_t flags);
+    Result (*rotateOverlays)(BitmapHandle& bitmap, int32_t angle, uint32_t flags);
+    Result (*shearOverlays)(BitmapHandle& bitmap, int32_t angle, bool horizontal);
 };
 
 extern const BitmapHooks bitmapHooks;
@@ -43,5 +46,31 @@ inline void releaseOverlays(BitmapHandle& bitmap) {
     if (bitmap.pOverlays != nullptr && bitmapHooks.releaseOverlays != nullptr) bitmapHooks.releaseOverlays(bitmap);
     bitmap.pOverlays = nullptr;
 }
+
+// The overlays of a bitmap, moved aside before the bitmap itself is: a failure on either side leaves both as they were.
+class MovedOverlays {
+  public:
+    MovedOverlays() = default;
+    ~MovedOverlays() { releaseOverlays(record_); }
+    MovedOverlays(const MovedOverlays&) = delete;
+    MovedOverlays& operator=(const MovedOverlays&) = delete;
+
+    template <typename Routine, typename... Arguments>
+    Result make(Routine BitmapHooks::*routine, const BitmapHandle& bitmap, Arguments... arguments) {
+        if (bitmap.pOverlays == nullptr) return SUCCESS;
+        record_ = bitmap;
+        TRY(copyOverlays(record_, bitmap));
+        return moveOverlays(routine, record_, arguments...);
+    }
+
+    void takePlaceIn(BitmapHandle& bitmap) {
+        if (record_.pOverlays == nullptr) return;
+        releaseOverlays(bitmap);
+        bitmap.pOverlays = std::exchange(record_.pOverlays, nullptr);
+    }
+
+  private:
+    BitmapHandle record_{};
+};
 
 }  // namespace tnk

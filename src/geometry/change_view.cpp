@@ -57,7 +57,7 @@ Result changeView(BitmapHandle& bitmap, int32_t view) {
     const CallbackOff silence;
     if (change.flip) TRY(flipRows(bitmap));
     bitmap.ViewPerspective = TOP_LEFT;
-    if (change.rotation != 0) TRY(rotateBitmap(bitmap, change.rotation * 100, ROTATE_RESIZE, 0));
+    if (change.rotation != 0) TRY(rotatePixels(bitmap, change.rotation * 100, ROTATE_RESIZE, 0));
     bitmap.ViewPerspective = static_cast<uint32_t>(view);
     return SUCCESS;
 }

@@ -8,7 +8,7 @@
 
 namespace tnk {
 
-// In place, for a bitmap with storage and a view of 1 to 8. No callback is called. A failed flip leaves the view as it was,
+// In place, for a bitmap with storage and a view of 1 to 8. Overlays stay where they are seen. No callback is called. A failed flip leaves the view as it was,
 // a failed rotation leaves flipped rows and view 1.
 Result changeView(BitmapHandle& bitmap, int32_t view);
 

@@ -166,11 +166,6 @@ Result mirrorEncoded(BitmapHandle& bitmap, Progress& progress) {
     });
 }
 
-Result flipPicture(BitmapHandle& bitmap) {
-    TRY(isRotatedView(bitmap) ? reverseRows(bitmap) : flipRows(bitmap));
-    return moveOverlays(&BitmapHooks::flipOverlays, bitmap, visibleHeight(bitmap));
-}
-
 }  // namespace
 
 Result flipRows(BitmapHandle& bitmap, ProgressRange range) {
@@ -189,9 +184,14 @@ Result reverseRows(BitmapHandle& bitmap, ProgressRange range) {
     return tellReversal(bitmap);
 }
 
+Result flipPicture(BitmapHandle& bitmap) {
+    TRY(isRotatedView(bitmap) ? reverseRows(bitmap) : flipRows(bitmap));
+    return moveOverlays(&BitmapHooks::flipOverlays, bitmap);
+}
+
 Result reversePicture(BitmapHandle& bitmap, ProgressRange range) {
     TRY(isRotatedView(bitmap) ? flipRows(bitmap, range) : reverseRows(bitmap, range));
-    return moveOverlays(&BitmapHooks::reverseOverlays, bitmap, visibleWidth(bitmap));
+    return moveOverlays(&BitmapHooks::reverseOverlays, bitmap);
 }
 
 }  // namespace tnk

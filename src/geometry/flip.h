@@ -11,7 +11,8 @@ namespace tnk {
 Result flipRows(BitmapHandle& bitmap, ProgressRange range = {});
 Result reverseRows(BitmapHandle& bitmap, ProgressRange range = {});
 
-// As the picture is seen, with its overlays; see T_ReverseBitmap.
+// As the picture is seen, with its overlays; see T_FlipBitmap and T_ReverseBitmap.
+Result flipPicture(BitmapHandle& bitmap);
 Result reversePicture(BitmapHandle& bitmap, ProgressRange range = {});
 
 }  // namespace tnk

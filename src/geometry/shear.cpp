@@ -1,4 +1,5 @@
-// Pictures slanted by whole pixels.
+#include "geometry/shear.h"
+
 #include <cstdint>
 
 #include "base/shape.h"
@@ -23,7 +24,11 @@ class Slant {
   public:
     explicit Slant(int32_t angle) : sine_(sine(angle)), cosine_(cosine(angle)) {}
 
-    int64_t at(int32_t row) const { return int64_t{row} * sine_ / cosine_; }
+    // Also of rows that a picture does not have.
+    int64_t at(int64_t row) const {
+        const int64_t steps = row * sine_;
+        return steps / cosine_ - (steps % cosine_ < 0);
+    }
 
   private:
     int32_t sine_;
@@ -34,7 +39,7 @@ class Slant {
 // one: from side to side in the direction in which rows move, or across it.
 enum class Mirroring { none, alongRows, acrossRows };
 
-int64_t shiftOf(const Slant& slant, Mirroring mirroring, int32_t row, int32_t rows) {
+int64_t shiftOf(const Slant& slant, Mirroring mirroring, int64_t row, int64_t rows) {
     switch (mirroring) {
         case Mirroring::alongRows:
             return slant.at(rows) - slant.at(row);
@@ -86,23 +91,44 @@ Result shearColumns(BitmapHandle& source, Replacement& made, const Slant& slant,
     return quarterTurn(made.bitmap(), true, view, {67, 100});
 }
 
-Result shear(BitmapHandle& bitmap, int32_t angle, bool horizontal, uint32_t color) {
-    const bool onItsSide = isRotatedView(bitmap);
-    const bool rows = horizontal != onItsSide;
-    const Slant slant(angle < 0 ? -angle : angle);
-    // A picture is reversed as it is seen: on its side that turns the stored rows upside down.
-    const Mirroring mirroring = angle >= 0          ? Mirroring::none
-                                : rows != onItsSide ? Mirroring::alongRows
-                                                    : Mirroring::acrossRows;
+// What a shear of the picture is to its stored rows.
+struct StoredShear {
+    StoredShear(const BitmapHandle& bitmap, int32_t angle, bool horizontal)
+        : slant(angle < 0 ? -angle : angle), rows(horizontal != isRotatedView(bitmap)) {
+        // A picture is reversed as it is seen: on its side that turns the stored rows upside down.
+        if (angle < 0) mirroring = rows != isRotatedView(bitmap) ? Mirroring::alongRows : Mirroring::acrossRows;
+    }
+
+    Slant slant;
+    bool rows;  // move; else columns
+    Mirroring mirroring = Mirroring::none;
+};
+
+}  // namespace
+
+Result shearBitmap(BitmapHandle& bitmap, int32_t angle, bool horizontal, uint32_t color) {
+    const StoredShear shear(bitmap, angle, horizontal);
+    MovedOverlays overlays;
+    TRY(overlays.make(&BitmapHooks::shearOverlays, bitmap, angle, horizontal));
     Replacement made(bitmap);
-    TRY(rows ? shearRows(bitmap, made, slant, mirroring, color, {})
-             : shearColumns(bitmap, made, slant, mirroring, color));
-    TRY(moveOverlays(&BitmapHooks::shearOverlays, made.bitmap(), bitmap.Width, bitmap.Height, angle, horizontal));
+    TRY(shear.rows ? shearRows(bitmap, made, shear.slant, shear.mirroring, color, {})
+                   : shearColumns(bitmap, made, shear.slant, shear.mirroring, color));
     made.take();
+    overlays.takePlaceIn(bitmap);
     return SUCCESS;
 }
 
-}  // namespace
+// A part moves as its first row does in the picture, less what that row moves by in the part. Columns are the rows of the
+// picture turned counter-clockwise.
+PartOfShear shearPart(const BitmapHandle& bitmap, const BitmapRect& part, int32_t angle, bool horizontal) {
+    const StoredShear shear(bitmap, angle, horizontal);
+    const int64_t rows = shear.rows ? bitmap.Height : bitmap.Width;
+    const int64_t first = shear.rows ? part.Top : rows - part.Right;
+    const int64_t extent = shear.rows ? int64_t{part.Bottom} - part.Top : int64_t{part.Right} - part.Left;
+    const auto shift = [&](int64_t row, int64_t of) { return shiftOf(shear.slant, shear.mirroring, row, of); };
+    return {.alongRows = shear.rows, .shift = shift(first, rows) - shift(0, extent), .growth = shear.slant.at(rows)};
+}
+
 }  // namespace tnk
 
 using namespace tnk;
@@ -110,5 +136,5 @@ using namespace tnk;
 extern "C" int32_t TNK_CALL T_ShearBitmap(BitmapHandle* Bitmap, int32_t Angle, int32_t Horizontal, uint32_t Color) {
     if (const Result entry = checkEntry(kShearRule, Bitmap); !entry.ok()) return entry.code;
     if (Angle >= kQuarterTurn || Angle <= -kQuarterTurn) return ERROR_INVALID_PARAMETER;
-    return shear(*Bitmap, Angle, Horizontal != 0, Color).code;
+    return shearBitmap(*Bitmap, Angle, Horizontal != 0, Color).code;
 }

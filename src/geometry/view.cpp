@@ -169,6 +169,18 @@ Result viewChange(int32_t from, int32_t to, ViewChange& change) {
     return SUCCESS;
 }
 
+BitmapRect storedRect(const BitmapHandle& bitmap, BitmapRect seen) {
+    const CoordinateChange coordinates = toBitmap(bitmap, TOP_LEFT);
+    changeRect(coordinates.change, coordinates.size, seen);
+    return seen;
+}
+
+BitmapRect seenRect(const BitmapHandle& bitmap, BitmapRect stored) {
+    const CoordinateChange coordinates = fromBitmap(bitmap, TOP_LEFT);
+    changeRect(coordinates.change, coordinates.size, stored);
+    return stored;
+}
+
 int32_t quarterTurnOf(uint32_t view) {
     return isView(static_cast<int32_t>(view)) ? kQuarterTurned[view] : ERROR_INVALID_PARAMETER;
 }

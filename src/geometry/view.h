@@ -33,6 +33,10 @@ struct ViewChange {
 // -13 for views that there are not.
 Result viewChange(int32_t from, int32_t to, ViewChange& change);
 
+// Rectangles of the picture as it is seen and as it is stored. They may lie outside; coordinates wrap around.
+BitmapRect storedRect(const BitmapHandle& bitmap, BitmapRect seen);
+BitmapRect seenRect(const BitmapHandle& bitmap, BitmapRect stored);
+
 // The view that a stored turn by 90 degrees clockwise, as seen, stands for; -13 for one that there is not.
 int32_t quarterTurnOf(uint32_t view);
 

@@ -1,5 +1,7 @@
 // The tables through which lower rooms reach what higher rooms do, filled before anything runs.
 #include "bitmap/hooks.h"
+#include "collections/overlays/overlay_geometry.h"
+#include "collections/overlays/overlay_set.h"
 #include "color/dither/dither.h"
 #include "platform/system_hooks.h"
 #include "system/section_store.h"
@@ -17,12 +19,13 @@ constinit const SystemHooks systemHooks = {.attachProcess = attachProcess,
                                            .giveBackMemory = emptySectionStore};
 
 constinit const BitmapHooks bitmapHooks = {.stopDithering = stopDithering,
-                                           .copyOverlays = nullptr,
-                                           .releaseOverlays = nullptr,
-                                           .flipOverlays = nullptr,
-                                           .reverseOverlays = nullptr,
-                                           .resizeOverlays = nullptr,
-                                           .rotateOverlays = nullptr,
-                                           .shearOverlays = nullptr};
+                                           .copyOverlays = copyOverlaySet,
+                                           .releaseOverlays = releaseOverlaySet,
+                                           .offsetOverlays = offsetOverlays,
+                                           .flipOverlays = flipOverlays,
+                                           .reverseOverlays = reverseOverlays,
+                                           .resizeOverlays = resizeOverlays,
+                                           .rotateOverlays = rotateOverlays,
+                                           .shearOverlays = shearOverlays};
 
 }  // namespace tnk

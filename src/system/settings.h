@@ -80,20 +80,21 @@ void detachProcess();
 // Frees the calling thread's block, for systems that tell of a thread's end but do not release its slot.
 void detachThread();
 
-// Silences the thread's status callback for the operations inside another one.
-class CallbackOff {
+// Silences a callback of the thread for the operations inside another one.
+template <StatusCallback ThreadSettings::*kCallback>
+class Silence {
   public:
-    CallbackOff() : settings_(currentSettings()), callback_(settings_.statusCallback) {
-        settings_.statusCallback = nullptr;
-    }
-    ~CallbackOff() { settings_.statusCallback = callback_; }
-    CallbackOff(const CallbackOff&) = delete;
-    CallbackOff& operator=(const CallbackOff&) = delete;
+    Silence() : settings_(currentSettings()), callback_(settings_.*kCallback) { settings_.*kCallback = nullptr; }
+    ~Silence() { settings_.*kCallback = callback_; }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
 
   private:
     ThreadSettings& settings_;
     StatusCallback callback_;
 };
+using CallbackOff = Silence<&ThreadSettings::statusCallback>;
+using CopyCallbackOff = Silence<&ThreadSettings::copyStatusCallback>;
 
 // Holds the library lock, which guards the row seek cache.
 class LibraryLock {

@@ -6,6 +6,7 @@
 #include "base/scratch.h"
 #include "bitmap/copy/bit_run.h"
 #include "bitmap/copy/copy.h"
+#include "bitmap/hooks.h"
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "bitmap/storage/storage.h"
@@ -160,6 +161,11 @@ Result copyRectApart(BitmapHandle& destination, BitmapHandle& source, const Rect
     TRY(makeCopyRecord(destination, source, wanted.width, wanted.height, request,
                        whole ? contentToFill() : Content::zero));
     Result result = moveRegion(destination, source, negated(wanted.left), negated(wanted.top));
+    // KEEP: the numbers of the rectangle, which counts stored rows, also where overlays are placed in a picture that is seen
+    // otherwise; to map them into what is seen would be the tempting repair.
+    if (result.ok()) {
+        result = moveOverlays(&BitmapHooks::offsetOverlays, destination, negated(wanted.left), negated(wanted.top));
+    }
     Progress progress = copyProgress(destination.Height);
     if (result.ok() && block.width > 0 && block.height > 0) result = copyBlock(destination, source, block, progress);
     if (!result.ok() && !progress.stopped()) freeBitmap(destination);

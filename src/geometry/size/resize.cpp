@@ -74,18 +74,24 @@ Result fillResized(BitmapHandle& source, BitmapHandle& destination, ResizeMethod
     return SUCCESS;
 }
 
+Result resizeOverlaysOf(const BitmapHandle& bitmap, const BitmapHandle& resized, uint32_t flags,
+                        MovedOverlays& overlays) {
+    return overlays.make(&BitmapHooks::resizeOverlays, bitmap, visibleWidth(resized), visibleHeight(resized), flags);
+}
+
 // Puts a resized bitmap in the place of the original. KEEP: the display module is told by T_SizeBitmap's own methods only,
 // and not when samples are blended; to tell it always would be the repair.
 Result replaceResized(BitmapHandle& bitmap, const Dimensions& size, ResizeMethod method, uint32_t flags) {
-    const Dimensions old = sizeOf(bitmap);
     Replacement replacement(bitmap);
     TRY(replacement.make(size.width, size.height));
     TRY(fillResized(bitmap, replacement.bitmap(), method));
     if (method == ResizeMethod::nearest || method == ResizeMethod::black) {
         TRY(tellResize(bitmap, size.width, size.height));
     }
-    TRY(moveOverlays(&BitmapHooks::resizeOverlays, replacement.bitmap(), old.width, old.height, flags));
+    MovedOverlays overlays;
+    TRY(resizeOverlaysOf(bitmap, replacement.bitmap(), flags, overlays));
     replacement.take();
+    overlays.takePlaceIn(bitmap);
     return SUCCESS;
 }
 
@@ -110,14 +116,6 @@ Result resampleInto(const EntryRule& rule, BitmapHandle* source, BitmapHandle* d
     return source == destination ? Result(SUCCESS) : fillResized(*source, *destination, method);
 }
 
-// Overlays of the source take the place of the destination's.
-Result copyResizedOverlays(const BitmapHandle& source, BitmapHandle& destination, uint32_t flags) {
-    if (source.pOverlays == nullptr) return SUCCESS;
-    releaseOverlays(destination);
-    TRY(copyOverlays(destination, source));
-    return moveOverlays(&BitmapHooks::resizeOverlays, destination, source.Width, source.Height, flags);
-}
-
 bool isUpright(const BitmapHandle& bitmap) {
     return bitmap.ViewPerspective == TOP_LEFT || bitmap.ViewPerspective == BOTTOM_LEFT;
 }
@@ -136,8 +134,13 @@ Result resizeInto(BitmapHandle& source, BitmapHandle& destination, uint32_t flag
         return resizeInto(turned.record, destination, flags);
     }
     if (&source == &destination) return SUCCESS;
+    MovedOverlays overlays;
+    TRY(resizeOverlaysOf(source, destination, flags, overlays));
     TRY(fillResized(source, destination, methodOfCopy(source, sizeOf(destination), flags), viewsDiffer));
-    return copyResizedOverlays(source, destination, flags);
+    // A set that both records have stays the source's.
+    if (destination.pOverlays == source.pOverlays) destination.pOverlays = nullptr;
+    overlays.takePlaceIn(destination);
+    return SUCCESS;
 }
 
 }  // namespace

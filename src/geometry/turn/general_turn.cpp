@@ -27,17 +27,6 @@ constexpr TurnSize kMemoryTile = {256, 64};
 constexpr TurnSize kWindowTile = {1024, 1024};
 constexpr TurnSize kDeepWindowTile = {512, 512};
 
-// The smallest size that holds the turned picture.
-Result wholeSize(const BitmapHandle& bitmap, int32_t angle, TurnSize& size) {
-    const int64_t across = std::abs(cosine(angle)), down = std::abs(sine(angle));
-    const auto rounded = [](int64_t steps) { return std::max<int64_t>((steps + kSineUnit - 1) / kSineUnit, 1); };
-    const int64_t width = rounded(bitmap.Width * across + bitmap.Height * down);
-    const int64_t height = rounded(bitmap.Width * down + bitmap.Height * across);
-    if (width > INT32_MAX || height > INT32_MAX) return ERROR_SIZE_TOO_LARGE;
-    size = {static_cast<int32_t>(width), static_cast<int32_t>(height)};
-    return SUCCESS;
-}
-
 class GeneralTurn {
   public:
     GeneralTurn(BitmapHandle& source, BitmapHandle& target, const GeneralTurnRequest& request)
@@ -165,6 +154,16 @@ class GeneralTurn {
 };
 
 }  // namespace
+
+Result wholeSize(const BitmapHandle& bitmap, int32_t angle, TurnSize& size) {
+    const int64_t across = std::abs(cosine(angle)), down = std::abs(sine(angle));
+    const auto rounded = [](int64_t steps) { return std::max<int64_t>((steps + kSineUnit - 1) / kSineUnit, 1); };
+    const int64_t width = rounded(bitmap.Width * across + bitmap.Height * down);
+    const int64_t height = rounded(bitmap.Width * down + bitmap.Height * across);
+    if (width > INT32_MAX || height > INT32_MAX) return ERROR_SIZE_TOO_LARGE;
+    size = {static_cast<int32_t>(width), static_cast<int32_t>(height)};
+    return SUCCESS;
+}
 
 Result generalTurn(BitmapHandle& bitmap, const GeneralTurnRequest& request, ProgressRange range) {
     assert(isAllocated(bitmap));

@@ -108,6 +108,15 @@ class QuarterTurn {
     RowWriter writer_;
 };
 
+Result turnPicture(BitmapHandle& bitmap, bool clockwise, ProgressRange range) {
+    MovedOverlays overlays;
+    const int32_t angle = clockwise ? kQuarterTurn : -kQuarterTurn;
+    TRY(overlays.make(&BitmapHooks::rotateOverlays, bitmap, angle, ROTATE_RESIZE));
+    TRY(quarterTurn(bitmap, clockwise != isMirroredView(viewOf(bitmap)), bitmap.ViewPerspective, range));
+    overlays.takePlaceIn(bitmap);
+    return SUCCESS;
+}
+
 }  // namespace
 
 Result turnQuarterInto(Replacement& made, BitmapHandle& source, bool clockwise, uint32_t view, ProgressRange range) {
@@ -136,11 +145,5 @@ using namespace tnk;
 extern "C" int32_t TNK_CALL T_RotateBitmap90(BitmapHandle* Bitmap, int32_t Direction, int32_t ProgressStart,
                                              int32_t ProgressEnd) {
     if (const Result entry = checkEntry(kTurnRule, Bitmap); !entry.ok()) return entry.code;
-    const bool clockwise = Direction != 0;
-    const int32_t width = Bitmap->Width, height = Bitmap->Height;
-    const Result turned = quarterTurn(*Bitmap, clockwise != isMirroredView(viewOf(*Bitmap)), Bitmap->ViewPerspective,
-                                      {ProgressStart, ProgressEnd});
-    if (!turned.ok()) return turned.code;
-    const int32_t angle = clockwise ? kQuarterTurn : -kQuarterTurn;
-    return moveOverlays(&BitmapHooks::rotateOverlays, *Bitmap, width, height, angle, ROTATE_RESIZE).code;
+    return turnPicture(*Bitmap, Direction != 0, {ProgressStart, ProgressEnd}).code;
 }

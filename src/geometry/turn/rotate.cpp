@@ -54,8 +54,7 @@ Result turnRows(BitmapHandle& bitmap, int32_t angle, uint32_t view, uint32_t fla
 
 }  // namespace
 
-Result rotateBitmap(BitmapHandle& bitmap, int32_t angle, uint32_t flags, uint32_t color, ProgressRange range) {
-    assert(isAllocated(bitmap));
+StoredTurn storedTurn(const BitmapHandle& bitmap, int32_t angle) {
     int64_t seen = angle;
     uint32_t view = bitmap.ViewPerspective;
     const bool mirrored = isMirroredView(viewOf(bitmap));
@@ -63,10 +62,27 @@ Result rotateBitmap(BitmapHandle& bitmap, int32_t angle, uint32_t flags, uint32_
         seen += kQuarters[view] * int64_t{kQuarterTurn};
         view = mirrored ? BOTTOM_LEFT : TOP_LEFT;
     }
-    const int32_t width = bitmap.Width, height = bitmap.Height;
     // Rows that are stored upside down turn the other way.
-    TRY(turnRows(bitmap, reduceAngle(mirrored ? -seen : seen), view, flags, color, range));
-    return moveOverlays(&BitmapHooks::rotateOverlays, bitmap, width, height, angle, flags);
+    return {reduceAngle(mirrored ? -seen : seen), view};
+}
+
+Result sizeOfTurn(const BitmapHandle& bitmap, const StoredTurn& turn, uint32_t flags, TurnSize& size) {
+    size = {bitmap.Width, bitmap.Height};
+    return (flags & ROTATE_RESIZE) != 0 ? wholeSize(bitmap, turn.angle, size) : Result(SUCCESS);
+}
+
+Result rotatePixels(BitmapHandle& bitmap, int32_t angle, uint32_t flags, uint32_t color, ProgressRange range) {
+    assert(isAllocated(bitmap));
+    const StoredTurn turn = storedTurn(bitmap, angle);
+    return turnRows(bitmap, turn.angle, turn.view, flags, color, range);
+}
+
+Result rotateBitmap(BitmapHandle& bitmap, int32_t angle, uint32_t flags, uint32_t color, ProgressRange range) {
+    MovedOverlays overlays;
+    TRY(overlays.make(&BitmapHooks::rotateOverlays, bitmap, angle, flags));
+    TRY(rotatePixels(bitmap, angle, flags, color, range));
+    overlays.takePlaceIn(bitmap);
+    return SUCCESS;
 }
 
 }  // namespace tnk
