@@ -1432,10 +1432,12 @@ TNK_API int32_t TNK_CALL T_SetBitmapAlpha(BitmapHandle* Bitmap, BitmapHandle* Al
 /*
  * Make a packed DIB, uncompressed and bottom-up, which the caller frees with T_OsFreeHandle; 0 on failure. Depths become:
  * 1, 4, 8 the same; 2 and 3 bits 4; 5 to 7 bits 8; 12 bits, and 16 bits of gray samples, 24; 16, 24, 32 bits the same, in
- * BGR order; 48 bits 24; 64 bits 32. Pictures in other views than TOP_LEFT and BOTTOM_LEFT are turned.
+ * BGR order; 48 bits 24; 64 bits 32. The DIB shows the picture as it is seen. It has the colours of the bitmap's palette, all
+ * 16 or 256 where the depth changes, and those of the fixed palette where there is none. Nothing is reported.
  * T_ConvertToDIB leaves the bitmap as it is. T_ChangeToDIB consumes it: it takes bitmaps that are neither accessed
- * (BMF_LOCKED) nor BMF_SIGNED and frees them when the DIB is made. Rows go over in bands, and storage that can shrink
- * gives them up as it goes, so that the picture is in memory once and a band. After a failure the bitmap is whole.
+ * (BMF_LOCKED) nor BMF_SIGNED and frees them when the DIB is made. Memory of the library's own is given back in bands as rows
+ * go over, so that the picture is in memory once and a band; one that lies on its side (views 5 to 8) is turned in a
+ * second image first. After a failure the bitmap is as it was.
  */
 TNK_API T_HANDLE TNK_CALL T_ConvertToDIB(BitmapHandle* Bitmap, uint32_t Type);
 TNK_API T_HANDLE TNK_CALL T_ChangeToDIB(BitmapHandle* Bitmap, uint32_t Type);
@@ -1448,7 +1450,7 @@ TNK_API T_HANDLE TNK_CALL T_ChangeToDIB(BitmapHandle* Bitmap, uint32_t Type);
  *     compression                       bits          made of it
  *     0 BI_RGB                          1 4 8 16 24 32    the same depth; 16 bits are 5-5-5
  *     1 BI_RLE8, 2 BI_RLE4              8, 4          the same depth; pixels that are skipped are 0
- *     3 BI_BITFIELDS                    16, 32        the same depth for the usual masks, else 24 or, with alpha, 32 bits
+ *     3 BI_BITFIELDS                    16, 32        the same depth: 5-5-5, alpha in the top bit, or 8-8-8, alpha in the top byte
  *     YVU9 IF09                         9, 24         24 bits. Planes 4:1:0, sides multiples of 16
  *     I420 IYUV YV12                    12, 24        24 bits. Planes 4:2:0, sides multiples of 4
  *     UYVY cyuv YUY2 YVYU Y42T          16, 24        24 bits. 4:2:2, even width
@@ -1456,12 +1458,18 @@ TNK_API T_HANDLE TNK_CALL T_ChangeToDIB(BitmapHandle* Bitmap, uint32_t Type);
  *     Y211                              8, 24         24 bits. Even width
  *     JPEG MJPG dmb1                    any           decoded by the codec module TFCMP15U (tnkrn_codec.h)
  *
+ * Masks of channels may be any bits; values of other widths are scaled, rounded. A header of 40 bytes is followed by its three;
+ * one for alpha is in headers from 56 bytes on, and alpha is 0 without. A colour table counts up to 8 bits and has as many
+ * entries as the header says, at most those that the depth has; above, one is passed over where the block has room for it.
+ * Resolutions are the header's, else those of the screen, else the thread's default.
+ *
  * T_ConvertFromDIB takes header with colour table, and rows, by address; both are as long as the header says, which is the
  * caller's affair. Without Bits the record is only initialised. The others take a packed DIB, of which they read nothing
  * behind its end, and leave it to the caller. T_MirrorFromDIB stores the rows the other way up, with the view that shows the same
  * picture: first row first for a bottom-up DIB.
- * Codes: -13 null, a dimension that is none; -789 StructSize; -16 a form that is not in the table, or a block too short; -3 too large; -356
- * no codec module; -1 no memory; those of T_AllocateBitmap and the storage. After a failure Bitmap holds no storage.
+ * Codes: -13 null, what is no block, a negative width, a height of -2^31; -789 StructSize; -16 a form that is not in the
+ * table, or a block too short; -3 too large; -11 rows to read of a picture without a pixel; -356 no codec module; -1 no
+ * memory; those of T_AllocateBitmap and the storage. After a failure other than of arguments Bitmap is an empty record.
  */
 TNK_API int32_t TNK_CALL T_ConvertFromDIB(BitmapHandle* Bitmap, uint32_t StructSize, const void* BitmapInfo,
                                           const void* Bits);

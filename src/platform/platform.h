@@ -163,6 +163,7 @@ struct DisplayTable {
     bool (*deletePalette)(T_HANDLE palette);
     uint32_t (*screenPalette)(PaletteEntry (&entries)[256]);
     uint32_t (*screenReserved)();  // entries of the screen's palette that the system keeps for itself, half at each end
+    bool (*screenResolution)(int32_t* x, int32_t* y);  // pixels per metre, more than 0; false without a screen
 
     bool (*deleteRegion)(T_HANDLE region);
 

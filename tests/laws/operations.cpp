@@ -4,6 +4,8 @@
 #include <cstring>
 #include <iterator>
 
+#include "platform/platform.h"
+
 namespace tnk::test {
 
 namespace {
@@ -176,6 +178,34 @@ int32_t setAlpha(World& w) {
     return result;
 }
 
+int32_t take(World& w, T_HANDLE dib) {
+    if (dib != 0) {
+        const auto* data = static_cast<const uint8_t*>(nativePlatform.lockMovable(dib));  // which never fails
+        w.answer.assign(data, data + T_OsSizeHandle(dib));
+        nativePlatform.unlockMovable(dib);
+    }
+    T_OsFreeHandle(dib, 0, nullptr);
+    return dib != 0 ? SUCCESS : FAILURE;
+}
+template <auto kCall>
+int32_t toDib(World& w) {
+    return take(w, kCall(&w.source.record, DIB_HEADER_V5));
+}
+template <auto kCall>
+int32_t fromDib(World& w) {
+    const T_HANDLE dib = T_ConvertToDIB(&w.source.record, DIB_HEADER_INFO);
+    T_SetDefaultMemoryType(w.request);  // what cannot be the default leaves memory
+    const int32_t result = dib != 0 ? kCall(&w.made, kSize, dib) : FAILURE;
+    T_SetDefaultMemoryType(MEM_CONVENTIONAL);
+    T_OsFreeHandle(dib, 0, nullptr);
+    return result;
+}
+void turnView(World& w) { w.source.record.ViewPerspective = TOP_RIGHT; }
+void releaseTurned(World& w) {
+    w.source.record.ViewPerspective = RIGHT_BOTTOM;
+    release(w);
+}
+
 constexpr Format kBilevel = {1, 0}, kIndexed = {8, 0}, kColor = {24, 1}, kGray = {16, 2}, kWideGray = {32, 2};
 constexpr Format kAlpha = {32, 1};
 constexpr auto kStatus = Reports::toStatus, kCopyStatus = Reports::toCopyStatus;
@@ -249,6 +279,15 @@ const Operation kOperations[] = {
      attachTable},
     {"wide_gray_to_16", kWideGray, [](World& w) { return T_Gray32To16(&w.source.record); }, kStatus},
     {"wide_gray_to_8", kWideGray, [](World& w) { return T_Gray32To8(&w.source.record); }, kStatus},
+    {"to_dib", kIndexed, toDib<T_ConvertToDIB>},
+    {"to_dib_turned", kBilevel, toDib<T_ConvertToDIB>, Reports::no, Leaves::nothing, turnView},
+    {"to_dib_by_table", kGray, toDib<T_ConvertToDIB>, Reports::no, Leaves::nothing, attachTable},
+    {"change_to_dib", kColor, toDib<T_ChangeToDIB>, Reports::no, Leaves::nothing, release},
+    {"change_to_dib_bilevel", kBilevel, toDib<T_ChangeToDIB>, Reports::no, Leaves::nothing, release},
+    {"change_to_dib_turned", kIndexed, toDib<T_ChangeToDIB>, Reports::no, Leaves::nothing, releaseTurned},
+    {"from_dib", kIndexed, fromDib<T_ChangeFromDIB>},
+    {"from_dib_bilevel", kBilevel, fromDib<T_ChangeFromDIB>},
+    {"from_dib_mirrored", kColor, fromDib<T_MirrorFromDIB>},
     {"copy_items", kIndexed, copyItems, Reports::no, Leaves::nothing, makeList},
     {"insert_item", kIndexed, insertItem, Reports::no, Leaves::nothing, makeList},
     {"list_palette", kColor, [](World& w) { return chooseListPalette(w, 0); }, Reports::no, Leaves::nothing, makeList},

@@ -119,20 +119,11 @@ Result ditherAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapH
 Result convertAllRows(const ColorResJob& job, BitmapHandle& source, const BitmapHandle& destination,
                       const PaletteChoice& choice, RowSink& sink, Progress& progress) {
     PaletteEntry sourcePalette[kMaxPaletteEntries];
-    ConvertSpec spec{.bitsSrc = source.BitsPerPixel,
-                     .bitsDst = destination.BitsPerPixel,
-                     .orderSrc = pixelOrder(source),
-                     .orderDst = destination.Order};
-    spec.lowBit = source.LowBit;
-    spec.highBit = source.HighBit;
+    if (source.BitsPerPixel <= 8) readBitmapPalette(source, sourcePalette);
+    ConvertSpec spec = conversionFrom(source, sourcePalette);
+    spec.bitsDst = destination.BitsPerPixel;
+    spec.orderDst = destination.Order;
     if ((job.flags & CRF_OPAQUEALPHA) != 0) spec.flags |= CONVERT_ALPHA_OPAQUE;
-    if (hasGraySamples(source)) {
-        spec.flags |= CONVERT_SRC_BIT_RANGE;
-        spec.paletteSrc = sampleTable(source).data();
-    } else if (source.BitsPerPixel <= 8) {
-        readBitmapPalette(source, sourcePalette);
-        spec.paletteSrc = sourcePalette;
-    }
     if (job.reducesToPalette()) spec.paletteDst = choice.entries;
     RowConverter converter;
     TRY(converter.prepare(spec));
@@ -187,6 +178,19 @@ Result fillDestination(const ColorResJob& job, BitmapHandle& source, BitmapHandl
 Result checkColorResSource(const BitmapHandle& source) {
     if ((source.Flags & BMF_SIGNED) != 0 && (source.Flags & BMF_WINDOW) == 0) return ERROR_SIGNED_DATA;
     return isAllocated(source) ? SUCCESS : ERROR_INVALID_PARAMETER;
+}
+
+ConvertSpec conversionFrom(const BitmapHandle& source, const PaletteEntry (&palette)[kMaxPaletteEntries]) {
+    ConvertSpec spec{.bitsSrc = source.BitsPerPixel, .bitsDst = 0, .orderSrc = pixelOrder(source), .orderDst = 0};
+    spec.lowBit = source.LowBit;
+    spec.highBit = source.HighBit;
+    if (hasGraySamples(source)) {
+        spec.flags = CONVERT_SRC_BIT_RANGE;
+        spec.paletteSrc = sampleTable(source).data();
+    } else if (source.BitsPerPixel <= 8) {
+        spec.paletteSrc = palette;
+    }
+    return spec;
 }
 
 Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette, T_HANDLE paletteHandle,

@@ -5,6 +5,7 @@
 
 #include "base/result.h"
 #include "color/reduce/palette_choice.h"
+#include "convert/row_converter.h"
 #include "tnkrn.h"
 
 namespace tnk {
@@ -33,6 +34,10 @@ Result settleColorRes(int32_t bits, uint32_t flags, const PaletteEntry* palette,
 
 // Whether a bitmap of the right size can be a source: allocated, and no signed samples without a window.
 Result checkColorResSource(const BitmapHandle& source);
+
+// How pixels of a bitmap are read where rows are converted; `palette` is its palette, for 8 bits or fewer. The target is the
+// caller's to fill in.
+ConvertSpec conversionFrom(const BitmapHandle& source, const PaletteEntry (&palette)[kMaxPaletteEntries]);
 
 // Converts a checked bitmap; see T_ColorResBitmap.
 Result colorResBitmap(const ColorResJob& job, BitmapHandle& source, BitmapHandle* destination);

@@ -82,6 +82,7 @@ constinit const DisplayTable displayTable = {
 
     .screenPalette = [](PaletteEntry (&)[256]) -> uint32_t { return 0; },
     .screenReserved = []() -> uint32_t { return 0; },
+    .screenResolution = [](int32_t*, int32_t*) -> bool { return false; },
 
     // Regions come from a display module only, and this system has none whose regions the library could delete.
     .deleteRegion = [](T_HANDLE) -> bool { return false; },

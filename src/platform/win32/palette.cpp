@@ -96,6 +96,19 @@ constinit const DisplayTable displayTable = {
         return static_cast<uint32_t>(std::clamp<int>(reserved, 0, kMaxEntries));
     },
 
+    .screenResolution = [](int32_t* x, int32_t* y) -> bool {
+        const HDC screen = GetDC(nullptr);
+        if (screen == nullptr) return false;
+        const int width = GetDeviceCaps(screen, HORZSIZE);  // millimetres
+        const int height = GetDeviceCaps(screen, VERTSIZE);
+        if (width > 0 && height > 0) {
+            *x = MulDiv(GetDeviceCaps(screen, HORZRES), 1000, width);
+            *y = MulDiv(GetDeviceCaps(screen, VERTRES), 1000, height);
+        }
+        ReleaseDC(nullptr, screen);
+        return width > 0 && height > 0 && *x > 0 && *y > 0;
+    },
+
     .deleteRegion = [](T_HANDLE region) -> bool { return DeleteObject(systemHandle(region)) != 0; },
 
     .createDeviceContext = [](T_HANDLE palette) -> T_HANDLE {

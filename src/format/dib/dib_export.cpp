@@ -1,0 +1,223 @@
+// Device-independent bitmaps made from bitmaps.
+#include <algorithm>
+#include <cassert>
+#include <cstring>
+
+#include "base/pixel_format.h"
+#include "base/sample_rules.h"
+#include "base/shape.h"
+#include "bitmap/lifecycle.h"
+#include "bitmap/row_loop.h"
+#include "bitmap/rows.h"
+#include "color/reduce/color_resolution.h"
+#include "convert/row_converter.h"
+#include "format/dib/dib_header.h"
+#include "geometry/change_view.h"
+#include "geometry/mirror_line.h"
+#include "geometry/view.h"
+#include "palette/palette.h"
+#include "platform/platform.h"
+#include "system/settings.h"
+#include "tnkrn.h"
+
+namespace tnk {
+namespace {
+
+constexpr EntryRule kExportEntry = {ERROR_INVALID_PARAMETER, ERROR_NOT_ALLOCATED, ERROR_STRUCT_SIZE};
+
+// ---- pixels ----
+
+// The depth that a DIB has room for.
+int32_t dibBits(const BitmapHandle& bitmap) {
+    switch (bitmap.BitsPerPixel) {
+        case 2:
+        case 3:
+            return 4;
+        case 5:
+        case 6:
+        case 7:
+            return 8;
+        case 12:
+        case 48:
+            return 24;
+        case 64:
+            return 32;
+        default:
+            return bitmap.BitsPerPixel == 16 && hasGraySamples(bitmap) ? 24 : bitmap.BitsPerPixel;
+    }
+}
+
+bool isStoredAsDib(const BitmapHandle& bitmap) {
+    const int32_t bits = dibBits(bitmap);
+    return bits == bitmap.BitsPerPixel && (bits <= 8 || bitmap.Order == ORDER_BGR);
+}
+
+// Rows as the DIB has them: those of the bitmap, or converted as colour resolution would. Fewer bits become the next depth
+// with the same colours, so that indexes stay.
+class DibPixels {
+  public:
+    Result prepare(const BitmapHandle& bitmap) {
+        colors_ = 0;
+        if (bitmap.BitsPerPixel <= 8) readColors(bitmap);
+        converts_ = !isStoredAsDib(bitmap);
+        if (!converts_) return SUCCESS;
+        TRY(checkColorResSource(bitmap));
+        TRY(checkSampleTable(bitmap));
+        ConvertSpec spec = conversionFrom(bitmap, entries_);
+        spec.bitsDst = dibBits(bitmap);
+        spec.orderDst = ORDER_BGR;
+        spec.paletteDst = entries_;
+        return converter_.prepare(spec);
+    }
+
+    const PaletteEntry* entries() const { return entries_; }
+    uint32_t colors() const { return colors_; }
+    bool converts() const { return converts_; }
+    Result convert(const uint8_t* from, uint8_t* to, int32_t width) { return converter_.run(from, to, width); }
+
+  private:
+    void readColors(const BitmapHandle& bitmap) {
+        const auto room = 1u << dibBits(bitmap);
+        colors_ = std::min(paletteLength(bitmap), room);
+        // A count of 0 stands for all that the depth has.
+        if (colors_ == 0 || dibBits(bitmap) != bitmap.BitsPerPixel) colors_ = room;
+        readBitmapPalette(bitmap, entries_);
+        if (bitmap.Palette == nullptr) {
+            const auto own = 1u << bitmap.BitsPerPixel;
+            std::copy_n(fixedPalette(bitmap.BitsPerPixel), own, entries_);
+        }
+        for (PaletteEntry& entry : entries_) entry.Reserved = 0;
+    }
+
+    PaletteEntry entries_[kMaxPaletteEntries] = {};
+    uint32_t colors_ = 0;
+    bool converts_ = false;
+    RowConverter converter_;
+};
+
+// ---- the block ----
+
+// A movable block that is locked while it lives and belongs to nobody before release().
+class DibBlock {
+  public:
+    DibBlock() = default;
+    ~DibBlock() {
+        if (data_ != nullptr) platform->unlockMovable(handle_);
+        if (handle_ != 0) platform->freeMovable(handle_);
+    }
+    DibBlock(const DibBlock&) = delete;
+    DibBlock& operator=(const DibBlock&) = delete;
+
+    Result allocate(uint64_t bytes) {
+        if (bytes > UINT32_MAX || bytes > kLargestBlock) return ERROR_SIZE_TOO_LARGE;
+        handle_ = platform->allocateMovable(static_cast<size_t>(bytes));
+        if (handle_ != 0) data_ = static_cast<uint8_t*>(platform->lockMovable(handle_));
+        return data_ != nullptr ? SUCCESS : FAILURE;
+    }
+    uint8_t* data() const { return data_; }
+    T_HANDLE release() {
+        platform->unlockMovable(handle_);
+        data_ = nullptr;
+        return std::exchange(handle_, 0);
+    }
+
+  private:
+    T_HANDLE handle_ = 0;
+    uint8_t* data_ = nullptr;
+};
+
+// ---- rows ----
+
+enum class Source { kept, consumed };
+
+// How rows of a picture that does not lie on its side are read.
+bool isBottomFirst(const BitmapHandle& bitmap) {
+    return bitmap.ViewPerspective == BOTTOM_LEFT || bitmap.ViewPerspective == BOTTOM_RIGHT;
+}
+bool isRightFirst(const BitmapHandle& bitmap) {
+    return bitmap.ViewPerspective == TOP_RIGHT || bitmap.ViewPerspective == BOTTOM_RIGHT;
+}
+
+Result writeRows(BitmapHandle& bitmap, DibPixels& pixels, uint8_t* bits, size_t line) {
+    const bool bottomFirst = isBottomFirst(bitmap);
+    const bool rightFirst = isRightFirst(bitmap);
+    const int32_t pixelBits = dibBits(bitmap);
+    const Locked lock(bitmap);
+    const int32_t band = bandRows(bitmap);
+    RowReader reader(bitmap);
+    TRY(reader.prepare(band));
+    uint8_t* rows[kMostBandRows];
+    for (int32_t first = 0; first < bitmap.Height; first += band) {
+        const int32_t count = std::min(band, bitmap.Height - first);
+        TRY(reader.read(first, count, rows));
+        for (int32_t i = 0; i < count; ++i) {
+            const int32_t row = bottomFirst ? first + i : bitmap.Height - 1 - first - i;
+            uint8_t* to = bits + line * static_cast<uint32_t>(row);
+            if (pixels.converts()) {
+                TRY(pixels.convert(rows[i], to, bitmap.Width));
+            } else {
+                std::memcpy(to, rows[i], line);
+            }
+            if (rightFirst) mirrorPixels(to, Shape(bitmap).width, pixelBits);
+        }
+    }
+    return SUCCESS;
+}
+
+void writeColors(const DibPixels& pixels, uint8_t* table) {
+    std::memcpy(table, pixels.entries(), pixels.colors() * sizeof(PaletteEntry));
+}
+
+// `source` does not lie on its side; `shown` says resolutions.
+Result writeDib(BitmapHandle& source, const BitmapHandle& shown, uint32_t type, DibBlock& block) {
+    DibPixels pixels;
+    TRY(pixels.prepare(source));
+    const int32_t bits = dibBits(source);
+    const uint64_t line = rowBytes(Shape(source).width, static_cast<uint32_t>(bits));
+    const uint64_t imageBytes = line * Shape(source).height;
+    const uint32_t headerBytes = dibHeaderBytes(type);
+    const uint32_t tableBytes = pixels.colors() * static_cast<uint32_t>(sizeof(PaletteEntry));
+    TRY(block.allocate(headerBytes + tableBytes + imageBytes));
+    writeDibHeader(type,
+                   {.width = source.Width,
+                    .height = source.Height,
+                    .bits = bits,
+                    .imageBytes = static_cast<uint32_t>(imageBytes),
+                    .colors = pixels.colors(),
+                    .xResolution = shown.XResolution,
+                    .yResolution = shown.YResolution},
+                   block.data());
+    writeColors(pixels, block.data() + headerBytes);
+    return writeRows(source, pixels, block.data() + headerBytes + tableBytes, static_cast<size_t>(line));
+}
+
+Result exportDib(const BitmapHandle& bitmap, uint32_t type, DibBlock& block) {
+    // Rows are read through a copy of the record, whose notes of rows read are then not the caller's.
+    BitmapHandle source = bitmap;
+    if (!isView(viewOf(bitmap))) return ERROR_INVALID_PARAMETER;
+    if (!isRotatedView(bitmap)) return writeDib(source, bitmap, type, block);
+    TempBitmap turned;
+    constexpr uint32_t kEverything = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS;
+    const CallbackOff silence;
+    TRY(copyWithView(turned.record, source, BOTTOM_LEFT, kEverything));
+    return writeDib(turned.record, bitmap, type, block);
+}
+
+}  // namespace
+}  // namespace tnk
+
+using namespace tnk;
+
+extern "C" T_HANDLE TNK_CALL T_ConvertToDIB(BitmapHandle* Bitmap, uint32_t Type) {
+    if (!checkEntry(kExportEntry, Bitmap).ok()) return 0;
+    DibBlock block;
+    return exportDib(*Bitmap, Type, block).ok() ? block.release() : 0;
+}
+
+extern "C" T_HANDLE TNK_CALL T_ChangeToDIB(BitmapHandle* Bitmap, uint32_t Type) {
+    if (!checkEntry(kExportEntry, Bitmap).ok() || (Bitmap->Flags & (BMF_LOCKED | BMF_SIGNED)) != 0) return 0;
+    DibBlock block;
+    if (!exportDib(*Bitmap, Type, block).ok()) return 0;
+    freeBitmap(*Bitmap);
+    return block.release();
+}
