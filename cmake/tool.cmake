@@ -1,5 +1,4 @@
-# The command-line program. Its header-only libraries are copied from the host into the build folder: the host's include
-# folder itself must never be on the search path of a cross build.
+# The command-line program.
 
 file(GLOB_RECURSE tool_sources CONFIGURE_DEPENDS tools/tnk/*.cpp)
 if(NOT tool_sources)
@@ -7,12 +6,10 @@ if(NOT tool_sources)
 endif()
 
 find_path(TNK_CLI11 CLI/CLI.hpp PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-find_path(TNK_STB stb/stb_image.h PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 if(NOT TNK_CLI11 OR NOT TNK_STB)
     message(FATAL_ERROR "CLI11 or stb is missing; scripts/setup installs them (or configure with -DTNK_TOOL=OFF)")
 endif()
 file(COPY ${TNK_CLI11}/CLI DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.hpp)
-file(COPY ${TNK_STB}/stb DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.h)
 
 # What --version tells; looked up by every build, written when it changed.
 add_custom_target(tnk_build_id

@@ -1,5 +1,5 @@
 /*
- * tnkrn_codec.h - interface of the optional codec modules behind super-compressed bitmaps.
+ * tnkrn_codec.h - interface of the optional codec modules behind super-compressed bitmaps and coded images.
  *
  * A codec module is a shared library that packs rows of pixels without loss. The kernel looks for it beside itself,
  * then where the system looks, when a super-compressed bitmap is allocated, and keeps it loaded while the bitmap has its
@@ -9,10 +9,12 @@
  *     1                TFFAX15U.DLL, then TFCMP15U.DLL
  *     8, 24            TFCMP15U.DLL
  *
- * (.so in place of .DLL outside Windows). A module has both entry points below, C functions under exactly these names;
- * on 32-bit Windows they are __stdcall and exported undecorated (fltSaveBuffer, no @20).
+ * (.so in place of .DLL outside Windows). A module has the entry points below, C functions under exactly these names;
+ * on 32-bit Windows they are __stdcall and exported undecorated (fltSaveBuffer, no @20). Super-compressed bitmaps need
+ * fltSaveBuffer and fltLoadBuffer; device-independent bitmaps that hold a coded image need fltLoadImage, of
+ * TFCMP15U.DLL, which is loaded for the call.
  *
- * Both may be called by several threads at a time and keep nothing between calls. The kernel unpacks and compares what
+ * They may be called by several threads at a time and keep nothing between calls. The kernel unpacks and compares what
  * was packed before it lets go of the rows, and keeps rows that a module cannot pack as they are: no answer of a module
  * loses pixels.
  */
@@ -60,10 +62,32 @@ TNK_CODEC_API int32_t TNK_CALL fltSaveBuffer(const CodecChunk* Chunk, const uint
 TNK_CODEC_API int32_t TNK_CALL fltLoadBuffer(const CodecChunk* Chunk, const uint8_t* Packed, uint32_t PackedBytes,
                                              uint8_t* Rows);
 
+/* An image in a device-independent bitmap, as its header tells. */
+typedef struct CodecImage {
+    uint32_t StructSize; /* sizeof(CodecImage), 12 */
+    int32_t Width;       /* pixels */
+    int32_t Height;      /* rows, at least 1 */
+} CodecImage;
+
+/* Takes a row of Width pixels of 3 bytes, blue first. Returns 1 to go on; another value ends the work. */
+typedef int32_t(TNK_CALL* CodecRowRoutine)(void* User, int32_t Row, const uint8_t* Pixels);
+
+/*
+ * Decodes an image of exactly Width x Height pixels and gives its rows to TakeRow, each once, 0 at the top of the picture
+ * first. What coding it is shows in the data: JPEG is, with or without its Huffman tables (those of ITU-T T.81, Annex K,
+ * stand in).
+ * Returns 1, what TakeRow returned when that was not 1, or a negative code: -1 no memory; -13 null or a size that is none;
+ * -16 data of no known coding, damaged, or of another size; -789 StructSize.
+ */
+TNK_CODEC_API int32_t TNK_CALL fltLoadImage(const CodecImage* Image, const uint8_t* Packed, uint32_t PackedBytes,
+                                            CodecRowRoutine TakeRow, void* User);
+
 typedef int32_t(TNK_CALL* CodecSaveRoutine)(const CodecChunk* Chunk, const uint8_t* Rows, uint8_t* Packed,
                                             uint32_t Capacity, uint32_t* PackedBytes);
 typedef int32_t(TNK_CALL* CodecLoadRoutine)(const CodecChunk* Chunk, const uint8_t* Packed, uint32_t PackedBytes,
                                             uint8_t* Rows);
+typedef int32_t(TNK_CALL* CodecImageRoutine)(const CodecImage* Image, const uint8_t* Packed, uint32_t PackedBytes,
+                                             CodecRowRoutine TakeRow, void* User);
 
 #ifdef __cplusplus
 }

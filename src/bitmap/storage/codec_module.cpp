@@ -10,6 +10,7 @@ constexpr T_WCHAR kGeneralModule[] = {'T', 'F', 'C', 'M', 'P', '1', '5', 'U', 0}
 
 constexpr char kSaveName[] = "fltSaveBuffer";
 constexpr char kLoadName[] = "fltLoadBuffer";
+constexpr char kImageName[] = "fltLoadImage";
 
 }  // namespace
 
@@ -20,12 +21,13 @@ void CodecModule::close() {
     module_ = 0;
 }
 
-bool CodecModule::tryModule(const T_WCHAR* name) {
+bool CodecModule::tryModule(const T_WCHAR* name, bool images) {
     module_ = platform->loadModule(name);
     if (module_ == 0) return false;
     save_ = reinterpret_cast<CodecSaveRoutine>(platform->findSymbol(module_, kSaveName));
     load_ = reinterpret_cast<CodecLoadRoutine>(platform->findSymbol(module_, kLoadName));
-    if (save_ != nullptr && load_ != nullptr) return true;
+    image_ = reinterpret_cast<CodecImageRoutine>(platform->findSymbol(module_, kImageName));
+    if (images ? image_ != nullptr : save_ != nullptr && load_ != nullptr) return true;
     close();
     return false;
 }
@@ -34,5 +36,7 @@ Result CodecModule::open(int32_t bits) {
     const bool found = (bits == 1 && tryModule(kFaxModule)) || tryModule(kGeneralModule);
     return found ? SUCCESS : ERROR_CODEC_MISSING;
 }
+
+Result CodecModule::openForImages() { return tryModule(kGeneralModule, true) ? SUCCESS : ERROR_CODEC_MISSING; }
 
 }  // namespace tnk

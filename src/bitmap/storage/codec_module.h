@@ -1,4 +1,4 @@
-// The optional module that packs and unpacks the rows of a super-compressed bitmap.
+// The optional module that packs and unpacks the rows of a super-compressed bitmap, and decodes images.
 #pragma once
 
 #include <cstdint>
@@ -18,6 +18,8 @@ class CodecModule {
 
     // Takes the first module for the depth that has both entry points; ERROR_CODEC_MISSING when there is none.
     Result open(int32_t bits);
+    // Takes the module that decodes images, in the same way.
+    Result openForImages();
 
     // What a module answers is not to be trusted: neither the code, nor the byte count, nor the bytes.
     int32_t save(const CodecChunk& chunk, const uint8_t* rows, uint8_t* packed, uint32_t capacity,
@@ -28,13 +30,19 @@ class CodecModule {
         return load_(&chunk, packed, bytes, rows);
     }
 
+    int32_t loadImage(const CodecImage& image, const uint8_t* packed, uint32_t bytes, CodecRowRoutine takeRow,
+                      void* user) const {
+        return image_(&image, packed, bytes, takeRow, user);
+    }
+
   private:
-    bool tryModule(const T_WCHAR* name);
+    bool tryModule(const T_WCHAR* name, bool images = false);
     void close();
 
     T_HANDLE module_ = 0;
     CodecSaveRoutine save_ = nullptr;
     CodecLoadRoutine load_ = nullptr;
+    CodecImageRoutine image_ = nullptr;
 };
 
 }  // namespace tnk
