@@ -1677,7 +1677,10 @@ TNK_API int32_t TNK_CALL T_ShearBitmap(BitmapHandle* Bitmap, int32_t Angle, int3
  */
 
 /* How a pixel d of the destination and s of the source become one: by the bits of their channels, or by their values,
- * which saturate. Palette indexes are combined by their bits as they are; by value, their colours are. */
+ * which saturate. Channels are the fields of 16-bit colours, the bytes of 24 and 32 bits, the words of 48 and 64, with alpha
+ * as one of them, and whole gray samples. Palette indexes are combined by their bits as they are; by value, their colours
+ * are, and the nearest entry is taken (a pixel whose colour stays keeps its index). 8-bit pixels whose palette is the gray
+ * ramp, or that are gray without one, are levels. */
 #define COMBINE_COPY 0u       /* s */
 #define COMBINE_NOT 1u        /* all bits of s turned over */
 #define COMBINE_AND 2u        /* d and s */
@@ -1692,7 +1695,8 @@ TNK_API int32_t TNK_CALL T_ShearBitmap(BitmapHandle* Bitmap, int32_t Angle, int3
 #define COMBINE_MAXIMUM 11u   /* the greater */
 #define COMBINE_ALPHA 12u     /* s over d by the alpha of s (Porter and Duff, 1984); a source without alpha is opaque */
 
-/* Channels that are written, of colours above 8 bits; none of these: all of the pixel. */
+/* Channels that are written, of colours above 8 bits; none of these: all of the pixel, as gray samples and indexes always
+ * are. The first component of ORDER_MATRIX_RGB counts as blue. */
 #define COMBINE_RED 0x100u
 #define COMBINE_GREEN 0x200u
 #define COMBINE_BLUE 0x400u
@@ -1710,10 +1714,13 @@ typedef struct BitmapPoint {
 /*
  * Combines the rectangle of Width x Height pixels of Source from (SourceLeft, SourceTop) on with that of Destination from
  * (Left, Top) on. Positions are those of the pictures as they are seen; the rectangle is clipped to both, and what is
- * written to Destination's region (T_FillBitmap). A source of other depth, order, palette or view is converted in a copy,
- * colours to a palette without dithering. Source may be Destination: the pixels are those from before.
- * Codes: -13 null or unallocated, a mode or flag that is none; -789; -11 a negative width or height; -1360 signed samples; -1 no memory; those of the conversions; the
- * storage's, routines' and callback's, after which rows keep what was done so far.
+ * written to Destination's region (T_FillBitmap). A source of other depth, order or palette is converted as by
+ * T_ConvertBuffer, colours to a palette without dithering and to the gray ramp by their level; alpha goes along, and a
+ * source without any is opaque. One of another view is turned in a copy. Source may be Destination or share its pixels:
+ * they are those from before.
+ * Codes: -13 null or unallocated, a view outside 1 to 8, a mode or flag that is none; -789; -1360 signed samples; -11 a
+ * negative width or height; -1 no memory; those of the conversions; the storage's, the region routines' and the
+ * callback's, after which rows keep what was done so far.
  */
 TNK_API int32_t TNK_CALL T_CombineBitmapKrn(BitmapHandle* Destination, int32_t Left, int32_t Top, int32_t Width,
                                             int32_t Height, BitmapHandle* Source, int32_t SourceLeft, int32_t SourceTop,
@@ -1721,20 +1728,25 @@ TNK_API int32_t TNK_CALL T_CombineBitmapKrn(BitmapHandle* Destination, int32_t L
 
 /*
  * Combines a quadrilateral of Source with one of Destination by the projective map that carries corner to corner (the
- * mapping of Heckbert, 1989). Corners are four points in order around the shape, convex, inside -32768 .. 32767; without
- * SourceCorners they are those of the whole picture from the top left one clockwise. A pixel of Destination is written where its centre lies in
- * the quadrilateral; pixels that two neighbours share belong to one of them. What lies outside Source is left alone.
- * Codes: as above; -13 also corners that are not convex, have no area, or lie outside the range.
+ * mapping of Heckbert, 1989). Corners are four points in order around the shape, either way round, convex, inside
+ * -32768 .. 32767; without SourceCorners they are those of the whole picture from the top left one clockwise. A pixel of
+ * Destination is written where its centre lies in the quadrilateral; a centre on an edge belongs to the shape to the right
+ * of it, or below, so that neighbours share no pixel and leave none out. It shows the pixel that its position lies in;
+ * with COMBINE_LINEAR a blend of the four around it, at the edges of Source fewer, taken to 1/256 pixel. Indexes into
+ * other palettes than gray ramps are blended as colours of 24 bits. What lies outside Source is left alone.
+ * Codes: as above; -13 also null Corners, and corners that are not convex, have no area, or lie outside the range.
  */
 TNK_API int32_t TNK_CALL T_CombineBitmapWarp(BitmapHandle* Destination, const BitmapPoint* Corners,
                                              BitmapHandle* Source, const BitmapPoint* SourceCorners, uint32_t Flags);
 
 /*
- * Makes a rectangle unrecognisable, as it is seen and clipped to the bitmap, and brings it back when it is called with the same rectangle
- * and key again: pixels are combined with a sequence of numbers that key and position give. It hides a face or a name from
- * who passes by; it does not encrypt: who sees many pictures of one key, or tries keys, finds the pixels.
- * A part that was cut out is brought back by the rectangle's position in the part.
- * Codes: -13 null or unallocated; -789; -11 a negative width or height; -1 no memory; the storage's and the callback's, after which all rows are as before where the storage lets them.
+ * Makes a rectangle unrecognisable, as it is seen and clipped to the bitmap, and brings it back when it is called with the
+ * same rectangle and key again: the bits of pixels are combined with a sequence of numbers that the key and the place in
+ * the rectangle give. It hides a face or a name from who passes by; it does not encrypt: who sees many pictures of one key,
+ * or tries keys, finds the pixels. A part that was cut out is brought back by the rectangle's place in the part, negative
+ * positions included. Palette, region and what lies after the last pixel of a row play no part.
+ * Codes: -13 null or unallocated; -789; -11 a negative width or height; -1 no memory; the storage's and the callback's,
+ * after which all rows are as before where the storage lets them.
  */
 TNK_API int32_t TNK_CALL T_ScrambleBitmap(BitmapHandle* Bitmap, int32_t Left, int32_t Top, int32_t Width,
                                           int32_t Height, uint32_t Key);

@@ -98,36 +98,6 @@ void putLowPart(uint8_t* target, const uint8_t* source, uint32_t pixels) {
     }
 }
 
-// Merges `bits` bits of `source`, which lie as in `target` from bit `phase` of the first byte on.
-void mergeBits(uint8_t* target, const uint8_t* source, uint32_t phase, uint64_t bits, bool lowFirst) {
-    const auto last = static_cast<size_t>((phase + bits - 1) >> 3);
-    const auto unused = static_cast<uint32_t>(7 - ((phase + bits - 1) & 7));
-    uint32_t firstMask = 0xFF & (lowFirst ? 0xFFu << phase : 0xFFu >> phase);
-    const uint32_t lastMask = 0xFF & (lowFirst ? 0xFFu >> unused : 0xFFu << unused);
-    if (last == 0) {
-        firstMask &= lastMask;
-    } else {
-        std::memcpy(target + 1, source + 1, last - 1);
-        mergeByte(target[last], source[last], lastMask);
-    }
-    mergeByte(target[0], source[0], firstMask);
-}
-
-// A run whose bits lie at another place inside their bytes in the buffer than in the row.
-void putShifted(uint8_t* target, uint32_t phase, const uint8_t* source, uint64_t sourceBit, uint64_t bits,
-                bool lowFirst) {
-    uint8_t moved[512];
-    while (bits != 0) {
-        const uint64_t part = std::min<uint64_t>(bits, sizeof moved * 8 - phase);
-        moveBits(moved, phase, source + static_cast<size_t>(sourceBit >> 3), sourceBit & 7, part, lowFirst);
-        mergeBits(target, moved, phase, part, lowFirst);
-        target += static_cast<size_t>((phase + part) >> 3);
-        phase = (phase + part) & 7;
-        sourceBit += part;
-        bits -= part;
-    }
-}
-
 class SegmentWriter {
   public:
     SegmentWriter(const BitmapHandle& bitmap, uint32_t column, bool keepTopBits)
@@ -146,7 +116,9 @@ class SegmentWriter {
         const uint32_t pixels = segment.end - segment.start;
         if (insideByte_) {
             const auto phase = static_cast<uint32_t>((uint64_t{column_} + segment.start) * bits_ & 7);
-            putShifted(target, phase, buffer, uint64_t{segment.start} * bits_, uint64_t{pixels} * bits_, bits_ == 12);
+            const uint64_t from = uint64_t{segment.start} * bits_;
+            putBits(target, phase, buffer + static_cast<size_t>(from >> 3), from & 7, uint64_t{pixels} * bits_,
+                    bits_ == 12);
         } else if (bits_ < 8) {
             putPacked(target, source, segment, bits_);
         } else if (bits_ == 12) {

@@ -101,6 +101,17 @@ CoordinateChange toBitmap(const BitmapHandle& bitmap, int32_t view) {
     return result;
 }
 
+PixelFrame frameOf(const CoordinateChange& coordinates) {
+    const auto at = [&](int32_t x, int32_t y) {
+        changePoint(coordinates.change, coordinates.size, x, y);
+        return std::pair(x, y);
+    };
+    const auto [x, y] = at(0, 0);
+    const auto [acrossX, acrossY] = at(1, 0);
+    const auto [downX, downY] = at(0, 1);
+    return {x, y, acrossX - x, acrossY - y, downX - x, downY - y};
+}
+
 template <auto kCoordinates>
 int32_t changeBitmapRect(const BitmapHandle* bitmap, int32_t view, BitmapRect* rect) {
     if (const Result entry = checkEntry(kCoordinateRule, bitmap); !entry.ok()) return entry.code;
@@ -168,6 +179,10 @@ Result viewChange(int32_t from, int32_t to, ViewChange& change) {
     change = {flip, rotation};
     return SUCCESS;
 }
+
+PixelFrame seenFrame(const BitmapHandle& bitmap) { return frameOf(fromBitmap(bitmap, TOP_LEFT)); }
+
+PixelFrame storedFrame(const BitmapHandle& bitmap) { return frameOf(toBitmap(bitmap, TOP_LEFT)); }
 
 BitmapRect storedRect(const BitmapHandle& bitmap, BitmapRect seen) {
     const CoordinateChange coordinates = toBitmap(bitmap, TOP_LEFT);

@@ -37,6 +37,24 @@ Result viewChange(int32_t from, int32_t to, ViewChange& change);
 BitmapRect storedRect(const BitmapHandle& bitmap, BitmapRect seen);
 BitmapRect seenRect(const BitmapHandle& bitmap, BitmapRect stored);
 
+// Pixel positions of one picture by those of another: where (0, 0) lies, and how far a column and a row further on move.
+struct PixelFrame {
+    int32_t x;
+    int32_t y;
+    int32_t xAcross;
+    int32_t yAcross;
+    int32_t xDown;
+    int32_t yDown;
+
+    // Whether a row of the one is a column of the other.
+    bool onItsSide() const { return xAcross == 0; }
+    int64_t xAt(int64_t column, int64_t row) const { return x + column * xAcross + row * xDown; }
+    int64_t yAt(int64_t column, int64_t row) const { return y + column * yAcross + row * yDown; }
+};
+// Where stored pixels are seen, and where seen ones are stored. A view that there is not counts as upright.
+PixelFrame seenFrame(const BitmapHandle& bitmap);
+PixelFrame storedFrame(const BitmapHandle& bitmap);
+
 // The view that a stored turn by 90 degrees clockwise, as seen, stands for; -13 for one that there is not.
 int32_t quarterTurnOf(uint32_t view);
 

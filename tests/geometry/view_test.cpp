@@ -260,12 +260,18 @@ TEST(Fills, ColoursAsPixels) {
     for (const Fill& row : fills) {
         SCOPED_TRACE(::testing::Message() << row.format.bits << " bits, " << std::hex << row.color);
         for (const Kind kind : {Kind::section, Kind::disk}) {
-            StoredBitmap picture(kind, 9, 4, row.format);
+            StoredBitmap picture(kind, 9, 4, row.format), stamp(Kind::section, 9, 4, row.format);
             RandomNumbers random(7);
             fill(picture.record, random);
+            fill(stamp.record, random);
             PixelModel expected(picture.record);
+            const PixelModel other(stamp.record);
             {  // rows 1 and 3, columns 1, 2 and 5 to 8
                 const Display display;
+                EXPECT_EQ(T_CombineBitmapKrn(&picture.record, 2, 0, 7, 4, &stamp.record, 0, 0, COMBINE_COPY), SUCCESS);
+                for (const int32_t y : {1, 3})
+                    for (const int32_t x : {2, 5, 6, 7, 8}) expected.at(x, y) = other.at(x - 2, y);
+                EXPECT_EQ(PixelModel(picture.record), expected);
                 EXPECT_EQ(T_FillBitmap(&picture.record, row.color), SUCCESS);
             }
             for (const int32_t y : {1, 3})
@@ -313,11 +319,17 @@ TEST(Fills, AlphaValues) {
 TEST(EntryRules, Geometry) {
     static BitmapRect rect;
     static int32_t x, y;
+    StoredBitmap stored(Kind::section, 3, 3, 24);
+    BitmapHandle& other = stored.record;
     constexpr int32_t kNull = ERROR_INVALID_PARAMETER, kBare = ERROR_NOT_ALLOCATED, kSize = ERROR_STRUCT_SIZE;
     using Record = BitmapHandle*;
     const EntryCase cases[] = {
         {"clear", kNull, kNull, kSize, T_ClearBitmap},
         {"fill", kNull, kNull, kSize, [](Record r) { return T_FillBitmap(r, 0); }},
+        {"combine into", kNull, kNull, kSize,
+         [&](Record r) { return T_CombineBitmapKrn(r, 0, 0, 1, 1, &other, 0, 0, 0); }},
+        {"combine from", kNull, kNull, kSize,
+         [&](Record r) { return T_CombineBitmapKrn(&other, 0, 0, 1, 1, r, 0, 0, 0); }},
         {"flip", kNull, kNull, kSize, T_FlipBitmap},
         {"reverse", kNull, kNotLookedAt, kSize, T_ReverseBitmap},
         {"stored flip", kBare, kBare, kNotLookedAt, T_IntFlipBitmap},

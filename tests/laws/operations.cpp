@@ -206,6 +206,15 @@ void releaseTurned(World& w) {
     release(w);
 }
 
+template <uint32_t kFlags, int32_t kLeft = 0>
+int32_t combine(World& w) {
+    return T_CombineBitmapKrn(&w.made, kLeft, 0, kWidth, w.made.Height, &w.source.record, 0, 0, kFlags);
+}
+void makeTurnedTarget(World& w) {
+    makeTarget(w);
+    w.made.ViewPerspective = TOP_RIGHT;
+}
+
 constexpr Format kBilevel = {1, 0}, kIndexed = {8, 0}, kColor = {24, 1}, kGray = {16, 2}, kWideGray = {32, 2};
 constexpr Format kAlpha = {32, 1};
 constexpr auto kStatus = Reports::toStatus, kCopyStatus = Reports::toCopyStatus;
@@ -333,6 +342,16 @@ const Operation kOperations[] = {
     {"rotate_any", kIndexed, rotate<700>, kStatus},
     {"rotate_any_bilevel", kBilevel, rotate<-4500, ROTATE_RESIZE>, kSteps},
     {"rotate_linear", kGray, rotate<700, ROTATE_RESAMPLE>, kStatus, Leaves::nothing, attachTable},
+    {"combine", kColor, combine<COMBINE_ADD>, kStatus, kMade, makeTarget},
+    {"combine_turned", kBilevel, combine<COMBINE_XOR, 3>, kStatus, kMade, makeTurnedTarget},
+    {"combine_converted", kIndexed, combine<COMBINE_MAXIMUM>, kStatus, kMade,
+     [](World& w) { EXPECT_EQ(create(w, 24, ORDER_BGR), SUCCESS); }},
+    {"combine_itself", kIndexed,
+     [](World& w) {
+         BitmapHandle& b = w.source.record;
+         return T_CombineBitmapKrn(&b, 5, 0, kWidth, b.Height, &b, 0, 0, COMBINE_DIFFERENCE);
+     },
+     kStatus, kSource},
     {"change_view", kColor, changeView},
     {"change_view_bilevel", kBilevel, changeView},
 };

@@ -74,4 +74,30 @@ void moveBits(uint8_t* to, uint32_t toPhase, const uint8_t* from, uint32_t fromP
     to[toBytes - 1] &= maskOf(0, static_cast<uint32_t>((toPhase + bits) & 7), lowFirst);
 }
 
+// A short piece at a time, brought to the place of the target's bits on the stack.
+void putBits(uint8_t* to, uint32_t toPhase, const uint8_t* from, uint32_t fromPhase, uint64_t bits, bool lowFirst) {
+    uint8_t moved[512];
+    uint64_t fromBit = fromPhase;
+    while (bits != 0) {
+        const uint64_t part = std::min<uint64_t>(bits, sizeof moved * 8 - toPhase);
+        moveBits(moved, toPhase, from + static_cast<size_t>(fromBit >> 3), fromBit & 7, part, lowFirst);
+        const auto last = static_cast<size_t>((toPhase + part - 1) >> 3);
+        const uint8_t firstMask = maskOf(toPhase, 0, lowFirst);
+        const uint8_t lastMask = maskOf(0, static_cast<uint32_t>((toPhase + part) & 7), lowFirst);
+        const uint8_t kept[] = {static_cast<uint8_t>(to[0] & ~firstMask),
+                                static_cast<uint8_t>(to[last] & ~(last == 0 ? firstMask & lastMask : lastMask))};
+        if (last == 0) {
+            to[0] = static_cast<uint8_t>(kept[1] | moved[0]);
+        } else {
+            std::memcpy(to, moved, last + 1);
+            to[0] |= kept[0];
+            to[last] |= kept[1];
+        }
+        to += static_cast<size_t>((toPhase + part) >> 3);
+        toPhase = (toPhase + part) & 7;
+        fromBit += part;
+        bits -= part;
+    }
+}
+
 }  // namespace tnk

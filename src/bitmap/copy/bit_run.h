@@ -10,4 +10,7 @@ namespace tnk {
 // the last with the run becomes 0. Reads nothing but the bytes of the run. The two must not overlap.
 void moveBits(uint8_t* to, uint32_t toPhase, const uint8_t* from, uint32_t fromPhase, uint64_t bits, bool lowFirst);
 
+// The same, but what shares the first and the last byte with the run stays.
+void putBits(uint8_t* to, uint32_t toPhase, const uint8_t* from, uint32_t fromPhase, uint64_t bits, bool lowFirst);
+
 }  // namespace tnk
