@@ -69,10 +69,10 @@ struct MemoryTable {
     size_t (*sizeOfGlobal)(const void* block);
     void (*freeGlobal)(void* block);
 
-    // Movable blocks, zero-filled; growth is zero-filled. A failed reallocation leaves the block alone; a locked block
+    // Movable blocks; growth is zero-filled. A failed reallocation leaves the block alone; a locked block
     // is never reallocated, since its address is in use. A fixed global block serves too: its address is its handle, its
     // lock is nothing, and it stays one of its kind.
-    T_HANDLE (*allocateMovable)(size_t bytes);
+    T_HANDLE (*allocateMovable)(size_t bytes, bool zero);
     T_HANDLE (*reallocateMovable)(T_HANDLE block, size_t bytes);
     void* (*lockMovable)(T_HANDLE block);
     void (*unlockMovable)(T_HANDLE block);  // locks count; several threads may lock a block
@@ -83,6 +83,9 @@ struct MemoryTable {
     bool (*createSection)(uint64_t bytes, Section* section);
     void (*closeSection)(const Section& section);
     size_t (*sizeOfSection)(const Section& section);  // bytes that it has room for; 0 for what is none
+    // The content of a part of a section is of no use any more: memory of pages that lie in it whole may go. Where the system
+    // has a way; what they read as then is undefined until they are written.
+    void (*forgetPages)(uint8_t* start, size_t bytes);
     // Makes a section of `oldBytes` bytes `bytes` bytes long; handle and view may change. What both sizes have stays, growth
     // is zero. Pages that nobody wrote to cost nothing, as far as the system has a way to tell.
     bool (*resizeSection)(Section* section, uint64_t oldBytes, uint64_t bytes);

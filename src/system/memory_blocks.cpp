@@ -70,7 +70,7 @@ extern "C" void* TNK_CALL T_GlobalAlloc(uint32_t Kind, uint32_t Bytes, uint32_t 
         case RESOURCE_GLOBAL:
             return platform->allocateGlobal(Bytes, (Kind & RESOURCE_ZERO) != 0);
         case RESOURCE_HANDLE:
-            return reinterpret_cast<void*>(platform->allocateMovable(Bytes));
+            return reinterpret_cast<void*>(platform->allocateMovable(Bytes, true));
         default:
             return refuseKind(Line, Module);
     }
@@ -108,7 +108,7 @@ extern "C" int32_t TNK_CALL T_LocalFree(void* Block, uint32_t, const char*) {
 }
 
 extern "C" T_HANDLE TNK_CALL T_OsAllocHandle(uint32_t Bytes, uint32_t, const char*) {
-    return platform->allocateMovable(Bytes);
+    return platform->allocateMovable(Bytes, true);
 }
 
 extern "C" T_HANDLE TNK_CALL T_OsReAllocHandle(T_HANDLE Block, uint32_t Bytes, uint32_t, const char*) {

@@ -57,7 +57,7 @@ void grow(MemoryFile& file, uint64_t needed) {
     const uint64_t capacity = (needed + kGrowthStep - 1) / kGrowthStep * kGrowthStep;
     if (capacity > UINT32_MAX) return;
     const T_HANDLE block = file.block != 0 ? platform->reallocateMovable(file.block, static_cast<size_t>(capacity))
-                                           : platform->allocateMovable(static_cast<size_t>(capacity));
+                                           : platform->allocateMovable(static_cast<size_t>(capacity), true);
     if (block == 0) return;
     file.block = block;
     file.capacity = static_cast<uint32_t>(capacity);

@@ -175,6 +175,33 @@ TEST_P(DibKinds, RoundTripsKeepThePictureAsItIsSeen) {
     }
 }
 
+// While a large picture goes over, its own memory shrinks; the section that it leaves serves the next bitmap as a clean one.
+TEST(Dib, ConsumedPicturesAreInMemoryOnce) {
+    static const Platform* const native = platform;
+    static size_t forgotten;
+    static Platform table;
+    table = *native;
+    table.forgetPages = [](uint8_t* start, size_t bytes) {
+        forgotten += bytes;
+        native->forgetPages(start, bytes);
+    };
+    for (const bool consumes : {false, true}) {
+        StoredBitmap source(Kind::section, 2048, 4096, Format{24, 1});
+        std::memset(source.record.pData, 77, source.record.Size);
+        const uint32_t size = source.record.Size;
+        platform = &table;
+        forgotten = 0;
+        const Block dib((consumes ? T_ChangeToDIB : T_ConvertToDIB)(&source.record, 0));
+        platform = native;
+        EXPECT_EQ(forgotten >= size - (4u << 20), consumes);
+        const Bytes bytes = dib.bytes();
+        EXPECT_EQ(std::count(bytes.begin() + 40, bytes.end(), 77), ptrdiff_t{size});
+        StoredBitmap next(Kind::section, 2048, 4096, Format{24, 1});
+        const Bytes rows = rowsOf(next.record);
+        EXPECT_TRUE(std::all_of(rows.begin(), rows.end(), [](uint8_t byte) { return byte == 0; }));
+    }
+}
+
 // ---- rows that are coded ----
 
 // Pixels of a run-coded picture, one by one; rows from the first one.

@@ -71,6 +71,10 @@ Result allocateSuper(BitmapHandle& bitmap);
 // section, until they are put back. FAILURE without memory.
 Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement);
 
+// Rows that nobody reads any more, before the bitmap is freed: gives back the memory that they alone lie in, where the kind has
+// a way. Their content is undefined from then on.
+void forgetRows(const BitmapHandle& bitmap, int32_t first, int32_t count);
+
 // The flags that say which storage a bitmap has.
 constexpr uint32_t kStorageFlags = BMF_ALLOCATED | BMF_MEMORY | BMF_DISK | BMF_LOCKED | BMF_COMPRESSED | BMF_USERDATA |
                                    BMF_MOVABLE | BMF_TILED | BMF_SUPERCOMPRESSED;

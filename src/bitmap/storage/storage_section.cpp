@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/shape.h"
 #include "bitmap/storage/storage.h"
 #include "platform/platform.h"
 #include "system/section_store.h"
@@ -98,6 +99,14 @@ Result keepOwnPixels(const BitmapHandle& bitmap, const void* replacement) {
     *added = {own, replaced};
     replaced = added;
     return SUCCESS;
+}
+
+void forgetRows(const BitmapHandle& bitmap, int32_t first, int32_t count) {
+    if (&storageOf(bitmap) != &kSectionStorage) return;
+    const Section own = sectionOf(bitmap);
+    if (own.view == nullptr || own.view + bitmap.DataOffset != bitmap.pData) return;
+    const Shape shape(bitmap);
+    platform->forgetPages(bitmap.pData + shape.offset(first), shape.offset(count));
 }
 
 const StorageKind kSectionStorage = {MEMKIND_MEMORY, kPlainRows, releaseSection, readMemory,

@@ -110,7 +110,7 @@ class DibBlock {
 
     Result allocate(uint64_t bytes) {
         if (bytes > UINT32_MAX || bytes > kLargestBlock) return ERROR_SIZE_TOO_LARGE;
-        handle_ = platform->allocateMovable(static_cast<size_t>(bytes));
+        handle_ = platform->allocateMovable(static_cast<size_t>(bytes), false);
         if (handle_ != 0) data_ = static_cast<uint8_t*>(platform->lockMovable(handle_));
         return data_ != nullptr ? SUCCESS : FAILURE;
     }
@@ -128,7 +128,28 @@ class DibBlock {
 
 // ---- rows ----
 
+// What becomes of the bitmap that rows are read from.
 enum class Source { kept, consumed };
+
+// Gives rows back in parts large enough that the calls do not count.
+class RowsLeftBehind {
+  public:
+    RowsLeftBehind(const BitmapHandle& bitmap, Source source)
+        : bitmap_(bitmap), consumed_(source == Source::consumed) {}
+
+    // Nobody reads the rows before `end` again.
+    void passed(int32_t end) {
+        constexpr uint64_t kPartBytes = 4u << 20;
+        if (!consumed_ || Shape(bitmap_).bytes(end - first_) < kPartBytes) return;
+        forgetRows(bitmap_, first_, end - first_);
+        first_ = end;
+    }
+
+  private:
+    const BitmapHandle& bitmap_;
+    bool consumed_;
+    int32_t first_ = 0;
+};
 
 // How rows of a picture that does not lie on its side are read.
 bool isBottomFirst(const BitmapHandle& bitmap) {
@@ -138,28 +159,52 @@ bool isRightFirst(const BitmapHandle& bitmap) {
     return bitmap.ViewPerspective == TOP_RIGHT || bitmap.ViewPerspective == BOTTOM_RIGHT;
 }
 
-Result writeRows(BitmapHandle& bitmap, DibPixels& pixels, uint8_t* bits, size_t line) {
-    const bool bottomFirst = isBottomFirst(bitmap);
-    const bool rightFirst = isRightFirst(bitmap);
-    const int32_t pixelBits = dibBits(bitmap);
+// Rows of one bitmap as those of a DIB.
+class RowCopy {
+  public:
+    RowCopy(const BitmapHandle& bitmap, DibPixels& pixels, uint8_t* bits, size_t line)
+        : bitmap_(bitmap),
+          pixels_(pixels),
+          bits_(bits),
+          line_(line),
+          bottomFirst_(isBottomFirst(bitmap)),
+          rightFirst_(isRightFirst(bitmap)) {}
+
+    Result run(int32_t row, const uint8_t* from) {
+        const int32_t place = bottomFirst_ ? row : bitmap_.Height - 1 - row;
+        uint8_t* to = bits_ + line_ * static_cast<uint32_t>(place);
+        if (pixels_.converts()) {
+            std::memset(to + line_ - 4, 0, 4);  // what lies behind the pixels
+            TRY(pixels_.convert(from, to, bitmap_.Width));
+        } else {
+            std::memcpy(to, from, line_);
+        }
+        if (rightFirst_) mirrorPixels(to, Shape(bitmap_).width, dibBits(bitmap_));
+        return SUCCESS;
+    }
+
+  private:
+    const BitmapHandle& bitmap_;
+    DibPixels& pixels_;
+    uint8_t* bits_;
+    size_t line_;
+    bool bottomFirst_;
+    bool rightFirst_;
+};
+
+// Once the first rows of a section are read nothing can fail any more, so that a bitmap which is consumed is never in parts.
+Result writeRows(BitmapHandle& bitmap, RowCopy& copy, Source source) {
     const Locked lock(bitmap);
     const int32_t band = bandRows(bitmap);
     RowReader reader(bitmap);
     TRY(reader.prepare(band));
+    RowsLeftBehind behind(bitmap, source);
     uint8_t* rows[kMostBandRows];
     for (int32_t first = 0; first < bitmap.Height; first += band) {
         const int32_t count = std::min(band, bitmap.Height - first);
         TRY(reader.read(first, count, rows));
-        for (int32_t i = 0; i < count; ++i) {
-            const int32_t row = bottomFirst ? first + i : bitmap.Height - 1 - first - i;
-            uint8_t* to = bits + line * static_cast<uint32_t>(row);
-            if (pixels.converts()) {
-                TRY(pixels.convert(rows[i], to, bitmap.Width));
-            } else {
-                std::memcpy(to, rows[i], line);
-            }
-            if (rightFirst) mirrorPixels(to, Shape(bitmap).width, pixelBits);
-        }
+        for (int32_t i = 0; i < count; ++i) TRY(copy.run(first + i, rows[i]));
+        behind.passed(first + count);
     }
     return SUCCESS;
 }
@@ -168,19 +213,20 @@ void writeColors(const DibPixels& pixels, uint8_t* table) {
     std::memcpy(table, pixels.entries(), pixels.colors() * sizeof(PaletteEntry));
 }
 
-// `source` does not lie on its side; `shown` says resolutions.
-Result writeDib(BitmapHandle& source, const BitmapHandle& shown, uint32_t type, DibBlock& block) {
+// `bitmap` does not lie on its side; `shown` says resolutions.
+Result writeDib(BitmapHandle& bitmap, Source source, const BitmapHandle& shown, uint32_t type, DibBlock& block) {
     DibPixels pixels;
-    TRY(pixels.prepare(source));
-    const int32_t bits = dibBits(source);
-    const uint64_t line = rowBytes(Shape(source).width, static_cast<uint32_t>(bits));
-    const uint64_t imageBytes = line * Shape(source).height;
+    TRY(pixels.prepare(bitmap));
+    const int32_t bits = dibBits(bitmap);
+    const uint64_t line = rowBytes(Shape(bitmap).width, static_cast<uint32_t>(bits));
+    const uint64_t imageBytes = line * Shape(bitmap).height;
     const uint32_t headerBytes = dibHeaderBytes(type);
     const uint32_t tableBytes = pixels.colors() * static_cast<uint32_t>(sizeof(PaletteEntry));
     TRY(block.allocate(headerBytes + tableBytes + imageBytes));
+    std::memset(block.data(), 0, headerBytes);
     writeDibHeader(type,
-                   {.width = source.Width,
-                    .height = source.Height,
+                   {.width = bitmap.Width,
+                    .height = bitmap.Height,
                     .bits = bits,
                     .imageBytes = static_cast<uint32_t>(imageBytes),
                     .colors = pixels.colors(),
@@ -188,19 +234,20 @@ Result writeDib(BitmapHandle& source, const BitmapHandle& shown, uint32_t type, 
                     .yResolution = shown.YResolution},
                    block.data());
     writeColors(pixels, block.data() + headerBytes);
-    return writeRows(source, pixels, block.data() + headerBytes + tableBytes, static_cast<size_t>(line));
+    RowCopy copy(bitmap, pixels, block.data() + headerBytes + tableBytes, static_cast<size_t>(line));
+    return writeRows(bitmap, copy, source);
 }
 
-Result exportDib(const BitmapHandle& bitmap, uint32_t type, DibBlock& block) {
-    // Rows are read through a copy of the record, whose notes of rows read are then not the caller's.
-    BitmapHandle source = bitmap;
+Result exportDib(const BitmapHandle& bitmap, Source source, uint32_t type, DibBlock& block) {
     if (!isView(viewOf(bitmap))) return ERROR_INVALID_PARAMETER;
-    if (!isRotatedView(bitmap)) return writeDib(source, bitmap, type, block);
+    // Rows are read through a copy of the record, whose notes of rows read are then not the caller's.
+    BitmapHandle read = bitmap;
+    if (!isRotatedView(bitmap)) return writeDib(read, source, bitmap, type, block);
     TempBitmap turned;
     constexpr uint32_t kEverything = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS;
     const CallbackOff silence;
-    TRY(copyWithView(turned.record, source, BOTTOM_LEFT, kEverything));
-    return writeDib(turned.record, bitmap, type, block);
+    TRY(copyWithView(turned.record, read, BOTTOM_LEFT, kEverything));
+    return writeDib(turned.record, Source::consumed, bitmap, type, block);
 }
 
 }  // namespace
@@ -211,13 +258,13 @@ using namespace tnk;
 extern "C" T_HANDLE TNK_CALL T_ConvertToDIB(BitmapHandle* Bitmap, uint32_t Type) {
     if (!checkEntry(kExportEntry, Bitmap).ok()) return 0;
     DibBlock block;
-    return exportDib(*Bitmap, Type, block).ok() ? block.release() : 0;
+    return exportDib(*Bitmap, Source::kept, Type, block).ok() ? block.release() : 0;
 }
 
 extern "C" T_HANDLE TNK_CALL T_ChangeToDIB(BitmapHandle* Bitmap, uint32_t Type) {
     if (!checkEntry(kExportEntry, Bitmap).ok() || (Bitmap->Flags & (BMF_LOCKED | BMF_SIGNED)) != 0) return 0;
     DibBlock block;
-    if (!exportDib(*Bitmap, Type, block).ok()) return 0;
+    if (!exportDib(*Bitmap, Source::consumed, Type, block).ok()) return 0;
     freeBitmap(*Bitmap);
     return block.release();
 }

@@ -115,10 +115,10 @@ constinit const MemoryTable memoryTable = {
             std::free(headerOf(block));
         },
 
-    .allocateMovable = [](size_t bytes) -> T_HANDLE {
+    .allocateMovable = [](size_t bytes, bool zero) -> T_HANDLE {
         auto* block = makeObject<MovableBlock>();
         if (block == nullptr) return 0;
-        block->data = memoryTable.allocateLocal(bytes, true);
+        block->data = memoryTable.allocateLocal(bytes, zero);
         if (block->data == nullptr) {
             destroyObject(block);
             return 0;
@@ -200,6 +200,15 @@ constinit const MemoryTable memoryTable = {
         const auto* object = objectOf<SectionObject>(section.handle);
         return object != nullptr ? object->bytes : 0;
     },
+
+    .forgetPages =
+        [](uint8_t* start, size_t bytes) {
+            const auto page = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+            const auto from = reinterpret_cast<uintptr_t>(start);
+            const uintptr_t first = (from + page - 1) / page * page;
+            const uintptr_t end = (from + bytes) / page * page;
+            if (first < end) madvise(reinterpret_cast<void*>(first), end - first, MADV_DONTNEED);
+        },
 
     // The pages themselves move. What the last old page holds behind the section's end is cleared, as new pages are.
     .resizeSection = [](Section* section, uint64_t, uint64_t bytes) -> bool {

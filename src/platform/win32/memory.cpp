@@ -48,9 +48,10 @@ constinit const MemoryTable memoryTable = {
     .sizeOfGlobal = [](const void* block) -> size_t { return GlobalSize(const_cast<void*>(block)); },
     .freeGlobal = [](void* block) { GlobalFree(block); },
 
-    .allocateMovable = [](size_t bytes) -> T_HANDLE {
+    .allocateMovable = [](size_t bytes, bool zero) -> T_HANDLE {
         if (bytes > kLargestBlock) return 0;
-        return handleOf(allocateOrGiveBack([&] { return GlobalAlloc(GHND, atLeastOne(bytes)); }));
+        return handleOf(
+            allocateOrGiveBack([&] { return GlobalAlloc(zero ? GHND : GMEM_MOVEABLE, atLeastOne(bytes)); }));
     },
 
     .reallocateMovable = [](T_HANDLE block, size_t bytes) -> T_HANDLE {
@@ -99,6 +100,16 @@ constinit const MemoryTable memoryTable = {
         if (VirtualQuery(section.view, &region, sizeof region) == 0) return 0;
         return region.State == MEM_COMMIT && region.AllocationBase == section.view ? region.RegionSize : 0;
     },
+
+    // They need not go to the page file then; only whole pages are taken.
+    .forgetPages =
+        [](uint8_t* start, size_t bytes) {
+            constexpr uintptr_t kPage = 4096;
+            const auto from = reinterpret_cast<uintptr_t>(start);
+            const uintptr_t first = (from + kPage - 1) / kPage * kPage;
+            const uintptr_t end = (from + bytes) / kPage * kPage;
+            if (first < end) VirtualAlloc(reinterpret_cast<void*>(first), end - first, MEM_RESET, PAGE_READWRITE);
+        },
 
     // A section cannot grow here. Blocks that hold nothing are looked at, and take no pages in the new one.
     .resizeSection = [](Section* section, uint64_t oldBytes, uint64_t bytes) -> bool {
