@@ -97,14 +97,7 @@ Result readDibHeader(const uint8_t* info, uint64_t available, DibHeader& header)
         std::memcpy(&header.masks, info + size, kMaskBytes);
         header.tableOffset += kMaskBytes;
     }
-    header.bitsOffset = header.tableOffset;
-    if (header.bits <= 8) header.bitsOffset += uint64_t{header.colors} * header.entryBytes;
     return SUCCESS;
-}
-
-void placeBits(DibHeader& header, uint64_t available, uint64_t imageBytes) {
-    const uint64_t table = uint64_t{header.colors} * header.entryBytes;
-    if (header.bits > 8 && header.tableOffset + table + imageBytes <= available) header.bitsOffset += table;
 }
 
 uint32_t dibHeaderBytes(uint32_t type) {

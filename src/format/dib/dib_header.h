@@ -35,16 +35,12 @@ struct DibHeader {
     uint32_t entryBytes = 0;   // of a colour
     uint32_t colors = 0;       // entries of the colour table
     uint64_t tableOffset = 0;  // from the header's start
-    uint64_t bitsOffset = 0;   // of rows that follow it
+    uint64_t tableBytes() const { return uint64_t{colors} * entryBytes; }
 };
 
 // Reads the header at `info`, of which `available` bytes can be read. -16 for one that is none or reaches beyond them.
 // Whatever it says is read once: memory that others write to as well may change meanwhile.
 Result readDibHeader(const uint8_t* info, uint64_t available, DibHeader& header);
-
-// Above 8 bits a table of colours is a hint for displays with few; nobody but its own bytes tells whether it is there, so it
-// is where the block has room for it and the `imageBytes` of rows.
-void placeBits(DibHeader& header, uint64_t available, uint64_t imageBytes);
 
 // Bytes of a header that T_ConvertToDIB writes, by DIB_HEADER_*.
 uint32_t dibHeaderBytes(uint32_t type);

@@ -8,6 +8,7 @@
 #include "bitmap/row_loop.h"
 #include "bitmap/rows.h"
 #include "format/dib/dib_bit_fields.h"
+#include "format/dib/dib_codec.h"
 #include "format/dib/dib_header.h"
 #include "format/dib/dib_rle.h"
 #include "format/dib/yuv_rows.h"
@@ -27,6 +28,7 @@ enum class Rows { asStored, mirrored };
 struct Dib {
     DibHeader header{};
     const YuvForm* yuv = nullptr;   // null: no luma and chroma
+    bool coded = false;             // an image for the codec module
     const uint8_t* info = nullptr;  // header and colour table
     const uint8_t* bits = nullptr;
     uint64_t bitsBytes = 0;  // that can be read there
@@ -50,6 +52,8 @@ Result checkForm(Dib& dib) {
     const DibHeader& header = dib.header;
     if (header.width < 0) return ERROR_INVALID_PARAMETER;
     dib.yuv = findYuvForm(header.compression);
+    dib.coded = isCodedImage(header.compression);
+    if (dib.coded) return SUCCESS;
     if (dib.yuv != nullptr) return checkYuvForm(*dib.yuv, header.bits, header.width, header.height);
     bool good = false;
     switch (header.compression) {
@@ -74,7 +78,23 @@ Result checkForm(Dib& dib) {
 // Bytes that the rows take at least.
 uint64_t leastBytes(const Dib& dib) {
     if (dib.yuv != nullptr) return yuvBytes(*dib.yuv, dib.header.width, dib.header.height);
+    if (dib.coded) return dib.header.imageBytes;
     return isRunCoded(dib.header) ? 0 : plainBytes(dib.header);
+}
+
+bool hasIndexes(const Dib& dib) { return dib.header.bits <= 8 && dib.yuv == nullptr && !dib.coded; }
+
+// Where the rows of a packed DIB are, and that they are there. Only indexes need the colours of a table; where it is but a
+// hint for displays, nobody but the block's size tells whether it has been written.
+Result placeBits(Dib& dib, const uint8_t* block, uint64_t bytes) {
+    const uint64_t least = leastBytes(dib);
+    uint64_t offset = dib.header.tableOffset;
+    const uint64_t table = dib.header.tableBytes();
+    if (hasIndexes(dib) || offset + table + least <= bytes) offset += table;
+    if (offset > bytes || bytes - offset < least) return ERROR_INVALID_DIB;
+    dib.bits = block + static_cast<size_t>(offset);
+    dib.bitsBytes = bytes - offset;
+    return SUCCESS;
 }
 
 // ---- the record ----
@@ -96,7 +116,7 @@ void setResolution(BitmapHandle& bitmap, const DibHeader& header) {
 
 Result describe(BitmapHandle& bitmap, const Dib& dib, Rows rows) {
     const DibHeader& header = dib.header;
-    TRY(initBitmap(bitmap, header.width, header.height, dib.yuv != nullptr ? 24 : header.bits));
+    TRY(initBitmap(bitmap, header.width, header.height, dib.yuv != nullptr || dib.coded ? 24 : header.bits));
     setResolution(bitmap, header);
     // Planes begin with the row that is the last one elsewhere.
     const bool planar = dib.yuv != nullptr && isPlanar(*dib.yuv);
@@ -169,9 +189,18 @@ Result fillFromYuv(BitmapHandle& bitmap, const Dib& dib, Rows rows) {
     });
 }
 
+// The image goes by the bitmap's view, whichever way its rows are stored. By address only the header tells its size.
+Result fillFromImage(BitmapHandle& bitmap, const Dib& dib) {
+    const uint64_t told = dib.header.imageBytes;
+    if (told == 0 && dib.bitsBytes == kUnbounded) return ERROR_INVALID_DIB;
+    const Locked lock(bitmap);
+    return decodeImage(dib.bits, told != 0 ? told : dib.bitsBytes, bitmap);
+}
+
 Result fillBitmap(BitmapHandle& bitmap, const Dib& dib, Rows rows) {
     TRY(allocateBitmap(bitmap, currentSettings().memoryType, Content::unset));
     TRY(attachColors(bitmap, dib));
+    if (dib.coded) return fillFromImage(bitmap, dib);
     if (dib.yuv != nullptr) return fillFromYuv(bitmap, dib, rows);
     return isRunCoded(dib.header) ? fillFromRuns(bitmap, dib, rows) : fillFromPixels(bitmap, dib, rows);
 }
@@ -194,12 +223,7 @@ Result importPacked(BitmapHandle& bitmap, const uint8_t* block, uint64_t bytes, 
     TRY(readDibHeader(block, bytes, dib.header));
     TRY(checkForm(dib));
     TRY(describe(bitmap, dib, rows));
-    const uint64_t least = leastBytes(dib);
-    placeBits(dib.header, bytes, least);
-    const uint64_t offset = dib.header.bitsOffset;
-    if (offset > bytes || bytes - offset < least) return ERROR_INVALID_DIB;
-    dib.bits = block + static_cast<size_t>(offset);
-    dib.bitsBytes = bytes - offset;
+    TRY(placeBits(dib, block, bytes));
     return fillBitmap(bitmap, dib, rows);
 }
 
