@@ -27,8 +27,6 @@ constexpr EntryRule kStorageRule = {ERROR_INVALID_PARAMETER, ERROR_INVALID_PARAM
 
 // ---- rows ----
 
-constexpr uint16_t kAlphaBit = 0x8000;  // of a 16-bit pixel
-
 void setRowAlpha(int32_t bits, uint8_t* row, size_t pixels, uint32_t alpha) {
     if (bits == 32) {
         for (size_t i = 0; i < pixels; ++i) row[4 * i + 3] = static_cast<uint8_t>(alpha);
