@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 #include "geometry/pixel_model.h"
@@ -248,6 +249,70 @@ TEST(Combines, Refusals) {
     d.Flags |= BMF_SIGNED;
     EXPECT_EQ(combine(1, 0), ERROR_SIGNED_DATA);
 }
+
+class Scrambles : public ::testing::TestWithParam<Kind> {};
+
+int32_t TNK_CALL stopAt(int32_t percent, void* stop) { return percent >= *static_cast<int32_t*>(stop) ? -77 : SUCCESS; }
+
+// Changes about every second bit inside the rectangle and none outside; again, all is as before, in any view and by parts
+// of the picture as well.
+TEST_P(Scrambles, HideAndBringBack) {
+    RandomNumbers random(4121);
+    for (const int32_t bits : kAllDepths) {
+        if (!kindTakes(GetParam(), bits)) continue;
+        SCOPED_TRACE(bits);
+        StoredBitmap picture(GetParam(), 57, 43, Format{bits, usualOrder(bits)});
+        BitmapHandle& b = picture.record;
+        fill(b, random, Content::runs);
+        b.ViewPerspective = static_cast<uint32_t>(random.between(1, 8));
+        const PixelModel clear = seen(b);
+        const int32_t left = random.between(-5, 9), top = random.between(-5, 9);
+        const int32_t width = random.between(25, 60), height = random.between(25, 60);
+        const uint32_t key = random.below(2) != 0 ? 0 : random();
+        const auto scramble = [&](BitmapHandle& bitmap, int32_t x, int32_t y) {
+            return T_ScrambleBitmap(&bitmap, left - x, top - y, width, height, key);
+        };
+        ASSERT_EQ(scramble(b, 0, 0), SUCCESS);
+        const PixelModel hidden = seen(b);
+        int64_t inside = 0, changed = 0;
+        for (int32_t y = 0; y < clear.height; ++y)
+            for (int32_t x = 0; x < clear.width; ++x) {
+                const int bitsChanged = std::popcount(clear.at(x, y) ^ hidden.at(x, y));
+                if (x >= left && x < left + width && y >= top && y < top + height) {
+                    inside += bits;
+                    changed += bitsChanged;
+                } else {
+                    EXPECT_EQ(bitsChanged, 0) << x << ", " << y;
+                }
+            }
+        EXPECT_NEAR(static_cast<double>(changed), static_cast<double>(inside) / 2, static_cast<double>(inside) / 20);
+
+        BitmapHandle cut;
+        ASSERT_EQ(T_CopyBitmapRect(&cut, &b, sizeof cut, 7, 5, 23, 31), SUCCESS);
+        BitmapRect part = {7, 5, 30, 36};  // as it is stored
+        ASSERT_EQ(T_RectFromBitmap(&b, TOP_LEFT, &part), SUCCESS);
+        T_AccessBitmap(&cut);
+        EXPECT_EQ(scramble(cut, part.Left, part.Top), SUCCESS);
+        EXPECT_EQ(seen(cut), clear.moved(part.Right - part.Left, part.Bottom - part.Top,
+                                         [&](int32_t x, int32_t y) { return std::pair(x + part.Left, y + part.Top); }));
+        T_FreeBitmap(&cut);
+
+        int32_t stop = 60;
+        T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
+        EXPECT_EQ(scramble(b, 0, 0), -77);
+        T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+        EXPECT_EQ(seen(b), hidden);
+        ASSERT_EQ(T_ChangeBitmapViewPerspective(nullptr, &b, sizeof b, random.between(1, 8)), SUCCESS);
+        T_AccessBitmap(&b);
+        EXPECT_EQ(scramble(b, 0, 0), SUCCESS);
+        EXPECT_EQ(seen(b), clear);
+        EXPECT_EQ(T_ScrambleBitmap(&b, 5, 5, -1, 5, key), ERROR_INVALID_SIZE);
+        EXPECT_EQ(T_ScrambleBitmap(&b, INT32_MIN, INT32_MIN, INT32_MAX, INT32_MAX, key), SUCCESS);
+        EXPECT_EQ(seen(b), clear);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, Scrambles, ::testing::ValuesIn(kOwnKinds.begin(), kOwnKinds.end()), kindName);
 
 }  // namespace
 }  // namespace tnk::test

@@ -330,6 +330,7 @@ TEST(EntryRules, Geometry) {
          [&](Record r) { return T_CombineBitmapKrn(r, 0, 0, 1, 1, &other, 0, 0, 0); }},
         {"combine from", kNull, kNull, kSize,
          [&](Record r) { return T_CombineBitmapKrn(&other, 0, 0, 1, 1, r, 0, 0, 0); }},
+        {"scramble", kNull, kNull, kSize, [](Record r) { return T_ScrambleBitmap(r, 0, 0, 1, 1, 5); }},
         {"flip", kNull, kNull, kSize, T_FlipBitmap},
         {"reverse", kNull, kNotLookedAt, kSize, T_ReverseBitmap},
         {"stored flip", kBare, kBare, kNotLookedAt, T_IntFlipBitmap},

@@ -210,6 +210,7 @@ template <uint32_t kFlags, int32_t kLeft = 0>
 int32_t combine(World& w) {
     return T_CombineBitmapKrn(&w.made, kLeft, 0, kWidth, w.made.Height, &w.source.record, 0, 0, kFlags);
 }
+int32_t scramble(World& w) { return T_ScrambleBitmap(&w.source.record, 3, 0, 17, w.source.record.Height, 4711); }
 void makeTurnedTarget(World& w) {
     makeTarget(w);
     w.made.ViewPerspective = TOP_RIGHT;
@@ -352,6 +353,8 @@ const Operation kOperations[] = {
          return T_CombineBitmapKrn(&b, 5, 0, kWidth, b.Height, &b, 0, 0, COMBINE_DIFFERENCE);
      },
      kStatus, kSource},
+    {"scramble", kColor, scramble, kStatus, kSource},
+    {"scramble_bilevel", kBilevel, scramble, kStatus, kSource},
     {"change_view", kColor, changeView},
     {"change_view_bilevel", kBilevel, changeView},
 };
