@@ -321,6 +321,7 @@ TEST(EntryRules, Geometry) {
     static int32_t x, y;
     StoredBitmap stored(Kind::section, 3, 3, 24);
     BitmapHandle& other = stored.record;
+    const BitmapPoint corners[] = {{0, 0}, {1, 0}, {1, 1}, {0, 1}};
     constexpr int32_t kNull = ERROR_INVALID_PARAMETER, kBare = ERROR_NOT_ALLOCATED, kSize = ERROR_STRUCT_SIZE;
     using Record = BitmapHandle*;
     const EntryCase cases[] = {
@@ -330,6 +331,10 @@ TEST(EntryRules, Geometry) {
          [&](Record r) { return T_CombineBitmapKrn(r, 0, 0, 1, 1, &other, 0, 0, 0); }},
         {"combine from", kNull, kNull, kSize,
          [&](Record r) { return T_CombineBitmapKrn(&other, 0, 0, 1, 1, r, 0, 0, 0); }},
+        {"warp into", kNull, kNull, kSize,
+         [&](Record r) { return T_CombineBitmapWarp(r, corners, &other, nullptr, 0); }},
+        {"warp from", kNull, kNull, kSize,
+         [&](Record r) { return T_CombineBitmapWarp(&other, corners, r, nullptr, 0); }},
         {"scramble", kNull, kNull, kSize, [](Record r) { return T_ScrambleBitmap(r, 0, 0, 1, 1, 5); }},
         {"flip", kNull, kNull, kSize, T_FlipBitmap},
         {"reverse", kNull, kNotLookedAt, kSize, T_ReverseBitmap},

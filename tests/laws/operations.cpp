@@ -210,6 +210,11 @@ template <uint32_t kFlags, int32_t kLeft = 0>
 int32_t combine(World& w) {
     return T_CombineBitmapKrn(&w.made, kLeft, 0, kWidth, w.made.Height, &w.source.record, 0, 0, kFlags);
 }
+template <uint32_t kFlags>
+int32_t warp(World& w) {
+    const BitmapPoint corners[] = {{0, 0}, {kWidth, 0}, {kWidth - 5, w.made.Height}, {2, w.made.Height}};
+    return T_CombineBitmapWarp(&w.made, corners, &w.source.record, nullptr, kFlags);
+}
 int32_t scramble(World& w) { return T_ScrambleBitmap(&w.source.record, 3, 0, 17, w.source.record.Height, 4711); }
 void makeTurnedTarget(World& w) {
     makeTarget(w);
@@ -353,6 +358,9 @@ const Operation kOperations[] = {
          return T_CombineBitmapKrn(&b, 5, 0, kWidth, b.Height, &b, 0, 0, COMBINE_DIFFERENCE);
      },
      kStatus, kSource},
+    {"warp", kColor, warp<COMBINE_LINEAR>, kStatus, kMade, makeTarget},
+    {"warp_bilevel", kBilevel, warp<COMBINE_ALPHA>, kStatus, kMade, makeTarget},
+    {"warp_colors", kIndexed, warp<COMBINE_ADD | COMBINE_LINEAR>, kStatus, kMade, makeTarget},
     {"scramble", kColor, scramble, kStatus, kSource},
     {"scramble_bilevel", kBilevel, scramble, kStatus, kSource},
     {"change_view", kColor, changeView},

@@ -45,13 +45,6 @@ bool sameFormat(const BitmapHandle& a, const BitmapHandle& b) {
     return isIndexed(a) ? samePalette(a, b) : pixelOrder(a) == pixelOrder(b);
 }
 
-// The entries of a bitmap for conversions: its own, and black for indexes that have none, or the fixed ones of the depth.
-const PaletteEntry* entriesOf(const BitmapHandle& bitmap, PaletteEntry (&entries)[kMaxPaletteEntries]) {
-    if (paletteLength(bitmap) == 0) return fixedPalette(bitmap.BitsPerPixel);
-    readBitmapPalette(bitmap, entries);
-    return entries;
-}
-
 // The entries that pixels may be matched to.
 std::span<const PaletteEntry> matchable(const BitmapHandle& bitmap) {
     const uint32_t most = 1u << bitmap.BitsPerPixel;
@@ -131,6 +124,12 @@ void writeAlpha(uint32_t bits, uint8_t* pixels, size_t count, const uint16_t* al
 }
 
 }  // namespace
+
+const PaletteEntry* entriesOf(const BitmapHandle& bitmap, PaletteEntry (&entries)[kMaxPaletteEntries]) {
+    if (paletteLength(bitmap) == 0) return fixedPalette(bitmap.BitsPerPixel);
+    readBitmapPalette(bitmap, entries);
+    return entries;
+}
 
 Result RunCombiner::prepare(const BitmapHandle& target, const BitmapHandle& source, uint32_t flags) {
     target_ = &target;

@@ -12,6 +12,10 @@
 
 namespace tnk {
 
+// The entries of a bitmap of up to 8 bits for conversions: its own, with black for indexes that have none, or the fixed ones
+// of its depth.
+const PaletteEntry* entriesOf(const BitmapHandle& bitmap, PaletteEntry (&entries)[256]);
+
 // Prepared once for two formats, a mode and channels. Works on short blocks that stay in the cache.
 class RunCombiner {
   public:

@@ -4,6 +4,7 @@
 
 #include "base/pixel_values.h"
 #include "base/sample_rules.h"
+#include "geometry/pixel_channels.h"
 #include "geometry/turn/turn_rows.h"
 #include "kernels/kernels.h"
 #include "kernels/turn/blend_kernels.h"
@@ -53,75 +54,6 @@ struct Bicubic {
             row[1] = static_cast<int16_t>((1 << kBits) - row[0] - row[2] - row[3]);
         }
         return weights;
-    }
-};
-
-// ---- formats: a pixel as channels, and back ----
-
-struct Gray8 {
-    static constexpr int32_t kChannels = 1;
-    static constexpr bool kWide = false;
-    static constexpr uint32_t kMost[] = {255};
-    static constexpr size_t kSpread = 1;
-    void load(const uint8_t* row, int64_t column, int32_t (&channels)[1]) const { channels[0] = row[column]; }
-    void loadSpread(const uint8_t* pixel, int32_t (&channels)[1]) const { channels[0] = *pixel; }
-    void store(uint8_t* pixel, const int32_t (&channels)[1]) const { *pixel = static_cast<uint8_t>(channels[0]); }
-};
-
-// 5-5-5, the top bit a channel too.
-struct Color555 {
-    static constexpr int32_t kChannels = 4;
-    static constexpr bool kWide = false;
-    static constexpr uint32_t kMost[] = {31, 31, 31, 1};
-    static constexpr size_t kSpread = 2;
-    void load(const uint8_t* row, int64_t column, int32_t (&channels)[4]) const {
-        loadSpread(row + 2 * column, channels);
-    }
-    void loadSpread(const uint8_t* pixel, int32_t (&channels)[4]) const {
-        const auto word = static_cast<int32_t>(load16(pixel));
-        for (int32_t i = 0; i < 3; ++i) channels[i] = word >> 5 * i & 31;
-        channels[3] = word >> 15;
-    }
-    void store(uint8_t* pixel, const int32_t (&channels)[4]) const {
-        store16(pixel, static_cast<uint32_t>(channels[0] | channels[1] << 5 | channels[2] << 10 | channels[3] << 15));
-    }
-};
-
-// Channels of bytes or words.
-template <typename Channel, int32_t kCount>
-struct Colors {
-    static constexpr int32_t kChannels = kCount;
-    static constexpr bool kWide = sizeof(Channel) > 1;
-    static constexpr uint32_t kMost[] = {Channel(-1), Channel(-1), Channel(-1), Channel(-1)};
-    static constexpr size_t kSpread = kCount * sizeof(Channel);
-    void load(const uint8_t* row, int64_t column, int32_t (&channels)[kCount]) const {
-        loadSpread(row + column * static_cast<int64_t>(kSpread), channels);
-    }
-    void loadSpread(const uint8_t* pixel, int32_t (&channels)[kCount]) const {
-        for (size_t i = 0; i < kCount; ++i) channels[i] = loadAs<Channel>(pixel + i * sizeof(Channel));
-    }
-    void store(uint8_t* pixel, const int32_t (&channels)[kCount]) const {
-        for (size_t i = 0; i < kCount; ++i) storeAs(pixel + i * sizeof(Channel), static_cast<Channel>(channels[i]));
-    }
-};
-
-// Gray samples. The top bit of signed ones is turned over, which makes them unsigned in the same order.
-template <int32_t kBits, bool kSigned>
-struct Samples {
-    static constexpr int32_t kChannels = 1;
-    static constexpr bool kWide = true;
-    static constexpr uint32_t kMost[] = {static_cast<uint32_t>((uint64_t{1} << kBits) - 1)};
-    static constexpr uint32_t kTurned = kSigned ? 1u << (kBits - 1) : 0;
-    static constexpr size_t kSpread = kBits == 16 ? 2 : 4;
-    void load(const uint8_t* row, int64_t column, int64_t (&channels)[1]) const {
-        channels[0] = loadSample<kBits>(row, static_cast<size_t>(column)) ^ kTurned;
-    }
-    void loadSpread(const uint8_t* pixel, int64_t (&channels)[1]) const {
-        channels[0] = (kSpread == 2 ? load16(pixel) : load32(pixel)) ^ kTurned;
-    }
-    void store(uint8_t* pixel, const int64_t (&channels)[1]) const {
-        const uint32_t sample = static_cast<uint32_t>(channels[0]) ^ kTurned;
-        kSpread == 2 ? store16(pixel, sample) : storeAs(pixel, sample);
     }
 };
 

@@ -3,6 +3,7 @@
 #include <tuple>
 
 #include "base/pixel_values.h"
+#include "geometry/pixel_channels.h"
 #include "geometry/turn/turn_rows.h"
 
 namespace tnk {
@@ -34,11 +35,7 @@ void turnUnits(const TurnStretch& stretch, uint8_t* target) {
 template <uint32_t kBits>
 void turnPacked(const TurnStretch& stretch, uint8_t* target) {
     fetchAll<1>(stretch, target, [](const uint8_t* row, size_t column, uint8_t* to) {
-        const size_t bit = column * kBits;
-        const uint8_t* at = row + bit / 8;
-        const size_t end = bit % 8 + kBits;
-        const uint32_t value = end <= 8 ? *at >> (8 - end) : (uint32_t{at[0]} << 8 | at[1]) >> (16 - end);
-        *to = static_cast<uint8_t>(value & ((1u << kBits) - 1));
+        *to = static_cast<uint8_t>(packedPixel<kBits>(row, column));
     });
 }
 

@@ -6,9 +6,9 @@
 
 namespace tnk {
 
-Result SourceWindow::prepare() {
+Result SourceWindow::prepare(bool copies) {
     box_ = {0, 0, bitmap_.Width, bitmap_.Height};
-    TRY(storageOf(bitmap_).lend(bitmap_, 0, bitmap_.Height, &rows_));
+    if (!copies) TRY(storageOf(bitmap_).lend(bitmap_, 0, bitmap_.Height, &rows_));
     pixels_ = rows_;
     stride_ = static_cast<ptrdiff_t>(bitmap_.BytesPerLine);
     return SUCCESS;

@@ -28,7 +28,8 @@ class SourceWindow {
     // The bitmap stays accessed meanwhile.
     explicit SourceWindow(BitmapHandle& bitmap) : bitmap_(bitmap) {}
 
-    Result prepare();
+    // With `copies` a box is never lent: its pixels stay as they were loaded.
+    Result prepare(bool copies = false);
     // Whether the whole picture has an address; loading then costs nothing.
     bool lent() const { return rows_ != nullptr; }
 
