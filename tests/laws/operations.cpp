@@ -63,6 +63,39 @@ void attachTable(World& w) {
     b.pLUT = T_CreateNewPalette(RandomNumbers(5).palette(256).data(), b.LUTLength = 256);
 }
 
+// Two that follow, of which one is stored as the source where it can be, and one without storage.
+void hangOverlays(World& w) {
+    BitmapHandle& b = w.source.record;
+    for (int32_t i = 0; i < 2; ++i) {
+        StoredBitmap overlay(i == 0 && w.kind != Kind::super ? w.kind : Kind::section, 11, 5, {1, 0});
+        RandomNumbers random(6);
+        fill(overlay.record, random);
+        hangOverlay(b, 3 * i, overlay.record, 7 + i, 2);
+    }
+    OverlayAttributes color{};
+    color.StructSize = sizeof color;
+    color.Color = 0x123456;
+    EXPECT_EQ(T_SetOverlayAttributes(&b, 3, &color, OVERLAY_COLOR), SUCCESS);
+    EXPECT_EQ(T_SetOverlayBitmap(&b, 5, nullptr, OVERLAY_COPY), SUCCESS);
+    if (b.BitsPerPixel > 1) {
+        color.BitPlane = static_cast<uint16_t>(b.BitsPerPixel - 1);
+        EXPECT_EQ(T_SetOverlayAttributes(&b, 0, &color, OVERLAY_PLANE), SUCCESS);
+    }
+}
+template <uint32_t kFlags>
+int32_t updatePlane(World& w) {
+    return T_UpdateBitmapOverlayBits(&w.source.record, 0, kFlags);
+}
+// A bitmap whose set pixels are the dark ones, so that it is converted.
+int32_t giveOverlay(World& w) {
+    BitmapHandle overlay{};
+    const PaletteEntry colors[] = {{255, 255, 255, 0}, {0, 0, 0, 0}};
+    int32_t result = T_CreateBitmap(&overlay, kSize, MEM_CONVENTIONAL, 9, 9, 1, ORDER_RGB, colors, 1, nullptr, 0);
+    if (result == SUCCESS) result = T_SetOverlayBitmap(&w.source.record, 3, &overlay, OVERLAY_MOVE);
+    T_FreeBitmap(&overlay);
+    return result;
+}
+
 template <auto kBits>
 int32_t createBits(World& w) {
     return create(w, kBits);
@@ -363,6 +396,20 @@ const Operation kOperations[] = {
     {"warp_colors", kIndexed, warp<COMBINE_ADD | COMBINE_LINEAR>, kStatus, kMade, makeTarget},
     {"scramble", kColor, scramble, kStatus, kSource},
     {"scramble_bilevel", kBilevel, scramble, kStatus, kSource},
+    {"copy_overlays", kColor, copy, kCopyStatus, Leaves::nothing, hangOverlays},
+    {"rectangle_overlays", kBilevel, copyRect, kCopyStatus, kMade, hangOverlays},
+    {"reduce_overlays", kIndexed, [](World& w) { return reduce(w, &w.source.record, 1, CRF_FIXEDPALETTE); }, kStatus,
+     Leaves::nothing, hangOverlays},
+    {"reverse_overlays", kColor, [](World& w) { return T_ReverseBitmap(&w.source.record); }, kStatus, kSource,
+     hangOverlays},
+    {"size_overlays", kColor, size<0>, kStatus, Leaves::nothing, hangOverlays},
+    {"rotate_overlays", kColor, rotate<9000, ROTATE_RESIZE>, kSteps, Leaves::nothing, hangOverlays},
+    {"rotate_half_overlays", kBilevel, rotate<18000>, kSteps, Leaves::nothing, hangOverlays},
+    {"shear_overlays", kIndexed, [](World& w) { return T_ShearBitmap(&w.source.record, -2000, 1, 0); }, kStatus,
+     Leaves::nothing, hangOverlays},
+    {"plane_out", kGray, updatePlane<0>, Reports::no, Leaves::nothing, hangOverlays},
+    {"plane_back", kGray, updatePlane<OVERLAY_TO_PLANE>, Reports::no, kSource, hangOverlays},
+    {"give_overlay", kIndexed, giveOverlay, Reports::no, Leaves::nothing, hangOverlays},
     {"change_view", kColor, changeView},
     {"change_view_bilevel", kBilevel, changeView},
 };

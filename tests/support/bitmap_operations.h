@@ -97,7 +97,8 @@ class OperationPair {
             const Operation& operation = kOperations[script_.next(std::size(kOperations))];
             if (!(this->*operation.run)()) return operation.name;
         }
-        return samePixels(subject_, model_, see_) ? nullptr : "at the end";
+        const bool same = samePixels(subject_, model_, see_) && sameOverlays(subject_, model_);
+        return same ? nullptr : "at the end";
     }
 
   private:
@@ -211,9 +212,63 @@ class OperationPair {
         const std::vector<int64_t> known = fields(a);
         see(known.data(), known.size() * 8);
         if (known != fields(b) || (a.Palette == nullptr) != (b.Palette == nullptr)) return false;
+        if (!sameOverlays(a, b)) return false;
         if (a.Palette == nullptr) return true;
         see(a.Palette, a.ColorCount * sizeof(PaletteEntry));
         return std::memcmp(a.Palette, b.Palette, a.ColorCount * sizeof(PaletteEntry)) == 0;
+    }
+
+    bool sameOverlays(BitmapHandle a, BitmapHandle b) const {
+        for (int32_t i = 0; i < kOverlays; ++i) {
+            OverlayAttributes all[2] = {};
+            BitmapHandle records[2] = {};
+            const auto get = [&](BitmapHandle& of, int which) {
+                const int32_t result = T_GetOverlayAttributes(&of, i, &all[which], sizeof *all, 31);
+                if (result == T_SUCCESS) T_GetOverlayBitmap(&of, i, &records[which], sizeof *records, OVERLAY_SHARE);
+                return result;
+            };
+            const int32_t result = get(a, 0);
+            if (result != get(b, 1) || std::memcmp(&all[0], &all[1], sizeof *all) != 0) return false;
+            if (result != T_SUCCESS) continue;
+            see(all, sizeof *all);
+            const bool stored = (records[0].Flags & BMF_ALLOCATED) != 0;
+            if (stored != ((records[1].Flags & BMF_ALLOCATED) != 0)) return false;
+            if (records[0].ViewPerspective != records[1].ViewPerspective) return false;
+            if (stored ? !samePixels(records[0], records[1], see_) : records[0].Width != records[1].Width) return false;
+        }
+        return true;
+    }
+
+    // Overlays of any size and view, in any storage, shared, moved, bound to a plane; what is done later to copies of the
+    // bitmap is done to them.
+    bool overlay() {
+        const int32_t index = script_.nextSigned(kOverlays);
+        const uint32_t what = script_.next(6), which = script_.next(32), mode = script_.next(4);
+        OverlayAttributes attributes = {};
+        attributes.StructSize = sizeof attributes;
+        attributes.OriginX = script_.nextSigned(200) - 50;
+        attributes.OriginY = script_.nextSigned(60) - 10;
+        attributes.Color = script_.next(0x10000) * 257;  // some are none
+        attributes.Flags = script_.next(2) * OVERLAY_FOLLOWS;
+        attributes.BitPlane = static_cast<uint16_t>(script_.next(9) * 2);
+        const int32_t width = 1 + script_.nextSigned(60), height = 1 + script_.nextSigned(30);
+        const uint32_t request = kRequests[script_.next(requests_)], view = 1 + script_.next(8);
+        const std::vector<PaletteEntry> palette = script_.palette();
+        const bool inverse = script_.next(4) == 0;
+        const PaletteEntry colors[2] = {inverse ? palette[0] : palette[1], inverse ? PaletteEntry{} : palette[2]};
+        const auto pixels = script_.pixels(8, uint64_t(width));
+        return both([&](BitmapHandle& b) {
+            if (what == 0) return T_UpdateBitmapOverlayBits(&b, index, which);
+            if (what == 1) return T_SetOverlayBitmap(&b, index, nullptr, mode);
+            if (what < 4) return T_SetOverlayAttributes(&b, index, &attributes, which);
+            BitmapHandle given = {};
+            T_CreateBitmap(&given, sizeof given, &b == &model_ ? MEM_CONVENTIONAL : request, width, height, 1, 0,
+                           colors, view, nullptr, 0);
+            for (int32_t y = 0; y < height; y += 2) T_PutBitmapRow(&given, pixels.data(), y, given.BytesPerLine);
+            const int32_t result = T_SetOverlayBitmap(&b, index, &given, mode);
+            if (mode != OVERLAY_SHARE || result != T_SUCCESS) T_FreeBitmap(&given);
+            return result;
+        });
     }
 
     // Makes a bitmap of each by `make` and compares what came out.
@@ -339,8 +394,9 @@ class OperationPair {
             script_.nextSigned(5) * 9000 + script_.nextSigned(2) * (script_.nextSigned(50000) - 25000);
         const int32_t width = script_.nextSigned(200), height = script_.nextSigned(90), slant = angle % 6000;
         const uint32_t flags = script_.next(16);
-        // Fills report otherwise on disk.
-        int32_t stop = script_.next(8) == 0 && what != 2 ? script_.nextSigned(101) : -1;
+        // Fills and half turns report otherwise on disk.
+        const bool reportsAlike = what != 2 && (what != 5 || angle % 9000 != 0);
+        int32_t stop = script_.next(8) == 0 && reportsAlike ? script_.nextSigned(101) : -1;
         T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
         const bool same = sameResults([&](BitmapHandle* to, BitmapHandle* from) {
             if (T_CopyBitmap(to, from, sizeof *to) != T_SUCCESS) return T_FAILURE;
@@ -420,6 +476,8 @@ class OperationPair {
                });
     }
 
+    static constexpr int32_t kOverlays = 3;  // that scripts use
+
     BitmapHandle& subject_;
     BitmapHandle& model_;
     Script script_;
@@ -444,6 +502,8 @@ class OperationPair {
         {"put runs", &OperationPair::putRuns},
         {"size", &OperationPair::updateSize},
         {"geometry", &OperationPair::geometry},
+        {"overlay", &OperationPair::overlay},
+        {"overlay again", &OperationPair::overlay},
     };
 };
 

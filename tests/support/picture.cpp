@@ -102,6 +102,13 @@ Bytes contents(const BitmapHandle& bitmap) {
     append(all, b.Palette, b.ColorCount * sizeof(PaletteEntry));
     append(all, b.pLUT, b.LUTLength * sizeof(PaletteEntry));
     append(all, b.pByteMap, 256);
+    for (int32_t i = 0; i < 16; ++i) {
+        const auto [code, attributes, overlay] = overlayOf(b, i);
+        if (code != SUCCESS) continue;
+        append(all, &attributes, sizeof attributes);
+        const Bytes pixels = contents(overlay);
+        append(all, pixels.data(), pixels.size());
+    }
     if ((b.Flags & BMF_ALLOCATED) == 0) return all;
     const int32_t locked = T_LockBitmap(&b);
     const Bytes rows = rowsOf(b);
@@ -116,9 +123,29 @@ Bytes contents(const BitmapHandle& bitmap) {
     return all;
 }
 
+HungOverlay overlayOf(const BitmapHandle& bitmap, int32_t index) {
+    HungOverlay overlay{};
+    BitmapHandle record = bitmap;
+    overlay.code = T_GetOverlayAttributes(&record, index, &overlay.attributes, sizeof overlay.attributes, 31);
+    if (overlay.code == SUCCESS) {
+        EXPECT_EQ(T_GetOverlayBitmap(&record, index, &overlay.record, sizeof record, OVERLAY_SHARE), SUCCESS);
+    }
+    return overlay;
+}
+
+void hangOverlay(BitmapHandle& bitmap, int32_t index, BitmapHandle& overlay, int32_t x, int32_t y, uint32_t flags) {
+    OverlayAttributes attributes{};
+    attributes.StructSize = sizeof attributes;
+    attributes.OriginX = x;
+    attributes.OriginY = y;
+    attributes.Flags = flags;
+    EXPECT_EQ(T_SetOverlayAttributes(&bitmap, index, &attributes, OVERLAY_ORIGIN | OVERLAY_FLAGS), SUCCESS);
+    EXPECT_EQ(T_SetOverlayBitmap(&bitmap, index, &overlay, OVERLAY_COPY), SUCCESS);
+}
+
 bool isBare(const BitmapHandle& bitmap) {
     return bitmap.Palette == nullptr && bitmap.pLUT == nullptr && bitmap.pByteMap == nullptr && bitmap.Region == 0 &&
-           bitmap.pDitherState == nullptr && (bitmap.Flags & BMF_ALLOCATED) == 0;
+           bitmap.pDitherState == nullptr && bitmap.pOverlays == nullptr && (bitmap.Flags & BMF_ALLOCATED) == 0;
 }
 
 StoredBitmap::StoredBitmap(Kind kind, int32_t width, int32_t height, int32_t bits) {

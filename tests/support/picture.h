@@ -79,6 +79,17 @@ Bytes rowsOf(BitmapHandle& bitmap);
 // All that a caller can see but how it is stored: description, palette, table, byte map, and the bits of pixels.
 Bytes contents(const BitmapHandle& bitmap);
 
+// An overlay as it hangs on a bitmap; the record shares its pixels and is not freed.
+struct HungOverlay {
+    int32_t code;  // of the attributes, all of them
+    OverlayAttributes attributes;
+    BitmapHandle record;
+};
+HungOverlay overlayOf(const BitmapHandle& bitmap, int32_t index);
+// Hangs a copy of a bitmap on another one.
+void hangOverlay(BitmapHandle& bitmap, int32_t index, BitmapHandle& overlay, int32_t x, int32_t y,
+                 uint32_t flags = OVERLAY_FOLLOWS);
+
 // Nothing hangs on the record that would have to be freed.
 bool isBare(const BitmapHandle& bitmap);
 

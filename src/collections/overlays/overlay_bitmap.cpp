@@ -48,11 +48,16 @@ bool isInverse(const BitmapHandle& overlay) {
            !isBlack(overlay.Palette[0]) && isBlack(overlay.Palette[1]);
 }
 
-Result makeNormal(BitmapHandle& made, BitmapHandle& overlay) {
+// To black and white. The colour beside black counts as white, however dark it is: its pixels are not to be lost.
+Result makeNormal(BitmapHandle& made, const BitmapHandle& overlay) {
+    PaletteEntry whiteAndBlack[] = {{255, 255, 255, 0}, {0, 0, 0, 0}};
+    BitmapHandle light = overlay;
+    light.Palette = whiteAndBlack;
+    light.ColorCount = 2;
     ColorResJob job{};
-    TRY(checkColorResSource(overlay));
+    TRY(checkColorResSource(light));
     TRY(settleColorRes(1, CRF_FIXEDPALETTE, nullptr, 0, 0, job));
-    return colorResBitmap(job, overlay, &made);
+    return colorResBitmap(job, light, &made);
 }
 
 // From the overlay's origin to the end of the picture.

@@ -151,6 +151,8 @@ Result rotateOverlays(BitmapHandle& bitmap, int32_t angle, uint32_t flags) {
     TurnedPicture picture;
     TRY(picture.describe(bitmap, angle, flags));
     return forFollowing(bitmap, [&](OverlaySlot& slot, BitmapHandle& overlay) {
+        // Without another size rows that lie on their side would be cut as they are stored, and not as they are seen.
+        if (isRotatedView(overlay)) TRY(changeView(overlay, TOP_LEFT));
         TurnedPicture part;
         TRY(part.describe(overlay, angle, flags));
         const Place origin = turnedOrigin(slot, bitmap, picture, part, angle);
