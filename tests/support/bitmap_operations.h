@@ -422,6 +422,43 @@ class OperationPair {
         return same;
     }
 
+    // A copy combined with another depth of it, with itself, through a quadrilateral, or scrambled, in any views.
+    bool combine() {
+        constexpr uint32_t kOrders[] = {0, CRF_BGR, CRF_GRAY | CRF_BGR, CRF_MATRIXRGB};
+        const uint32_t what = script_.next(4), mode = script_.next(13), channels = script_.next(32);
+        const uint32_t flags = mode | (channels < 16 ? channels << 8 : 0);
+        const int32_t bits = kDepths[script_.next(std::size(kDepths))];
+        const uint32_t order = kOrders[script_.next(std::size(kOrders))];
+        const uint32_t view = 1 + script_.next(8), otherView = script_.next(2) != 0 ? view : 1 + script_.next(8);
+        int32_t at[8];
+        for (int32_t& value : at) value = script_.nextSigned(60) - 15;
+        const uint32_t key = script_.next(0x10000);
+        const bool linear = script_.next(2) != 0;
+        int32_t stop = script_.next(8) == 0 ? script_.nextSigned(101) : -1;
+        return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
+            BitmapHandle other{};
+            if (T_CopyBitmap(to, from, sizeof *to) != T_SUCCESS) return T_FAILURE;
+            int32_t result = T_ColorResBitmap(from, &other, sizeof other, bits, bits <= 8 ? 0 : order, nullptr, 0, 0,
+                                              nullptr, nullptr);
+            to->ViewPerspective = view;
+            other.ViewPerspective = otherView;
+            BitmapHandle* const source = result == T_SUCCESS && what != 1 ? &other : to;
+            T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
+            if (what == 2) {
+                const BitmapPoint corners[] = {
+                    {at[0], at[1]}, {at[2] + 70, at[3]}, {at[4] + 70, at[5] + 60}, {at[6], at[7] + 60}};
+                result = T_CombineBitmapWarp(to, corners, source, nullptr, flags | (linear ? COMBINE_LINEAR : 0));
+            } else if (what == 3) {
+                result = T_ScrambleBitmap(to, at[0], at[1], at[2] + 40, at[3] + 40, key);
+            } else {
+                result = T_CombineBitmapKrn(to, at[0], at[1], at[2] + 40, at[3] + 40, source, at[4], at[5], flags);
+            }
+            T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+            T_FreeBitmap(&other);
+            return result;
+        });
+    }
+
     // Any runs: too few pixels, too many, empty runs, none.
     bool putRuns() {
         if (model_.BitsPerPixel != 1) return true;
@@ -504,6 +541,7 @@ class OperationPair {
         {"geometry", &OperationPair::geometry},
         {"overlay", &OperationPair::overlay},
         {"overlay again", &OperationPair::overlay},
+        {"combine", &OperationPair::combine},
     };
 };
 
