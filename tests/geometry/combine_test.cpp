@@ -174,10 +174,12 @@ class Model {
 void setPalette(BitmapHandle& bitmap, RandomNumbers& random) {
     if (bitmap.BitsPerPixel > 8) return;
     const uint32_t most = 1u << bitmap.BitsPerPixel;
-    const Palette colors = random.palette(random.below(2) != 0 ? most : 1 + random.below(most));
+    Palette colors = random.palette(random.below(2) != 0 ? most : 1 + random.below(most));
     if (bitmap.BitsPerPixel == 8 && random.below(2) != 0) {
-        T_CreateBitmapGrayPalette(&bitmap);
-    } else if (random.below(3) != 0) {
+        colors.clear();
+        for (int level = 0; level < 256; ++level) colors.push_back({uint8_t(level), uint8_t(level), uint8_t(level), 0});
+    }
+    if (random.below(3) != 0) {
         ASSERT_EQ(T_SetBitmapNewPalette(&bitmap, colors.data(), uint32_t(colors.size())), SUCCESS);
     }
 }

@@ -345,6 +345,56 @@ class Working(ToolTest):
         self.convert("in.ppm", "none.png", "--alpha mask.png --bits 8", code=2)
         self.assertNotIn("none.png", self.names())
 
+    def test_combining(self):
+        self.save("over.png", self.rgba)
+        small = self.save("small.png", self.rgb.crop((0, 0, 9, 7)))
+        self.tnk("combine", "in.ppm", "over.png", "out.png")
+        expected = Image.alpha_composite(self.rgb.convert("RGBA"), self.rgba).convert("RGB")
+        self.assertLessEqual(max(high for _, high in ImageChops.difference(self.image("out.png"), expected).getextrema()), 1)
+        for mode, rule in (("difference", ImageChops.difference), ("maximum", ImageChops.lighter), ("add", ImageChops.add)):
+            whole = self.rgb.copy()
+            whole.paste(rule(self.rgb.crop((5, 3, 14, 10)), self.image(small)), (5, 3))
+            self.tnk("combine", "in.ppm", small, "out.png", "--mode", mode, "--at", "5,3")
+            self.same("out.png", whole, "RGB")
+        self.tnk("combine", "in.ppm", small, "out.png", "--mode", "copy", "--at", "-4,-3", "--channels", "gb")
+        green = self.rgb.copy()
+        green.paste(self.image(small).crop((4, 3, 9, 7)), (0, 0))
+        self.same("out.png", Image.merge("RGB", [self.rgb.getchannel(0), *green.split()[1:]]), "RGB")
+        bits = [self.save(f"{i}.png", self.rgb.getchannel(i).convert("1")) for i in range(2)]
+        self.tnk("combine", *bits, "out.png", "--mode", "xor")
+        self.same("out.png", ImageChops.logical_xor(*map(self.image, bits)), "1")
+        self.save("gray.png", self.gray)
+        self.tnk("combine", "gray.png", "in.ppm", "out.png")
+        self.same("out.png", self.rgb, "RGB")
+        self.assertIn("lies outside", self.tnk("combine", "in.ppm", small, "none.png", "--at", "999,0", code=1)[1])
+        self.tnk("combine", "in.ppm", small, "none.png", "--channels", "X", code=2)
+        self.assertNotIn("none.png", self.names())
+
+    def test_warp(self):
+        corners = f"{WIDTH},0,0,0,0,{HEIGHT},{WIDTH},{HEIGHT}"
+        for options in ("", "--filter nearest"):
+            self.tnk("warp", "in.ppm", "out.png", "--to", corners, *options.split())
+            self.same("out.png", ImageOps.mirror(self.rgb), "RGB")
+        self.tnk("warp", "in.ppm", "out.png", "--from", "2,3,12,3,12,9,2,9", "--size", "10x6")
+        self.same("out.png", self.rgb.crop((2, 3, 12, 9)), "RGB")
+        self.save("bits.png", self.gray.convert("1"))
+        self.tnk("warp", "bits.png", "out.png", "--to", "2,2,9,2,9,9,2,9", "--filter", "nearest", "--background", "black")
+        self.assertEqual((self.image("out.png").size, self.image("out.png").getpixel((0, 0))), ((9, 9), 0))
+        self.assertEqual(self.image("out.png").mode, "1")
+        for wrong in (["--to", "0,0,5,5,0,5,5,0"], [], ["--to", "-9,-9,-1,-9,-1,-1,-9,-1"]):
+            self.tnk("warp", "in.ppm", "none.png", *wrong, code=2)
+        self.assertNotIn("none.png", self.names())
+
+    def test_scramble(self):
+        self.save("palette.png", self.rgb.quantize(5))
+        self.save("alpha.png", self.rgba)
+        for name, mode in (("in.ppm", "RGB"), ("palette.png", "RGB"), ("alpha.png", "RGBA")):
+            for source, out in ((name, "hidden.png"), ("hidden.png", "back.png")):
+                self.tnk("scramble", source, out, "--rect", "3,2,20,15", "--key", "77")
+            self.same("back.png", self.image(name), mode)
+            hidden, clear = self.image("hidden.png").convert(mode), self.image(name).convert(mode)
+            self.assertEqual(ImageChops.difference(hidden, clear).convert("RGB").getbbox(), (3, 2, 23, 17))
+
     def test_shear(self):
         for options, turn in (("--shear 20", None), ("--shear 20 --vertical", Image.Transpose.TRANSPOSE)):
             self.save("in.png", self.rgb.transpose(turn) if turn else self.rgb)

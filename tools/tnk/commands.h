@@ -56,7 +56,45 @@ struct AlphaOptions {
     std::string memory = "plain";
 };
 
+// Names of the ways to combine; the position is the library's number.
+constexpr std::array<const char*, 13> kCombineNames = {"copy",    "not",      "and",        "or",       "xor",
+                                                       "add",     "subtract", "difference", "multiply", "average",
+                                                       "minimum", "maximum",  "alpha"};
+
+struct CombineOptions {
+    std::string in;
+    std::string with;
+    std::string out;
+    std::string mode = "alpha";
+    std::vector<int> at;   // left, top, as seen; empty: 0, 0
+    std::string channels;  // letters of RGBA; empty: what suits the mode
+    std::string memory = "plain";
+};
+
+struct WarpOptions {
+    std::string in;
+    std::string out;
+    std::vector<int> from;  // four points; empty: the whole picture
+    std::vector<int> to;    // the same; empty: the whole result
+    std::vector<int> size;  // of the result; empty: as far as `to` reaches
+    std::string background;
+    std::string filter = "linear";
+    std::string memory = "plain";
+};
+
+struct ScrambleOptions {
+    std::string in;
+    std::string out;
+    std::vector<int> rect;  // left, top, width, height, as seen
+    uint32_t key = 0;
+    std::string memory = "plain";
+};
+
 void convert(const ConvertOptions& options);
+
+void combine(const CombineOptions& options);
+void warp(const WarpOptions& options);
+void scramble(const ScrambleOptions& options);
 
 // The alpha channel of a picture as a picture of grays.
 void alpha(const AlphaOptions& options);

@@ -16,20 +16,6 @@ constexpr struct {
 } kColors[] = {{"white", 0xFFFFFF}, {"black", 0},       {"gray", 0x808080},  {"red", 0x0000FF},
                {"green", 0x008000}, {"blue", 0xFF0000}, {"yellow", 0x00FFFF}};
 
-// The library's value.
-uint32_t colorOf(const std::string& name) {
-    if (name.empty()) return kColors[0].color;
-    for (const auto& known : kColors) {
-        if (name == known.name) return known.color;
-    }
-    const bool digits =
-        name.size() == 7 && name[0] == '#' && name.find_first_not_of("0123456789abcdefABCDEF", 1) == name.npos;
-    if (!digits)
-        throw usageFailure("--background " + name + " is no #RRGGBB, white, black, gray, red, green, blue or yellow");
-    const uint32_t value = static_cast<uint32_t>(std::stoul(name.substr(1), nullptr, 16));
-    return value >> 16 | (value & 0xFF00) | (value & 0xFF) << 16;
-}
-
 bool liesOnItsSide(const Bitmap& bitmap) { return bitmap->ViewPerspective >= LEFT_TOP; }
 
 struct Extent {
@@ -113,6 +99,19 @@ void applyStep(Bitmap& bitmap, const GeometryStep& step, const GeometryOptions& 
 }
 
 }  // namespace
+
+uint32_t colorOf(const std::string& name) {
+    if (name.empty()) return kColors[0].color;
+    for (const auto& known : kColors) {
+        if (name == known.name) return known.color;
+    }
+    const bool digits =
+        name.size() == 7 && name[0] == '#' && name.find_first_not_of("0123456789abcdefABCDEF", 1) == name.npos;
+    if (!digits)
+        throw usageFailure("--background " + name + " is no #RRGGBB, white, black, gray, red, green, blue or yellow");
+    const uint32_t value = static_cast<uint32_t>(std::stoul(name.substr(1), nullptr, 16));
+    return value >> 16 | (value & 0xFF00) | (value & 0xFF) << 16;
+}
 
 void checkGeometry(const GeometryOptions& options) {
     using Step = GeometryStep;

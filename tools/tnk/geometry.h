@@ -29,6 +29,9 @@ struct GeometryOptions {
     bool keepView = false;
 };
 
+// The library's value of a --background, white without one. Throws a usage failure.
+uint32_t colorOf(const std::string& name);
+
 // Throws a usage failure.
 void checkGeometry(const GeometryOptions& options);
 

@@ -31,6 +31,7 @@ constexpr const char* kExamples =
     "  tnk pages scan1.png scan2.png --out page-{page}.png --gray 8\n"
     "  tnk count photo.jpg\n"
     "  tnk palette photo.jpg photo.gpl --colors 32\n"
+    "  tnk combine photo.jpg logo.png marked.png --at 20,20\n"
     "\n"
     "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C.";
 
@@ -62,6 +63,36 @@ constexpr const char* kAlphaExamples =
     "\n"
     "Examples:\n"
     "  tnk alpha logo.png --out mask.png";
+
+constexpr const char* kCombineExamples =
+    "The modes: copy, not, and, or, xor (of the bits); add, subtract, difference, multiply, average, minimum, maximum "
+    "(of\n"
+    "the values); alpha (the default: B over A by B's alpha).\n"
+    "The result has A's size and depth; grays become colours when B has colours. Two pictures of the same palette keep "
+    "it.\n"
+    "Without --channels alpha takes part in copy and alpha only.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk combine photo.jpg logo.png marked.png --at 20,20\n"
+    "  tnk combine before.png after.png change.png --mode difference\n"
+    "  tnk combine page.png stamp.png both.png --mode multiply --at 100,900\n"
+    "  tnk combine photo.png light.png red.png --mode add --channels R";
+
+constexpr const char* kWarpExamples =
+    "Corners are four points in order around a convex shape, X,Y each, in pixels as seen; (0,0) is the top left corner "
+    "of\n"
+    "the picture. The first of --from goes to the first of --to, and so on.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk warp desk.jpg page.png --from 212,98,1530,140,1602,1980,131,1921 --size 1240x1754\n"
+    "  tnk warp photo.jpg tilted.png --to 0,0,640,80,640,400,0,480 --background black";
+
+constexpr const char* kScrambleExamples =
+    "The same command again brings the pixels back. It hides what is there from passers-by and does not encrypt it.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk scramble team.jpg hidden.png --rect 320,120,90,110 --key 4711\n"
+    "  tnk scramble hidden.png team.png --rect 320,120,90,110 --key 4711";
 
 // Of the commands that make pictures.
 constexpr const char* kNotes =
@@ -116,6 +147,10 @@ class CommandLine {
   private:
     static void addMemoryOption(CLI::App& command, std::string& memory);
     static void addColorsOption(CLI::App& command, int& colors, const char* what);
+    static CLI::Option* addNumbers(CLI::App& command, const char* name, std::vector<int>& numbers, int count,
+                                   char between, const char* what);
+    static void addInAndOut(CLI::App& command, std::string& in, std::string& out);
+    void addCombinations();
     static void addPictureOptions(CLI::App& command, PictureOptions& options);
 
     CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
@@ -125,12 +160,18 @@ class CommandLine {
     CLI::App* count_;
     CLI::App* palette_;
     CLI::App* alpha_;
+    CLI::App* combine_;
+    CLI::App* warp_;
+    CLI::App* scramble_;
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     ConvertOptions convertOptions_;
     PagesOptions pagesOptions_;
     PaletteOptions paletteOptions_;
     AlphaOptions alphaOptions_;
+    CombineOptions combineOptions_;
+    WarpOptions warpOptions_;
+    ScrambleOptions scrambleOptions_;
 };
 
 #if defined(_WIN32)
@@ -189,6 +230,55 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
     command.add_flag("-v,--verbose", options.verbose, "Print a line for each result, with the time of conversion");
 }
 
+CLI::Option* CommandLine::addNumbers(CLI::App& command, const char* name, std::vector<int>& numbers, int count,
+                                     char between, const char* what) {
+    return command.add_option(name, numbers, what)->delimiter(between)->expected(count)->allow_extra_args(false);
+}
+
+void CommandLine::addInAndOut(CLI::App& command, std::string& in, std::string& out) {
+    command.add_option("IN", in, "The picture (PNG, JPEG, BMP, PNM)")->required();
+    command.add_option("OUT", out, "The result (.png or .bmp)")->required();
+}
+
+void CommandLine::addCombinations() {
+    combine_ = app_.add_subcommand("combine", "Put one picture over another, or combine them in other ways");
+    combine_->add_option("A", combineOptions_.in, "The picture below (PNG, JPEG, BMP, PNM)")->required();
+    combine_->add_option("B", combineOptions_.with, "The picture that is put there")->required();
+    combine_->add_option("OUT", combineOptions_.out, "The result (.png or .bmp)")->required();
+    combine_->add_option("--mode", combineOptions_.mode, "How two pixels become one")
+        ->check(CLI::IsMember(std::vector<std::string>(kCombineNames.begin(), kCombineNames.end())));
+    addNumbers(*combine_, "--at", combineOptions_.at, 2, ',', "Where B's top left corner goes: X,Y in A (default 0,0)");
+    combine_->add_option("--channels", combineOptions_.channels, "Only these channels of A change: letters of RGBA");
+    addMemoryOption(*combine_, combineOptions_.memory);
+    combine_->footer(kCombineExamples);
+
+    warp_ = app_.add_subcommand("warp", "Stretch four corners of a picture to four other places");
+    addInAndOut(*warp_, warpOptions_.in, warpOptions_.out);
+    CLI::Option* const to =
+        addNumbers(*warp_, "--to", warpOptions_.to, 8, ',',
+                   "Where the corners go in the result: x,y,x,y,x,y,x,y (default: its own corners)");
+    addNumbers(*warp_, "--from", warpOptions_.from, 8, ',', "Corners in the picture (default: its own, clockwise)");
+    CLI::Option* const size = addNumbers(*warp_, "--size", warpOptions_.size, 2, 'x',
+                                         "Size of the result: WxH (default: as far as --to goes)");
+    warp_->add_option("--background", warpOptions_.background, "What lies around: #RRGGBB or a name (default white)")
+        ->type_name("COLOUR");
+    warp_->add_option("--filter", warpOptions_.filter, "nearest, or linear (the default), which makes palettes colours")
+        ->check(CLI::IsMember({"nearest", "linear"}));
+    warp_->callback([to, size] {
+        if (to->empty() && size->empty()) throw usageFailure("warp takes --to, or --size, or both");
+    });
+    addMemoryOption(*warp_, warpOptions_.memory);
+    warp_->footer(kWarpExamples);
+
+    scramble_ = app_.add_subcommand("scramble", "Make a part of a picture unrecognisable, or bring it back");
+    addInAndOut(*scramble_, scrambleOptions_.in, scrambleOptions_.out);
+    addNumbers(*scramble_, "--rect", scrambleOptions_.rect, 4, ',', "The part: LEFT,TOP,WIDTH,HEIGHT in pixels as seen")
+        ->required();
+    scramble_->add_option("--key", scrambleOptions_.key, "The number that hides it and brings it back")->required();
+    addMemoryOption(*scramble_, scrambleOptions_.memory);
+    scramble_->footer(kScrambleExamples);
+}
+
 CommandLine::CommandLine() {
     app_.require_subcommand(1);
     // "/usr/share/photo.jpg" is a name, on Windows too.
@@ -245,6 +335,7 @@ CommandLine::CommandLine() {
     alpha_->add_option("-o,--out", alphaOptions_.out, "The mask (.png or .bmp)")->required();
     addMemoryOption(*alpha_, alphaOptions_.memory);
     alpha_->footer(kAlphaExamples);
+    addCombinations();
 }
 
 void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
@@ -288,6 +379,9 @@ int CommandLine::run(std::vector<std::string> arguments) {
     if (pages_->parsed()) return guarded([this] { pages(pagesOptions_); });
     if (palette_->parsed()) return guarded([this] { palette(paletteOptions_); });
     if (alpha_->parsed()) return guarded([this] { alpha(alphaOptions_); });
+    if (combine_->parsed()) return guarded([this] { combine(combineOptions_); });
+    if (warp_->parsed()) return guarded([this] { warp(warpOptions_); });
+    if (scramble_->parsed()) return guarded([this] { scramble(scrambleOptions_); });
     const auto tell = count_->parsed() ? count : info;
     int code = kExitOk;
     for (const std::string& file : files_) {
