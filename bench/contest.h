@@ -63,6 +63,7 @@ void registerRuns();
 void registerCopies();
 void registerGeometry();
 void registerAlpha();
+void registerDibs();
 void registerMagick();
 void registerPillow();
 

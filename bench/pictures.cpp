@@ -121,6 +121,7 @@ void registerContests() {
     registerCopies();
     registerGeometry();
     registerAlpha();
+    registerDibs();
 }
 
 }  // namespace tnk::bench

@@ -14,7 +14,7 @@ using Bytes = std::vector<uint8_t>;
 
 // Headers may ask for anything; they get so much at a time and no files. Dimensions are not limited, so that all that
 // computes with them is met.
-constexpr size_t kMostBytes = 8u << 20;
+constexpr size_t kMostBytes = 1u << 20;
 size_t sectionBytes = 0;
 
 const tnk::Platform& frugal() {

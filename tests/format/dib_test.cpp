@@ -195,7 +195,7 @@ TEST(Dib, ConsumedPicturesAreInMemoryOnce) {
         platform = native;
         EXPECT_EQ(forgotten >= size - (4u << 20), consumes);
         const Bytes bytes = dib.bytes();
-        EXPECT_EQ(std::count(bytes.begin() + 40, bytes.end(), 77), ptrdiff_t{size});
+        EXPECT_EQ(std::count(bytes.begin() + 40, bytes.end(), 77), static_cast<ptrdiff_t>(size));
         StoredBitmap next(Kind::section, 2048, 4096, Format{24, 1});
         const Bytes rows = rowsOf(next.record);
         EXPECT_TRUE(std::all_of(rows.begin(), rows.end(), [](uint8_t byte) { return byte == 0; }));

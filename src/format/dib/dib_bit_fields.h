@@ -19,27 +19,36 @@ class BitFieldDecoder {
     void decodeRow(const uint8_t* source, uint8_t* row, int32_t width) const;
 
   private:
-    static constexpr uint32_t kTableBits = 8;  // of values that are looked up
-
-    // One channel: its bits are brought together, then scaled.
+    // One channel: its bits are brought together, then scaled from 0 .. 2^bits - 1 to 0 .. top.
     struct Channel {
         uint32_t mask = 0;
         uint32_t shift = 0;  // of the lowest bit
-        bool contiguous = true;
         uint32_t bits = 0;
-        uint32_t top = 0;    // the greatest value that comes out
+        uint32_t top = 0;
         uint32_t place = 0;  // in the pixel that is made
-        uint32_t levels[1u << kTableBits] = {};
+        // Where the bits stand side by side and the numbers fit a pixel's word: (value * factor + rounding) >> down.
+        bool linear = true;
+        uint32_t factor = 0;
+        uint32_t rounding = 0;
+        uint32_t down = 0;
+
+        bool stays() const { return mask == top << place || mask == 0; }
+        bool keepsWidth() const { return linear && (factor == 1 || mask == 0) && down == 0; }
     };
-    static Channel describe(uint32_t mask, uint32_t top, uint32_t place);
+    Channel describe(uint32_t mask, uint32_t top, uint32_t place) const;
+    static bool settleFactor(Channel& channel, uint64_t limit);
     static uint32_t valueOf(const Channel& channel, uint32_t pixel);
-    static uint32_t scale(uint32_t value, uint32_t bits, uint32_t top);
 
     template <typename Pixel>
     void decode(const uint8_t* source, uint8_t* row, uint32_t width) const;
 
+    // How pixels can be made, from the fastest way on.
+    enum class Way { keepBits, moveBits, scale, anyBits };
+
     int32_t bits_;
     Channel channels_[4];
+    uint32_t kept_ = 0;
+    Way way_ = Way::anyBits;
 };
 
 }  // namespace tnk

@@ -170,6 +170,10 @@ class RowCopy {
           bottomFirst_(isBottomFirst(bitmap)),
           rightFirst_(isRightFirst(bitmap)) {}
 
+    // Rows that lie as they do in a DIB.
+    bool isPlain() const { return bottomFirst_ && !rightFirst_ && !pixels_.converts(); }
+    void runAll(const uint8_t* from) { std::memcpy(bits_, from, line_ * Shape(bitmap_).height); }
+
     Result run(int32_t row, const uint8_t* from) {
         const int32_t place = bottomFirst_ ? row : bitmap_.Height - 1 - row;
         uint8_t* to = bits_ + line_ * static_cast<uint32_t>(place);
@@ -195,6 +199,14 @@ class RowCopy {
 // Once the first rows of a section are read nothing can fail any more, so that a bitmap which is consumed is never in parts.
 Result writeRows(BitmapHandle& bitmap, RowCopy& copy, Source source) {
     const Locked lock(bitmap);
+    bool direct = false;
+    TRY(lendsRows(bitmap, &direct));
+    uint8_t* all;
+    if (direct && source == Source::kept && copy.isPlain()) {
+        TRY(storageOf(bitmap).lend(bitmap, 0, bitmap.Height, &all));
+        copy.runAll(all);
+        return SUCCESS;
+    }
     const int32_t band = bandRows(bitmap);
     RowReader reader(bitmap);
     TRY(reader.prepare(band));

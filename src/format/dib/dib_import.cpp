@@ -165,6 +165,17 @@ void copyPixels(const uint8_t* from, uint8_t* to, uint64_t pixelBits) {
     if (rest != 0) to[whole] = static_cast<uint8_t>(from[whole] & 0xFF00 >> rest);
 }
 
+// Rows without padding in memory, which come in at once.
+Result fillAtOnce(BitmapHandle& bitmap, const Dib& dib) {
+    const Locked lock(bitmap);
+    RowWriter writer(bitmap);
+    uint8_t* block;
+    TRY(writer.prepare());
+    TRY(writer.lendBlock(0, bitmap.Height, &block));
+    std::memcpy(block, dib.bits, Shape(bitmap).offset(bitmap.Height));
+    return writer.put(bitmap.Height);
+}
+
 Result fillFromRuns(BitmapHandle& bitmap, const Dib& dib, Rows rows) {
     RunDecoder decoder(dib.bits, dib.bitsBytes, dib.header.bits, bitmap.Width);
     return fillRows(bitmap, rows, [&](int32_t, uint8_t* row) { decoder.decodeRow(row); });
@@ -173,6 +184,10 @@ Result fillFromRuns(BitmapHandle& bitmap, const Dib& dib, Rows rows) {
 Result fillFromPixels(BitmapHandle& bitmap, const Dib& dib, Rows rows) {
     const auto line = static_cast<size_t>(plainBytes(dib.header) / static_cast<uint32_t>(dib.header.height));
     const uint64_t pixelBits = uint64_t{Shape(bitmap).width} * Shape(bitmap).bits;
+    bool direct = false;
+    TRY(lendsRows(bitmap, &direct));
+    const bool atOnce = direct && rows == Rows::asStored && pixelBits == uint64_t{line} * 8;
+    if (dib.header.compression == kDibPlain && atOnce) return fillAtOnce(bitmap, dib);
     if (dib.header.compression == kDibPlain)
         return fillRows(bitmap, rows, [&](int32_t i, uint8_t* row) {
             copyPixels(dib.bits + line * static_cast<uint32_t>(i), row, pixelBits);

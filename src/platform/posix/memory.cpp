@@ -64,6 +64,14 @@ void adviseHugePages([[maybe_unused]] void* view, [[maybe_unused]] size_t bytes)
 #endif
 }
 
+// Of a heap block, which begins anywhere: its whole pages.
+void adviseHugePagesInside(void* block, size_t bytes) {
+    if (bytes < kHugePageThreshold) return;
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    const size_t before = -reinterpret_cast<uintptr_t>(block) % page;
+    adviseHugePages(static_cast<uint8_t*>(block) + before, (bytes - before) / page * page);
+}
+
 void* mapped(void* answer) { return answer != MAP_FAILED ? answer : nullptr; }
 
 // A block of no bytes still needs an address of its own.
@@ -124,6 +132,7 @@ constinit const MemoryTable memoryTable = {
             return 0;
         }
         block->bytes = bytes;
+        adviseHugePagesInside(block->data, bytes);
         return handleOf(block) + kMovableTag;
     },
 
