@@ -38,6 +38,9 @@ void registerPillow() {
     pillow("Optimized 256 colours, nearest", "octree", " (octree)");
     pillow("Optimized 256 colours, nearest", "median-cut", " (median cut)");
     pillow("Optimized 256 colours, Floyd-Steinberg", "octree-dither", " (octree)");
+    for (const char* bits : {"1", "8", "24"})
+        for (const char* way : {"out", "in"})
+            pillow(std::string("DIB ") + way + ", " + bits + " bits", (std::string("dib-") + way + "-" + bits).c_str());
 }
 
 }  // namespace tnk::bench

@@ -1,4 +1,5 @@
 """Peer of the benchmark: holds the photograph, does a job on each line of standard input, prints its seconds."""
+import io
 import sys
 import time
 
@@ -20,6 +21,19 @@ def dithered_to_octree():
     photo.quantize(palette=octree, dither=Image.Dither.FLOYDSTEINBERG)
 
 
+def as_dib(image):
+    stream = io.BytesIO()
+    image.save(stream, "DIB")
+    return stream
+
+
+def from_dib(stream):
+    stream.seek(0)
+    Image.open(stream, formats=["DIB"]).load()
+
+
+dibs = {1: mono, 8: gray, 24: photo}
+packed = {bits: as_dib(image) for bits, image in dibs.items()}
 jobs = {
     b"dither-any": lambda: photo.quantize(palette=palette, dither=Image.Dither.FLOYDSTEINBERG),
     b"dither-web": lambda: photo.convert("P", dither=Image.Dither.FLOYDSTEINBERG, palette=Image.Palette.WEB),
@@ -34,6 +48,8 @@ jobs = {
     b"octree": lambda: photo.quantize(256, method=Image.Quantize.FASTOCTREE),
     b"median-cut": lambda: photo.quantize(256, method=Image.Quantize.MEDIANCUT),
     b"octree-dither": dithered_to_octree,
+    **{b"dib-out-%d" % bits: lambda image=image: as_dib(image) for bits, image in dibs.items()},
+    **{b"dib-in-%d" % bits: lambda stream=stream: from_dib(stream) for bits, stream in packed.items()},
 }
 for line in stream:
     job = jobs[line.strip()]

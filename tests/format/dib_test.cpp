@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <fstream>
 #include <functional>
 #include <initializer_list>
+#include <iterator>
 #include <string>
 
 #include "platform/platform.h"
@@ -363,6 +365,62 @@ TEST(Dib, ChannelsComeFromAnyBits) {
                 }
             }
 }
+
+constexpr uint32_t coding(const char (&name)[5]) {
+    return static_cast<uint32_t>(name[0] | name[1] << 8 | name[2] << 16 | name[3] << 24);
+}
+
+// Rows of levels without colour: planes begin with the row that is the last one elsewhere.
+TEST(Dib, LumaAndChromaComeInTheRightWayUp) {
+    for (const bool planar : {false, true})
+        for (const bool topDown : {false, true}) {
+            SCOPED_TRACE(::testing::Message() << "planar " << planar << ", top-down " << topDown);
+            const uint32_t name = planar ? coding("I420") : coding("YUY2"), bits = planar ? 12 : 16;
+            Bytes rows;
+            for (uint8_t y = 0; y < 4; ++y)
+                for (int x = 0; x < 4; ++x)
+                    rows = rows +
+                           (planar ? Bytes{static_cast<uint8_t>(60 * y)} : Bytes{static_cast<uint8_t>(60 * y), 128});
+            if (planar) rows.resize(24, 128);
+            const Bytes dib = infoHeader(40, 4, topDown ? -4 : 4, bits, name) + rows;
+            const Block block(dib);
+            Made made, mirrored, shorter, odd;
+            ASSERT_EQ(T_ChangeFromDIB(&made.record, kSize, block.handle), SUCCESS);
+            ASSERT_EQ(T_MirrorFromDIB(&mirrored.record, kSize, block.handle), SUCCESS);
+            EXPECT_EQ(made.record.BitsPerPixel, 24);
+            EXPECT_EQ(made.record.ViewPerspective, topDown != planar ? uint32_t{TOP_LEFT} : uint32_t{BOTTOM_LEFT});
+            EXPECT_EQ(mirrored.record.ViewPerspective, topDown != planar ? uint32_t{BOTTOM_LEFT} : uint32_t{TOP_LEFT});
+            for (uint32_t y = 0; y < 4; ++y) {
+                EXPECT_EQ(made.record.pData[12 * y], 60 * y);
+                EXPECT_EQ(mirrored.record.pData[12 * y + 11], 60 * (3 - y));
+            }
+            EXPECT_EQ(shorter.from(Bytes(dib.begin(), dib.end() - 1)), ERROR_INVALID_DIB);
+            EXPECT_EQ(odd.from(infoHeader(40, 3, 4, bits, name) + rows), ERROR_INVALID_DIB);
+        }
+}
+
+#ifdef TNK_TEST_CODEC
+TEST(Dib, CodedImagesComeInTheRightWayUp) {
+    std::ifstream file(TNK_TEST_DATA "/small.jpg", std::ios::binary);
+    const Bytes image{std::istreambuf_iterator<char>(file), {}};
+    const Bytes marker = {0xFF, 0xC0};
+    const auto frame = std::search(image.begin(), image.end(), marker.begin(), marker.end());
+    ASSERT_NE(frame, image.end());
+    const int32_t height = frame[5] << 8 | frame[6], width = frame[7] << 8 | frame[8];
+    Made byAddress, upright, mirrored, unsized;
+    Bytes dib = infoHeader(40, width, height, 0, coding("JPEG"));
+    EXPECT_EQ(T_ConvertFromDIB(&unsized.record, kSize, dib.data(), image.data()), ERROR_INVALID_DIB);
+    put(dib, kImage, static_cast<uint32_t>(image.size()));
+    ASSERT_EQ(T_ConvertFromDIB(&byAddress.record, kSize, dib.data(), image.data()), SUCCESS);
+    const Block block(dib + image);
+    ASSERT_EQ(T_MirrorFromDIB(&mirrored.record, kSize, block.handle), SUCCESS);
+    ASSERT_EQ(upright.from(infoHeader(40, width, -height, 24, coding("MJPG")) + image), SUCCESS);
+    EXPECT_EQ(byAddress.record.ViewPerspective, uint32_t{BOTTOM_LEFT});
+    EXPECT_EQ(upright.record.ViewPerspective, uint32_t{TOP_LEFT});
+    const Bytes seen = seenRows(upright.record, 24);
+    EXPECT_TRUE(seenRows(byAddress.record, 24) == seen && seenRows(mirrored.record, 24) == seen);
+}
+#endif
 
 // ---- headers ----
 

@@ -233,6 +233,18 @@ int32_t fromDib(World& w) {
     T_OsFreeHandle(dib, 0, nullptr);
     return result;
 }
+// Rows of runs: each kind of storage gets what its request gives.
+int32_t fromRuns(World& w) {
+    constexpr uint8_t kHeader[] = {40, 0, 0, 0, 9, 0, 0, 0, 7, 0, 0, 0, 1, 0, 8, 0, 1};
+    constexpr uint8_t kRuns[] = {5, 1, 0, 3, 7, 8, 9, 0, 0, 2, 2, 2, 40, 3, 0, 0, 3, 4};
+    Bytes dib(40 + 1024);
+    std::copy(std::begin(kHeader), std::end(kHeader), dib.begin());
+    T_SetDefaultMemoryType(w.request);
+    dib[20] = sizeof kRuns;
+    const int32_t result = T_ConvertFromDIB(&w.made, kSize, dib.data(), kRuns);
+    T_SetDefaultMemoryType(MEM_CONVENTIONAL);
+    return result;
+}
 void turnView(World& w) { w.source.record.ViewPerspective = TOP_RIGHT; }
 void releaseTurned(World& w) {
     w.source.record.ViewPerspective = RIGHT_BOTTOM;
@@ -336,6 +348,7 @@ const Operation kOperations[] = {
     {"from_dib", kIndexed, fromDib<T_ChangeFromDIB>},
     {"from_dib_bilevel", kBilevel, fromDib<T_ChangeFromDIB>},
     {"from_dib_mirrored", kColor, fromDib<T_MirrorFromDIB>},
+    {"from_dib_runs", kIndexed, fromRuns},
     {"copy_items", kIndexed, copyItems, Reports::no, Leaves::nothing, makeList},
     {"insert_item", kIndexed, insertItem, Reports::no, Leaves::nothing, makeList},
     {"list_palette", kColor, [](World& w) { return chooseListPalette(w, 0); }, Reports::no, Leaves::nothing, makeList},
