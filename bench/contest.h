@@ -64,6 +64,7 @@ void registerCopies();
 void registerGeometry();
 void registerAlpha();
 void registerDibs();
+void registerCombinations();
 void registerMagick();
 void registerPillow();
 

@@ -122,6 +122,7 @@ void registerContests() {
     registerGeometry();
     registerAlpha();
     registerDibs();
+    registerCombinations();
 }
 
 }  // namespace tnk::bench

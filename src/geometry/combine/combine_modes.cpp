@@ -176,29 +176,28 @@ void overPixel32(uint8_t* target, const uint8_t* source) {
 
 #if defined(__SSE2__)
 
+// x / 255, rounded, of words: the rule above in one multiplication, since (x + 128) * 257 carries what it adds.
 __m128i blendHalf(__m128i d, __m128i s, __m128i alpha) {
     const __m128i rest = _mm_xor_si128(alpha, _mm_set1_epi16(255));
-    __m128i sum = _mm_add_epi16(_mm_mullo_epi16(s, alpha), _mm_mullo_epi16(d, rest));
-    sum = _mm_add_epi16(sum, _mm_set1_epi16(128));
-    return _mm_srli_epi16(_mm_add_epi16(sum, _mm_srli_epi16(sum, 8)), 8);
+    const __m128i sum = _mm_add_epi16(_mm_mullo_epi16(s, alpha), _mm_mullo_epi16(d, rest));
+    return _mm_mulhi_epu16(_mm_add_epi16(sum, _mm_set1_epi16(128)), _mm_set1_epi16(257));
 }
 
-// Four pixels over four opaque ones; false, and nothing done, where one of the targets is not. An opaque source channel in
-// the place of alpha makes the result's alpha 255.
+// Four pixels over four opaque ones; false, and nothing done, where one of the targets is not. A full source channel in
+// the place of alpha keeps the result opaque.
 bool overOpaque32(uint8_t* target, const uint8_t* source) {
     const __m128i top = _mm_set1_epi32(static_cast<int>(0xFF000000));
     const __m128i d = _mm_loadu_si128(reinterpret_cast<const __m128i*>(target));
-    __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source));
-    if (_mm_movemask_epi8(_mm_cmpeq_epi8(_mm_or_si128(d, _mm_set1_epi32(0xFFFFFF)), _mm_set1_epi8(-1))) != 0xFFFF)
-        return false;
+    const __m128i s = _mm_loadu_si128(reinterpret_cast<const __m128i*>(source));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(_mm_and_si128(d, top), top)) != 0xFFFF) return false;
     const __m128i zero = _mm_setzero_si128();
     __m128i alpha = _mm_srli_epi32(s, 24);
     alpha = _mm_or_si128(alpha, _mm_slli_epi32(alpha, 16));
-    const __m128i alphaLow = _mm_unpacklo_epi32(alpha, alpha);
-    const __m128i alphaHigh = _mm_unpackhi_epi32(alpha, alpha);
-    s = _mm_or_si128(s, top);
-    const __m128i low = blendHalf(_mm_unpacklo_epi8(d, zero), _mm_unpacklo_epi8(s, zero), alphaLow);
-    const __m128i high = blendHalf(_mm_unpackhi_epi8(d, zero), _mm_unpackhi_epi8(s, zero), alphaHigh);
+    const __m128i full = _mm_or_si128(s, top);
+    const __m128i low =
+        blendHalf(_mm_unpacklo_epi8(d, zero), _mm_unpacklo_epi8(full, zero), _mm_unpacklo_epi32(alpha, alpha));
+    const __m128i high =
+        blendHalf(_mm_unpackhi_epi8(d, zero), _mm_unpackhi_epi8(full, zero), _mm_unpackhi_epi32(alpha, alpha));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(target), _mm_packus_epi16(low, high));
     return true;
 }

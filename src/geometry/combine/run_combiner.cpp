@@ -157,6 +157,9 @@ Result RunCombiner::prepare(const BitmapHandle& target, const BitmapHandle& sour
     }
     alpha_ = reinterpret_cast<uint16_t*>(at);
     TRY(prepareConversion());
+    const bool storedSamples = work_ == Work::bits || (work_ == Work::samples && shape_.most != kFieldMost);
+    readsAlpha_ = carriesAlpha_ || (mode_ == COMBINE_ALPHA && (targetBits_ != 32 || !hasAlpha(target)));
+    direct_ = storedSamples && !isPackedDepth(targetBits_) && !converts_ && !masked_ && !readsAlpha_;
     if (work_ == Work::colors || matches_) {
         if (!matcher_.prepare(matchable(target))) return FAILURE;
     }
@@ -251,6 +254,10 @@ Result RunCombiner::run(uint8_t* target, int32_t targetColumn, const uint8_t* so
     const Place to(targetColumn, targetBits_), from(sourceColumn, sourceBits_);
     target += to.byte;
     source += from.byte;
+    if (direct_) {
+        combineStored(target, source, static_cast<size_t>(pixels));
+        return SUCCESS;
+    }
     for (auto left = static_cast<size_t>(pixels); left > 0;) {
         const size_t count = std::min(left, kBlock);
         const uint8_t* input = source;
@@ -274,7 +281,7 @@ Result RunCombiner::run(uint8_t* target, int32_t targetColumn, const uint8_t* so
 }
 
 Result RunCombiner::combineBlock(uint8_t* target, const uint8_t* source, size_t pixels) {
-    if (mode_ == COMBINE_ALPHA || carriesAlpha_) readAlpha(*source_, source, pixels, alpha_);
+    if (readsAlpha_) readAlpha(*source_, source, pixels, alpha_);
     if (matches_) {
         TRY(fromSource_.run(source, sourceSamples_, static_cast<int32_t>(pixels)));
         matcher_.findRow(sourceSamples_, 3, 2, 1, 0, old_, static_cast<int32_t>(pixels));
@@ -289,18 +296,22 @@ Result RunCombiner::combineBlock(uint8_t* target, const uint8_t* source, size_t 
     if (work_ == Work::colors) return combineColors(target, source, pixels);
     const auto bytes = static_cast<size_t>(pixelBytes(pixels, targetBits_));
     if (masked_) std::memcpy(old_, target, bytes);
-    if (work_ == Work::bits) {
-        bits_(target, source, bytes);
-    } else if (isPackedDepth(targetBits_) || shape_.most == kFieldMost) {
+    if (work_ == Work::samples && (isPackedDepth(targetBits_) || shape_.most == kFieldMost)) {
         loadSamples(targetBits_, target, targetSamples_, pixels);
         loadSamples(targetBits_, source, sourceSamples_, pixels);
         combineSamples(targetSamples_, sourceSamples_, pixels);
         storeSamples(targetBits_, targetSamples_, target, pixels);
     } else {
-        combineSamples(target, source, pixels);
+        combineStored(target, source, pixels);
     }
     if (masked_) keepMasked(target, old_, mask_, bytes);
     return SUCCESS;
+}
+
+// Of bits, or of samples that are stored as such.
+void RunCombiner::combineStored(uint8_t* target, const uint8_t* source, size_t pixels) {
+    work_ == Work::bits ? bits_(target, source, static_cast<size_t>(pixelBytes(pixels, targetBits_)))
+                        : combineSamples(target, source, pixels);
 }
 
 void RunCombiner::combineSamples(uint8_t* target, const uint8_t* source, size_t pixels) {

@@ -36,6 +36,7 @@ class RunCombiner {
     Result prepareColors();
     Result combineBlock(uint8_t* target, const uint8_t* source, size_t pixels);
     Result combineColors(uint8_t* target, const uint8_t* colors, size_t pixels);
+    void combineStored(uint8_t* target, const uint8_t* source, size_t pixels);
     void combineSamples(uint8_t* target, const uint8_t* source, size_t pixels);
     void combineOver(uint8_t* target, const uint8_t* source, size_t pixels);
 
@@ -53,6 +54,8 @@ class RunCombiner {
     bool matches_ = false;       // converted to colours, and these to indexes
     bool carriesAlpha_ = false;  // conversions drop the alpha bit of 5-5-5 pixels on one of the sides
     bool toMatrix_ = false;
+    bool readsAlpha_ = false;
+    bool direct_ = false;  // the rows need nothing but the routine, and no blocks
     BitRoutine bits_ = nullptr;
     SampleRoutine samples_ = nullptr;
     uint8_t mask_[kMaskBytes] = {};

@@ -6,12 +6,51 @@
 #include "base/sample_rules.h"
 #include "geometry/pixel_channels.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace tnk {
 namespace {
+
+// floor((start + i * step) * scale / depth), pixel by pixel without a division: quotients and remainders add up.
+class EvenRatio {
+  public:
+    EvenRatio(int64_t start, int64_t step, uint32_t scale, int64_t depth) : depth_(depth) {
+        const double inverse = 1.0 / static_cast<double>(depth);
+        ratio_ = floorRatio(start, scale, depth, inverse);
+        rest_ = restOf(start, scale, ratio_);
+        ratioStep_ = floorRatio(step, scale, depth, inverse);
+        restStep_ = restOf(step, scale, ratioStep_);
+    }
+    int64_t next() {
+        const int64_t now = ratio_;
+        rest_ += restStep_;
+        const bool carries = rest_ >= depth_;
+        ratio_ += ratioStep_ + carries;
+        rest_ -= carries ? depth_ : 0;
+        return now;
+    }
+
+  private:
+    int64_t restOf(int64_t number, uint32_t scale, int64_t ratio) const {
+        return static_cast<int64_t>(static_cast<uint64_t>(number) * scale -
+                                    static_cast<uint64_t>(ratio) * static_cast<uint64_t>(depth_));
+    }
+
+    int64_t depth_;
+    int64_t ratio_, rest_;
+    int64_t ratioStep_, restStep_;
+};
 
 // Calls pixel(x, y, i) with positions in 1 / kScale of a pixel from the source's first corner.
 template <uint32_t kScale, typename Pixel>
 void forPositions(const WarpRun& run, size_t count, Pixel pixel) {
+    if (run.depthStep == 0) {
+        EvenRatio x(run.across, run.acrossStep, kScale, run.depth), y(run.down, run.downStep, kScale, run.depth);
+        for (size_t i = 0; i < count; ++i) pixel(x.next(), y.next(), i);
+        return;
+    }
     int64_t across = run.across, down = run.down, depth = run.depth;
     for (size_t i = 0; i < count; ++i) {
         const double inverse = 1.0 / static_cast<double>(depth);
@@ -60,25 +99,132 @@ void nearest12(const WarpRun& run, uint8_t* target, size_t count) {
     });
 }
 
-// Pixels lie half a pixel from their corners, and fractions are rounded to 1/256: of positions in 1/512 an odd rest.
-template <typename Format, typename Channel = int32_t>
-void blend(const WarpRun& run, uint8_t* target, size_t count) {
-    const Format format{};
+// The pixels around a position, one along each axis of the seen picture: the same one twice beyond its ends.
+struct Neighbours {
+    int64_t at;
+    int64_t step;  // to the other one
+    Neighbours(int64_t position, int32_t low, int32_t end)
+        : at(std::clamp<int64_t>(position, low, end - 1)), step(position >= low && position + 1 < end ? 1 : 0) {}
+};
+
+// The position between the four pixels, in 1/256.
+struct Fractions {
+    int32_t right;
+    int32_t below;
+};
+
+template <typename Format, typename Channel>
+struct Corner {
+    Channel channels[Format::kChannels];
+};
+
+// Calls blend(columns, rows, fractions, i). Pixels lie half a pixel from their corners, and fractions are rounded to 1/256: of
+// positions in 1/512 an odd rest.
+template <typename Blend>
+void forNeighbours(const WarpRun& run, size_t count, Blend blend) {
     forPositions<512>(run, count, [&](int64_t across, int64_t down, size_t i) {
         const int64_t x = (across - 255) >> 1, y = (down - 255) >> 1;
-        const Channel weightsAcross[] = {256 - static_cast<Channel>(x & 255), static_cast<Channel>(x & 255)};
-        const Channel weightsDown[] = {256 - static_cast<Channel>(y & 255), static_cast<Channel>(y & 255)};
-        Channel sums[Format::kChannels];
-        std::fill_n(sums, Format::kChannels, Channel{1 << 15});
+        blend(Neighbours(run.x + (x >> 8), run.left, run.right), Neighbours(run.y + (y >> 8), run.top, run.bottom),
+              Fractions{static_cast<int32_t>(x & 255), static_cast<int32_t>(y & 255)}, i);
+    });
+}
+
+template <typename Format, typename Channel>
+void blendCorners(const Corner<Format, Channel> (&corners)[4], const Fractions& fractions, uint8_t* pixel) {
+    const auto right = static_cast<Channel>(fractions.right), below = static_cast<Channel>(fractions.below);
+    Channel blended[Format::kChannels];
+    for (int c = 0; c < Format::kChannels; ++c) {
+        const Channel upper = corners[0].channels[c] * (256 - right) + corners[1].channels[c] * right;
+        const Channel lower = corners[2].channels[c] * (256 - right) + corners[3].channels[c] * right;
+        blended[c] = (upper * (256 - below) + lower * below + (1 << 15)) >> 16;
+    }
+    Format{}.store(pixel, blended);
+}
+
+// Pixels of whole bytes: their addresses go by even steps, from one that may be nowhere in the part at hand.
+struct EvenSteps {
+    EvenSteps(const WarpRun& run, int64_t bytes)
+        : pixels(run.pixels),
+          origin(run.stored.y * int64_t{run.stride} + run.stored.x * bytes),
+          across(run.stored.xAcross * bytes + run.stored.yAcross * run.stride),
+          down(run.stored.xDown * bytes + run.stored.yDown * run.stride) {}
+    const uint8_t* at(const Neighbours& x, const Neighbours& y) const {
+        return pixels + static_cast<ptrdiff_t>(origin + x.at * across + y.at * down);
+    }
+    const uint8_t* pixels;
+    int64_t origin;
+    int64_t across;
+    int64_t down;
+};
+
+template <typename Format, typename Channel = int32_t>
+void blend(const WarpRun& run, uint8_t* target, size_t count) {
+    const EvenSteps steps(run, Format::kSpread);
+    forNeighbours(run, count, [&](const Neighbours& x, const Neighbours& y, const Fractions& fractions, size_t i) {
+        const uint8_t* const pixel = steps.at(x, y);
+        const ptrdiff_t right = static_cast<ptrdiff_t>(x.step * steps.across);
+        const ptrdiff_t below = static_cast<ptrdiff_t>(y.step * steps.down);
+        Corner<Format, Channel> corners[4];
+        Format{}.loadSpread(pixel, corners[0].channels);
+        Format{}.loadSpread(pixel + right, corners[1].channels);
+        Format{}.loadSpread(pixel + below, corners[2].channels);
+        Format{}.loadSpread(pixel + right + below, corners[3].channels);
+        blendCorners(corners, fractions, target + i * Format::kSpread);
+    });
+}
+
+#if defined(__SSE2__)
+
+template <int32_t kBytes>
+__m128i loadWords(const uint8_t* pixel) {
+    const uint32_t bytes = kBytes == 4 ? load32(pixel) : load16(pixel) | uint32_t{pixel[2]} << 16;
+    return _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(bytes)), _mm_setzero_si128());
+}
+
+// The same for bytes, all channels of a pixel at once. Words between two pixels reach 255 * 256 and are multiplied as
+// signed ones: half of the range is taken off before and added again.
+template <int32_t kBytes>
+void blendBytes(const WarpRun& run, uint8_t* target, size_t count) {
+    const EvenSteps steps(run, kBytes);
+    const __m128i half = _mm_set1_epi16(INT16_MIN), more = _mm_set1_epi32((1 << 23) + (1 << 15));
+    forNeighbours(run, count, [&](const Neighbours& x, const Neighbours& y, const Fractions& fractions, size_t i) {
+        const uint8_t* const pixel = steps.at(x, y);
+        const ptrdiff_t right = static_cast<ptrdiff_t>(x.step * steps.across);
+        const ptrdiff_t below = static_cast<ptrdiff_t>(y.step * steps.down);
+        const __m128i second = _mm_set1_epi16(static_cast<int16_t>(fractions.right));
+        const __m128i first = _mm_sub_epi16(_mm_set1_epi16(256), second);
+        const auto between = [&](const uint8_t* from) {
+            const __m128i sum = _mm_add_epi16(_mm_mullo_epi16(loadWords<kBytes>(from), first),
+                                              _mm_mullo_epi16(loadWords<kBytes>(from + right), second));
+            return _mm_add_epi16(sum, half);
+        };
+        const __m128i pairs = _mm_unpacklo_epi16(between(pixel), between(pixel + below));
+        const __m128i weights = _mm_set1_epi32(fractions.below << 16 | (256 - fractions.below));
+        const __m128i sums = _mm_srai_epi32(_mm_add_epi32(_mm_madd_epi16(pairs, weights), more), 16);
+        const __m128i words = _mm_packs_epi32(sums, sums);
+        const auto bytes = static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(words, words)));
+        std::memcpy(target + i * kBytes, &bytes, kBytes);
+    });
+}
+
+#else
+
+template <int32_t kBytes>
+void blendBytes(const WarpRun& run, uint8_t* target, size_t count) {
+    blend<Colors<uint8_t, kBytes> >(run, target, count);
+}
+
+#endif
+
+void blend12(const WarpRun& run, uint8_t* target, size_t count) {
+    using Format = Samples<12, false>;
+    forNeighbours(run, count, [&](const Neighbours& x, const Neighbours& y, const Fractions& fractions, size_t i) {
+        Corner<Format, int64_t> corners[4];
         for (int n = 0; n < 4; ++n) {
-            const Place place(run, (x >> 8) + (n & 1), (y >> 8) + (n >> 1));
-            Channel channels[Format::kChannels];
-            format.load(place.row, place.column, channels);
-            const Channel weight = weightsAcross[n & 1] * weightsDown[n >> 1];
-            for (int c = 0; c < Format::kChannels; ++c) sums[c] += weight * channels[c];
+            const Place place(run, x.at + (n & 1) * x.step - run.x, y.at + (n >> 1) * y.step - run.y);
+            Format{}.load(place.row, place.column, corners[n].channels);
         }
-        for (Channel& sum : sums) sum >>= 16;
-        format.store(target + i * Format::kSpread, sums);
+        blendCorners(corners, fractions, target + i * Format::kSpread);
     });
 }
 
@@ -102,13 +248,13 @@ WarpRoutine linearWarp(const BitmapHandle& format) {
         case 8:
             return blend<Gray8>;
         case 12:
-            return blend<Samples<12, false>, int64_t>;
+            return blend12;
         case 16:
             return gray ? blend<Samples<16, false>, int64_t> : blend<Color555>;
         case 24:
-            return blend<Colors<uint8_t, 3>>;
+            return blendBytes<3>;
         case 32:
-            return gray ? blend<Samples<32, false>, int64_t> : blend<Colors<uint8_t, 4>>;
+            return gray ? blend<Samples<32, false>, int64_t> : blendBytes<4>;
         case 48:
             return blend<Colors<uint16_t, 3>, uint32_t>;
         case 64:
