@@ -56,7 +56,9 @@ struct Made {
     ~Made() { T_FreeBitmap(&record); }
     int32_t from(const Bytes& dib) {
         const Block block(dib);
-        return T_ChangeFromDIB(&record, kSize, block.handle);
+        const int32_t result = T_ChangeFromDIB(&record, kSize, block.handle);
+        EXPECT_NE(T_OsReAllocHandle(block.handle, 1, 0, nullptr), 0) << "the block is left locked";
+        return result;
     }
     BitmapHandle record{};
 };
@@ -190,6 +192,7 @@ TEST(Dib, ConsumedPicturesAreInMemoryOnce) {
     for (const bool consumes : {false, true}) {
         StoredBitmap source(Kind::section, 2048, 4096, Format{24, 1});
         std::memset(source.record.pData, 77, source.record.Size);
+        source.record.ViewPerspective = TOP_LEFT;
         const uint32_t size = source.record.Size;
         platform = &table;
         forgotten = 0;
@@ -363,6 +366,8 @@ TEST(Dib, ChannelsComeFromAnyBits) {
                     if (hasAlpha) expected |= scaledField(pixel, masks.alpha & used, bits == 16 ? 1 : 255) << 3 * step;
                     ASSERT_EQ(got, expected) << x;
                 }
+                for (size_t x = kPixels * bits / 8; x < row.size(); ++x)
+                    EXPECT_EQ(made.record.pData[x], 0) << "behind the pixels";
             }
 }
 
@@ -425,62 +430,57 @@ TEST(Dib, CodedImagesComeInTheRightWayUp) {
 // ---- headers ----
 
 TEST(Dib, HeadersAreTakenOrRefusedByTheirFields) {
-    const Bytes good = infoHeader(40, 4, 3, 8, 0) + Bytes(1024) + Bytes(12);
+    constexpr size_t kLength = SIZE_MAX;  // of the block, which has a byte for each of 1076
+    constexpr int32_t kBad = ERROR_INVALID_DIB, kNone = ERROR_INVALID_PARAMETER;
     struct Case {
         const char* name;
-        std::function<void(Bytes&)> change;
+        size_t at;
+        uint32_t bytes, value;
         int32_t code;
     };
-    const auto word = [](size_t at, uint32_t value) { return [=](Bytes& dib) { put(dib, at, value); }; };
-    const auto half = [](size_t at, uint32_t value) {
-        return [=](Bytes& dib) { put(dib, at, static_cast<uint16_t>(value)); };
+    constexpr Case kCases[] = {
+        {"as it is", kLength, 0, 1076, SUCCESS},
+        {"longer block", kLength, 0, 1176, SUCCESS},
+        {"shorter block", kLength, 0, 1075, kBad},
+        {"cut table", kLength, 0, 100, kBad},
+        {"cut header", kLength, 0, 39, kBad},
+        {"three bytes", kLength, 0, 3, kBad},
+        {"header of 39 bytes", 0, 4, 39, kBad},
+        {"header of 13 bytes", 0, 4, 13, kBad},
+        {"no header", 0, 4, 0, kBad},
+        {"header past the end", 0, 4, 5000, kBad},
+        {"header past everything", 0, 4, 0xFFFFFFFF, kBad},
+        {"no planes", kPlanes, 2, 0, kBad},
+        {"two bits", kBits, 2, 2, kBad},
+        {"no bits", kBits, 2, 0, kBad},
+        {"65535 bits", kBits, 2, 65535, kBad},
+        {"coding of 4 bits", kCoding, 4, 2, kBad},
+        {"masks at 8 bits", kCoding, 4, 3, kBad},
+        {"masks with alpha behind the header", kCoding, 4, 6, kBad},
+        {"unknown coding", kCoding, 4, 0x30363248, kBad},
+        {"planes of 3 rows", kCoding, 4, coding("YV12"), kBad},
+
+        {"no width", kWidth, 4, 0, ERROR_INVALID_SIZE},
+        {"no height", kHeight, 4, 0, ERROR_INVALID_SIZE},
+        {"width below 0", kWidth, 4, 0xFFFFFFFC, kNone},
+        {"least width", kWidth, 4, 0x80000000, kNone},
+        {"least height", kHeight, 4, 0x80000000, kNone},
+        {"greatest height", kHeight, 4, 0x7FFFFFFF, ERROR_SIZE_TOO_LARGE},
+        {"height that does not follow", kHeight, 4, 4, kBad},
+        {"more colours than there can be", kColors, 4, 0xFFFFFFFF, SUCCESS},
+        {"wrong image size", kImage, 4, 1, SUCCESS},
     };
-    const Case cases[] = {
-        {"as it is", [](Bytes&) {}, SUCCESS},
-        {"longer block", [](Bytes& dib) { dib.resize(dib.size() + 100); }, SUCCESS},
-        {"shorter block", [](Bytes& dib) { dib.pop_back(); }, ERROR_INVALID_DIB},
-        {"header of 39 bytes", word(0, 39), ERROR_INVALID_DIB},
-        {"header of 13 bytes", word(0, 13), ERROR_INVALID_DIB},
-        {"no header", word(0, 0), ERROR_INVALID_DIB},
-        {"header past the end", word(0, 5000), ERROR_INVALID_DIB},
-        {"header past everything", word(0, 0xFFFFFFFF), ERROR_INVALID_DIB},
-        {"three bytes", [](Bytes& dib) { dib.resize(3); }, ERROR_INVALID_DIB},
-        {"cut header", [](Bytes& dib) { dib.resize(39); }, ERROR_INVALID_DIB},
-        {"cut table", [](Bytes& dib) { dib.resize(100); }, ERROR_INVALID_DIB},
-        {"no planes", half(kPlanes, 0), ERROR_INVALID_DIB},
-        {"two bits", half(kBits, 2), ERROR_INVALID_DIB},
-        {"no bits", half(kBits, 0), ERROR_INVALID_DIB},
-        {"65535 bits", half(kBits, 65535), ERROR_INVALID_DIB},
-        {"coding of 4 bits", word(kCoding, 2), ERROR_INVALID_DIB},
-        {"masks at 8 bits", word(kCoding, 3), ERROR_INVALID_DIB},
-        {"masks with alpha behind the header", word(kCoding, 6), ERROR_INVALID_DIB},
-        {"unknown coding", word(kCoding, 0x30363248), ERROR_INVALID_DIB},
-        {"planes of 4 rows", word(kCoding, 0x32315659), ERROR_INVALID_DIB},
-        {"no masks",
-         [&](Bytes& dib) {
-             put(dib, kCoding, 3u), put(dib, kBits, uint16_t{32}), std::fill(dib.begin() + 40, dib.end(), uint8_t{0});
-         },
-         ERROR_INVALID_DIB},
-        {"no width", word(kWidth, 0), ERROR_INVALID_SIZE},
-        {"no height", word(kHeight, 0), ERROR_INVALID_SIZE},
-        {"width below 0", word(kWidth, 0xFFFFFFFC), ERROR_INVALID_PARAMETER},
-        {"least width", word(kWidth, 0x80000000), ERROR_INVALID_PARAMETER},
-        {"least height", word(kHeight, 0x80000000), ERROR_INVALID_PARAMETER},
-        {"greatest height", word(kHeight, 0x7FFFFFFF), ERROR_SIZE_TOO_LARGE},
-        {"height that does not follow", word(kHeight, 4), ERROR_INVALID_DIB},
-        {"more colours than there can be", word(kColors, 0xFFFFFFFF), SUCCESS},
-        {"wrong image size", word(kImage, 1), SUCCESS},
-        {"masks past the end",
-         [&](Bytes& dib) { put(dib, kCoding, 3u), put(dib, kBits, uint16_t{32}), dib.resize(51); }, ERROR_INVALID_DIB},
-    };
-    for (const Case& c : cases) {
+    for (const Case& c : kCases) {
         SCOPED_TRACE(c.name);
-        Bytes dib = good;
-        c.change(dib);
+        Bytes dib = infoHeader(40, 4, 3, 8, 0) + Bytes(1036);
+        c.at == kLength ? dib.resize(c.value) : (void)std::memcpy(&dib[c.at], &c.value, std::min(c.bytes, 4u));
         Made made;
         EXPECT_EQ(made.from(dib), c.code);
         EXPECT_EQ((made.record.Flags & BMF_ALLOCATED) != 0, c.code == SUCCESS);
     }
+    // Masks that the block ends in.
+    Made cut;
+    EXPECT_EQ(cut.from(infoHeader(40, 0, 3, 32, 3) + Bytes(11, 1)), kBad);
 }
 
 TEST(Dib, TablesStandBetweenHeaderAndRows) {
@@ -536,29 +536,31 @@ TEST(Dib, ResolutionsAreTheHeadersOrTheScreens) {
 
 TEST(Dib, ArgumentsThatAreNoneAreRefused) {
     StoredBitmap source(Kind::section, 3, 3, Format{12, 2});
-    BitmapHandle& bitmap = source.record;
-    const auto refuses = [](BitmapHandle* b) { return T_ConvertToDIB(b, 0) == 0 && T_ChangeToDIB(b, 0) == 0; };
     Made none;
-    EXPECT_TRUE(refuses(nullptr));
-    EXPECT_TRUE(refuses(&none.record));
-    const BitmapHandle saved = bitmap;
-    bitmap.StructSize = 1;
-    EXPECT_TRUE(refuses(&bitmap));
-    bitmap = saved;
-    bitmap.ViewPerspective = 9;
-    EXPECT_TRUE(refuses(&bitmap));
-    bitmap = saved;
-    bitmap.Flags |= BMF_SIGNED;
-    EXPECT_TRUE(refuses(&bitmap));
-    bitmap.Flags = saved.Flags | BMF_LOCKED;
-    EXPECT_EQ(T_ChangeToDIB(&bitmap, 0), 0);
-    bitmap = saved;
+    const BitmapHandle& good = source.record;
+    const auto with = [&](uint32_t size, uint32_t view, uint32_t flags) {
+        BitmapHandle changed = good;
+        changed.StructSize = size;
+        changed.ViewPerspective = view;
+        changed.Flags |= flags;
+        return changed;
+    };
+    BitmapHandle refused[] = {none.record, with(1, 1, 0), with(kSize, 9, 0), with(kSize, 1, BMF_SIGNED),
+                              with(kSize, 1, BMF_WINDOW)};
+    const Palette table(7);  // no window has as many values
+    refused[4].pLUT = const_cast<PaletteEntry*>(table.data());
+    refused[4].LUTLength = 7;
+    for (BitmapHandle& bitmap : refused) EXPECT_TRUE(T_ConvertToDIB(&bitmap, 0) == 0 && T_ChangeToDIB(&bitmap, 0) == 0);
+    EXPECT_TRUE(T_ConvertToDIB(nullptr, 0) == 0 && T_ChangeToDIB(nullptr, 0) == 0);
+    BitmapHandle accessed = with(kSize, 1, BMF_LOCKED);
+    EXPECT_EQ(T_ChangeToDIB(&accessed, 0), 0);
 
     const Bytes dib = infoHeader(40, 4, 3, 24, 0);
     const Block block(dib + Bytes(36));
     EXPECT_EQ(T_ConvertFromDIB(nullptr, kSize, dib.data(), dib.data()), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_ConvertFromDIB(&none.record, kSize, nullptr, dib.data()), ERROR_INVALID_PARAMETER);
     EXPECT_EQ(T_ConvertFromDIB(&none.record, kSize - 1, dib.data(), dib.data()), ERROR_STRUCT_SIZE);
+    EXPECT_EQ(T_ConvertFromDIB(&none.record, kSize, Bytes{13, 0, 0, 0}.data(), nullptr), ERROR_INVALID_DIB);
     for (const auto call : {T_ChangeFromDIB, T_MirrorFromDIB}) {
         EXPECT_EQ(call(nullptr, kSize, block.handle), ERROR_INVALID_PARAMETER);
         EXPECT_EQ(call(&none.record, kSize, 0), ERROR_INVALID_PARAMETER);
