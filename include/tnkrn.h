@@ -1458,6 +1458,13 @@ TNK_API T_HANDLE TNK_CALL T_ChangeToDIB(BitmapHandle* Bitmap, uint32_t Type);
  *     Y211                              8, 24         24 bits. Even width
  *     JPEG MJPG dmb1                    any           decoded by the codec module TFCMP15U (tnkrn_codec.h)
  *
+ * With U' = U - 128 and V' = V - 128 a pixel is B = Y + (1772 U' + 500) / 1000, G = Y + (-714 V' - 344 U' + 500) / 1000,
+ * R = Y + (1402 V' + 500) / 1000, quotients truncated toward zero, sums clamped to 0..255. Planes have no padding, lie in the
+ * order of the letters (YVU9 and YV12: V first) and are seen in the other view; IF09 is YVU9 before a plane of
+ * differences, which is not read. Other rows are whole double words: Y41P has 8 pixels in U0 Y0 V0 Y1 U4 Y2 V4 Y3 Y4 Y5 Y6
+ * Y7, Y211 4 in Y0 U0 Y2 V0. cyuv is UYVY; Y42T is UYVY and Y41T is Y41P with a transparency in the lowest bit of Y, which
+ * is taken as part of Y.
+ *
  * Masks of channels may be any bits; values of other widths are scaled, rounded. A header of 40 bytes is followed by its three;
  * one for alpha is in headers from 56 bytes on, and alpha is 0 without. A colour table counts up to 8 bits and has as many
  * entries as the header says, at most those that the depth has; above, one is passed over where the block has room for it.

@@ -38,14 +38,18 @@ def png(bits, kind, rows, *chunks):
     return b"\x89PNG\r\n\x1a\n" + b"".join(chunk(*parts) for parts in (head, *chunks, data, (b"IEND", b"")))
 
 
-def bmp(height, bits, rows, palette=(), header=40, compression=0):
-    """A BMP whose rows, WIDTH pixels each, stand in the order of the file; a negative height says that this is from the top."""
+def bmp(height, bits, rows, palette=(), header=40, compression=0, masks=(), width=WIDTH, gap=0, offset=None):
+    """A BMP whose rows stand in the order of the file; a negative height says that this is from the top."""
     table = b"".join(bytes(reversed(c)) + b"\0" * (header > 12) for c in palette)
-    fields = struct.pack("<Ihh" if header == 12 else "<Iii", header, WIDTH, height) + struct.pack("<HH", 1, bits)
-    fields += b"" if header == 12 else struct.pack("<IIIIII", compression, 0, 0, 0, len(palette), 0)
+    fields = struct.pack("<Ihh" if header == 12 else "<Iii", header, width, height) + struct.pack("<HH", 1, bits)
+    if header > 12:
+        compression = int.from_bytes(compression, "little") if isinstance(compression, bytes) else compression
+        fields += struct.pack(f"<6I{len(masks)}I", compression, 0, 0, 0, len(palette), 0, *masks)
+        fields = fields.ljust(header, b"\0")
     data = b"".join(row + b"\0" * (-len(row) % 4) for row in rows)
-    offset = 14 + len(fields) + len(table)
-    return b"BM" + struct.pack("<III", offset + len(data), 0, offset) + fields + table + data
+    start = 14 + len(fields) + len(table) + gap
+    place = start if offset is None else offset
+    return b"BM" + struct.pack("<III", start + len(data), 0, place) + fields + table + b"\xee" * gap + data
 
 
 def exif(orientation, order=">", kind=3, count=1, entries=2, at=8):

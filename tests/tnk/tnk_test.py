@@ -103,7 +103,8 @@ class Reading(ToolTest):
         few_key = self.image(self.save("fewkey.png", few, transparency=3)).convert("RGBA")
         for name, expected, kept in [
             *((self.save("rgb." + form, self.rgb), self.rgb, "RGB") for form in ("png", "bmp", "ppm")),
-            *((self.save("rgba." + form, self.rgba), self.rgba, "RGBA") for form in ("png", "bmp")),
+            (self.save("rgba.png", self.rgba), self.rgba, "RGBA"),
+            (self.save("rgba.bmp", self.rgba), self.rgb, "RGB"),  # the writer has no mask for its alpha
             *((self.save("bits." + form, black), black, "1") for form in ("png", "bmp", "pbm")),
             *((self.save("gray." + form, gray), gray, "L") for form in ("png", "pgm")),
             (self.save("few.bmp", self.rgb.quantize(256)), self.rgb.quantize(256), 256), (self.save("few.png", few), few, 13),
@@ -134,6 +135,47 @@ class Reading(ToolTest):
         for name, plain in (("ga.png", ga.getchannel(0)), ("graykey.png", gray)):  # no alpha is wanted
             self.convert(name, "out.png", "--gray 8")
             self.same("out.png", plain, "L")
+
+    def test_bmp_of_every_form(self):
+        """Files as others write them, against Pillow; what it does not read against colours worked out here."""
+        generator = random.Random(3)
+        colors = [tuple(generator.randbytes(3)) for _ in range(256)]
+        rows = {bits: [generator.randbytes((WIDTH * bits + 7) // 8) for _ in range(HEIGHT)] for bits in (1, 2, 4, 8, 16, 24, 32)}
+        bgra, wide = (0xFF0000, 0xFF00, 0xFF, 0xFF000000), (0xF800, 0x7E0, 0x1F)
+        runs = {8: b"\5\1\0\0\7\3\0\3\4\5\6\0\0\0\1\2\0\0\75\3\0\0\200\7\0\1", 4: b"\7\x12\0\4\x34\x56\0\0\1\x77\0\0\74\x89\0\0\2\x12\0\0\200\x67\0\1"}
+        cases = [pictures.bmp(sign * HEIGHT, bits, rows[bits], colors[:1 << bits] if bits <= 8 else (), header)
+                 for bits in (1, 4, 8, 24) for header in (12, 40, 64, 108, 124) for sign in (1, -1) if header > 12 or sign > 0]
+        cases += [pictures.bmp(HEIGHT, bits, rows[bits], (), header, 3, masks)
+                  for header in (40, 124) for bits, masks in ((16, wide), (16, (0x7C00, 0x3E0, 0x1F)), (32, bgra[:3]))]
+        cases += [pictures.bmp(5, bits, [runs[bits]], colors[:1 << bits], compression=compression) for bits, compression in ((8, 1), (4, 2))]
+        cases += [pictures.bmp(HEIGHT, 8, rows[8], colors, gap=9), pictures.bmp(HEIGHT, 8, rows[8], colors, offset=0),
+                  pictures.bmp(HEIGHT, 32, rows[32], (), 124, 3, bgra)]
+        for i, data in enumerate(cases):
+            expected = self.image(self.write("in.bmp", data))
+            self.convert("in.bmp", "out.png", "--bits 32")
+            pairs = zip(expected.convert("RGBA").tobytes(), self.image("out.png").convert("RGBA").tobytes())
+            rounded = struct.unpack_from("<H", data, 28)[0] == 16 and data[14] > 12
+            self.assertLessEqual(max(abs(a - b) for a, b in pairs), int(rounded), i)  # Pillow rounds five bits down
+
+        four = [colors[i] for row in rows[2] for i in [row[x // 4] >> 6 - x % 4 * 2 & 3 for x in range(WIDTH)]]
+        nibbles = [struct.unpack("<%dH" % WIDTH, row) for row in rows[16]]
+        ten = struct.pack("<I", 0x3FF << 20 | 512 << 10 | 1)
+        cases = {"2": (pictures.bmp(-HEIGHT, 2, rows[2], colors[:4]), [(*c, 255) for c in four]),
+                 "4444": (pictures.bmp(-HEIGHT, 16, rows[16], (), 56, 3, (0xF00, 0xF0, 0xF, 0xF000)),
+                          [tuple((v >> s & 15) * 17 for s in (8, 4, 0, 12)) for row in nibbles for v in row]),
+                 "alpha masks": (pictures.bmp(1, 32, [bytes((1, 2, 3, 4, 5, 6, 7, 0))], (), 40, 6, bgra, 2), [(3, 2, 1, 4), (7, 6, 5, 0)]),
+                 "no alpha": (pictures.bmp(1, 32, [bytes((1, 2, 3, 0, 5, 6, 7, 0))], (), 108, 3, bgra, 2), [(3, 2, 1, 255), (7, 6, 5, 255)]),
+                 "10": (pictures.bmp(1, 32, [ten], (), 40, 3, (0x3FF00000, 0xFFC00, 0x3FF), 1), [(255, 128, 0, 255)]),
+                 "yuv": (pictures.bmp(1, 16, [bytes((50, 228, 200, 128))], compression=b"YUY2", width=2), [(50, 17, 227, 255), (200, 167, 255, 255)])}
+        for name, (data, expected) in cases.items():
+            self.write("in.bmp", data)
+            self.convert("in.bmp", "out.png")
+            self.assertEqual(list(self.image("out.png").convert("RGBA").getdata()), expected, name)
+        self.convert(str(SMALL_JPEG), "small.png")
+        for letters in (4, b"JPEG", b"MJPG", b"dmb1") if SUPER else ():
+            self.write("in.bmp", pictures.bmp(32, 24, [SMALL_JPEG.read_bytes()], compression=letters, width=48))
+            self.convert("in.bmp", "out.png")
+            self.same("out.png", self.image("small.png"))
 
     def test_sixteen_bits_a_channel_stay_exact(self):
         color = [(x * 2711 + c * 17) & 0xFFFF for x in range(WIDTH) for c in range(3)]
@@ -194,6 +236,13 @@ class Writing(ToolTest):
             for info in (self.image(f"{depth}.bmp").info, image.info):
                 self.assertEqual([round(v) for v in info["dpi"]], [300, 200])
         self.same("32.png", self.rgba, "RGBA")
+        for header, size in (("info", 40), ("v4", 108), ("v5", 124)):
+            for bits in (8, 32):
+                self.convert("in.png", "h.bmp", f"--bits {bits} --bmp-header {header}")
+                self.assertEqual(self.read("h.bmp")[14], size)
+                self.same("h.bmp", self.image(f"{bits}.png"), "RGB" if header == "info" else "RGBA")
+                self.convert("h.bmp", "back.png", "--bits 32")
+                self.same("back.png", self.image("h.bmp"), "RGBA")
         self.convert("in.ppm", "none.png", "--bits 8 --colors 16")
         self.assertNotIn("dpi", self.image("none.png").info)
         self.same("none.png", self.image("4.bmp"))
@@ -504,7 +553,7 @@ class Failing(ToolTest):
             "--bits 8 --palette web --reserve-system": "--palette optimized", "--rotate x": "no angle", "--rotate 1.234": "no angle",
             "--shear 90": "no angle", "--size 0": "--size 0", "--size 5x": "--size 5x", "--size 0%": "percent", "--fit 5": "no WxH",
             "--flip --keep-size": "behind a --rotate", "--vertical": "behind a --shear", "--filter linear --flip": "--filter goes",
-            "--size 5 --filter cubic": "--filter", "--background red": "--background goes", "--rotate 5 --background #12345": "no #RRGGBB",
+            "--size 5 --filter cubic": "--filter", "--bmp-header v4": "--bmp-header goes", "--background red": "--background goes", "--rotate 5 --background #12345": "no #RRGGBB",
         }.items()} | {"convert in.ppm out.bmp --" + options: words for options, words in {
             "gray 16": "BMP holds no grays", "bits 12": "BMP holds no grays", "bits 64": "no channels of 16 bits"}.items()}
         for arguments, words in cases.items():
@@ -528,13 +577,20 @@ class Failing(ToolTest):
         bad |= {"flip.png": bytes(png), "wide.bmp": bytes(wide), "lowest.bmp": lowest, "codes.jpg": codes,
                 "huge.ppm": b"P6\n1000000000 1000000000\n255\n" + b"x" * 100, "huge.pgm": b"P2\n4000000000 1\n255\n1",
                 "zero.pgm": b"P5\n0 5\n255\n", "range.pgm": b"P2\n2 1\n9\n3 10\n", "text.png": b"not a picture", "empty.png": b"",
-                "rle.bmp": pictures.bmp(1, 8, [b"\4\0\0\1"], [(1, 2, 3)], compression=1)}
+                "png.bmp": pictures.bmp(1, 24, [b"x"], compression=5), "video.bmp": pictures.bmp(1, 24, [b"x"], compression=b"XVID"),
+                "odd.bmp": pictures.bmp(1, 16, [bytes(122)], compression=b"YUY2"), "short.bmp": pictures.bmp(2, 16, [bytes(8)], compression=b"YUY2", width=4),
+                "fax.bmp": pictures.bmp(1, 1, [b"x"], header=64, compression=3), "short header.bmp": pictures.bmp(1, 8, [bytes(61)], [(1, 2, 3)], 16),
+                "jpeg.bmp": pictures.bmp(32, 24, [whole["c.jpg"]], compression=b"JPEG"), "dmb1.bmp": pictures.bmp(1, 24, [b"x"], compression=b"dmb1")}
         for name, data in bad.items():
             self.write(name, data)
         out, err = self.tnk("info", *bad, "in.ppm", code=1)
         self.assertEqual([line.split(": ")[1] for line in err.splitlines()], list(bad))
         self.assertIn("in.ppm\n", out)
-        self.assertIn("rle.bmp: run-length coded", err)
+        for words in ('png.bmp: BMP pictures of compression 5', 'video.bmp: BMP pictures coded as "XVID" of 61 x 1', 'odd.bmp: BMP pictures coded as "YUY2"',
+                      "short.bmp: the file ends", "fax.bmp: BMP pictures coded as faxes", "short header.bmp: BMP headers of 16 bytes",
+                      "jpeg.bmp: " + ("the picture in the file is damaged, or of another size" if SUPER else 'pictures coded as "JPEG" need'),
+                      "dmb1.bmp: " + ('how this picture ("dmb1") is coded' if SUPER else 'pictures coded as "dmb1" need')):
+            self.assertIn(words, err)
         _, err = self.convert("in.ppm", "out.png", "--bits 8 --palette text.png", code=1)
         self.assertIn("text.png: neither a palette", err)
 

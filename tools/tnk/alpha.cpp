@@ -54,7 +54,7 @@ void alpha(const AlphaOptions& options) {
     }
     OutputFile output(options.out);
     const bool known = picture.headers.xResolution > 0;
-    writePicture(format, mask, output, known ? Resolution::kWrite : Resolution::kOmit);
+    writePicture(format, mask, output, {.resolution = known ? Resolution::kWrite : Resolution::kOmit});
     output.commit();
 }
 

@@ -52,7 +52,8 @@ void write(const Picture& like, Bitmap& bitmap, const std::string& out) {
     const std::string why = whyNot(format, bitmap->BitsPerPixel, bitmap->Order == ORDER_GRAY);
     if (!why.empty()) throw fileFailure(out, why);
     OutputFile output(out);
-    writePicture(format, bitmap, output, like.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit);
+    const bool known = like.headers.xResolution > 0;
+    writePicture(format, bitmap, output, {.resolution = known ? Resolution::kWrite : Resolution::kOmit});
     output.commit();
 }
 

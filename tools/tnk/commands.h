@@ -26,7 +26,8 @@ struct PictureOptions {
     bool reserveSystem = false;        // in optimized palettes
     // By the picture's colours, with full precision or as colour resolution does without flags.
     bool optimizes() const { return palette == "optimized" || palette == "prescribed"; }
-    std::string order;  // empty: that of the file
+    std::string order;      // empty: that of the file
+    std::string bmpHeader;  // info, v4 or v5; empty: what fits
     std::string memory = "plain";
     bool verbose = false;
 };

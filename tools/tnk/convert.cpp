@@ -11,10 +11,11 @@ void convert(const ConvertOptions& options) {
     converter.prepare(page);
     for (const Job& job : converter.jobs()) {
         Result result = converter.make(page, job, options.out);
+        const std::string report = converter.report(result);
         OutputFile output(result.out);
         converter.write(result, output);
         output.commit();
-        std::fputs(converter.report(result).c_str(), stdout);
+        std::fputs(report.c_str(), stdout);
         std::fflush(stdout);
     }
 }

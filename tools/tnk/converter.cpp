@@ -113,6 +113,12 @@ bool replaceAll(std::string& text, const std::string& placeholder, const std::st
 Converter::Converter(const PictureOptions& options, const std::string& out)
     : options_(options), format_(formatOf(out)), request_(memoryRequest(options.memory)) {
     checkOptions(options);
+    if (!options.bmpHeader.empty()) {
+        if (format_ != FileFormat::kBmp) throw usageFailure("--bmp-header goes with results in .bmp");
+        header_ = options.bmpHeader == "info" ? BmpHeader::kInfo
+                  : options.bmpHeader == "v4" ? BmpHeader::kV4
+                                              : BmpHeader::kV5;
+    }
     const std::vector<uint32_t> methods = methodsOf(options.dithers);
     std::vector<int> depths = options.bits;
     const bool keepDepth = depths.empty() && !options.gray;
@@ -331,7 +337,7 @@ void Converter::write(Result& result, OutputFile& output) const {
     if (format_ == FileFormat::kBmp && bitmap->ViewPerspective != TOP_LEFT) {
         std::fprintf(stderr, "tnk: note: %s: a BMP file cannot say how its rows are to be seen\n", result.out.c_str());
     }
-    writePicture(format_, bitmap, output, result.page.resolution);
+    writePicture(format_, bitmap, output, {.resolution = result.page.resolution, .header = header_});
 }
 
 std::string Converter::report(Result& result) const {

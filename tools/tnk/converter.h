@@ -83,6 +83,7 @@ class Converter {
 
     const PictureOptions& options_;
     FileFormat format_;
+    BmpHeader header_ = BmpHeader::kFitting;
     uint32_t request_;  // of memory
     std::vector<Job> jobs_;
     std::vector<PaletteEntry> palette_;  // empty: the fixed, the web or an optimized palette

@@ -12,14 +12,12 @@ namespace tool {
 
 namespace {
 
-constexpr const char* kTruncated = "the file ends before the picture does";
-
 int dotsPerInch(uint32_t perMetre) {
     const double dots = perMetre * 0.0254;
     return dots >= 1 && dots <= 1000000 ? static_cast<int>(std::lround(dots)) : 0;
 }
 
-void setResolution(Headers& headers, int x, int y) {
+void setDotsPerInch(Headers& headers, int x, int y) {
     if (x <= 0 || y <= 0) return;
     headers.xResolution = x;
     headers.yResolution = y;
@@ -41,6 +39,10 @@ bool soundHuffmanTables(const uint8_t* segment, size_t bytes) {
 bool isChunk(const uint8_t* chunk, const char* type) { return std::memcmp(chunk + 4, type, 4) == 0; }
 
 }  // namespace
+
+void setResolution(Headers& headers, uint32_t xPerMetre, uint32_t yPerMetre) {
+    setDotsPerInch(headers, dotsPerInch(xPerMetre), dotsPerInch(yPerMetre));
+}
 
 FileKind kindOf(const std::vector<uint8_t>& data) {
     static constexpr uint8_t kPngSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
@@ -82,7 +84,7 @@ Headers readPngHeaders(const std::string& file, const std::vector<uint8_t>& data
                 headers.palette.push_back({body[i + 2], body[i + 1], body[i], 0});
             }
         } else if (isChunk(chunk, "pHYs") && intact && length >= 9 && body[8] == 1) {
-            setResolution(headers, dotsPerInch(big32(body)), dotsPerInch(big32(body + 4)));
+            setResolution(headers, big32(body), big32(body + 4));
         } else if (isChunk(chunk, "eXIf") && intact && headers.orientation == 0) {
             headers.orientation = exifOrientation(body, length);
         }
@@ -114,8 +116,8 @@ Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& dat
         if (marker == 0xE0 && length >= 14 && std::memcmp(&data[at + 2], "JFIF", 5) == 0) {
             const uint8_t* density = &data[at + 9];
             const double scale = density[0] == 1 ? 1 : density[0] == 2 ? 2.54 : 0;
-            setResolution(headers, static_cast<int>(std::lround(big16(density + 1) * scale)),
-                          static_cast<int>(std::lround(big16(density + 3) * scale)));
+            setDotsPerInch(headers, static_cast<int>(std::lround(big16(density + 1) * scale)),
+                           static_cast<int>(std::lround(big16(density + 3) * scale)));
         } else if (marker == 0xE1 && length >= 8 && std::memcmp(&data[at + 2], "Exif\0", 6) == 0 &&
                    headers.orientation == 0) {
             headers.orientation = exifOrientation(&data[at] + 8, length - 8);
@@ -129,52 +131,6 @@ Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& dat
         }
     }
     throw fileFailure(file, kTruncated);
-}
-
-Headers readBmpHeaders(const std::string& file, const std::vector<uint8_t>& data) {
-    Headers headers;
-    headers.format = "BMP";
-    if (data.size() < 26) throw fileFailure(file, kTruncated);
-    const uint8_t* p = data.data();
-    const uint32_t offset = little32(p + 10), header = little32(p + 14);
-    const bool core = header == 12;
-    if ((!core && header < 40) || header > data.size() - 14)
-        throw fileFailure(file, "the file is damaged (bad header)");
-
-    // The sizes of the longer headers are signed.
-    const int64_t width = static_cast<int32_t>(core ? little16(p + 18) : little32(p + 18));
-    const int64_t height = static_cast<int32_t>(core ? little16(p + 20) : little32(p + 22));
-    const uint32_t bits = little16(p + (core ? 24 : 28));
-    const uint32_t compression = core ? 0 : little32(p + 30);
-    headers.bitsPerPixel = static_cast<int>(bits);
-    constexpr int64_t kMostPixels = 1000000;
-    if (width <= 0 || height == 0 || bits == 0 || bits > 32 || std::max(width, std::abs(height)) > kMostPixels)
-        throw fileFailure(file, "the file is damaged (impossible size or depth)");
-    if (compression == 0 || compression == 3) {
-        const uint64_t rowBytes = (static_cast<uint64_t>(width) * bits + 31) / 32 * 4;
-        const uint64_t rows = static_cast<uint64_t>(std::abs(height));
-        if (offset + rowBytes * rows > data.size()) throw fileFailure(file, kTruncated);
-    }
-    headers.width = static_cast<int>(width);
-    headers.height = static_cast<int>(std::abs(height));
-    headers.topRowFirst = height < 0;
-    headers.pixelsAt = offset;
-    headers.compression = compression;
-    headers.indexed = bits <= 8;
-    if (!core) setResolution(headers, dotsPerInch(little32(p + 38)), dotsPerInch(little32(p + 42)));
-
-    if (bits <= 8) {
-        const uint32_t entrySize = core ? 3 : 4, start = 14 + header;
-        const uint32_t room = std::min<size_t>(offset, data.size()) > start ? (offset - start) / entrySize : 0;
-        uint32_t count = core ? 0 : little32(p + 46);
-        if (count == 0 || count > 1u << bits) count = 1u << bits;
-        for (uint32_t i = 0; i < std::min(count, room); i++) {
-            const uint8_t* entry = p + start + size_t{i} * entrySize;
-            if (entry + 3 > p + data.size()) break;
-            headers.palette.push_back({entry[0], entry[1], entry[2], 0});
-        }
-    }
-    return headers;
 }
 
 }  // namespace tool

@@ -19,21 +19,20 @@ struct Headers {
     std::vector<PaletteEntry> palette;  // of pictures that have one, and the one that a PNG of colours suggests
     bool indexed = false;               // the pixels are indexes into the palette
     bool transparent = false;           // some colours or entries of a PNG stand for transparent pixels
-    // Of BMP files.
-    int width = 0;
-    int height = 0;
-    bool topRowFirst = false;
-    size_t pixelsAt = 0;
-    uint32_t compression = 0;
+    bool fiveBitChannels = false;       // of a BMP of 16 bits
 };
 
 enum class FileKind { kUnknown, kPng, kJpeg, kBmp, kPnm };
 
 FileKind kindOf(const std::vector<uint8_t>& data);
 
+constexpr const char* kTruncated = "the file ends before the picture does";
+
+// What a file says in pixels a metre; nothing for values that make no sense.
+void setResolution(Headers& headers, uint32_t xPerMetre, uint32_t yPerMetre);
+
 // Throw a Failure when the file ends early or is damaged.
 Headers readPngHeaders(const std::string& file, const std::vector<uint8_t>& data);
 Headers readJpegHeaders(const std::string& file, const std::vector<uint8_t>& data);
-Headers readBmpHeaders(const std::string& file, const std::vector<uint8_t>& data);
 
 }  // namespace tool

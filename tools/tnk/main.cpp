@@ -110,6 +110,10 @@ constexpr const char* kNotes =
     "Dithering methods: none, floyd-steinberg, stucki, burkes, sierra, stevenson-arce, jarvis, ordered, clustered.\n"
     "PNG and BMP keep palettes: 1, 2, 4 and 8 bits in PNG, 1, 4 and 8 in BMP; other depths take the next that fits.\n"
     "Alpha is kept at 32 and 64 bits; elsewhere the colours stay and the alpha goes.\n"
+    "BMP is read with headers of OS/2 and Windows, run-length coded (RLE8, RLE4), with masks, coded as YVU9, IF09,\n"
+    "I420, IYUV, YV12, UYVY, cyuv, YUY2, YVYU, Y42T, Y41P, Y41T or Y211, or as JPEG (which needs the module "
+    "TFCMP15U).\n"
+    "Its alpha counts where a mask names it.\n"
     "The files are the same whatever --memory says: compressed holds results of 1 bit, super pictures of 8 and 24 and\n"
     "results of 1, 8 and 24 bits (and needs the module TFCMP15U); tiled keeps 2 MB of each in memory.\n"
     "\n";
@@ -128,6 +132,7 @@ constexpr const char* kConvertExamples =
     "  tnk convert scan.png gray.png --gray 16\n"
     "  tnk convert photo.jpg ink.png --gray 8 --bits 2           four grays, dithered\n"
     "  tnk convert photo.jpg cut.png --alpha mask.png            white stays, black is transparent\n"
+    "  tnk convert old.bmp new.bmp --bmp-header v5\n"
     "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all";
 
 constexpr const char* kPagesExamples =
@@ -226,6 +231,10 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
         ->allow_extra_args(false);
     command.add_option("--order", options.order, "Order of the colours in the bitmap; the file looks the same")
         ->check(CLI::IsMember({"rgb", "bgr"}));
+    command
+        .add_option("--bmp-header", options.bmpHeader,
+                    "Header of a BMP: info (the default), v4 (the default with alpha, for which info has no place), v5")
+        ->check(CLI::IsMember({"info", "v4", "v5"}));
     addMemoryOption(command, options.memory);
     command.add_flag("-v,--verbose", options.verbose, "Print a line for each result, with the time of conversion");
 }

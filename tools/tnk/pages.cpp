@@ -66,9 +66,9 @@ class ResultSet {
     explicit ResultSet(const Converter& converter) : converter_(converter) {}
 
     void add(Result& result) {
+        reports_ += converter_.report(result);
         converter_.write(result, outputs_.emplace_back(result.out));
         outputs_.back().finish();
-        reports_ += converter_.report(result);
     }
 
     void commit() {

@@ -73,7 +73,7 @@ void palette(const PaletteOptions& options) {
         writePaletteFile(entries, output);
     } else {
         Bitmap bitmap = swatches(entries, options.out);
-        writePicture(format, bitmap, output, Resolution::kOmit, GrayRamp::kAsPalette);
+        writePicture(format, bitmap, output, {.ramp = GrayRamp::kAsPalette});
     }
     output.commit();
 }

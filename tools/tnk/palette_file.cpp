@@ -7,6 +7,7 @@
 #include "bytes.h"
 #include "failure.h"
 #include "headers.h"
+#include "read_bmp.h"
 
 namespace tool {
 

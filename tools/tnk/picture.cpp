@@ -7,10 +7,10 @@
 
 #include "bytes.h"
 #include "file.h"
-#include "indexed_bmp.h"
 #include "pixels.h"
 #include "pnm.h"
 #include "progress.h"
+#include "read_bmp.h"
 #include "stb_setup.h"
 
 namespace tool {
@@ -68,8 +68,7 @@ Pixels decodeOther(const std::string& file, const std::vector<uint8_t>& data, co
     if (!stbi_info_from_memory(data.data(), size, &out.width, &out.height, &out.channels)) {
         throw fileFailure(file, decoderReason());
     }
-    // It tells a negative height of BMP files whose top row comes first, and not the alpha that a colour stands for.
-    out.height = std::abs(out.height);
+    // It does not tell the alpha that a colour stands for.
     if (headers.transparent && (out.channels == 1 || out.channels == 3)) out.channels++;
     out.bitsPerChannel = stbi_is_16_bit_from_memory(data.data(), size) ? 16 : 8;
     if (static_cast<uint64_t>(out.width) * out.height * out.channels * (out.bitsPerChannel / 8) > kMaxBytes) {
@@ -89,17 +88,10 @@ Pixels decodeOther(const std::string& file, const std::vector<uint8_t>& data, co
     return out;
 }
 
-Pixels decode(const std::string& file, const std::vector<uint8_t>& data, const Headers& headers, GrayAlpha grayAlpha) {
+Pixels decode(const std::string& file, std::vector<uint8_t> data, const Headers& headers, GrayAlpha grayAlpha) {
     const FileKind kind = kindOf(data);
     if (kind == FileKind::kPnm) return decodePnm(file, data);
-    if (kind == FileKind::kBmp) {
-        constexpr uint32_t kPlain = 0, kRunLength8 = 1, kRunLength4 = 2, kMasks = 3;
-        if (headers.compression == kRunLength8 || headers.compression == kRunLength4) {
-            throw fileFailure(file, "run-length coded BMP pictures (RLE) cannot be read");
-        }
-        if (headers.compression > kMasks) throw fileFailure(file, "BMP pictures of this compression cannot be read");
-        if (headers.indexed && headers.compression == kPlain) return decodeIndexedBmp(file, data, headers);
-    }
+    if (kind == FileKind::kBmp) return decodeBmp(file, std::move(data));
     if (kind == FileKind::kPng && headers.indexed) {
         return decodeOther(file, withWholePalette(data, headers), headers, grayAlpha);
     }
@@ -158,7 +150,7 @@ void setDepth(Picture& picture, const Pixels& pixels) {
         const int grayBits = bits && bits < 8 ? bits : 8;
         picture.palette = grayRamp(grayBits);
         if (!alpha) picture.depth = grayBits;
-    } else if (bits == 16 && picture.bitsPerChannel == 8 && headers.compression == 0 && !alpha) {
+    } else if (headers.fiveBitChannels) {
         picture.depth = bits;  // five bits a channel
     }
 }
@@ -167,10 +159,10 @@ void setDepth(Picture& picture, const Pixels& pixels) {
 
 Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t request) {
     const Progress progress("reading", file);
-    const std::vector<uint8_t> data = readWholeFile(file);
+    std::vector<uint8_t> data = readWholeFile(file);
     Picture picture;
     picture.headers = readHeaders(file, data);
-    const Pixels pixels = decode(file, data, picture.headers, grayAlpha);
+    const Pixels pixels = decode(file, std::move(data), picture.headers, grayAlpha);
     if (interrupted()) throw interruptedFailure();
     picture.channels = pixels.fileChannels;
     picture.bitsPerChannel = pixels.bitsPerChannel;

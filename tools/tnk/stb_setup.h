@@ -1,9 +1,8 @@
-// What is taken from the header-only libraries: PNG, JPEG and BMP from memory, and the compressor of PNG data.
+// What is taken from the header-only libraries: PNG and JPEG from memory, and the compressor of PNG data.
 #pragma once
 
 #define STBI_ONLY_PNG
 #define STBI_ONLY_JPEG
-#define STBI_ONLY_BMP
 #define STBI_NO_STDIO
 #define STBI_WRITE_NO_STDIO
 #define STBI_MAX_DIMENSIONS 1000000

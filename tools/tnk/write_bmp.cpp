@@ -1,7 +1,8 @@
 #include <algorithm>
-#include <cmath>
+#include <cstring>
 
 #include "bytes.h"
+#include "dib_block.h"
 #include "file_rows.h"
 #include "progress.h"
 #include "writer.h"
@@ -11,66 +12,75 @@ namespace tool {
 namespace {
 
 constexpr uint32_t kFileHeader = 14;
-constexpr uint32_t kInfoHeader = 40;
-constexpr uint32_t kInfoHeaderV4 = 108;
 
-int fileBits(int bits) { return bits > 8 ? bits : bits == 1 ? 1 : bits <= 4 ? 4 : 8; }
+// Places in the headers.
+constexpr size_t kCompression = 16, kPerMetre = 24, kColors = 32, kMasks = 40, kColorSpace = 56;
 
-uint32_t perMetre(int dotsPerInch) { return static_cast<uint32_t>(std::lround(dotsPerInch / 0.0254)); }
+void put32(uint8_t* at, uint32_t value) {
+    for (int i = 0; i < 4; i++) at[i] = static_cast<uint8_t>(value >> 8 * i);
+}
 
-// Masks that name the alpha byte: without them readers take it for padding.
-void putV4Fields(std::vector<uint8_t>& out) {
-    for (uint32_t mask : {0x00FF0000u, 0x0000FF00u, 0x000000FFu, 0xFF000000u}) putLittle(out, mask, 4);
-    putLittle(out, 0x73524742, 4);  // the colour space sRGB
-    out.insert(out.end(), 48, 0);   // end points and gammas, unused with it
+uint32_t headerType(BmpHeader header, bool alpha) {
+    switch (header) {
+        case BmpHeader::kInfo:
+            return DIB_HEADER_INFO;
+        case BmpHeader::kV4:
+            return DIB_HEADER_V4;
+        case BmpHeader::kV5:
+            return DIB_HEADER_V5;
+        default:
+            return alpha ? DIB_HEADER_V4 : DIB_HEADER_INFO;
+    }
+}
+
+// What files say beyond what the library does: the alpha byte by name, since readers take it for padding else, and the colour
+// space by name, since its number without end points and gammas says nothing.
+void completeHeader(std::vector<uint8_t>& header, bool alpha, Resolution resolution, size_t colors) {
+    put32(&header[kColors], static_cast<uint32_t>(colors));
+    if (resolution == Resolution::kOmit) std::fill_n(header.begin() + kPerMetre, 8, uint8_t{0});
+    if (header.size() <= kColorSpace) return;
+    put32(&header[kColorSpace], 0x73524742);  // sRGB
+    if (!alpha) return;
+    put32(&header[kCompression], 3);  // by masks
+    size_t at = kMasks;
+    for (uint32_t mask : {0x00FF0000u, 0x0000FF00u, 0x000000FFu, 0xFF000000u}) {
+        put32(&header[at], mask);
+        at += 4;
+    }
 }
 
 }  // namespace
 
-void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution) {
+void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution, BmpHeader wanted) {
     const std::string& file = output.name();
-    const int bits = fileBits(bitmap->BitsPerPixel);
-    FileRows rows(bitmap, file, bits, ORDER_BGR);
     std::vector<PaletteEntry> palette;
-    if (bits <= 8) palette = filePalette(bitmap, file);
-
-    const bool alpha = bits == 32;
-    const uint32_t header = alpha ? kInfoHeaderV4 : kInfoHeader;
-    const uint32_t offset = kFileHeader + header + 4 * static_cast<uint32_t>(palette.size());
-    const uint32_t padding = static_cast<uint32_t>(-rows.bytes() & 3);
-    const uint64_t dataBytes = (rows.bytes() + padding) * static_cast<uint64_t>(bitmap->Height);
-    if (offset + dataBytes > 0xFFFFFFFF) throw fileFailure(file, "too large for a BMP file (4 GB)");
-
-    const bool known = resolution == Resolution::kWrite;
-    std::vector<uint8_t> out;
-    out.push_back('B');
-    out.push_back('M');
-    putLittle(out, static_cast<uint32_t>(offset + dataBytes), 4);
-    putLittle(out, 0, 4);
-    putLittle(out, offset, 4);
-    putLittle(out, header, 4);
-    putLittle(out, static_cast<uint32_t>(bitmap->Width), 4);
-    putLittle(out, static_cast<uint32_t>(bitmap->Height), 4);  // positive: the last row comes first
-    putLittle(out, 1, 2);
-    putLittle(out, static_cast<uint32_t>(bits), 2);
-    putLittle(out, alpha ? 3 : 0, 4);  // by masks, or plain
-    putLittle(out, static_cast<uint32_t>(dataBytes), 4);
-    putLittle(out, known ? perMetre(bitmap->XResolution) : 0, 4);
-    putLittle(out, known ? perMetre(bitmap->YResolution) : 0, 4);
-    putLittle(out, static_cast<uint32_t>(palette.size()), 4);
-    putLittle(out, 0, 4);
-    if (alpha) putV4Fields(out);
-    for (const PaletteEntry& entry : palette) {
-        out.insert(out.end(), {entry.Blue, entry.Green, entry.Red, 0});
-    }
-
-    output.write(out.data(), out.size());
+    if (bitmap->BitsPerPixel <= 8) palette = filePalette(bitmap, file);
     const Progress progress("writing", file);
-    for (int y = bitmap->Height - 1; y >= 0; y--) {
-        Progress::rowDone(bitmap->Height - 1 - y, bitmap->Height);
-        static constexpr uint8_t kZeros[4] = {};
-        output.write(rows.get(y), rows.bytes());
-        output.write(kZeros, padding);
+    const int height = bitmap->Height;
+    const bool alpha = bitmap->BitsPerPixel == 32;
+    if (uint64_t{bitmap->BytesPerLine} * static_cast<uint32_t>(height) > 0xFFFF0000) {
+        throw fileFailure(file, "too large for a BMP file (4 GB)");
+    }
+    // The rows go into the file as they lie.
+    bitmap->ViewPerspective = TOP_LEFT;
+    const DibBlock block(T_ChangeToDIB(bitmap.get(), headerType(wanted, alpha)), file);
+    const uint8_t* const dib = block.data();
+    std::vector<uint8_t> header(dib, dib + little32(dib));
+    const uint8_t* const rows = dib + header.size() + 4 * little32(dib + kColors);
+    const size_t rowBytes = (size_t{little32(dib + 4)} * little16(dib + 14) + 31) / 32 * 4;
+    completeHeader(header, alpha, resolution, palette.size());
+
+    std::vector<uint8_t> out = {'B', 'M'};
+    const size_t offset = kFileHeader + header.size() + 4 * palette.size();
+    putLittle(out, static_cast<uint32_t>(offset + rowBytes * static_cast<size_t>(height)), 4);
+    putLittle(out, 0, 4);
+    putLittle(out, static_cast<uint32_t>(offset), 4);
+    out.insert(out.end(), header.begin(), header.end());
+    for (const PaletteEntry& entry : palette) out.insert(out.end(), {entry.Blue, entry.Green, entry.Red, 0});
+    output.write(out.data(), out.size());
+    for (int y = 0; y < height; y++) {
+        Progress::rowDone(y, height);
+        output.write(rows + static_cast<size_t>(y) * rowBytes, rowBytes);
     }
 }
 

@@ -18,11 +18,11 @@ std::string whyNot(FileFormat format, int bits, bool gray) {
 
 uint32_t orderOf(FileFormat format) { return format == FileFormat::kPng ? ORDER_RGB : ORDER_BGR; }
 
-void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, Resolution resolution, GrayRamp ramp) {
+void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, const Writing& writing) {
     if (format == FileFormat::kPng) {
-        writePng(bitmap, output, resolution, ramp);
+        writePng(bitmap, output, writing.resolution, writing.ramp);
     } else {
-        writeBmp(bitmap, output, resolution);
+        writeBmp(bitmap, output, writing.resolution, writing.header);
     }
 }
 

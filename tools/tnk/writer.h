@@ -24,10 +24,18 @@ enum class Resolution { kWrite, kOmit };
 // What becomes of a palette that is PNG's own ramp of grays, which needs no palette.
 enum class GrayRamp { kAsGrays, kAsPalette };
 
-// The caller commits.
+// The header of a BMP file; the shortest that fits is V4 for pictures with alpha, else INFO.
+enum class BmpHeader { kFitting, kInfo, kV4, kV5 };
+
+struct Writing {
+    Resolution resolution = Resolution::kOmit;
+    GrayRamp ramp = GrayRamp::kAsGrays;
+    BmpHeader header = BmpHeader::kFitting;
+};
+
+// The caller commits. BMP uses the bitmap up.
 void writePng(Bitmap& bitmap, OutputFile& output, Resolution resolution, GrayRamp ramp);
-void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution);
-void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, Resolution resolution,
-                  GrayRamp ramp = GrayRamp::kAsGrays);
+void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution, BmpHeader wanted);
+void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, const Writing& writing);
 
 }  // namespace tool
