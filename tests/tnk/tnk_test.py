@@ -444,6 +444,29 @@ class Working(ToolTest):
             hidden, clear = self.image("hidden.png").convert(mode), self.image(name).convert(mode)
             self.assertEqual(ImageChops.difference(hidden, clear).convert("RGB").getbbox(), (3, 2, 23, 17))
 
+    def test_planes_out_and_in(self):
+        self.save("gray.png", self.gray)
+        self.tnk("planes", "gray.png", "--out", "p{plane}.png")
+        for plane in range(8):
+            self.same(f"p{plane}.png", self.gray.point(lambda v, plane=plane: 255 * (v >> plane & 1)), "L")
+        self.save("mark.bmp", ImageOps.flip(self.gray))
+        self.tnk("planes", "gray.png", "--out", "out.png", "--put", "0=mark.bmp", "--put", "6=p7.png", "--memory", "tiled")
+        marks, grays = ImageOps.flip(self.gray).getdata(), self.gray.getdata()
+        self.assertEqual(list(self.image("out.png").getdata()), [v & 0xBE | v >> 1 & 0x40 | (m > 127) for v, m in zip(grays, marks)])
+        self.write("deep.pgm", pictures.pnm(5, 1, 65535, [0x8000, 0x7FFF, 0x1234]))
+        self.tnk("planes", "deep.pgm", "--out", "deep.png", "--planes", "15")
+        self.assertEqual(list(self.image("deep.png").convert("L").getdata()), [255, 0, 0])
+        self.save("bit.png", Image.frombytes("1", (3, 1), b"\x60"))
+        self.tnk("planes", "deep.pgm", "--out", "back.png", "--put", "15=bit.png")
+        self.assertEqual(pictures.samples16(self.read("back.png")), [0, 0xFFFF, 0x9234])
+        self.tnk("planes", "in.ppm", "--gray", "12", "--out", "top.png", "--planes", "11")
+        self.assertIn("--gray", self.tnk("planes", "in.ppm", "--out", "none{plane}.png", code=1)[1])
+        self.assertIn("planes 0 to 7", self.tnk("planes", "gray.png", "--out", "none.png", "--planes", "8", code=1)[1])
+        self.assertIn("3 x 1 pixels", self.tnk("planes", "gray.png", "--out", "none.png", "--put", "1=bit.png", code=1)[1])
+        for options in ("--out none.png", "--out none.png --put x=bit.png", "--out none.png --put 0=p0.png --planes 3"):
+            self.tnk("planes", "gray.png", *options.split(), code=2)
+        self.assertFalse([name for name in self.names() if name.startswith("none")])
+
     def test_shear(self):
         for options, turn in (("--shear 20", None), ("--shear 20 --vertical", Image.Transpose.TRANSPOSE)):
             self.save("in.png", self.rgb.transpose(turn) if turn else self.rgb)

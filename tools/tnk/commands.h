@@ -91,6 +91,15 @@ struct ScrambleOptions {
     std::string memory = "plain";
 };
 
+struct PlanesOptions {
+    std::string in;
+    std::string out;               // {plane} stands for a plane that is taken out
+    std::vector<int> planes;       // empty: all
+    std::vector<std::string> put;  // PLANE=FILE; empty: planes are taken out
+    int gray = 0;                  // bits of the grays that the picture becomes first; 0: it has grays
+    std::string memory = "plain";
+};
+
 void convert(const ConvertOptions& options);
 
 void combine(const CombineOptions& options);
@@ -99,6 +108,9 @@ void scramble(const ScrambleOptions& options);
 
 // The alpha channel of a picture as a picture of grays.
 void alpha(const AlphaOptions& options);
+
+// Bit planes of grays as pictures of 1 bit, and back.
+void planes(const PlanesOptions& options);
 
 // All or nothing: results appear under their names when every one of them is written.
 void pages(const PagesOptions& options);

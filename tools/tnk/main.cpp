@@ -94,6 +94,17 @@ constexpr const char* kScrambleExamples =
     "  tnk scramble team.jpg hidden.png --rect 320,120,90,110 --key 4711\n"
     "  tnk scramble hidden.png team.png --rect 320,120,90,110 --key 4711";
 
+constexpr const char* kPlanesExamples =
+    "Plane 0 is the least bit of a gray. A plane is a picture of 1 bit, white where the bit is set; of a picture that "
+    "is\n"
+    "put in, pixels lighter than middle gray are. It has the size of the whole picture.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk planes scan.png --out plane-{plane}.png               all of them\n"
+    "  tnk planes photo.jpg --gray 8 --out top.png --planes 7\n"
+    "  tnk planes scan.png --out marked.png --put 0=mark.png\n"
+    "  tnk planes scan.png --out both.png --put 0=a.png --put 1=b.png";
+
 // Of the commands that make pictures.
 constexpr const char* kNotes =
     "A picture is brought upright first, if its file says how it lies (but for --keep-view), then cropped, then "
@@ -156,6 +167,7 @@ class CommandLine {
                                    char between, const char* what);
     static void addInAndOut(CLI::App& command, std::string& in, std::string& out);
     void addCombinations();
+    void addPlanes();
     static void addPictureOptions(CLI::App& command, PictureOptions& options);
 
     CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
@@ -168,6 +180,7 @@ class CommandLine {
     CLI::App* combine_;
     CLI::App* warp_;
     CLI::App* scramble_;
+    CLI::App* planes_;
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     ConvertOptions convertOptions_;
@@ -177,6 +190,7 @@ class CommandLine {
     CombineOptions combineOptions_;
     WarpOptions warpOptions_;
     ScrambleOptions scrambleOptions_;
+    PlanesOptions planesOptions_;
 };
 
 #if defined(_WIN32)
@@ -247,6 +261,25 @@ CLI::Option* CommandLine::addNumbers(CLI::App& command, const char* name, std::v
 void CommandLine::addInAndOut(CLI::App& command, std::string& in, std::string& out) {
     command.add_option("IN", in, "The picture (PNG, JPEG, BMP, PNM)")->required();
     command.add_option("OUT", out, "The result (.png or .bmp)")->required();
+}
+
+void CommandLine::addPlanes() {
+    planes_ = app_.add_subcommand("planes", "Take bit planes of grays out as pictures of 1 bit, or put them in");
+    planes_->add_option("IN", planesOptions_.in, "The picture, of grays (PNG, JPEG, BMP, PNM)")->required();
+    planes_
+        ->add_option("-o,--out", planesOptions_.out,
+                     "The planes (.png or .bmp), {plane} stands for the number; with --put the picture")
+        ->required();
+    planes_->add_option("--planes", planesOptions_.planes, "Planes to take out: numbers from 0 (default all)")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->check(CLI::Range(0, 15));
+    planes_->add_option("--put", planesOptions_.put, "PLANE=FILE: this picture becomes the plane; again for each plane")
+        ->allow_extra_args(false);
+    planes_->add_option("-g,--gray", planesOptions_.gray, "Make grays of 8, 12 or 16 bits of the picture first")
+        ->check(CLI::IsMember({8, 12, 16}));
+    addMemoryOption(*planes_, planesOptions_.memory);
+    planes_->footer(kPlanesExamples);
 }
 
 void CommandLine::addCombinations() {
@@ -345,6 +378,7 @@ CommandLine::CommandLine() {
     addMemoryOption(*alpha_, alphaOptions_.memory);
     alpha_->footer(kAlphaExamples);
     addCombinations();
+    addPlanes();
 }
 
 void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
@@ -391,6 +425,7 @@ int CommandLine::run(std::vector<std::string> arguments) {
     if (combine_->parsed()) return guarded([this] { combine(combineOptions_); });
     if (warp_->parsed()) return guarded([this] { warp(warpOptions_); });
     if (scramble_->parsed()) return guarded([this] { scramble(scrambleOptions_); });
+    if (planes_->parsed()) return guarded([this] { planes(planesOptions_); });
     const auto tell = count_->parsed() ? count : info;
     int code = kExitOk;
     for (const std::string& file : files_) {
