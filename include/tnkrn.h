@@ -1765,6 +1765,13 @@ TNK_API int32_t TNK_CALL T_ScrambleBitmap(BitmapHandle* Bitmap, int32_t Left, in
  * with it, duplicated with it, and follow it when it is flipped, turned, resized or sheared while OVERLAY_FOLLOWS is set.
  * An overlay may be bound to a bit plane of a bitmap of 8, 12 or 16 bits.
  * A set that other records share (T_CopyBitmapHandle) is released once, like the rest of them.
+ *
+ * What follows moves with what is seen: by flips and reversals exactly, by turns about the picture's centre, exactly by right
+ * angles; by resizing to a place and a size that are rounded down, of at least one pixel; by shear to whole pixels. What is
+ * uncovered is not set. Overlays without storage only move with rectangle copies, by -Left and -Top of the stored
+ * rectangle as numbers. A change of view, of data or of the code alone, leaves origins as they are. Callbacks do not hear of
+ * overlays. A turn, a shear or another size fails with bitmap and overlays as they were, and gives overlays new storage,
+ * so that a record that shared the old one must be taken anew; a flip that fails for an overlay stays with those before it.
  */
 #define OVERLAY_FOLLOWS 0x2u        /* follows its bitmap's changes of geometry */
 #define OVERLAY_HAS_PLANE 0x8u      /* bound to a bit plane */
@@ -1801,7 +1808,7 @@ typedef struct OverlayAttributes {
     uint8_t Block2[34];
 } OverlayAttributes;
 
-/* The same with narrow texts, zero-terminated, of at most 130 bytes with their end. */
+/* The same with narrow texts, zero-terminated, of at most 130 bytes and 64 characters with their end; longer ones are cut. */
 typedef struct OverlayAttributesA {
     uint32_t StructSize;
     int32_t OriginX;
@@ -1826,7 +1833,8 @@ typedef struct OverlayAttributesA {
 
 /*
  * Codes of all: -13 null record, Index; -789 a record's size, the size word of attributes or of a set; -815 no such
- * overlay, where it is not made; -814 a null output or attribute record; -1 no memory.
+ * overlay, where it is not made; -814 a null output or attribute record; -1 no memory. What is no set by its size word is
+ * neither followed nor freed nor copied.
  */
 
 /* The overlays that the bitmap has. Reserved is not looked at. */
@@ -1853,20 +1861,29 @@ TNK_API int32_t TNK_CALL T_GetOverlayAttributesA(BitmapHandle* Bitmap, int32_t I
 
 /*
  * Set puts a bitmap of 1 bit (else -27) in the overlay's place, which is made where it does not exist; what was there is
- * freed. An Overlay without storage gives its size only; null makes the overlay an empty bitmap from its origin to the end
- * of the picture. A palette of white and black (in this order) is turned round to black and white, pixels too, also in the record
- * that shares the storage.
- * Get gives the overlay; Out holds nothing before. Codes: -13 also another mode, a bitmap as its own overlay; those of
- * T_CopyBitmap and T_ColorResBitmap. */
+ * freed, unless Overlay shares it. An Overlay without storage gives its size only (OVERLAY_COPY); null makes the overlay an
+ * empty bitmap from its origin to the end of the picture. A palette of another colour and black (in this order) becomes black
+ * and white, pixels too, so that set pixels are the light ones, also in the record that shares the storage.
+ * Get gives the overlay; Out holds nothing before.
+ * Storage that is shared is freed with the overlay: take it out by OVERLAY_MOVE to keep it. When the record that gave it is
+ * freed first, the overlay is left with its size and no storage.
+ * Codes: -13 also another mode, a bitmap as its own overlay, the bitmap or the overlay as Out, and with OVERLAY_SHARE and
+ * OVERLAY_MOVE what hangs on the bitmap already or leads back to it; those of T_CopyBitmap and T_ColorResBitmap. A failure
+ * changes nothing.
+ */
 TNK_API int32_t TNK_CALL T_SetOverlayBitmap(BitmapHandle* Bitmap, int32_t Index, BitmapHandle* Overlay, uint32_t Mode);
 TNK_API int32_t TNK_CALL T_GetOverlayBitmap(BitmapHandle* Bitmap, int32_t Index, BitmapHandle* Out, uint32_t StructSize,
                                             uint32_t Mode);
 
 #define OVERLAY_TO_PLANE 1u /* write the overlay into the plane; else take the plane out */
 
-/* Takes the bound plane out into the overlay, which is made anew with its old size (from the origin to the end of the
- * picture without one), or writes it back, where both overlap. Codes: -27 the bitmap's depth; -816 no plane is bound, or one that the bitmap does not have;
- * -13 the origin lies outside the bitmap; those of T_CreateBitmap and of the storage. */
+/*
+ * Takes the bound plane out into the overlay, which is made anew with its old size (from the origin to the end of the
+ * picture without one) and the bitmap's view, 0 beyond the bitmap; or writes it back, where both overlap.
+ * Codes: -27 the bitmap's depth; -816 no plane is bound, or one that the bitmap does not have; -2 bitmap, or overlay to
+ * write, without storage; -13 the origin lies outside the bitmap; those of T_CreateBitmap and of the storage, after which the
+ * overlay is as it was, or the bitmap has the rows so far.
+ */
 TNK_API int32_t TNK_CALL T_UpdateBitmapOverlayBits(BitmapHandle* Bitmap, int32_t Index, uint32_t Flags);
 
 #ifdef __cplusplus

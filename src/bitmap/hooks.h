@@ -14,6 +14,8 @@ struct BitmapHooks {
     // Gives `destination`, which has none, its own copy of the source's overlay set; releases a set.
     Result (*copyOverlays)(BitmapHandle& destination, const BitmapHandle& source);
     void (*releaseOverlays)(BitmapHandle& bitmap);
+    // Takes storage that is about to go from the overlays that share it with the bitmap.
+    void (*leaveOverlays)(const BitmapHandle& bitmap);
     // Move the overlays that follow their bitmap as the exports of these names move it. The record describes the bitmap as
     // it is before, which matters to all but the first three.
     Result (*offsetOverlays)(BitmapHandle& bitmap, int32_t dx, int32_t dy);
@@ -45,6 +47,10 @@ Result moveOverlays(Routine BitmapHooks::*routine, BitmapHandle& bitmap, Argumen
 inline void releaseOverlays(BitmapHandle& bitmap) {
     if (bitmap.pOverlays != nullptr && bitmapHooks.releaseOverlays != nullptr) bitmapHooks.releaseOverlays(bitmap);
     bitmap.pOverlays = nullptr;
+}
+
+inline void leaveOverlays(const BitmapHandle& bitmap) {
+    if (bitmapHooks.leaveOverlays != nullptr) bitmapHooks.leaveOverlays(bitmap);
 }
 
 // The overlays of a bitmap, moved aside before the bitmap itself is: a failure on either side leaves both as they were.

@@ -159,6 +159,7 @@ void freeGrayTable(BitmapHandle& bitmap) {
 }
 
 void freeBitmap(BitmapHandle& bitmap) {
+    leaveOverlays(bitmap);
     deleteRegion(bitmap);
     freeBitmapPalette(bitmap);
     releaseOverlays(bitmap);

@@ -2,6 +2,7 @@
 #include "bitmap/hooks.h"
 #include "collections/overlays/overlay_geometry.h"
 #include "collections/overlays/overlay_set.h"
+#include "collections/overlays/shared_overlays.h"
 #include "color/dither/dither.h"
 #include "platform/system_hooks.h"
 #include "system/section_store.h"
@@ -21,6 +22,7 @@ constinit const SystemHooks systemHooks = {.attachProcess = attachProcess,
 constinit const BitmapHooks bitmapHooks = {.stopDithering = stopDithering,
                                            .copyOverlays = copyOverlaySet,
                                            .releaseOverlays = releaseOverlaySet,
+                                           .leaveOverlays = leaveSharedOverlays,
                                            .offsetOverlays = offsetOverlays,
                                            .flipOverlays = flipOverlays,
                                            .reverseOverlays = reverseOverlays,

@@ -299,7 +299,7 @@ TEST(Overlays, GiveAndTakeBitmaps) {
             EXPECT_EQ(out.pData == given.pData, mode == OVERLAY_SHARE);
             const BitmapHandle left = overlayOf(b, 1).record;
             EXPECT_EQ(std::memcmp(&left, &empty, kSize), 0);
-            if (mode == OVERLAY_SHARE) out = empty;
+            if (mode == OVERLAY_SHARE) given = empty;
             T_FreeBitmap(&given);
             T_FreeBitmap(&out);
         }
@@ -322,6 +322,28 @@ TEST(Overlays, GiveAndTakeBitmaps) {
         EXPECT_EQ(T_GetOverlayBitmap(&b, 0, &out, 4, 0), ERROR_STRUCT_SIZE);
         EXPECT_EQ(T_GetOverlayBitmap(&b, 9, &out, kSize, 0), ERROR_OVERLAY_NOT_ALLOCATED);
         EXPECT_EQ(T_GetOverlayBitmap(&b, 0, &b, kSize, OVERLAY_SHARE), ERROR_INVALID_PARAMETER);
+    }
+    EXPECT_EQ(failing.live(), LiveObjects{});
+}
+
+// Who gave an overlay its storage and frees or changes it first takes it along.
+TEST(Overlays, LoseStorageThatTheyShare) {
+    FailingPlatform failing;
+    {
+        StoredBitmap bitmap(Kind::section, 30, 20, {8, 0});
+        BitmapHandle& b = bitmap.record;
+        for (const Kind kind : {Kind::section, Kind::disk, Kind::compressed, Kind::user}) {
+            for (const bool resizes : {false, true}) {
+                StoredBitmap given(kind, 12, 9, {1, 0}), other(Kind::section, 12, 9, {1, 0});
+                ASSERT_EQ(T_SetOverlayBitmap(&b, 2, &given.record, OVERLAY_SHARE), SUCCESS);
+                T_FreeBitmap(&other.record);
+                EXPECT_EQ(overlayOf(b, 2).record.Flags, given.record.Flags) << "others may go";
+                resizes ? void(T_SizeBitmap(&given.record, 7, 7, 0)) : T_FreeBitmap(&given.record);
+                const BitmapHandle left = overlayOf(b, 2).record;
+                EXPECT_TRUE(left.Width == 12 && left.Height == 9 && isBare(left));
+                EXPECT_EQ(T_RotateBitmap(&b, 9000, ROTATE_RESIZE, 0), SUCCESS);
+            }
+        }
     }
     EXPECT_EQ(failing.live(), LiveObjects{});
 }

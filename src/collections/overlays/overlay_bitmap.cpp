@@ -3,6 +3,7 @@
 #include "bitmap/copy/copy.h"
 #include "bitmap/lifecycle.h"
 #include "collections/overlays/overlay_set.h"
+#include "collections/overlays/shared_overlays.h"
 #include "color/reduce/color_resolution.h"
 #include "geometry/view.h"
 
@@ -12,13 +13,6 @@ namespace {
 constexpr EntryRule kOverlayRule = {ERROR_INVALID_PARAMETER, 0, ERROR_STRUCT_SIZE};
 
 bool isMode(uint32_t mode) { return mode == OVERLAY_COPY || mode == OVERLAY_SHARE || mode == OVERLAY_MOVE; }
-
-// Whether freeing one takes from the other what it needs.
-bool shareMemory(const BitmapHandle& a, const BitmapHandle& b) {
-    const auto same = [](const auto x, const auto y) { return x == y && x != decltype(x){}; };
-    return &a == &b || same(a.pData, b.pData) || same(a.DataHandle, b.DataHandle) || same(a.Palette, b.Palette) ||
-           same(a.pOverlays, b.pOverlays);
-}
 
 bool anyShared(const BitmapHandle& a, const BitmapHandle& b) {
     return anyBitmapOf(a, [&](const BitmapHandle& x) {
@@ -105,6 +99,8 @@ Result setOverlayBitmap(BitmapHandle& bitmap, int32_t index, BitmapHandle* overl
             TRY(copyInto(made.record, *overlay));
         }
     }
+    SharedNote note;
+    if (!copies && mode == OVERLAY_SHARE) TRY(note.make());
     TRY(makeOverlay(bitmap, index, slot));
     BitmapHandle record = overlay != nullptr ? *overlay : BitmapHandle{};
     if (copies || converts) made.moveTo(record);
@@ -114,6 +110,7 @@ Result setOverlayBitmap(BitmapHandle& bitmap, int32_t index, BitmapHandle* overl
     if (mode == OVERLAY_MOVE) return initBitmap(*overlay, 0, 0, 0);
     *overlay = record;
     slot->bitmap->pDitherState = nullptr;  // a run belongs to one record
+    note.put(*slot->bitmap);
     return SUCCESS;
 }
 
@@ -125,8 +122,12 @@ Result getOverlayBitmap(BitmapHandle& bitmap, int32_t index, BitmapHandle* out, 
     TRY(findOverlay(bitmap, index, slot));
     if (out == &bitmap || out == slot->bitmap) return ERROR_INVALID_PARAMETER;
     if (mode == OVERLAY_COPY) return copyInto(*out, *slot->bitmap);
+    SharedNote note;
+    if (mode == OVERLAY_SHARE) TRY(note.make());
     *out = *slot->bitmap;
-    return mode == OVERLAY_MOVE ? initBitmap(*slot->bitmap, 0, 0, 0) : Result(SUCCESS);
+    if (mode == OVERLAY_MOVE) return initBitmap(*slot->bitmap, 0, 0, 0);
+    note.put(*slot->bitmap);
+    return SUCCESS;
 }
 
 }  // namespace
