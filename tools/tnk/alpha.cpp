@@ -21,12 +21,17 @@ std::string sizeOf(const Bitmap& bitmap) {
 
 }  // namespace
 
-void putAlpha(Bitmap& bitmap, const std::string& file, const std::string& maskFile, uint32_t request) {
+Picture readMask(const std::string& maskFile, const Bitmap& bitmap, const std::string& file, uint32_t request) {
     Picture mask = readPicture(maskFile, GrayAlpha::kDrop, request);
     bringUpright(mask.bitmap, maskFile);
     if (sizeOf(mask.bitmap) != sizeOf(bitmap)) {
         throw fileFailure(maskFile, sizeOf(mask.bitmap) + " pixels, but " + file + " has " + sizeOf(bitmap));
     }
+    return mask;
+}
+
+void putAlpha(Bitmap& bitmap, const std::string& file, const std::string& maskFile, uint32_t request) {
+    Picture mask = readMask(maskFile, bitmap, file, request);
     const Progress progress("masking", file);
     // Grays of 16 bits have no room for a channel beside them.
     if (bitmap->BitsPerPixel == 16 && bitmap->Order == ORDER_GRAY) {

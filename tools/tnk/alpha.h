@@ -1,12 +1,16 @@
-// Alpha channels of pictures, out to masks and in from them.
+// Masks of pictures: their alpha channels, and pictures that become parts of others.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 #include "bitmap.h"
+#include "picture.h"
 
 namespace tool {
+
+// A picture of the same size as the bitmap of `file`, as both are seen; upright.
+Picture readMask(const std::string& maskFile, const Bitmap& bitmap, const std::string& file, uint32_t request);
 
 // Makes the grays of a picture of the same size, as both are seen, the bitmap's alpha.
 void putAlpha(Bitmap& bitmap, const std::string& file, const std::string& maskFile, uint32_t request);

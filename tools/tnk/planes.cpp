@@ -1,6 +1,7 @@
 #include <charconv>
 #include <numeric>
 
+#include "alpha.h"
 #include "commands.h"
 #include "converter.h"
 #include "geometry.h"
@@ -75,23 +76,15 @@ void takeOut(Picture& picture, const PlanesOptions& options, FileFormat format, 
                     options.in);
         }
         OutputFile output(name);
-        writePicture(format, bits, output, resolution);
+        writePicture(format, bits, output, {.resolution = resolution});
         output.commit();
     }
 }
 
-std::string sizeOf(const Bitmap& bitmap) {
-    return std::to_string(bitmap->Width) + " x " + std::to_string(bitmap->Height);
-}
-
 // What is lighter than middle gray is set.
 void putIn(Bitmap& bitmap, const Put& put, const PlanesOptions& options) {
-    Picture mask = readPicture(put.file, GrayAlpha::kDrop, memoryRequest(options.memory));
+    Picture mask = readMask(put.file, bitmap, options.in, memoryRequest(options.memory));
     const Progress progress("putting in", put.file);
-    bringUpright(mask.bitmap, put.file);
-    if (sizeOf(mask.bitmap) != sizeOf(bitmap)) {
-        throw fileFailure(put.file, sizeOf(mask.bitmap) + " pixels, but " + options.in + " has " + sizeOf(bitmap));
-    }
     BitmapHandle* const bits = mask.bitmap.get();
     require(T_ColorResBitmap(bits, bits, sizeof *bits, 1, CRF_FIXEDPALETTE, nullptr, 0, 0, nullptr, nullptr), put.file);
     bindPlane(bitmap, put.plane, options.in);
@@ -118,7 +111,7 @@ void planes(const PlanesOptions& options) {
     if (!why.empty()) throw fileFailure(options.out, why);
     for (const Put& put : puts) putIn(picture.bitmap, put, options);
     OutputFile output(options.out);
-    writePicture(format, picture.bitmap, output, resolution);
+    writePicture(format, picture.bitmap, output, {.resolution = resolution});
     output.commit();
 }
 
