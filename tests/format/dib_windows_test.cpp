@@ -68,6 +68,45 @@ void expectSameColors(const void* info, const void* rows) {
     T_FreeBitmap(&made);
 }
 
+// A bitmap in a memory device context.
+struct Selected {
+    explicit Selected(HBITMAP bitmap) : dc(CreateCompatibleDC(nullptr)) { SelectObject(dc, bitmap); }
+    ~Selected() { DeleteDC(dc); }
+    const HDC dc;
+};
+
+// GDI's other ways from a DIB to pixels give what SetDIBits gives.
+void expectOneAnswer(const BITMAPINFO* info, const void* rows) {
+    const Canvas set, stretched, created;
+    SetDIBits(screen(), set.bitmap, 0, kHeight, rows, info, DIB_RGB_COLORS);
+    StretchDIBits(Selected(stretched.bitmap).dc, 0, 0, kWidth, kHeight, 0, 0, kWidth, kHeight, rows, info,
+                  DIB_RGB_COLORS, SRCCOPY);
+    const HBITMAP bitmap = CreateDIBitmap(screen(), &info->bmiHeader, CBM_INIT, rows, info, DIB_RGB_COLORS);
+    BitBlt(Selected(created.bitmap).dc, 0, 0, kWidth, kHeight, Selected(bitmap).dc, 0, 0, SRCCOPY);
+    DeleteObject(bitmap);
+    GdiFlush();
+    EXPECT_EQ(colorsAt(stretched.pixels), colorsAt(set.pixels)) << "StretchDIBits";
+    // Its bitmap has the screen's depth.
+    if (GetDeviceCaps(screen(), BITSPIXEL) >= 24) {
+        EXPECT_EQ(colorsAt(created.pixels), colorsAt(set.pixels)) << "CreateDIBitmap";
+    }
+}
+
+TEST(DibAndGdi, ClipboardsTakeAndGiveOurBlocks) {
+    if (!OpenClipboard(nullptr)) GTEST_SKIP() << "there is no clipboard here";
+    StoredBitmap source(Kind::section, kWidth, kHeight, Format{32, 1});
+    fillRandomly(source.record);
+    EmptyClipboard();
+    const auto dib = reinterpret_cast<HANDLE>(T_ConvertToDIB(&source.record, DIB_HEADER_INFO));
+    ASSERT_NE(SetClipboardData(CF_DIB, dib), nullptr);
+    BitmapHandle made;
+    ASSERT_EQ(T_ChangeFromDIB(&made, kSize, reinterpret_cast<T_HANDLE>(GetClipboardData(CF_DIB))), T_SUCCESS);
+    EXPECT_EQ(rowsOf(made), rowsOf(source.record));
+    T_FreeBitmap(&made);
+    EmptyClipboard();
+    CloseClipboard();
+}
+
 TEST(DibAndGdi, GdiShowsWhatWeMake) {
     RandomNumbers random(5);
     for (const Format& format : kFormats)
@@ -78,9 +117,10 @@ TEST(DibAndGdi, GdiShowsWhatWeMake) {
             const auto dib = reinterpret_cast<HGLOBAL>(T_ConvertToDIB(&source.record, type));
             auto* const info = static_cast<BITMAPINFO*>(GlobalLock(dib));
             ASSERT_NE(info, nullptr);
-            EXPECT_NE(static_cast<HGLOBAL>(info), dib) << "clipboards take movable blocks only";
             const BITMAPINFOHEADER& header = info->bmiHeader;
-            expectSameColors(info, reinterpret_cast<const uint8_t*>(info) + header.biSize + 4 * header.biClrUsed);
+            const void* const rows = reinterpret_cast<const uint8_t*>(info) + header.biSize + 4 * header.biClrUsed;
+            expectSameColors(info, rows);
+            expectOneAnswer(info, rows);
             GlobalUnlock(dib);
             GlobalFree(dib);
         }
