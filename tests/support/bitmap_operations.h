@@ -9,59 +9,9 @@
 #include <functional>
 #include <vector>
 
-#include "tnkrn.h"
+#include "script.h"
 
 namespace tnk::test {
-
-class Script {
-  public:
-    struct Format {
-        int32_t bits;
-        uint32_t order;
-    };
-
-    Script(const uint8_t* bytes, size_t size) : at_(bytes), end_(bytes + size) {}
-
-    bool more() const { return at_ != end_; }
-
-    // 0 .. limit - 1; 0 at the end of the script.
-    uint32_t next(uint32_t limit) {
-        uint32_t value = 0;
-        for (int i = 0; i < 2 && more(); ++i) value = value << 8 | *at_++;
-        return value % limit;
-    }
-    int32_t nextSigned(uint32_t limit) { return static_cast<int32_t>(next(limit)); }
-
-    // Runs or noise, as the script says; the bits after the last pixel are 0, since not every storage keeps them.
-    std::vector<uint8_t> pixels(size_t bytes, uint64_t bits) {
-        uint32_t state = next(1u << 16) * 2654435761u + 1;
-        const bool runs = next(2) != 0;
-        std::vector<uint8_t> all(bytes);
-        for (uint8_t& byte : all) {
-            state = state * 1664525 + 1013904223;
-            byte = static_cast<uint8_t>(runs ? (state >> 28 != 0 ? 0 : 0xFF) : state >> 24);
-        }
-        for (uint64_t bit = bits; bit < bytes * 8; ++bit) all[bit / 8] &= static_cast<uint8_t>(~(0x80u >> (bit & 7)));
-        return all;
-    }
-
-    // 256 colours, on a coarse grid at times, where ties and twins are likely; some may not be chosen.
-    std::vector<PaletteEntry> palette() {
-        const std::vector<uint8_t> bytes = pixels(1024, 1 << 13);
-        const uint32_t step = next(2) != 0 ? 51 : 1;
-        std::vector<PaletteEntry> colors(256);
-        for (size_t i = 0; i < 256; ++i) {
-            const auto channel = [&](size_t c) { return static_cast<uint8_t>(bytes[4 * i + c] / step * step); };
-            colors[i] = {channel(0), channel(1), channel(2), static_cast<uint8_t>(bytes[4 * i + 3] % 37 == 1)};
-        }
-        colors[0].Reserved = 0;
-        return colors;
-    }
-
-  private:
-    const uint8_t* at_;
-    const uint8_t* end_;
-};
 
 // Super-compression, the last one, may be left out.
 constexpr uint32_t kRequests[] = {MEM_CONVENTIONAL, MEM_NOCONVENTIONAL, MEM_TILED, MEM_COMPRESSED, MEM_SUPERCOMPRESSED};
@@ -72,14 +22,15 @@ using Observer = std::function<void(const void*, size_t)>;
 inline bool samePixels(BitmapHandle& a, BitmapHandle& b, const Observer& see = {}) {
     if (a.Width != b.Width || a.Height != b.Height || a.BitsPerPixel != b.BitsPerPixel) return false;
     std::vector<uint8_t> rowA(a.BytesPerLine), rowB(b.BytesPerLine);
+    const auto bytes = static_cast<int32_t>(a.BytesPerLine);
     const uint64_t bits = uint64_t(a.Width) * uint64_t(a.BitsPerPixel);
+    const auto mask = static_cast<uint8_t>(0xFF00u >> (bits & 7));
     for (int32_t y = 0; y < a.Height; ++y) {
-        const auto bytes = static_cast<int32_t>(a.BytesPerLine);
-        if (T_GetBitmapRow(&a, rowA.data(), y, a.BytesPerLine) != bytes) return false;
-        if (T_GetBitmapRow(&b, rowB.data(), y, b.BytesPerLine) != bytes) return false;
-        if (std::memcmp(rowA.data(), rowB.data(), bits / 8) != 0) return false;
-        const auto mask = static_cast<uint8_t>(0xFF00u >> (bits & 7));
-        if (mask != 0 && ((rowA[bits / 8] ^ rowB[bits / 8]) & mask) != 0) return false;
+        if (T_GetBitmapRow(&a, rowA.data(), y, a.BytesPerLine) != bytes ||
+            T_GetBitmapRow(&b, rowB.data(), y, b.BytesPerLine) != bytes ||
+            std::memcmp(rowA.data(), rowB.data(), bits / 8) != 0 ||
+            (mask != 0 && ((rowA[bits / 8] ^ rowB[bits / 8]) & mask) != 0))
+            return false;
         if (see) see(rowA.data(), bits / 8);
     }
     return true;
@@ -94,21 +45,16 @@ class OperationPair {
     // Null, or the name of the operation after which the two differ.
     const char* run() {
         while (script_.more()) {
-            const Operation& operation = kOperations[script_.next(std::size(kOperations))];
-            if (!(this->*operation.run)()) return operation.name;
+            const uint32_t operation = script_.next(std::size(kOperations));
+            if (!(this->*kOperations[operation])()) return kNames[operation];
         }
-        const bool same = samePixels(subject_, model_, see_) && sameOverlays(subject_, model_);
-        return same ? nullptr : "at the end";
+        return samePixels(subject_, model_, see_) && sameOverlays(subject_, model_) ? nullptr : "at the end";
     }
 
   private:
-    struct Operation {
-        const char* name;
-        bool (OperationPair::*run)();
-    };
-
     uint64_t rowBits() const { return uint64_t(model_.Width) * uint64_t(model_.BitsPerPixel); }
     int32_t row() { return script_.nextSigned(uint32_t(model_.Height)); }
+    uint32_t column() { return script_.next(uint32_t(model_.Width)); }
 
     template <typename Call>
     bool both(Call call) {
@@ -134,31 +80,34 @@ class OperationPair {
 
     bool putColumns() {
         const int32_t y = row();
-        const uint32_t column = script_.next(uint32_t(model_.Width));
-        const uint64_t first = uint64_t(column) * uint64_t(model_.BitsPerPixel) / 8 * 8;
-        const uint64_t bits = rowBits() - first;
+        const uint32_t x = column();
+        const uint64_t bits = rowBits() - uint64_t(x) * uint64_t(model_.BitsPerPixel) / 8 * 8;
         const auto pixels = script_.pixels((bits + 7) / 8, bits);
         const uint32_t bytes = script_.next(uint32_t(pixels.size()) + 1);
-        return both([&](BitmapHandle& b) { return T_PutBitmapRowCol(&b, pixels.data(), y, column, bytes); });
+        return both([&](BitmapHandle& b) { return T_PutBitmapRowCol(&b, pixels.data(), y, x, bytes); });
+    }
+
+    // Whether both give the same `bytes` bytes, which are left in given_.
+    template <typename Get>
+    bool sameBytes(size_t bytes, Get get) {
+        given_.assign(bytes, 0xA5);
+        std::vector<uint8_t> other = given_;
+        return get(subject_, given_.data()) == get(model_, other.data()) && given_ == other;
     }
 
     bool getColumns() {
         const int32_t y = row();
-        const uint32_t column = script_.next(uint32_t(model_.Width));
-        const uint32_t offset = column * uint32_t(model_.BitsPerPixel) / 8;
-        const uint32_t bytes = script_.next(uint32_t((rowBits() + 7) / 8) - offset + 1);
-        std::vector<uint8_t> a(bytes + 1, 0xA5), b(bytes + 1, 0xA5);
-        const bool same = T_GetBitmapRowCol(&subject_, a.data(), y, column, bytes) ==
-                              T_GetBitmapRowCol(&model_, b.data(), y, column, bytes) &&
-                          a == b;
-        see(a.data(), bytes);
+        const uint32_t x = column();
+        const uint32_t bytes = script_.next(uint32_t((rowBits() + 7) / 8) - x * uint32_t(model_.BitsPerPixel) / 8 + 1);
+        const bool same =
+            sameBytes(bytes + 1, [&](BitmapHandle& b, uint8_t* to) { return T_GetBitmapRowCol(&b, to, y, x, bytes); });
+        see(given_.data(), bytes);
         return same;
     }
 
     bool putSegments() {
         const int32_t y = row();
-        const uint32_t column = script_.next(uint32_t(model_.Width));
-        const uint32_t span = uint32_t(model_.Width) - column;
+        const uint32_t x = column(), span = uint32_t(model_.Width) - x;
         const auto pixels =
             script_.pixels((uint64_t(span) * uint64_t(model_.BitsPerPixel) + 7) / 8 + 8, uint64_t(1) << 40);
         std::vector<uint32_t> segments;
@@ -167,10 +116,9 @@ class OperationPair {
             segments.insert(segments.end(), {start, start + script_.next(span - start + 1)});
         }
         segments.push_back(0);  // without its partner, not looked at
-        const uint32_t keep = script_.next(2);
+        const auto count = uint32_t(segments.size()), keep = script_.next(2);
         return both([&](BitmapHandle& b) {
-            return T_PutBitmapRowSegments(&b, pixels.data(), y, column, segments.data(), uint32_t(segments.size()),
-                                          keep);
+            return T_PutBitmapRowSegments(&b, pixels.data(), y, x, segments.data(), count, keep);
         });
     }
 
@@ -185,11 +133,9 @@ class OperationPair {
 
     bool pixelData() {
         const int32_t y = row();
-        const uint32_t x = script_.next(uint32_t(model_.Width));
-        uint8_t a[8] = {}, b[8] = {};
-        return T_GetPixelData(&subject_, a, y, x, 8) == T_GetPixelData(&model_, b, y, x, 8) &&
-               std::memcmp(a, b, 8) == 0 &&
-               both([&](BitmapHandle& bitmap) { return T_PutPixelData(&bitmap, a, y, x, 8); });
+        const uint32_t x = column();
+        return sameBytes(8, [&](BitmapHandle& b, uint8_t* to) { return T_GetPixelData(&b, to, y, x, 8); }) &&
+               both([&](BitmapHandle& b) { return T_PutPixelData(&b, given_.data(), y, x, 8); });
     }
 
     bool changeHeight() {
@@ -211,8 +157,7 @@ class OperationPair {
         };
         const std::vector<int64_t> known = fields(a);
         see(known.data(), known.size() * 8);
-        if (known != fields(b) || (a.Palette == nullptr) != (b.Palette == nullptr)) return false;
-        if (!sameOverlays(a, b)) return false;
+        if (known != fields(b) || (a.Palette == nullptr) != (b.Palette == nullptr) || !sameOverlays(a, b)) return false;
         if (a.Palette == nullptr) return true;
         see(a.Palette, a.ColorCount * sizeof(PaletteEntry));
         return std::memcmp(a.Palette, b.Palette, a.ColorCount * sizeof(PaletteEntry)) == 0;
@@ -223,18 +168,17 @@ class OperationPair {
             OverlayAttributes all[2] = {};
             BitmapHandle records[2] = {};
             const auto get = [&](BitmapHandle& of, int which) {
-                const int32_t result = T_GetOverlayAttributes(&of, i, &all[which], sizeof *all, 31);
-                if (result == T_SUCCESS) T_GetOverlayBitmap(&of, i, &records[which], sizeof *records, OVERLAY_SHARE);
-                return result;
+                T_GetOverlayBitmap(&of, i, &records[which], sizeof *records, OVERLAY_SHARE);
+                return T_GetOverlayAttributes(&of, i, &all[which], sizeof *all, 31);
             };
+            const auto isStored = [&](int which) { return (records[which].Flags & BMF_ALLOCATED) != 0; };
             const int32_t result = get(a, 0);
             if (result != get(b, 1) || std::memcmp(&all[0], &all[1], sizeof *all) != 0) return false;
             if (result != T_SUCCESS) continue;
             see(all, sizeof *all);
-            const bool stored = (records[0].Flags & BMF_ALLOCATED) != 0;
-            if (stored != ((records[1].Flags & BMF_ALLOCATED) != 0)) return false;
-            if (records[0].ViewPerspective != records[1].ViewPerspective) return false;
-            if (stored ? !samePixels(records[0], records[1], see_) : records[0].Width != records[1].Width) return false;
+            if (isStored(0) != isStored(1) || records[0].ViewPerspective != records[1].ViewPerspective) return false;
+            if (isStored(0) ? !samePixels(records[0], records[1], see_) : records[0].Width != records[1].Width)
+                return false;
         }
         return true;
     }
@@ -306,36 +250,44 @@ class OperationPair {
 
     static constexpr int32_t kDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
 
+    // A percentage at which one script in eight stops.
+    int32_t nextStop(bool may = true) { return script_.next(8) == 0 && may ? script_.nextSigned(101) : -1; }
+
     static int32_t TNK_CALL stopAt(int32_t percent, void* stop) {
         return percent == *static_cast<int32_t*>(stop) ? 77 : 1;
     }
+    template <typename Call>
+    static auto stopped(int32_t stop, Call call) {
+        T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
+        const auto result = call();
+        T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+        return result;
+    }
 
-    // Apart, or in place on a copy; any palette, order and method, and a stop now and then.
+    // Apart, or in place on a copy; any palette, order and method.
     bool changeDepth() {
         constexpr uint32_t kPalettes[] = {0, 1, 1, 16, 16, 48, 64, 65, 512};
         constexpr uint32_t kOrders[] = {
             0, CRF_BGR, CRF_GRAY, CRF_GRAY | CRF_BGR, CRF_MATRIXRGB, CRF_BGR | CRF_OPAQUEALPHA};
         const int32_t bits = kDepths[script_.next(std::size(kDepths))];
-        const uint32_t flags =
-            (bits <= 8 ? kPalettes[script_.next(std::size(kPalettes))] : kOrders[script_.next(std::size(kOrders))]) |
-            CRF_DITHER_METHOD(script_.next(9));
+        const uint32_t form = bits <= 8 ? kPalettes[script_.next(9)] : kOrders[script_.next(6)];
+        const uint32_t flags = form | CRF_DITHER_METHOD(script_.next(9));
         const std::vector<PaletteEntry> palette = script_.palette();
-        const uint32_t colors = script_.next(2) != 0 ? 0 : 2 + script_.next(255);
+        const bool usesPalette = bits <= 8 && (flags & CRF_USERPALETTE) != 0;
+        const uint32_t colors = script_.next(2) == 0 ? 2 + script_.next(255) : 0;
         const bool inPlace = script_.next(4) == 0;
-        int32_t stop = script_.next(8) == 0 ? script_.nextSigned(101) : -1;
-        T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
-        const bool same = sameResults([&](BitmapHandle* to, BitmapHandle* from) {
+        const int32_t stop = nextStop();
+        return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
             std::vector<uint32_t> table(32768);  // is filled
             uint32_t* const previous = T_SetUserMatchTable(table.data());
             if (inPlace && T_CopyBitmap(to, from, sizeof *to) == T_SUCCESS) from = to;
-            const int32_t result = T_ColorResBitmap(
-                from, to, sizeof *to, bits, flags,
-                bits <= 8 && (flags & CRF_USERPALETTE) != 0 ? palette.data() : nullptr, 0, colors, nullptr, nullptr);
+            const int32_t result = stopped(stop, [&] {
+                return T_ColorResBitmap(from, to, sizeof *to, bits, flags, usesPalette ? palette.data() : nullptr, 0,
+                                        colors, nullptr, nullptr);
+            });
             T_SetUserMatchTable(previous);
             return result;
         });
-        T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
-        return same;
     }
 
     // A row of each converted to any format, with any window.
@@ -348,15 +300,15 @@ class OperationPair {
         const std::vector<PaletteEntry> source = script_.palette(), target = script_.palette();
         const bool table = from > 8 && model_.Order == ORDER_GRAY;  // which would have to be as long as the window
         std::vector<uint8_t> rows[2];
-        const auto convert = [&](BitmapHandle& b, std::vector<uint8_t>& out) {
-            out.resize(std::max(T_CalcConvertSize(width, from, width, to), b.BytesPerLine));
-            T_GetBitmapRow(&b, out.data(), y, uint32_t((rowBits() + 7) / 8));
-            const int32_t result = T_ConvertBufferExt(out.data(), width, from, to, b.Order, order,
-                                                      table ? nullptr : source.data(), target.data(), flags, low, high);
-            out.resize(result == T_SUCCESS ? size_t(width) * size_t(to != 0 ? to : 8) / 8 : 0);
-            return result;
-        };
-        const int32_t results[] = {convert(subject_, rows[0]), convert(model_, rows[1])};
+        int32_t results[2];
+        for (int n = 0; n < 2; ++n) {
+            BitmapHandle& b = n == 0 ? subject_ : model_;
+            rows[n].resize(std::max(T_CalcConvertSize(width, from, width, to), b.BytesPerLine));
+            T_GetBitmapRow(&b, rows[n].data(), y, uint32_t((rowBits() + 7) / 8));
+            results[n] = T_ConvertBufferExt(rows[n].data(), width, from, to, b.Order, order,
+                                            table ? nullptr : source.data(), target.data(), flags, low, high);
+            rows[n].resize(results[n] == T_SUCCESS ? size_t(width) * size_t(to != 0 ? to : 8) / 8 : 0);
+        }
         see(results, 4);
         see(rows[0].data(), rows[0].size());
         return results[0] == results[1] && rows[0] == rows[1];
@@ -371,17 +323,17 @@ class OperationPair {
         return both([&](BitmapHandle& b) {
             if (b.BitsPerPixel <= 8)
                 return T_SetBitmapNewPalette(&b, palette.data(), std::min(count, 1u << b.BitsPerPixel));
-            if (b.Order != ORDER_GRAY) return 0;
-            b.LowBit = low;
-            b.HighBit = high;
-            b.Flags = (b.Flags & ~BMF_WINDOW) | window;
+            if (b.Order == ORDER_GRAY) {
+                b.LowBit = low;
+                b.HighBit = high;
+                b.Flags = (b.Flags & ~BMF_WINDOW) | window;
+            }
             return 0;
         });
     }
 
     bool toGray() {
-        constexpr int32_t kGrays[] = {8, 12, 16};
-        const int32_t bits = kGrays[script_.next(3)];
+        const int32_t bits = kDepths[7 + script_.next(3)];  // from 8 to 16
         return sameResults(
             [&](BitmapHandle* to, BitmapHandle* from) { return T_CreateGrayScaleBitmap(to, from, sizeof *to, bits); });
     }
@@ -392,34 +344,23 @@ class OperationPair {
         const uint32_t color = script_.next(0x10000) << 8 | script_.next(8) << 24 | script_.next(256);
         const int32_t angle =
             script_.nextSigned(5) * 9000 + script_.nextSigned(2) * (script_.nextSigned(50000) - 25000);
-        const int32_t width = script_.nextSigned(200), height = script_.nextSigned(90), slant = angle % 6000;
-        const uint32_t flags = script_.next(16);
+        const int32_t width = script_.nextSigned(200), height = script_.nextSigned(90);
+        const int32_t choice = script_.nextSigned(16);
         // Fills and half turns report otherwise on disk.
-        const bool reportsAlike = what != 2 && (what != 5 || angle % 9000 != 0);
-        int32_t stop = script_.next(8) == 0 && reportsAlike ? script_.nextSigned(101) : -1;
-        T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
-        const bool same = sameResults([&](BitmapHandle* to, BitmapHandle* from) {
+        const int32_t stop = nextStop(what != 2 && (what != 5 || angle % 9000 != 0));
+        return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
             if (T_CopyBitmap(to, from, sizeof *to) != T_SUCCESS) return T_FAILURE;
             to->ViewPerspective = view;
-            switch (what) {
-                case 0:
-                    return T_FlipBitmap(to);
-                case 1:
-                    return T_ReverseBitmap(to);
-                case 2:
-                    return T_FillBitmap(to, color);
-                case 3:
-                    return T_ChangeBitmapViewPerspective(nullptr, to, sizeof *to, 1 + int32_t(flags) % 8);
-                case 4:
-                    return T_ShearBitmap(to, slant, int32_t(flags) % 2, color);
-                case 5:
-                    return T_RotateBitmap(to, angle, flags, color);
-                default:
-                    return T_SizeBitmap(to, width, height, flags % 8);
-            }
+            return stopped(stop, [&] {
+                return what == 0   ? T_FlipBitmap(to)
+                       : what == 1 ? T_ReverseBitmap(to)
+                       : what == 2 ? T_FillBitmap(to, color)
+                       : what == 3 ? T_ChangeBitmapViewPerspective(nullptr, to, sizeof *to, 1 + choice % 8)
+                       : what == 4 ? T_ShearBitmap(to, angle % 6000, choice % 2, color)
+                       : what == 5 ? T_RotateBitmap(to, angle, uint32_t(choice), color)
+                                   : T_SizeBitmap(to, width, height, uint32_t(choice) % 8);
+            });
         });
-        T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
-        return same;
     }
 
     // A copy combined with another depth of it, with itself, through a quadrilateral, or scrambled, in any views.
@@ -433,27 +374,24 @@ class OperationPair {
         int32_t at[8];
         for (int32_t& value : at) value = script_.nextSigned(60) - 15;
         const uint32_t key = script_.next(0x10000);
-        const bool linear = script_.next(2) != 0;
-        int32_t stop = script_.next(8) == 0 ? script_.nextSigned(101) : -1;
+        const uint32_t linear = script_.next(2) * COMBINE_LINEAR;
+        const int32_t stop = nextStop();
         return sameResults([&](BitmapHandle* to, BitmapHandle* from) {
             BitmapHandle other{};
             if (T_CopyBitmap(to, from, sizeof *to) != T_SUCCESS) return T_FAILURE;
-            int32_t result = T_ColorResBitmap(from, &other, sizeof other, bits, bits <= 8 ? 0 : order, nullptr, 0, 0,
-                                              nullptr, nullptr);
+            const int32_t made = T_ColorResBitmap(from, &other, sizeof other, bits, bits <= 8 ? 0 : order, nullptr, 0,
+                                                  0, nullptr, nullptr);
             to->ViewPerspective = view;
             other.ViewPerspective = otherView;
-            BitmapHandle* const source = result == T_SUCCESS && what != 1 ? &other : to;
-            T_SetStatusCallBack(stopAt, &stop, nullptr, nullptr);
-            if (what == 2) {
-                const BitmapPoint corners[] = {
-                    {at[0], at[1]}, {at[2] + 70, at[3]}, {at[4] + 70, at[5] + 60}, {at[6], at[7] + 60}};
-                result = T_CombineBitmapWarp(to, corners, source, nullptr, flags | (linear ? COMBINE_LINEAR : 0));
-            } else if (what == 3) {
-                result = T_ScrambleBitmap(to, at[0], at[1], at[2] + 40, at[3] + 40, key);
-            } else {
-                result = T_CombineBitmapKrn(to, at[0], at[1], at[2] + 40, at[3] + 40, source, at[4], at[5], flags);
-            }
-            T_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr);
+            BitmapHandle* const source = made == T_SUCCESS && what != 1 ? &other : to;
+            const BitmapPoint corners[] = {
+                {at[0], at[1]}, {at[2] + 70, at[3]}, {at[4] + 70, at[5] + 60}, {at[6], at[7] + 60}};
+            const int32_t width = at[2] + 40, height = at[3] + 40;
+            const int32_t result = stopped(stop, [&] {
+                return what == 2   ? T_CombineBitmapWarp(to, corners, source, nullptr, flags | linear)
+                       : what == 3 ? T_ScrambleBitmap(to, at[0], at[1], width, height, key)
+                                   : T_CombineBitmapKrn(to, at[0], at[1], width, height, source, at[4], at[5], flags);
+            });
             T_FreeBitmap(&other);
             return result;
         });
@@ -463,53 +401,47 @@ class OperationPair {
     bool putRuns() {
         if (model_.BitsPerPixel != 1) return true;
         const int32_t y = row();
-        const uint32_t column = script_.next(uint32_t(model_.Width));
-        const uint32_t pixels = 1 + script_.next(uint32_t(model_.Width) - column);
-        const uint32_t count = script_.next(9);
-        std::vector<uint8_t> runs(4 + 2 * count), a(8 + 2 * size_t(pixels)), b(a.size());
+        const uint32_t x = column(), pixels = 1 + script_.next(uint32_t(model_.Width) - x), count = script_.next(9);
+        std::vector<uint8_t> runs(4 + 2 * count);
         std::memcpy(runs.data(), &count, 4);
         for (size_t at = 4; at < runs.size(); at += 2) {
             const auto run = static_cast<uint16_t>(script_.next(3) == 0 ? 0 : script_.next(pixels / 2 + 2));
             std::memcpy(&runs[at], &run, 2);
         }
-        const auto get = [&](BitmapHandle& bitmap, uint8_t* to) {
-            return T_GetBitmapRowColCompressed(&bitmap, nullptr, to, y, column, pixels);
+        const auto get = [&](BitmapHandle& b, uint8_t* to) {
+            return T_GetBitmapRowColCompressed(&b, nullptr, to, y, x, pixels);
         };
-        return get(subject_, a.data()) == get(model_, b.data()) && a == b && both([&](BitmapHandle& bitmap) {
-                   return T_PutBitmapRowColCompressed(&bitmap, nullptr, runs.data(), y, column, pixels);
+        return sameBytes(8 + 2 * size_t(pixels), get) && both([&](BitmapHandle& b) {
+                   return T_PutBitmapRowColCompressed(&b, nullptr, runs.data(), y, x, pixels);
                });
-    }
-
-    uint32_t encodedSize() {
-        uint32_t sum = 0, runs = 0;
-        std::vector<uint8_t> row(8 + 2 * size_t(model_.Width));
-        for (int32_t y = 0; y < model_.Height; ++y, sum += 4 + 2 * runs) {
-            T_GetBitmapRowCompressed(&model_, nullptr, row.data(), y, 1);
-            std::memcpy(&runs, row.data(), 4);
-        }
-        return sum;
     }
 
     // Size is kept while rows change; of packed rows it is found out here.
     bool updateSize() {
         const bool packed = (subject_.Flags & BMF_SUPERCOMPRESSED) != 0;
-        const bool plain = (subject_.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED)) == 0;
-        const uint32_t size = subject_.Size;
-        return both([](BitmapHandle& b) { return T_UpdateBitmapSize(&b); }) && (packed || size == subject_.Size) &&
-               (packed || subject_.Size == (plain ? model_.Size : encodedSize()));
+        const uint32_t before = subject_.Size;
+        uint32_t size = (subject_.Flags & BMF_COMPRESSED) != 0 ? 0 : model_.Size;
+        std::vector<uint8_t> row(8 + 2 * size_t(model_.Width));
+        for (int32_t y = 0; y < model_.Height && (subject_.Flags & BMF_COMPRESSED) != 0; ++y) {
+            uint32_t runs = 0;
+            T_GetBitmapRowCompressed(&model_, nullptr, row.data(), y, 1);
+            std::memcpy(&runs, row.data(), 4);
+            size += 4 + 2 * runs;
+        }
+        return both([](BitmapHandle& b) { return T_UpdateBitmapSize(&b); }) &&
+               (packed || (before == size && subject_.Size == size));
     }
 
     bool compressedRows() {
         if (model_.BitsPerPixel != 1) return true;
         const int32_t first = row();
         const uint32_t rows = 1 + script_.next(uint32_t(model_.Height - first));
-        std::vector<uint8_t> a(size_t(rows) * (8 + 2 * size_t(model_.Width))), b(a.size());
-        const auto get = [&](BitmapHandle& bitmap, uint8_t* to) {
-            return T_GetBitmapRowCompressed(&bitmap, nullptr, to, first, rows);
+        const auto get = [&](BitmapHandle& b, uint8_t* to) {
+            return T_GetBitmapRowCompressed(&b, nullptr, to, first, rows);
         };
         const int32_t target = script_.nextSigned(uint32_t(model_.Height - int32_t(rows) + 1));
-        return get(subject_, a.data()) == get(model_, b.data()) && a == b && both([&](BitmapHandle& bitmap) {
-                   return T_PutBitmapRowCompressed(&bitmap, nullptr, a.data(), target, rows);
+        return sameBytes(size_t(rows) * (8 + 2 * size_t(model_.Width)), get) && both([&](BitmapHandle& b) {
+                   return T_PutBitmapRowCompressed(&b, nullptr, given_.data(), target, rows);
                });
     }
 
@@ -519,38 +451,30 @@ class OperationPair {
     BitmapHandle& model_;
     Script script_;
     Observer see_;
-    uint32_t requests_;  // for copies
+    uint32_t requests_;           // for copies
+    std::vector<uint8_t> given_;  // by the last call of sameBytes
 
-    static constexpr Operation kOperations[] = {
-        {"put rows", &OperationPair::putRows},
-        {"put columns", &OperationPair::putColumns},
-        {"get columns", &OperationPair::getColumns},
-        {"put segments", &OperationPair::putSegments},
-        {"pixel colour", &OperationPair::pixelColor},
-        {"pixel data", &OperationPair::pixelData},
-        {"change height", &OperationPair::changeHeight},
-        {"copy", &OperationPair::copy},
-        {"copy rectangle", &OperationPair::copyRect},
-        {"change depth", &OperationPair::changeDepth},
-        {"convert row", &OperationPair::convertRow},
-        {"redefine", &OperationPair::redefine},
-        {"to gray", &OperationPair::toGray},
-        {"compressed rows", &OperationPair::compressedRows},
-        {"put runs", &OperationPair::putRuns},
-        {"size", &OperationPair::updateSize},
-        {"geometry", &OperationPair::geometry},
-        {"overlay", &OperationPair::overlay},
-        {"overlay again", &OperationPair::overlay},
-        {"combine", &OperationPair::combine},
-    };
+    static constexpr bool (OperationPair::*kOperations[])() = {
+        &OperationPair::putRows,      &OperationPair::putColumns,     &OperationPair::getColumns,
+        &OperationPair::putSegments,  &OperationPair::pixelColor,     &OperationPair::pixelData,
+        &OperationPair::changeHeight, &OperationPair::copy,           &OperationPair::copyRect,
+        &OperationPair::changeDepth,  &OperationPair::convertRow,     &OperationPair::redefine,
+        &OperationPair::toGray,       &OperationPair::compressedRows, &OperationPair::putRuns,
+        &OperationPair::updateSize,   &OperationPair::geometry,       &OperationPair::overlay,
+        &OperationPair::overlay,      &OperationPair::combine};
+    static constexpr const char* kNames[] = {
+        "put rows", "put columns",    "get columns",  "put segments", "pixel colour",  "pixel data", "change height",
+        "copy",     "copy rectangle", "change depth", "convert row",  "redefine",      "to gray",    "compressed rows",
+        "put runs", "size",           "geometry",     "overlay",      "overlay again", "combine"};
+    static_assert(std::size(kNames) == std::size(kOperations));
 };
 
 // Storage, format and width by the first bytes of the script, then its operations. Null, or what the two differ after.
 inline const char* runScript(Script script, bool superCompressed, const Observer& see = {}) {
-    constexpr Script::Format kFormats[] = {{1, 0},  {1, 0},  {1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},
-                                           {7, 0},  {8, 0},  {8, 0},  {12, 2}, {16, 0}, {16, 1}, {16, 2}, {24, 0},
-                                           {24, 1}, {24, 5}, {32, 0}, {32, 2}, {48, 1}, {48, 5}, {64, 0}, {64, 1}};
-    const Script::Format format = kFormats[script.next(std::size(kFormats))];
+    constexpr std::pair<int32_t, uint32_t> kFormats[] = {
+        {1, 0},  {1, 0},  {1, 0},  {2, 0},  {3, 0},  {4, 0},  {5, 0},  {6, 0},  {7, 0},  {8, 0},  {8, 0},  {12, 2},
+        {16, 0}, {16, 1}, {16, 2}, {24, 0}, {24, 1}, {24, 5}, {32, 0}, {32, 2}, {48, 1}, {48, 5}, {64, 0}, {64, 1}};
+    const auto [bits, order] = kFormats[script.next(std::size(kFormats))];
     const uint32_t request = kRequests[script.next(superCompressed ? 5 : 4)];
     const int32_t width = 1 + script.nextSigned(150);
     const std::vector<PaletteEntry> palette = script.palette();
@@ -561,8 +485,8 @@ inline const char* runScript(Script script, bool superCompressed, const Observer
         // Tiles of a few rows, where no bitmap is served from one block of memory.
         const bool tiles = i == 0 && request == MEM_TILED;
         T_SetMemoryThresholds(0, tiles ? 0 : INT32_MAX, tiles ? 512 : 0, tiles ? 1024 : -100, 1, 31);
-        made = T_CreateBitmap(&pair[i], sizeof pair[i], i == 0 ? request : MEM_CONVENTIONAL, width, 41, format.bits,
-                              format.order, palette.data(), 1, nullptr, 0);
+        made = T_CreateBitmap(&pair[i], sizeof pair[i], i == 0 ? request : MEM_CONVENTIONAL, width, 41, bits, order,
+                              palette.data(), 1, nullptr, 0);
     }
     T_SetMemoryThresholds(0, INT32_MAX, 0, -100, 1, 31);
     // Run-compressed rows have 1 bit, super-compression needs its module.
