@@ -38,34 +38,22 @@ inline std::vector<Channel> channelsOf(const BitmapHandle& b) {
 }
 inline uint64_t mostOf(int32_t bits) { return (uint64_t{1} << bits) - 1; }
 inline uint64_t part(uint64_t pixel, const Channel& c) { return pixel >> c.shift & mostOf(c.bits); }
+inline uint64_t withPart(uint64_t pixel, const Channel& c, uint64_t value) {
+    return (pixel & ~(mostOf(c.bits) << c.shift)) | value << c.shift;
+}
 
+// By modes up to COMBINE_MAXIMUM; beyond, the source's.
 inline uint64_t combined(uint32_t mode, uint64_t d, uint64_t s, uint64_t most) {
-    switch (mode) {
-        case COMBINE_NOT:
-            return ~s & most;
-        case COMBINE_AND:
-            return d & s;
-        case COMBINE_OR:
-            return d | s;
-        case COMBINE_XOR:
-            return d ^ s;
-        case COMBINE_ADD:
-            return std::min(d + s, most);
-        case COMBINE_SUBTRACT:
-            return d > s ? d - s : 0;
-        case COMBINE_DIFFERENCE:
-            return d > s ? d - s : s - d;
-        case COMBINE_MULTIPLY:
-            return d * s / most + (d * s % most > most / 2);
-        case COMBINE_AVERAGE:
-            return (d + s + 1) / 2;
-        case COMBINE_MINIMUM:
-            return std::min(d, s);
-        case COMBINE_MAXIMUM:
-            return std::max(d, s);
-        default:
-            return s;
-    }
+    const uint64_t greater = std::max(d, s), less = std::min(d, s);
+    const uint64_t product = d * s / most + (d * s % most > most / 2);
+    const uint64_t values[] = {s,        ~s & most,      d & s,   d | s,           d ^ s, std::min(d + s, most),
+                               d - less, greater - less, product, (d + s + 1) / 2, less,  greater};
+    return mode < std::size(values) ? values[mode] : s;
+}
+
+inline uint64_t colorOf(const BitmapHandle& b, uint64_t index) {
+    const PaletteEntry e = index < b.ColorCount ? b.Palette[index] : PaletteEntry{};
+    return e.Blue | uint64_t{e.Green} << 8 | uint64_t{e.Red} << 16;
 }
 
 inline uint64_t rounded(uint64_t a, uint64_t b) { return a / b + (a % b >= b - a % b); }
@@ -77,27 +65,18 @@ class Model {
         : d_(destination), s_(source), mode_(flags & 0xFF), channels_(flags & 0xF00) {}
 
     uint64_t operator()(uint64_t d, uint64_t s) const {
-        const bool indexed = d_.BitsPerPixel <= 8;
         const uint64_t alpha = alphaOf(s);
         const uint32_t mode = mode_ == COMBINE_ALPHA && !hasAlpha(s_) ? COMBINE_COPY : mode_;
-        if (indexed && !isRamp(d_) && (mode > COMBINE_XOR)) {
-            const uint64_t from = colorOf(d);
-            const uint64_t to = perChannel(mode, from, converted(s, 24, ORDER_BGR), {{0, 8, 0}, {8, 8, 0}, {16, 8, 0}},
-                                           alpha, colors(24));
+        if (d_.BitsPerPixel <= 8 && !isRamp(d_) && mode > COMBINE_XOR) {
+            const uint64_t from = colorOf(d_, d), color = converted(s, 24, ORDER_BGR);
+            const uint64_t to = perChannel(mode, from, color, {{0, 8, 0}, {8, 8, 0}, {16, 8, 0}}, alpha);
             return to == from ? d : match(to);
         }
         const uint64_t same = sameFormat() ? s : converted(s, d_.BitsPerPixel, d_.Order);
-        return perChannel(mode, d, withAlpha(same, alpha), channelsOf(d_), alpha, d_);
+        return perChannel(mode, d, withAlpha(same, alpha), channelsOf(d_), alpha);
     }
 
   private:
-    static BitmapHandle colors(int32_t bits) {
-        BitmapHandle format{};
-        format.BitsPerPixel = bits;
-        format.Order = ORDER_BGR;
-        return format;
-    }
-
     bool sameFormat() const {
         if (d_.BitsPerPixel != s_.BitsPerPixel) return false;
         if (d_.BitsPerPixel > 8) return d_.Order == s_.Order || d_.BitsPerPixel == 12;
@@ -110,14 +89,8 @@ class Model {
         return s_.BitsPerPixel == 16 ? (s >> 15) * 65535 : s_.BitsPerPixel == 32 ? (s >> 24) * 257 : s >> 48;
     }
     uint64_t withAlpha(uint64_t pixel, uint64_t alpha) const {
-        if (sameFormat() || !hasAlpha(d_)) return pixel;
-        const Channel c = channelsOf(d_)[3];
-        return (pixel & ~(mostOf(c.bits) << c.shift)) | alpha >> (16 - c.bits) << c.shift;
-    }
-    uint64_t colorOf(uint64_t index) const {
-        if (index >= d_.ColorCount) return 0;
-        const PaletteEntry& e = d_.Palette[index];
-        return e.Blue | uint64_t{e.Green} << 8 | uint64_t{e.Red} << 16;
+        const Channel c = channelsOf(d_).back();
+        return sameFormat() || !hasAlpha(d_) ? pixel : withPart(pixel, c, alpha >> (16 - c.bits));
     }
     uint64_t match(uint64_t color) const {
         return T_FindPaletteIndex(d_.Palette, d_.ColorCount, uint8_t(color >> 16), uint8_t(color >> 8), uint8_t(color));
@@ -125,24 +98,25 @@ class Model {
     static uint64_t convert(uint64_t pixel, const BitmapHandle& from, int32_t bits, uint32_t order) {
         uint8_t row[16] = {};
         putPixel(row, 0, from.BitsPerPixel, pixel);
-        PaletteEntry palette[256] = {};
-        if (from.Palette != nullptr) std::copy_n(from.Palette, from.ColorCount, palette);
+        Palette palette(256);
+        if (from.Palette != nullptr) std::copy_n(from.Palette, from.ColorCount, palette.begin());
         EXPECT_EQ(T_ConvertBufferExt(row, 1, from.BitsPerPixel, bits, from.Order, order,
-                                     from.BitsPerPixel <= 8 ? palette : nullptr, nullptr, CONVERT_ALPHA_OPAQUE, -1, -1),
+                                     from.BitsPerPixel <= 8 ? palette.data() : nullptr, nullptr, CONVERT_ALPHA_OPAQUE,
+                                     -1, -1),
                   SUCCESS);
         return getPixel(row, 0, bits == 0 ? 8 : bits);
     }
     uint64_t converted(uint64_t s, int32_t bits, uint32_t order) const {
-        if (bits <= 8) {
-            if (isRamp(d_)) return convert(s, s_, 0, 0);
-            return match(converted(s, 24, ORDER_BGR));
-        }
-        if (order != ORDER_MATRIX_RGB || s_.BitsPerPixel == 24 || s_.BitsPerPixel == 48)
-            return convert(s, s_, bits, order);
-        return convert(convert(s, s_, bits, ORDER_BGR), colors(bits), bits, order);
+        if (bits <= 8) return isRamp(d_) ? convert(s, s_, 0, 0) : match(converted(s, 24, ORDER_BGR));
+        const bool once = order != ORDER_MATRIX_RGB || s_.BitsPerPixel == 24 || s_.BitsPerPixel == 48;
+        if (once) return convert(s, s_, bits, order);
+        BitmapHandle between = s_;
+        between.BitsPerPixel = bits;
+        between.Order = ORDER_BGR;
+        return convert(convert(s, s_, bits, ORDER_BGR), between, bits, order);
     }
-    uint64_t perChannel(uint32_t mode, uint64_t d, uint64_t s, const std::vector<Channel>& channels, uint64_t alpha,
-                        const BitmapHandle& format) const {
+    uint64_t perChannel(uint32_t mode, uint64_t d, uint64_t s, const std::vector<Channel>& channels,
+                        uint64_t alpha) const {
         uint64_t result = d;
         // Alpha of both with the precision of the channels.
         const uint64_t most = channels[0].bits == 8 ? 255 : 65535;
@@ -150,8 +124,7 @@ class Model {
         const uint64_t ad = channels.size() == 4 ? part(d, channels[3]) * most / mostOf(channels[3].bits) : most;
         const uint64_t both = as * most + ad * (most - as);
         for (const Channel& c : channels) {
-            const bool selectable = c.flag != 0 && format.BitsPerPixel > 8 && &format == &d_;
-            if (selectable && channels_ != 0 && (channels_ & c.flag) == 0) continue;
+            if (c.flag != 0 && channels_ != 0 && (channels_ & c.flag) == 0) continue;
             uint64_t value = combined(mode, part(d, c), part(s, c), mostOf(c.bits));
             if (mode == COMBINE_ALPHA) {
                 if (both == 0) return d;
@@ -159,7 +132,7 @@ class Model {
                             ? rounded(both * mostOf(c.bits), most * most)
                             : rounded(part(s, c) * as * most + part(d, c) * ad * (most - as), both);
             }
-            result = (result & ~(mostOf(c.bits) << c.shift)) | value << c.shift;
+            result = withPart(result, c, value);
         }
         return result;
     }
@@ -170,17 +143,19 @@ class Model {
     uint32_t channels_;
 };
 
-inline void setPalette(BitmapHandle& bitmap, RandomNumbers& random) {
-    if (bitmap.BitsPerPixel > 8) return;
-    const uint32_t most = 1u << bitmap.BitsPerPixel;
+// Any pixels and view; up to 8 bits any palette, a ramp of grays often.
+inline void fillAnyhow(BitmapHandle& bitmap, RandomNumbers& random) {
+    const uint32_t most = 1u << std::min(bitmap.BitsPerPixel, 8);
     Palette colors = random.palette(random.below(2) != 0 ? most : 1 + random.below(most));
-    if (bitmap.BitsPerPixel == 8 && random.below(2) != 0) {
+    if (most == 256 && random.below(2) != 0) {
         colors.clear();
         for (int level = 0; level < 256; ++level) colors.push_back({uint8_t(level), uint8_t(level), uint8_t(level), 0});
     }
-    if (random.below(3) != 0) {
-        ASSERT_EQ(T_SetBitmapNewPalette(&bitmap, colors.data(), uint32_t(colors.size())), SUCCESS);
+    if (bitmap.BitsPerPixel <= 8 && random.below(3) != 0) {
+        EXPECT_EQ(T_SetBitmapNewPalette(&bitmap, colors.data(), uint32_t(colors.size())), SUCCESS);
     }
+    fill(bitmap, random, random.below(2) != 0 ? Content::noise : Content::runs);
+    bitmap.ViewPerspective = uint32_t(random.between(1, 8));
 }
 
 }  // namespace tnk::test

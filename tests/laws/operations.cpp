@@ -75,12 +75,10 @@ void hangOverlays(World& w) {
     OverlayAttributes color{};
     color.StructSize = sizeof color;
     color.Color = 0x123456;
+    color.BitPlane = static_cast<uint16_t>(b.BitsPerPixel - 1);
     EXPECT_EQ(T_SetOverlayAttributes(&b, 3, &color, OVERLAY_COLOR), SUCCESS);
+    EXPECT_EQ(T_SetOverlayAttributes(&b, 0, &color, OVERLAY_PLANE), SUCCESS);
     EXPECT_EQ(T_SetOverlayBitmap(&b, 5, nullptr, OVERLAY_COPY), SUCCESS);
-    if (b.BitsPerPixel > 1) {
-        color.BitPlane = static_cast<uint16_t>(b.BitsPerPixel - 1);
-        EXPECT_EQ(T_SetOverlayAttributes(&b, 0, &color, OVERLAY_PLANE), SUCCESS);
-    }
 }
 template <uint32_t kFlags>
 int32_t updatePlane(World& w) {
@@ -251,9 +249,9 @@ void releaseTurned(World& w) {
     release(w);
 }
 
-template <uint32_t kFlags, int32_t kLeft = 0>
+template <uint32_t kFlags>
 int32_t combine(World& w) {
-    return T_CombineBitmapKrn(&w.made, kLeft, 0, kWidth, w.made.Height, &w.source.record, 0, 0, kFlags);
+    return T_CombineBitmapKrn(&w.made, 3, 0, kWidth, w.made.Height, &w.source.record, 0, 0, kFlags);
 }
 template <uint32_t kFlags>
 int32_t warp(World& w) {
@@ -395,31 +393,17 @@ const Operation kOperations[] = {
     {"rotate_any_bilevel", kBilevel, rotate<-4500, ROTATE_RESIZE>, kSteps},
     {"rotate_linear", kGray, rotate<700, ROTATE_RESAMPLE>, kStatus, Leaves::nothing, attachTable},
     {"combine", kColor, combine<COMBINE_ADD>, kStatus, kMade, makeTarget},
-    {"combine_turned", kBilevel, combine<COMBINE_XOR, 3>, kStatus, kMade, makeTurnedTarget},
+    {"combine_turned", kBilevel, combine<COMBINE_XOR>, kStatus, kMade, makeTurnedTarget},
     {"combine_converted", kIndexed, combine<COMBINE_MAXIMUM>, kStatus, kMade,
      [](World& w) { EXPECT_EQ(create(w, 24, ORDER_BGR), SUCCESS); }},
-    {"combine_itself", kIndexed,
-     [](World& w) {
-         BitmapHandle& b = w.source.record;
-         return T_CombineBitmapKrn(&b, 5, 0, kWidth, b.Height, &b, 0, 0, COMBINE_DIFFERENCE);
-     },
-     kStatus, kSource},
     {"warp", kColor, warp<COMBINE_LINEAR>, kStatus, kMade, makeTarget},
-    {"warp_bilevel", kBilevel, warp<COMBINE_ALPHA>, kStatus, kMade, makeTarget},
     {"warp_colors", kIndexed, warp<COMBINE_ADD | COMBINE_LINEAR>, kStatus, kMade, makeTarget},
     {"scramble", kColor, scramble, kStatus, kSource},
     {"scramble_bilevel", kBilevel, scramble, kStatus, kSource},
     {"copy_overlays", kColor, copy, kCopyStatus, Leaves::nothing, hangOverlays},
-    {"rectangle_overlays", kBilevel, copyRect, kCopyStatus, kMade, hangOverlays},
-    {"reduce_overlays", kIndexed, [](World& w) { return reduce(w, &w.source.record, 1, CRF_FIXEDPALETTE); }, kStatus,
-     Leaves::nothing, hangOverlays},
     {"reverse_overlays", kColor, [](World& w) { return T_ReverseBitmap(&w.source.record); }, kStatus, kSource,
      hangOverlays},
-    {"size_overlays", kColor, size<0>, kStatus, Leaves::nothing, hangOverlays},
     {"rotate_overlays", kColor, rotate<9000, ROTATE_RESIZE>, kSteps, Leaves::nothing, hangOverlays},
-    {"rotate_half_overlays", kBilevel, rotate<18000>, kSteps, Leaves::nothing, hangOverlays},
-    {"shear_overlays", kIndexed, [](World& w) { return T_ShearBitmap(&w.source.record, -2000, 1, 0); }, kStatus,
-     Leaves::nothing, hangOverlays},
     {"plane_out", kGray, updatePlane<0>, Reports::no, Leaves::nothing, hangOverlays},
     {"plane_back", kGray, updatePlane<OVERLAY_TO_PLANE>, Reports::no, kSource, hangOverlays},
     {"give_overlay", kIndexed, giveOverlay, Reports::no, Leaves::nothing, hangOverlays},
