@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 
 #include "geometry/combine_model.h"
 
@@ -115,6 +116,46 @@ TEST_P(Warps, OfParallelogramsAreExact) {
                                       flags | (linear ? COMBINE_LINEAR : 0)),
                   SUCCESS);
         EXPECT_EQ(seen(target.record), expected);
+    }
+}
+
+// Corners' positions by elimination, for pixels that tell where they come from.
+TEST(Warps, FollowPerspective) {
+    constexpr int32_t kWidth = 200, kHeight = 150;
+    StoredBitmap source(Kind::section, kWidth, kHeight, Format{16, 2}), target(Kind::section, 120, 120, Format{16, 2});
+    source.record.ViewPerspective = target.record.ViewPerspective = TOP_LEFT;
+    for (int32_t i = 0; i < kWidth * kHeight; ++i) {
+        const auto place = static_cast<uint16_t>(i / kWidth * 256 + i % kWidth);
+        std::memcpy(source.record.pData + 2 * i, &place, 2);
+    }
+    const BitmapPoint from[] = {{0, 0}, {kWidth, 0}, {kWidth, kHeight}, {0, kHeight}};
+    for (const Quad& to :
+         {Quad{{{10, 5}, {110, 30}, {90, 115}, {20, 80}}}, Quad{{{100, 9}, {7, 40}, {30, 60}, {118, 119}}}}) {
+        double m[8][9];
+        for (size_t i = 0; i < 8; ++i) {
+            const double x = to[i / 2].x, y = to[i / 2].y, u = i % 2 == 0 ? from[i / 2].x : from[i / 2].y;
+            const double row[] = {x, y, 1, 0, 0, 0, -u * x, -u * y, u}, other[] = {0, 0, 0, x, y, 1, -u * x, -u * y, u};
+            std::copy_n(i % 2 == 0 ? row : other, 9, m[i]);
+        }
+        for (size_t i = 0; i < 8; ++i) {
+            std::swap(m[i], *std::max_element(m + i, m + 8,
+                                              [&](auto& a, auto& b) { return std::abs(a[i]) < std::abs(b[i]); }));
+            for (size_t row = 0; row < 8; ++row)
+                for (size_t c = 9; row != i && c-- > i;) m[row][c] -= m[i][c] * (m[row][i] / m[i][i]);
+        }
+        const auto at = [&](size_t i) { return m[i][8] / m[i][i]; };
+        ASSERT_EQ(T_FillBitmap(&target.record, COLOR_TAG_GRAY | 0xFFFF), SUCCESS);
+        ASSERT_EQ(T_CombineBitmapWarp(&target.record, to.data(), &source.record, nullptr, 0), SUCCESS);
+        const PixelModel warped(target.record);
+        for (int32_t i = 0; i < 120 * 120; ++i) {
+            const double x = i % 120 + 0.5, y = i / 120 + 0.5, w = at(6) * x + at(7) * y + 1;
+            const double u = (at(0) * x + at(1) * y + at(2)) / w, v = (at(3) * x + at(4) * y + at(5)) / w;
+            const bool clear = std::abs(u - std::round(u)) > 1e-6 && std::abs(v - std::round(v)) > 1e-6;
+            const bool inside = u > 0 && u < kWidth && v > 0 && v < kHeight && w > 0;
+            const auto expected = inside ? static_cast<uint64_t>(v) * 256 + static_cast<uint64_t>(u) : 0xFFFF;
+            if (!clear) continue;
+            ASSERT_EQ(warped.at(i % 120, i / 120), expected) << i % 120 << ", " << i / 120;
+        }
     }
 }
 
