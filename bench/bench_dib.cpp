@@ -7,6 +7,9 @@
 #ifdef PEER_FREEIMAGE
 #include <FreeImage.h>
 #endif
+#ifdef PEER_LIBYUV
+#include <libyuv.h>
+#endif
 #ifdef PEER_OPENCV
 #include <opencv2/core.hpp>
 #endif
@@ -185,11 +188,36 @@ void bitFields(const char* name, int32_t bits, const std::vector<uint8_t>& rows,
 #endif
 }
 
+// The photograph's levels as luma, and its right half as chroma: the work does not depend on what it shows.
+void luma() {
+    const size_t chroma = kPixels / 4;
+    std::vector<uint8_t> planes = pictures().gray8;
+    planes.insert(planes.end(), pictures().gray8.end() - static_cast<ptrdiff_t>(2 * chroma), pictures().gray8.end());
+    const std::string job = "DIB in, 4:2:0", pairs = "DIB in, 4:2:2";
+    copyOf(job, planes.size(), kPixels * 3);
+    const Block* dib = packed(12, 0x30323449, {}, planes);  // I420
+    takeIn(job, dib);
+    copyOf(pairs, kPixels * 2, kPixels * 3);
+    std::vector<uint8_t> both = pictures().gray8;
+    both.insert(both.end(), pictures().gray8.begin(), pictures().gray8.end());
+    const Block* yuy2 = packed(16, 0x32595559, {}, both);  // YUY2
+    takeIn(pairs, yuy2);
+#ifdef PEER_LIBYUV
+    const uint8_t *y = dib->data + 40, *u = y + kPixels, *v = u + chroma, *packedPairs = yuy2->data + 40;
+    uint8_t* to = output(kPixels * 4);
+    contender(job, "libyuv",
+              [=] { libyuv::I420ToRGB24(y, kWidth, u, kWidth / 2, v, kWidth / 2, to, kWidth * 3, kWidth, kHeight); });
+    contender(pairs, "libyuv (to 32 bits)",
+              [=] { libyuv::YUY2ToARGB(packedPairs, kWidth * 2, to, kWidth * 4, kWidth, kHeight); });
+#endif
+}
+
 }  // namespace
 
 void registerDibs() {
     for (const int32_t bits : {1, 8, 24}) out(bits);
     for (const int32_t bits : {1, 8, 24}) in(bits);
+    luma();
     runCoded();
     const Pictures& p = pictures();
     bitFields("5-6-5", 16, p.bgr555, {0xF800, 0x7E0, 0x1F});
