@@ -1433,7 +1433,8 @@ TNK_API int32_t TNK_CALL T_SetBitmapAlpha(BitmapHandle* Bitmap, BitmapHandle* Al
  * Make a packed DIB, uncompressed and bottom-up, which the caller frees with T_OsFreeHandle; 0 on failure. Depths become:
  * 1, 4, 8 the same; 2 and 3 bits 4; 5 to 7 bits 8; 12 bits, and 16 bits of gray samples, 24; 16, 24, 32 bits the same, in
  * BGR order; 48 bits 24; 64 bits 32. The DIB shows the picture as it is seen. It has the colours of the bitmap's palette, all
- * 16 or 256 where the depth changes, and those of the fixed palette where there is none. Nothing is reported.
+ * 16 or 256 where the depth changes, and those of the fixed palette where there is none. Nothing is reported but the copy of
+ * a picture that lies on its side, to the copy status callback, which may stop it.
  * T_ConvertToDIB leaves the bitmap as it is. T_ChangeToDIB consumes it: it takes bitmaps that are neither accessed
  * (BMF_LOCKED) nor BMF_SIGNED and frees them when the DIB is made. Memory of the library's own is given back in bands as rows
  * go over, so that the picture is in memory once and a band; one that lies on its side (views 5 to 8) is turned in a
