@@ -206,8 +206,11 @@ class OperationPair {
             if (what == 1) return T_SetOverlayBitmap(&b, index, nullptr, mode);
             if (what < 4) return T_SetOverlayAttributes(&b, index, &attributes, which);
             BitmapHandle given = {};
-            T_CreateBitmap(&given, sizeof given, &b == &model_ ? MEM_CONVENTIONAL : request, width, height, 1, 0,
-                           colors, view, nullptr, 0);
+            const auto create = [&](uint32_t kind) {
+                return T_CreateBitmap(&given, sizeof given, kind, width, height, 1, 0, colors, view, nullptr, 0);
+            };
+            // Where the codec module is missing, plain memory serves.
+            if (&b == &model_ || create(request) != T_SUCCESS) create(MEM_CONVENTIONAL);
             for (int32_t y = 0; y < height; y += 2) T_PutBitmapRow(&given, pixels.data(), y, given.BytesPerLine);
             const int32_t result = T_SetOverlayBitmap(&b, index, &given, mode);
             if (mode != OVERLAY_SHARE || result != T_SUCCESS) T_FreeBitmap(&given);

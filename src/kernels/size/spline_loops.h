@@ -46,7 +46,9 @@ void sumColumns(const float* line, ptrdiff_t channels, const float* weights, int
     }
     for (; x < samples; ++x) {
         float sum = weights[0] * line[x];
-        for (int32_t k = 1; k <= reach; ++k) sum += weights[k] * (line[x - k * channels] + line[x + k * channels]);
+        // Samples lie before the line too: their places are no indexes.
+        const float* const at = line + x;
+        for (int32_t k = 1; k <= reach; ++k) sum += weights[k] * (*(at - k * channels) + *(at + k * channels));
         target[x] = sum;
     }
 }
