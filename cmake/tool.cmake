@@ -6,10 +6,12 @@ if(NOT tool_sources)
 endif()
 
 find_path(TNK_CLI11 CLI/CLI.hpp PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-if(NOT TNK_CLI11 OR NOT TNK_STB)
-    message(FATAL_ERROR "CLI11 or stb is missing; scripts/setup installs them (or configure with -DTNK_TOOL=OFF)")
+find_path(TNK_JSON nlohmann/json.hpp PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+if(NOT TNK_CLI11 OR NOT TNK_JSON OR NOT TNK_STB)
+    message(FATAL_ERROR "CLI11, nlohmann-json or stb is missing; scripts/setup installs them (or configure with -DTNK_TOOL=OFF)")
 endif()
 file(COPY ${TNK_CLI11}/CLI DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.hpp)
+file(COPY ${TNK_JSON}/nlohmann DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.hpp)
 
 # What --version tells; looked up by every build, written when it changed.
 add_custom_target(tnk_build_id

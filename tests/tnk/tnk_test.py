@@ -4,6 +4,7 @@
 """
 
 import hashlib
+import json
 import os
 import pathlib
 import random
@@ -466,6 +467,41 @@ class Working(ToolTest):
         for options in ("--out none.png", "--out none.png --put x=bit.png", "--out none.png --put 0=p0.png --planes 3"):
             self.tnk("planes", "gray.png", *options.split(), code=2)
         self.assertFalse([name for name in self.names() if name.startswith("none")])
+
+    def test_compare(self):
+        self.save("rgba.png", self.rgba)
+        self.save("gray.png", self.gray)
+        self.write("deep.pgm", pictures.pnm(5, HEIGHT, 65535, [257 * v + (i == 70) for i, v in enumerate(self.gray.getdata())]))
+        other = self.rgb.copy()
+        other.putpixel((9, 2), tuple(v ^ 21 for v in self.rgb.getpixel((9, 2))))
+        other.putpixel((3, 7), (0, 0, 0))
+        turned = pictures.with_exif(self.read(self.save("turned.png", other.transpose(Image.Transpose.ROTATE_90))), pictures.exif(6))
+        self.write("turned.png", turned)
+        self.save("few.png", self.rgb.quantize(9))
+        colors = self.save("colors.png", self.gray.convert("RGB"))
+        small = self.save("small.bmp", self.rgb.crop((0, 0, 9, 9)))
+        for a, b, mode, options in (("in.ppm", "turned.png", "RGB", ""), ("few.png", "in.ppm", "RGB", "--tolerance 40 --memory tiled"), ("gray.png", "in.ppm", "RGB", ""),
+                                    ("rgba.png", "in.ppm", "RGBA", ""), ("in.ppm", "rgba.png", "RGBA", "--tolerance 255"), ("gray.png", colors, "RGB", "")):
+            sides = [(other if name == "turned.png" else self.image(name)).convert(mode) for name in (a, b)]
+            limit = int(options.split()[1]) if options else 0
+            found = [[abs(v - w) for v, w in zip(p, q)] for p, q in zip(*(side.getdata() for side in sides))]
+            places = [i for i, values in enumerate(found) if max(values) > limit]
+            told = json.loads(self.tnk("compare", a, b, "--json", *options.split(), code=int(bool(places)))[0])
+            self.assertEqual([told[key] for key in ("equal", "bits", "pixels", "pixelsDifferent", "first", "tolerance")],
+                             [not places, 8, len(found), len(places), {"x": places[0] % WIDTH, "y": places[0] // WIDTH} if places else None, limit], (a, b))
+            for i, channel in enumerate(told["differences"]):
+                values = [value[i] for value in found]
+                self.assertEqual((channel["name"], channel["largest"]), (("red", "green", "blue", "alpha")[i], max(values)))
+                self.assertAlmostEqual(channel["mean"], sum(values) / len(values))
+            self.assertEqual(len(told["differences"]), len(mode))
+        told = json.loads(self.tnk("compare", "gray.png", "deep.pgm", "--json", code=1)[0])
+        self.assertEqual((told["bits"], told["first"], told["differences"]), (16, {"x": 70 - WIDTH, "y": 1}, [{"name": "gray", "largest": 1, "mean": 1 / (WIDTH * HEIGHT)}]))
+        self.assertEqual((told["b"]["file"], told["b"]["bitsPerPixel"], told["b"]["width"]), ("deep.pgm", 16, WIDTH))
+        self.assertIn("equal within 1 of 65535\n  gray    largest 1, mean", self.tnk("compare", "gray.png", "deep.pgm", "--tolerance", "1")[0])
+        self.assertIn("2 of 2257 pixels (0.0886 %), the first at 9,2", self.tnk("compare", "in.ppm", "turned.png", code=1)[0])
+        self.assertIn("different: the sizes", self.tnk("compare", "in.ppm", small, code=1)[0])
+        for arguments in (("in.ppm", "gone.png"), ("in.ppm",), ("in.ppm", "in.ppm", "--tolerance", "-1")):
+            self.assertIn("tnk: ", self.tnk("compare", *arguments, code=2)[1])
 
     def test_shear(self):
         for options, turn in (("--shear 20", None), ("--shear 20 --vertical", Image.Transpose.TRANSPOSE)):

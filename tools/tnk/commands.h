@@ -100,6 +100,14 @@ struct PlanesOptions {
     std::string memory = "plain";
 };
 
+struct CompareOptions {
+    std::string a;
+    std::string b;
+    int tolerance = 0;  // the largest difference of channels that counts as none
+    bool json = false;
+    std::string memory = "plain";
+};
+
 void convert(const ConvertOptions& options);
 
 void combine(const CombineOptions& options);
@@ -116,6 +124,9 @@ void planes(const PlanesOptions& options);
 void pages(const PagesOptions& options);
 
 void info(const std::string& file, const std::string& memory);
+// True when the pictures have the same size and, within the tolerance, the same pixels, as seen.
+bool compare(const CompareOptions& options);
+
 void count(const std::string& file, const std::string& memory);
 
 // The palette that a file has, or the optimized one of a picture, as a palette file or a picture of it.

@@ -9,6 +9,9 @@ namespace tool {
 
 enum ExitCode : int { kExitOk = 0, kExitFailed = 1, kExitUsage = 2, kExitInterrupted = 130 };
 
+// Of comparisons, as other programs that compare have them: what is different must not look like what failed.
+enum CompareCode : int { kExitEqual = 0, kExitDifferent = 1, kExitTrouble = 2 };
+
 class Failure : public std::runtime_error {
   public:
     Failure(const std::string& why, ExitCode code) : std::runtime_error(why), code_(code) {}

@@ -13,8 +13,9 @@ inline constexpr const char* kExamples =
     "  tnk count photo.jpg\n"
     "  tnk palette photo.jpg photo.gpl --colors 32\n"
     "  tnk combine photo.jpg logo.png marked.png --at 20,20\n"
+    "  tnk compare before.png after.png\n"
     "\n"
-    "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C.";
+    "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C; compare has its own.";
 
 inline constexpr const char* kInfoExamples =
     "Examples:\n"
@@ -74,6 +75,23 @@ inline constexpr const char* kScrambleExamples =
     "Examples:\n"
     "  tnk scramble team.jpg hidden.png --rect 320,120,90,110 --key 4711\n"
     "  tnk scramble hidden.png team.png --rect 320,120,90,110 --key 4711";
+
+inline constexpr const char* kCompareExamples =
+    "Pictures are compared as they are seen, in channels of 8 bits, or of 16 where one of them has more than 8:\n"
+    "differences are in these units. Grays count as colours where the other picture has colours, and pictures without\n"
+    "alpha as opaque. Positions count from 0,0 at the top left.\n"
+    "\n"
+    "With --json: a and b (file, width, height, bitsPerPixel, channels, bitsPerChannel), tolerance, equal; where the "
+    "sizes\n"
+    "are the same also bits (8 or 16), pixels, pixelsDifferent, first (x, y, or null), and differences, each with name,\n"
+    "largest and mean.\n"
+    "\n"
+    "Exit codes: 0 equal, 1 different, 2 a file failed or wrong usage, 130 stopped by Ctrl-C.\n"
+    "\n"
+    "Examples:\n"
+    "  tnk compare before.png after.png\n"
+    "  tnk compare photo.jpg photo.png --tolerance 3\n"
+    "  tnk compare a.png b.bmp --json";
 
 inline constexpr const char* kPlanesExamples =
     "Plane 0 is the least bit of a gray. A plane is a picture of 1 bit, white where the bit is set; of a picture that "

@@ -37,6 +37,8 @@ class CommandLine {
     static void addInAndOut(CLI::App& command, std::string& in, std::string& out);
     void addCombinations();
     void addPlanes();
+    void addComparison();
+    int runComparison();
     static void addPictureOptions(CLI::App& command, PictureOptions& options);
 
     CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
@@ -50,6 +52,7 @@ class CommandLine {
     CLI::App* warp_;
     CLI::App* scramble_;
     CLI::App* planes_;
+    CLI::App* compare_;
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     ConvertOptions convertOptions_;
@@ -60,6 +63,7 @@ class CommandLine {
     WarpOptions warpOptions_;
     ScrambleOptions scrambleOptions_;
     PlanesOptions planesOptions_;
+    CompareOptions compareOptions_;
 };
 
 #if defined(_WIN32)
@@ -190,6 +194,20 @@ void CommandLine::addCombinations() {
     scramble_->footer(kScrambleExamples);
 }
 
+void CommandLine::addComparison() {
+    compare_ = app_.add_subcommand("compare", "Tell whether two pictures are equal, and how far apart they are");
+    compare_->add_option("A", compareOptions_.a, "A picture (PNG, JPEG, BMP, PNM)")->required();
+    compare_->add_option("B", compareOptions_.b, "Another one")->required();
+    compare_
+        ->add_option("-t,--tolerance", compareOptions_.tolerance,
+                     "Differences of up to N in each channel count as none (default 0)")
+        ->type_name("N")
+        ->check(CLI::Range(0, 65535));
+    compare_->add_flag("--json", compareOptions_.json, "Tell it as a JSON object");
+    addMemoryOption(*compare_, compareOptions_.memory);
+    compare_->footer(kCompareExamples);
+}
+
 CommandLine::CommandLine() {
     app_.require_subcommand(1);
     // "/usr/share/photo.jpg" is a name, on Windows too.
@@ -248,6 +266,7 @@ CommandLine::CommandLine() {
     alpha_->footer(kAlphaExamples);
     addCombinations();
     addPlanes();
+    addComparison();
 }
 
 void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
@@ -267,6 +286,13 @@ int guarded(Work work) {
         complain(error.what());
     }
     return kExitFailed;
+}
+
+int CommandLine::runComparison() {
+    bool equal = false;
+    const int code = guarded([&] { equal = compare(compareOptions_); });
+    if (code == kExitFailed) return kExitTrouble;
+    return code != kExitOk ? code : equal ? kExitEqual : kExitDifferent;
 }
 
 int CommandLine::run(std::vector<std::string> arguments) {
@@ -295,6 +321,7 @@ int CommandLine::run(std::vector<std::string> arguments) {
     if (warp_->parsed()) return guarded([this] { warp(warpOptions_); });
     if (scramble_->parsed()) return guarded([this] { scramble(scrambleOptions_); });
     if (planes_->parsed()) return guarded([this] { planes(planesOptions_); });
+    if (compare_->parsed()) return runComparison();
     const auto tell = count_->parsed() ? count : info;
     int code = kExitOk;
     for (const std::string& file : files_) {

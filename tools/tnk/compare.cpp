@@ -1,0 +1,176 @@
+// Whether two pictures look the same, and how far apart they are.
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+#include "commands.h"
+#include "geometry.h"
+#include "json.h"
+#include "memory.h"
+#include "picture.h"
+#include "progress.h"
+#include "sample_rows.h"
+
+namespace tool {
+
+namespace {
+
+struct Side {
+    const std::string& file;
+    Picture picture;
+
+    int width() const { return picture.bitmap->Width; }
+    int height() const { return picture.bitmap->Height; }
+    int bitsPerPixel() const {
+        const int bits = picture.headers.bitsPerPixel;
+        return bits ? bits : picture.channels * picture.bitsPerChannel;
+    }
+    bool isGray() const { return picture.channels <= 2; }
+    bool hasAlpha() const { return picture.bitmap->BitsPerPixel == 32 || picture.bitmap->BitsPerPixel == 64; }
+};
+
+Side read(const std::string& file, uint32_t request) {
+    Side side = {file, readPicture(file, GrayAlpha::kAsColor, request)};
+    const Progress progress("preparing", file);
+    bringUpright(side.picture.bitmap, file);
+    return side;
+}
+
+struct Channel {
+    const char* name;
+    int sample;  // of a pixel in the common form
+    int largest = 0;
+    uint64_t sum = 0;
+};
+
+struct Difference {
+    SampleForm form;
+    std::vector<Channel> channels;
+    int64_t pixels = 0;  // that differ by more than the tolerance
+    int firstX = -1;
+    int firstY = -1;
+};
+
+// Colours are compared where a picture has them, alpha where one has it.
+Difference commonForm(const Side& a, const Side& b) {
+    const bool alpha = a.hasAlpha() || b.hasAlpha(), gray = a.isGray() && b.isGray();
+    const int bits = std::max(a.picture.bitsPerChannel, b.picture.bitsPerChannel) > 8 ? 16 : 8;
+    Difference out = {{alpha ? 4 : gray ? 1 : 3, bits}, {}};
+    if (gray) {
+        out.channels = {{"gray", 0}};
+    } else {
+        out.channels = {{"red", 0}, {"green", 1}, {"blue", 2}};
+    }
+    if (alpha) out.channels.push_back({"alpha", 3});
+    return out;
+}
+
+template <class Sample>
+void compareRow(const uint8_t* rowA, const uint8_t* rowB, int y, int width, int tolerance, Difference& out) {
+    const Sample *a = reinterpret_cast<const Sample*>(rowA), *b = reinterpret_cast<const Sample*>(rowB);
+    for (int x = 0; x < width; x++, a += out.form.channels, b += out.form.channels) {
+        bool differs = false;
+        for (Channel& channel : out.channels) {
+            const int distance = std::abs(a[channel.sample] - b[channel.sample]);
+            channel.largest = std::max(channel.largest, distance);
+            channel.sum += static_cast<uint64_t>(distance);
+            differs |= distance > tolerance;
+        }
+        if (differs && out.pixels++ == 0) {
+            out.firstX = x;
+            out.firstY = y;
+        }
+    }
+}
+
+Difference comparePixels(Side& a, Side& b, int tolerance) {
+    const Progress progress("comparing", a.file);
+    Difference out = commonForm(a, b);
+    SampleRows rowsA(a.picture.bitmap, a.file, out.form), rowsB(b.picture.bitmap, b.file, out.form);
+    const int width = a.width(), height = a.height();
+    for (int y = 0; y < height; y++) {
+        Progress::rowDone(y, height);
+        (out.form.bits == 8 ? compareRow<uint8_t> : compareRow<uint16_t>)(rowsA.get(y), rowsB.get(y), y, width,
+                                                                          tolerance, out);
+    }
+    return out;
+}
+
+double meanOf(const Channel& channel, int64_t pixels) {
+    return static_cast<double>(channel.sum) / static_cast<double>(pixels);
+}
+
+void tell(const Side& side) {
+    std::printf("%s: %d x %d pixels, %d bits a pixel (%d of %d bits)\n", side.file.c_str(), side.width(), side.height(),
+                side.bitsPerPixel(), side.picture.channels, side.picture.bitsPerChannel);
+}
+
+void tell(const Difference& difference, int64_t pixels, int tolerance) {
+    if (difference.pixels == 0) {
+        std::printf("%s", "equal");
+        if (tolerance) std::printf(" within %d of %d", tolerance, (1 << difference.form.bits) - 1);
+        std::printf("\n");
+    } else {
+        std::printf("different: %lld of %lld pixels (%.3g %%), the first at %d,%d\n",
+                    static_cast<long long>(difference.pixels), static_cast<long long>(pixels),
+                    100.0 * static_cast<double>(difference.pixels) / static_cast<double>(pixels), difference.firstX,
+                    difference.firstY);
+    }
+    for (const Channel& channel : difference.channels) {
+        if (channel.sum == 0) continue;
+        std::printf("  %-7s largest %d, mean %.4g of %d\n", channel.name, channel.largest, meanOf(channel, pixels),
+                    (1 << difference.form.bits) - 1);
+    }
+}
+
+Json jsonOf(const Side& side) {
+    return {{"file", side.file},
+            {"width", side.width()},
+            {"height", side.height()},
+            {"bitsPerPixel", side.bitsPerPixel()},
+            {"channels", side.picture.channels},
+            {"bitsPerChannel", side.picture.bitsPerChannel}};
+}
+
+void addJson(Json& out, const Difference& difference, int64_t pixels) {
+    out["bits"] = difference.form.bits;
+    out["pixels"] = pixels;
+    out["pixelsDifferent"] = difference.pixels;
+    out["first"] = nullptr;
+    if (difference.pixels) out["first"] = {{"x", difference.firstX}, {"y", difference.firstY}};
+    Json differences = Json::array();
+    for (const Channel& channel : difference.channels) {
+        differences.push_back(
+            {{"name", channel.name}, {"largest", channel.largest}, {"mean", meanOf(channel, pixels)}});
+    }
+    out["differences"] = differences;
+}
+
+}  // namespace
+
+bool compare(const CompareOptions& options) {
+    const uint32_t request = memoryRequest(options.memory);
+    Side a = read(options.a, request), b = read(options.b, request);
+    const bool sameSize = a.width() == b.width() && a.height() == b.height();
+    Difference difference = {};
+    if (sameSize) difference = comparePixels(a, b, options.tolerance);
+    const bool equal = sameSize && difference.pixels == 0;
+    const int64_t pixels = int64_t{a.width()} * a.height();
+    if (options.json) {
+        Json out = {{"a", jsonOf(a)}, {"b", jsonOf(b)}, {"tolerance", options.tolerance}, {"equal", equal}};
+        if (sameSize) addJson(out, difference, pixels);
+        printJson(out);
+        return equal;
+    }
+    tell(a);
+    tell(b);
+    if (sameSize) {
+        tell(difference, pixels, options.tolerance);
+    } else {
+        std::printf("different: the sizes\n");
+    }
+    return equal;
+}
+
+}  // namespace tool
