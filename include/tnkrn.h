@@ -419,9 +419,11 @@ TNK_API int32_t TNK_CALL T_TrimBitmap(BitmapHandle* Bitmap, int32_t Left, int32_
  * Codes of all of them: -13 null list or output, an index at or past the count, a run of none; -789 a record's size, or
  * the size argument; -814 a list that counts items and has none; -1 no memory, the lists are as they were.
  */
+/* Makes an empty list. */
 TNK_API int32_t TNK_CALL T_CreateBitmapList(T_HANDLE* List);
 /* Frees all bitmaps and the list; 1. */
 TNK_API int32_t TNK_CALL T_DestroyBitmapList(T_HANDLE List);
+/* Tells the number of items. */
 TNK_API int32_t TNK_CALL T_GetBitmapListCount(T_HANDLE List, uint32_t* Count);
 
 /* Inserts the record before Index, or at the end with any index from the count on. The caller's record still names the
@@ -666,7 +668,7 @@ TNK_API int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size);
  * calls when a word is not 0. They answer 1 to go on; another answer ends the operation and becomes its result. They are
  * asked whether the bitmap has a region or not, but for counting colours, which takes a bitmap without one as a whole.
  */
-#define DISPATCH_WORDS 20
+#define DISPATCH_WORDS 20        /* words of the table */
 #define DISPATCH_COPY_REGION 1   /* CopyRegionRoutine */
 #define DISPATCH_SEGMENT_COUNT 3 /* SegmentCountRoutine */
 #define DISPATCH_ROW_SEGMENTS 4  /* RowSegmentsRoutine */
@@ -704,6 +706,7 @@ typedef int32_t(TNK_CALL* BoundsRoutine)(BitmapHandle* Bitmap, BitmapRect* Bound
 /* Answers whether T_PutPixelColor may write a pixel: 1, or anything but 0, to write it where the bitmap has it. */
 typedef int32_t(TNK_CALL* WritableRoutine)(BitmapHandle* Bitmap, int32_t Row, int32_t Column);
 
+/* Is told that the bitmap was flipped or reversed. */
 typedef int32_t(TNK_CALL* FlipRoutine)(BitmapHandle* Bitmap);
 
 TNK_API int32_t TNK_CALL T_SetDisDispatch(const uintptr_t* Table); /* -13 null, else 1 */
@@ -755,9 +758,11 @@ TNK_API uint64_t TNK_CALL T_OsSeekBig(T_HANDLE File, uint64_t Offset, uint32_t O
 /* Move Count bytes in chunks of at most 0x7FFFFFF; a chunk that moves nothing ends the transfer. The count, or -1. */
 TNK_API int32_t TNK_CALL T_OsReadBig(T_HANDLE File, void* Buffer, uint32_t Count, void* UserData);
 TNK_API int32_t TNK_CALL T_OsWriteBig(T_HANDLE File, const void* Buffer, uint32_t Count, void* UserData);
+/* Cuts or lengthens a file. */
 TNK_API int32_t TNK_CALL T_OsSetFileSize(T_HANDLE File, uint32_t Size); /* 0 or -1 */
-TNK_API int32_t TNK_CALL T_OsClose(T_HANDLE File);                      /* 0 or -1 */
-TNK_API int32_t TNK_CALL T_OsDelete(const T_WCHAR* Name);               /* 0 or -1 */
+/* Close a file; delete one. */
+TNK_API int32_t TNK_CALL T_OsClose(T_HANDLE File);        /* 0 or -1 */
+TNK_API int32_t TNK_CALL T_OsDelete(const T_WCHAR* Name); /* 0 or -1 */
 /* Writes a unique name in the thread's temporary directory; Buffer holds 264 characters. 1, -1 or -13. */
 TNK_API int32_t TNK_CALL T_OsGetTempName(T_WCHAR* Buffer);
 /* -295 when the calling thread's last platform failure was a full disk, else Default. */
@@ -918,6 +923,8 @@ TNK_API int32_t TNK_CALL T_DllLoaderClose(T_HANDLE Loader);                  /* 
  * is a handle, 0 on failure; a null structure gives 0 where the system asks for one. Objects go with T_WinDeleteObject,
  * which, as T_WinReleaseDC and T_WinDeleteDC, returns 1, or 0 when the system refuses. Outside Windows every result is 0.
  */
+
+/* Device contexts. */
 TNK_API T_HANDLE TNK_CALL T_WinGetDC(T_HANDLE Window, uint32_t Line, const char* Module);
 TNK_API int32_t TNK_CALL T_WinReleaseDC(T_HANDLE Window, T_HANDLE DC, uint32_t Line, const char* Module);
 TNK_API T_HANDLE TNK_CALL T_WinCreateDC(const T_WCHAR* Driver, const T_WCHAR* Device, const T_WCHAR* Port,
@@ -925,6 +932,7 @@ TNK_API T_HANDLE TNK_CALL T_WinCreateDC(const T_WCHAR* Driver, const T_WCHAR* De
 TNK_API T_HANDLE TNK_CALL T_WinCreateCompatibleDC(T_HANDLE DC, uint32_t Line, const char* Module);
 TNK_API int32_t TNK_CALL T_WinDeleteDC(T_HANDLE DC, uint32_t Line, const char* Module);
 
+/* Bitmaps of the device. */
 TNK_API T_HANDLE TNK_CALL T_WinCreateBitmap(int32_t Width, int32_t Height, uint32_t Planes, uint32_t BitsPerPixel,
                                             const void* Bits, uint32_t Line, const char* Module);
 TNK_API T_HANDLE TNK_CALL T_WinCreateBitmapIndirect(const void* Bitmap, uint32_t Line, const char* Module);
@@ -934,9 +942,11 @@ TNK_API T_HANDLE TNK_CALL T_WinCreateCompatibleBitmap(T_HANDLE DC, int32_t Width
 TNK_API T_HANDLE TNK_CALL T_WinCreateDIBSection(T_HANDLE DC, const void* Info, uint32_t Usage, void** Bits,
                                                 T_HANDLE Section, uint32_t Offset, uint32_t Line, const char* Module);
 
+/* Palettes. */
 TNK_API T_HANDLE TNK_CALL T_WinCreatePalette(const void* Palette, uint32_t Line, const char* Module);
 TNK_API T_HANDLE TNK_CALL T_WinCreateHalftonePalette(T_HANDLE DC, uint32_t Line, const char* Module);
 
+/* Pens, brushes, fonts. */
 TNK_API T_HANDLE TNK_CALL T_WinCreatePen(int32_t Style, int32_t Width, uint32_t Color, uint32_t Line,
                                          const char* Module);
 TNK_API T_HANDLE TNK_CALL T_WinCreatePenIndirect(const void* Pen, uint32_t Line, const char* Module);
@@ -948,6 +958,7 @@ TNK_API T_HANDLE TNK_CALL T_WinCreateDIBPatternBrushPt(const void* PackedDib, ui
 TNK_API T_HANDLE TNK_CALL T_WinCreateBrushIndirect(const void* Brush, uint32_t Line, const char* Module);
 TNK_API T_HANDLE TNK_CALL T_WinCreateFontIndirect(const void* Font, uint32_t Line, const char* Module);
 
+/* Regions. */
 TNK_API T_HANDLE TNK_CALL T_WinCreateRectRgn(int32_t Left, int32_t Top, int32_t Right, int32_t Bottom, uint32_t Line,
                                              const char* Module);
 TNK_API T_HANDLE TNK_CALL T_WinCreateRectRgnIndirect(const void* Rect, uint32_t Line, const char* Module);
@@ -962,6 +973,7 @@ TNK_API T_HANDLE TNK_CALL T_WinCreatePolygonRgn(const void* Points, int32_t Coun
 TNK_API T_HANDLE TNK_CALL T_WinExtCreateRegion(const void* Transform, uint32_t Bytes, const void* Data, uint32_t Line,
                                                const char* Module);
 
+/* Deletes any of them. */
 TNK_API int32_t TNK_CALL T_WinDeleteObject(T_HANDLE Object, uint32_t Line, const char* Module);
 
 /* A memory device context of the toolkit, compatible with the screen; the palette of Bitmap, where it is given and has

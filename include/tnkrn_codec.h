@@ -82,6 +82,7 @@ typedef int32_t(TNK_CALL* CodecRowRoutine)(void* User, int32_t Row, const uint8_
 TNK_CODEC_API int32_t TNK_CALL fltLoadImage(const CodecImage* Image, const uint8_t* Packed, uint32_t PackedBytes,
                                             CodecRowRoutine TakeRow, void* User);
 
+/* The entry points as routines that were looked up. */
 typedef int32_t(TNK_CALL* CodecSaveRoutine)(const CodecChunk* Chunk, const uint8_t* Rows, uint8_t* Packed,
                                             uint32_t Capacity, uint32_t* PackedBytes);
 typedef int32_t(TNK_CALL* CodecLoadRoutine)(const CodecChunk* Chunk, const uint8_t* Packed, uint32_t PackedBytes,
