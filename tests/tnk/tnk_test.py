@@ -468,6 +468,55 @@ class Working(ToolTest):
             self.tnk("planes", "gray.png", *options.split(), code=2)
         self.assertFalse([name for name in self.names() if name.startswith("none")])
 
+    def test_threshold(self):
+        def level_by_otsu(grays):  # the variance between the classes, as a fraction
+            split = lambda at: ([v for v in grays if v < at], [v for v in grays if v >= at])
+            sides = [(at, *split(at)) for at in sorted(set(grays))[1:]]
+            return max(sides, key=lambda s: (len(s[1]) * len(s[2]) * (sum(s[1]) / len(s[1]) - sum(s[2]) / len(s[2])) ** 2, -s[0]))[0] if sides else 128
+
+        self.write("deep.pgm", pictures.pnm(5, HEIGHT, 65535, [257 * v for v in self.gray.getdata()]))
+        names = [self.save("few.png", self.rgb.quantize(9)), self.save("rgba.png", self.rgba), self.save("gray.png", self.gray.point(lambda v: v // 3 + 90)),
+                 self.save("bits.png", self.gray.convert("1")), self.save("flat.png", self.gray.point(lambda v: 130))]
+        for name in ("in.ppm", "deep.pgm", *names):
+            source = self.gray if name == "deep.pgm" else self.image(name).convert("RGB")
+            grays = [v if name == "deep.pgm" else (2 * v[0] + 5 * v[1] + v[2] + 4) >> 3 for v in source.getdata()]
+            best = level_by_otsu(grays)
+            for text, options in (("auto", ""), ("auto", " --gray 8 --memory tiled"), ("1", ""), ("117", " --memory compressed"), ("255", "")):
+                told, _ = self.convert(name, "out.png", f"--bits 1 --verbose --threshold {text}{options}")
+                level = int(text) if text != "auto" else int(told.split("threshold ")[1].split(",")[0])
+                if text == "auto":  # levels between two that occur part the same pixels
+                    self.assertEqual([v >= level for v in grays], [v >= best for v in grays], (name, level, best))
+                self.assertEqual([v // 255 for v in self.image("out.png").getdata()], [int(v >= level) for v in grays], (name, text))
+
+    def test_pictures_with_alpha_over_a_background(self):
+        few = self.image(self.save("few.png", self.rgb.quantize(13), transparency=3)).convert("RGBA")
+        gray = Image.merge("LA", (self.rgb.getchannel(1), self.gray))
+        self.write("turned.png", pictures.with_exif(self.read(self.save("a.png", self.rgba.transpose(Image.Transpose.ROTATE_90))), pictures.exif(6)))
+        self.save("mask.png", self.gray)
+        masked = self.rgb.convert("RGBA")
+        masked.putalpha(self.gray)
+        for name, image, options in ((self.save("rgba.png", self.rgba), self.rgba, ""), ("few.png", few, ""), (self.save("gray.png", gray), gray.convert("RGBA"), ""),
+                                     ("turned.png", self.rgba, "--memory tiled"), ("in.ppm", masked, "--alpha mask.png"), ("in.ppm", self.rgb.convert("RGBA"), ""),
+                                     ("turned.png", self.rgba.transpose(Image.Transpose.ROTATE_90), "--keep-view")):
+            for color in ("#208040", "white"):
+                self.convert(name, "out.png", f"--background {color} {options}")
+                expected = Image.alpha_composite(Image.new("RGBA", image.size, color), image).convert("RGB")
+                found = self.image("out.png")
+                self.assertEqual(found.mode, "L" if (name, color) == ("gray.png", "white") else "RGB")
+                self.assertLessEqual(max(high for _, high in ImageChops.difference(found.convert("RGB"), expected).getextrema()), 1, (name, color))
+                self.convert(name, "flat.png", f"--background {color} --rotate 30 --bits 32 {options}")
+                self.assertEqual(self.image("flat.png").getpixel((0, 0))[3], 255)
+                self.convert("out.png", "direct.png", "--bits 4")
+                self.convert(name, "flat.png", f"--background {color} --bits 4 {options}")
+                if "--keep-view" not in options and name != "in.ppm":
+                    self.same("flat.png", self.image("direct.png"))
+        deep = [(i * 2711 + i % 4 * 17) & 0xFFFF for i in range(4 * WIDTH)]
+        self.write("deep.png", pictures.png(16, 6, [struct.pack(">%dH" % len(deep), *deep)]))
+        self.convert("deep.png", "out.png", "--background #208040")
+        for i, found in enumerate(pictures.samples16(self.read("out.png"))):
+            alpha, ground = deep[i // 3 * 4 + 3], (0x2020, 0x8080, 0x4040)[i % 3]
+            self.assertLessEqual(abs(found - (deep[i // 3 * 4 + i % 3] * alpha + ground * (65535 - alpha)) / 65535), 1)
+
     def test_compare(self):
         self.save("rgba.png", self.rgba)
         self.save("gray.png", self.gray)
@@ -612,7 +661,8 @@ class Failing(ToolTest):
             "--bits 8 --palette web --reserve-system": "--palette optimized", "--rotate x": "no angle", "--rotate 1.234": "no angle",
             "--shear 90": "no angle", "--size 0": "--size 0", "--size 5x": "--size 5x", "--size 0%": "percent", "--fit 5": "no WxH",
             "--flip --keep-size": "behind a --rotate", "--vertical": "behind a --shear", "--filter linear --flip": "--filter goes",
-            "--size 5 --filter cubic": "--filter", "--bmp-header v4": "--bmp-header goes", "--background red": "--background goes", "--rotate 5 --background #12345": "no #RRGGBB",
+            "--size 5 --filter cubic": "--filter", "--bmp-header v4": "--bmp-header goes", "--threshold 9": "--bits 1", "--bits 1 --threshold 256": "0 to 255", "--bits 1 --threshold 9 --dither none": "the place of --dither",
+            "--bits 1 --palette x.gpl --threshold 9": "no --palette", "--rotate 5 --background #12345": "no #RRGGBB",
         }.items()} | {"convert in.ppm out.bmp --" + options: words for options, words in {
             "gray 16": "BMP holds no grays", "bits 12": "BMP holds no grays", "bits 64": "no channels of 16 bits"}.items()}
         for arguments, words in cases.items():

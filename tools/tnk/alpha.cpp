@@ -44,11 +44,27 @@ void putAlpha(Bitmap& bitmap, const std::string& file, const std::string& maskFi
     require(T_SetBitmapAlpha(bitmap.get(), mask.bitmap.get()), file);
 }
 
+bool hasAlpha(const Bitmap& bitmap) { return bitmap->BitsPerPixel == 32 || bitmap->BitsPerPixel == 64; }
+
+void layOver(Bitmap& bitmap, const std::string& file, uint32_t color, uint32_t request) {
+    const bool onItsSide = bitmap->ViewPerspective >= LEFT_TOP;
+    Bitmap ground;
+    ground.create(file, request, bitmap->Width, bitmap->Height, bitmap->BitsPerPixel / 4 * 3, ORDER_RGB);
+    ground->XResolution = bitmap->XResolution;
+    ground->YResolution = bitmap->YResolution;
+    ground->ViewPerspective = bitmap->ViewPerspective;
+    require(T_FillBitmap(ground.get(), color), file);
+    require(T_CombineBitmapKrn(ground.get(), 0, 0, onItsSide ? bitmap->Height : bitmap->Width,
+                               onItsSide ? bitmap->Width : bitmap->Height, bitmap.get(), 0, 0, COMBINE_ALPHA),
+            file);
+    bitmap = std::move(ground);
+}
+
 void alpha(const AlphaOptions& options) {
     const FileFormat format = formatOf(options.out);
     Picture picture = readPicture(options.in, GrayAlpha::kAsColor, memoryRequest(options.memory));
     const int bits = picture.bitmap->BitsPerPixel;
-    if (bits != 32 && bits != 64) throw fileFailure(options.in, "has no alpha channel");
+    if (!hasAlpha(picture.bitmap)) throw fileFailure(options.in, "has no alpha channel");
     const std::string why = whyNot(format, bits == 64 ? 16 : 8, true);
     if (!why.empty()) throw usageFailure(options.out + ": " + why);
     Bitmap mask;

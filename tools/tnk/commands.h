@@ -21,6 +21,7 @@ struct PictureOptions {
     int gray = 0;                      // bits of the grays that it becomes first; 0: it keeps its colours
     std::vector<int> bits;             // one result for each, and each of the methods; empty: as it is by now
     std::vector<std::string> dithers;  // empty: floyd-steinberg
+    std::string threshold;             // of results of 1 bit, instead of dithering; empty: none
     std::string palette;               // empty: fixed
     int colors = 0;                    // 0: all
     bool reserveSystem = false;        // in optimized palettes

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "alpha.h"
 #include "commands.h"
 #include "geometry.h"
 #include "json.h"
@@ -27,7 +28,6 @@ struct Side {
         return bits ? bits : picture.channels * picture.bitsPerChannel;
     }
     bool isGray() const { return picture.channels <= 2; }
-    bool hasAlpha() const { return picture.bitmap->BitsPerPixel == 32 || picture.bitmap->BitsPerPixel == 64; }
 };
 
 Side read(const std::string& file, uint32_t request) {
@@ -54,7 +54,7 @@ struct Difference {
 
 // Colours are compared where a picture has them, alpha where one has it.
 Difference commonForm(const Side& a, const Side& b) {
-    const bool alpha = a.hasAlpha() || b.hasAlpha(), gray = a.isGray() && b.isGray();
+    const bool alpha = hasAlpha(a.picture.bitmap) || hasAlpha(b.picture.bitmap), gray = a.isGray() && b.isGray();
     const int bits = std::max(a.picture.bitsPerChannel, b.picture.bitsPerChannel) > 8 ? 16 : 8;
     Difference out = {{alpha ? 4 : gray ? 1 : 3, bits}, {}};
     if (gray) {

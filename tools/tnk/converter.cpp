@@ -11,6 +11,7 @@
 #include "memory.h"
 #include "palette_file.h"
 #include "progress.h"
+#include "threshold.h"
 
 namespace tool {
 
@@ -42,12 +43,19 @@ void checkOptions(const PictureOptions& options) {
         throw usageFailure("--crop LEFT,TOP,WIDTH,HEIGHT: width and height start at 1");
     }
     const auto keepsAlpha = [](int bits) { return bits == 32 || bits == 64; };
-    if (!options.alpha.empty() &&
+    if (!options.alpha.empty() && options.geometry.background.empty() &&
         (options.gray || !std::all_of(options.bits.begin(), options.bits.end(), keepsAlpha))) {
-        throw usageFailure("--alpha makes pictures of 32 and 64 bits: no other --bits go with it, and no --gray");
+        throw usageFailure(
+            "--alpha makes pictures of 32 and 64 bits: other --bits and --gray go with it only over a --background");
     }
     if (options.bits.empty() && (ownPalette || options.colors || !options.dithers.empty() || !options.order.empty())) {
         throw usageFailure("--palette, --colors, --dither and --order go with --bits");
+    }
+    if (!options.threshold.empty() && (options.bits != std::vector<int>{1} || ownPalette || options.colors)) {
+        throw usageFailure("--threshold makes black and white: it goes with --bits 1, and no --palette or --colors");
+    }
+    if (!options.threshold.empty() && !options.dithers.empty()) {
+        throw usageFailure("--threshold takes the place of --dither");
     }
     if (options.gray && ownPalette) throw usageFailure("--gray brings its own palette and cannot go with --palette");
     if (options.colors && (options.gray || options.palette == "web")) {
@@ -119,6 +127,7 @@ Converter::Converter(const PictureOptions& options, const std::string& out)
                   : options.bmpHeader == "v4" ? BmpHeader::kV4
                                               : BmpHeader::kV5;
     }
+    if (!options.threshold.empty()) threshold_ = thresholdOf(options.threshold);
     const std::vector<uint32_t> methods = methodsOf(options.dithers);
     std::vector<int> depths = options.bits;
     const bool keepDepth = depths.empty() && !options.gray;
@@ -179,13 +188,15 @@ void Converter::readPalette() {
 
 Page Converter::read(const std::string& file) const {
     if (interrupted()) throw interruptedFailure();
-    const bool alpha = std::any_of(jobs_.begin(), jobs_.end(),
-                                   [](Job job) { return job.bits == 0 || job.bits == 32 || job.bits == 64; });
+    const bool alpha = !options_.geometry.background.empty() || std::any_of(jobs_.begin(), jobs_.end(), [](Job job) {
+        return job.bits == 0 || job.bits == 32 || job.bits == 64;
+    });
     Picture picture = readPicture(file, alpha ? GrayAlpha::kAsColor : GrayAlpha::kDrop, request_);
     Page page;
     page.file = file;
     page.resolution = picture.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit;
     page.bitmap = std::move(picture.bitmap);
+    page.grayWithAlpha = picture.channels == 2;
     if (!options_.gray) {
         page.depth = picture.depth;
         page.palette = std::move(picture.palette);
@@ -203,12 +214,23 @@ void Converter::prepare(Page& page) const {
         page.depth = 0;
     }
     if (!options_.crop.empty()) cropBitmap(bitmap, options_.crop, page.file);
+    if (!options_.geometry.background.empty() && hasAlpha(bitmap)) layOver(page);
     if (!options_.geometry.steps.empty()) {
         takeOwnDepth(page);
         const Stopwatch stepwatch(page.moving);
         applySteps(bitmap, options_.geometry, page.file);
     }
     if (options_.gray) require(T_GrayScaleBitmap(bitmap.get(), options_.gray), page.file);
+}
+
+void Converter::layOver(Page& page) const {
+    const uint32_t color = colorOf(options_.geometry.background);
+    const int bits = page.bitmap->BitsPerPixel / 4;  // a channel
+    tool::layOver(page.bitmap, page.file, color, request_);
+    page.depth = 0;
+    page.palette.clear();
+    const bool gray = (color & 0xFF) == (color >> 8 & 0xFF) && (color & 0xFF) == color >> 16;
+    if (page.grayWithAlpha && gray) require(T_GrayScaleBitmap(page.bitmap.get(), bits), page.file);
 }
 
 namespace {
@@ -233,7 +255,8 @@ Result Converter::make(Page& page, const Job& job, std::string out) const {
     {
         const Progress progress("converting", result.out);
         const Stopwatch stopwatch(result.page.milliseconds);
-        result.page.bitmap = reduce(page, {bits, job.method});
+        result.page.bitmap =
+            options_.threshold.empty() ? reduce(page, {bits, job.method}) : parted(page, result.method);
     }
     return result;
 }
@@ -264,7 +287,7 @@ int Converter::depthOf(const Page& page, const Job& job) const {
 }
 
 bool Converter::keepsPalette(const Page& page, int bits) const {
-    const bool wanted = options_.palette.empty() && !options_.colors;
+    const bool wanted = options_.palette.empty() && !options_.colors && options_.threshold.empty();
     return wanted && bits <= 8 && !page.palette.empty() && page.palette.size() <= size_t{1} << bits;
 }
 
@@ -313,6 +336,13 @@ void Converter::takeOwnDepth(Page& page) const {
     }
 }
 
+Bitmap Converter::parted(Page& page, std::string& method) const {
+    const int level = threshold_ < 0 ? bestThreshold(page.bitmap, page.file) : threshold_;
+    method = "threshold " + std::to_string(level);
+    const uint32_t request = packed() ? MEM_CONVENTIONAL : request_;
+    return placed(applyThreshold(page.bitmap, page.file, level, request), page.file);
+}
+
 Bitmap Converter::reduce(Page& page, const Job& job) const {
     const bool asItIs = options_.bits.empty() && job.bits == page.bitmap->BitsPerPixel;
     if (asItIs || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
@@ -346,7 +376,7 @@ std::string Converter::report(Result& result) const {
     const int bits = bitmap->BitsPerPixel;
     char numbers[96];
     std::snprintf(numbers, sizeof numbers, ": %d x %d, %d %s, %s, converted in %.1f ms, ", bitmap->Width,
-                  bitmap->Height, bits, bits == 1 ? "bit" : "bits", result.method, result.page.milliseconds);
+                  bitmap->Height, bits, bits == 1 ? "bit" : "bits", result.method.c_str(), result.page.milliseconds);
     char moved[48] = "";
     if (result.page.moving > 0) std::snprintf(moved, sizeof moved, "moved in %.1f ms, ", result.page.moving);
     return result.out + numbers + moved + describeMemory(bitmap) + "\n";

@@ -20,6 +20,7 @@ struct Page {
     Bitmap bitmap;
     int depth = 0;                      // that keeps every pixel, 0: the bitmap's
     std::vector<PaletteEntry> palette;  // in which every pixel has its colour
+    bool grayWithAlpha = false;         // in the file; the bitmap has colours
 };
 
 struct Job {
@@ -30,7 +31,7 @@ struct Job {
 struct Result {
     std::string out;
     Page page;
-    const char* method;  // of dithering, in words
+    std::string method;  // of dithering, in words
 };
 
 // True when `text` had `placeholder`.
@@ -69,12 +70,16 @@ class Converter {
 
     void checkDepth(const std::string& out, int bits) const;
     void readPalette();
+    // Lays a picture with alpha over the background.
+    void layOver(Page& page) const;
     // The bits of a result.
     int depthOf(const Page& page, const Job& job) const;
     bool keepsPalette(const Page& page, int bits) const;
     // The colours that pixels are matched with exactly; none where the library reduces the picture.
     std::vector<PaletteEntry> exactPalette(const Page& page, const Job& job) const;
     Reduction reductionFor(const Job& job) const;
+    // In black and white by the threshold; `method` says which it is.
+    Bitmap parted(Page& page, std::string& method) const;
     Bitmap reduce(Page& page, const Job& job) const;
     void takeOwnDepth(Page& page) const;
     Bitmap matched(Page& page, int bits, const std::vector<PaletteEntry>& palette) const;
@@ -84,7 +89,8 @@ class Converter {
     const PictureOptions& options_;
     FileFormat format_;
     BmpHeader header_ = BmpHeader::kFitting;
-    uint32_t request_;  // of memory
+    uint32_t request_;    // of memory
+    int threshold_ = -1;  // -1: the best of each picture
     std::vector<Job> jobs_;
     std::vector<PaletteEntry> palette_;  // empty: the fixed, the web or an optimized palette
     bool paletteOfFile_ = false;

@@ -115,17 +115,13 @@ uint32_t colorOf(const std::string& name) {
 
 void checkGeometry(const GeometryOptions& options) {
     using Step = GeometryStep;
-    bool resizes = false, rotates = false, shears = false;
+    bool resizes = false, rotates = false;
     for (const Step& step : options.steps) {
         resizes |= step.kind == Step::kSize || step.kind == Step::kScale || step.kind == Step::kFit;
         rotates |= step.kind == Step::kRotate;
-        shears |= step.kind == Step::kShear;
     }
     if (!options.filter.empty() && !resizes && !rotates) {
         throw usageFailure("--filter goes with --rotate, --size and --fit");
-    }
-    if (!options.background.empty() && !rotates && !shears) {
-        throw usageFailure("--background goes with --rotate and --shear");
     }
     colorOf(options.background);
 }

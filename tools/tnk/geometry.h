@@ -24,7 +24,7 @@ struct GeometryStep {
 
 struct GeometryOptions {
     std::vector<GeometryStep> steps;
-    std::string background;  // empty: white
+    std::string background;  // of what turns bring in, and of pictures with alpha; empty: white, and alpha stays
     std::string filter;      // empty: what suits a picture
     bool keepView = false;
 };

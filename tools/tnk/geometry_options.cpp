@@ -122,9 +122,10 @@ void addGeometryOptions(CLI::App& command, GeometryOptions& options) {
         ->check(CLI::IsMember({"nearest", "linear", "bicubic"}))
         ->group(kGroup);
     command
-        .add_option(
-            "--background", options.background,
-            "What --rotate and --shear fill with: #RRGGBB, white (the default), black, gray, red, green, blue, yellow")
+        .add_option("--background", options.background,
+                    "What --rotate and --shear fill with, and what pictures with alpha are laid over: #RRGGBB, white, "
+                    "black, gray,\n"
+                    "red, green, blue, yellow (without it white, and pictures keep their alpha)")
         ->type_name("COLOUR")
         ->group(kGroup);
     command

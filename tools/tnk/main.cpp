@@ -116,6 +116,10 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
     command.add_option("-d,--dither", options.dithers, "Dithering method (default floyd-steinberg), a list, or all")
         ->delimiter(',')
         ->allow_extra_args(false);
+    command
+        .add_option("-t,--threshold", options.threshold,
+                    "With --bits 1, instead of dithering: white from this gray level on (0-255), or auto")
+        ->type_name("N|auto");
     command.add_option("--order", options.order, "Order of the colours in the bitmap; the file looks the same")
         ->check(CLI::IsMember({"rgb", "bgr"}));
     command

@@ -29,18 +29,24 @@ void pack(std::vector<uint8_t>& out, const uint8_t* indexes, int count, int bits
 
 }  // namespace
 
-Bitmap matchColors(Bitmap& source, const std::string& file, int bits, const std::vector<PaletteEntry>& palette,
-                   uint32_t request) {
-    const std::vector<PaletteEntry> whole = wholePalette(palette);
-    const uint8_t last = static_cast<uint8_t>(palette.size() - 1);
-    const int width = source->Width, height = source->Height, bitsBefore = source->BitsPerPixel;
+Bitmap blankLike(const Bitmap& source, const std::string& file, int bits, const std::vector<PaletteEntry>& palette,
+                 uint32_t request) {
     Bitmap result;
-    result.create(file, request, width, height, bits, ORDER_RGB);
+    result.create(file, request, source->Width, source->Height, bits, ORDER_RGB);
     std::copy(palette.begin(), palette.end(), result->Palette);
     result->ColorCount = static_cast<uint32_t>(palette.size());
     result->XResolution = source->XResolution;
     result->YResolution = source->YResolution;
     result->ViewPerspective = source->ViewPerspective;
+    return result;
+}
+
+Bitmap matchColors(Bitmap& source, const std::string& file, int bits, const std::vector<PaletteEntry>& palette,
+                   uint32_t request) {
+    const std::vector<PaletteEntry> whole = wholePalette(palette);
+    const uint8_t last = static_cast<uint8_t>(palette.size() - 1);
+    const int width = source->Width, height = source->Height, bitsBefore = source->BitsPerPixel;
+    Bitmap result = blankLike(source, file, bits, palette, request);
 
     // Many rows are converted as one, so that what is found for a colour serves them all. Other rows than those of whole
     // bytes a pixel may end inside a byte.
