@@ -95,6 +95,10 @@ endfunction()
 
 # The header must do for strict C99.
 file(GLOB c_programs CONFIGURE_DEPENDS tests/c/*.c examples/*.c)
+if(WIN32)
+    file(GLOB windows_programs CONFIGURE_DEPENDS examples/windows/*.c)
+    list(APPEND c_programs ${windows_programs})
+endif()
 foreach(source IN LISTS c_programs)
     get_filename_component(name ${source} NAME_WE)
     if(source MATCHES "/examples/")
@@ -105,6 +109,9 @@ foreach(source IN LISTS c_programs)
     tnk_outside_program(${program} ${source})
     target_compile_options(${program} PRIVATE -pedantic -Wall -Wextra -Werror)
     set_target_properties(${program} PROPERTIES C_EXTENSIONS OFF)
+    if(source MATCHES "/windows/")
+        target_link_libraries(${program} PRIVATE gdi32 user32)
+    endif()
 endforeach()
 
 # One random walk with one hash for all targets. After a change that is meant to alter results:

@@ -48,6 +48,11 @@ if(TNK_TESTS AND TNK_PYTHON)
     if(WIN32)
         set_tests_properties(tnk PROPERTIES FIXTURES_REQUIRED wine)
     endif()
+    if(NOT WIN32 AND NOT TNK_SANITIZE)
+        # The commands that README.md and the guide show.
+        add_test(NAME documents
+            COMMAND ${TNK_PYTHON} ${PROJECT_SOURCE_DIR}/tests/docs/docs_test.py ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR})
+    endif()
 elseif(TNK_TESTS)
     message(STATUS "python3 is missing: tnk is not tested")
 endif()

@@ -12,10 +12,11 @@ import sys
 
 INCLUDE = pathlib.Path(__file__).parent.parent / "include"
 HEADERS = "\n".join(path.read_text(encoding="utf-8") for path in sorted(INCLUDE.glob("*.h")))
+HIDDEN = {"TNKRN_H", "TNKRN_CODEC_H", "TNK_API", "TNK_CALL", "TNK_CODEC_API"}
 NAMES = set(re.findall(r"^TNK_\w*API .*?\b(\w+)\(", HEADERS, re.M)) | set(re.findall(r"^#define (\w+)", HEADERS, re.M))
 NAMES |= set(re.findall(r"^} (\w+);", HEADERS, re.M)) | set(re.findall(r"TNK_CALL\* (\w+)\)", HEADERS))
+NAMES -= HIDDEN
 CODES = {number: name for name, number in re.findall(r"^#define (T_\w+) \((-\d+)\)", HEADERS, re.M)}
-HIDDEN = {"TNKRN_H", "TNKRN_CODEC_H", "TNK_API", "TNK_CALL", "TNK_CODEC_API"}
 TITLES = {"tnkrn.h": "Conventions", "tnkrn_codec.h": "Codec modules"}  # of what the headers begin with
 LONG = 12  # lines; what is longer stands once, and the block's other declarations point to it
 
@@ -27,7 +28,7 @@ def marked(text, codes=False):
     text = re.sub(r"\b\w+\b(?!\\\*)", lambda m: f'@ref {m[0]} "{m[0]}"' if m[0] in NAMES else m[0], text)
     if not codes:
         return text
-    return re.sub(r"(?<![\w.\"^])-\d+\b", lambda m: f'@ref {CODES[m[0]]} "{m[0]}"' if m[0] in CODES else m[0], text)
+    return re.sub(r"(?<![\w.\"^])-\d+\b(?!\^)", lambda m: f'@ref {CODES[m[0]]} "{m[0]}"' if m[0] in CODES else m[0], text)
 
 
 def body(comment):
