@@ -7,11 +7,18 @@ endif()
 
 find_path(TNK_CLI11 CLI/CLI.hpp PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 find_path(TNK_JSON nlohmann/json.hpp PATHS /usr/local/include /usr/include NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
-if(NOT TNK_CLI11 OR NOT TNK_JSON OR NOT TNK_STB)
-    message(FATAL_ERROR "CLI11, nlohmann-json or stb is missing; scripts/setup installs them (or configure with -DTNK_TOOL=OFF)")
+if(NOT TNK_CLI11 OR NOT TNK_JSON)
+    message(FATAL_ERROR "CLI11 or nlohmann-json is missing; scripts/setup installs them (or configure with -DTNK_TOOL=OFF)")
 endif()
 file(COPY ${TNK_CLI11}/CLI DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.hpp)
 file(COPY ${TNK_JSON}/nlohmann DESTINATION ${PROJECT_BINARY_DIR}/third_party FILES_MATCHING PATTERN *.hpp)
+
+foreach(codec png jpeg)
+    if(NOT TARGET tnk::${codec})
+        message(STATUS "tnk is not built: lib${codec} is missing")
+        return()
+    endif()
+endforeach()
 
 # What --version tells; looked up by every build, written when it changed.
 add_custom_target(tnk_build_id
@@ -24,7 +31,7 @@ add_executable(tnk ${tool_sources})
 add_dependencies(tnk tnk_build_id)
 target_include_directories(tnk PRIVATE tools/tnk ${PROJECT_BINARY_DIR}/generated)
 target_include_directories(tnk SYSTEM PRIVATE ${PROJECT_BINARY_DIR}/third_party)
-target_link_libraries(tnk PRIVATE tnkrn Threads::Threads)
+target_link_libraries(tnk PRIVATE tnkrn Threads::Threads tnk::png tnk::jpeg)
 tnk_warnings(tnk)
 if(WIN32)
     # Several large pictures at a time need more than the 2 GB that a 32-bit program gets otherwise.

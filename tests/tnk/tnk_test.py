@@ -176,7 +176,8 @@ class Reading(ToolTest):
         for letters in (4, b"JPEG", b"MJPG", b"dmb1") if SUPER else ():
             self.write("in.bmp", pictures.bmp(32, 24, [SMALL_JPEG.read_bytes()], compression=letters, width=48))
             self.convert("in.bmp", "out.png")
-            self.same("out.png", self.image("small.png"))
+            difference = ImageChops.difference(self.image("out.png"), self.image("small.png"))
+            self.assertLess(max(high for _, high in difference.getextrema()), 8)  # the module has a decoder of its own
 
     def test_sixteen_bits_a_channel_stay_exact(self):
         color = [(x * 2711 + c * 17) & 0xFFFF for x in range(WIDTH) for c in range(3)]
@@ -261,7 +262,7 @@ class Writing(ToolTest):
             for path in sorted(self.place.glob("same-*")):
                 total.update(path.name.encode() + path.read_bytes())
                 path.unlink()
-        self.assertEqual(total.hexdigest(), "fe8b063b12e34398f3163119758fcd955b11ac6019e47542c8ab28f594ac4274")
+        self.assertEqual(total.hexdigest(), "fe76ed88a77b05b6efc9517716e4c1d15d5a8cf5d85792d6cec4fcc85cd6e697")
 
     def test_palettes_of_files(self):
         colors = [(0, 0, 0), (255, 255, 255), (200, 30, 40), (10, 20, 230), (250, 240, 20), (253, 240, 20)]

@@ -3,11 +3,11 @@
 #include <cstdio>
 
 #include "commands.h"
+#include "formats/writer.h"
 #include "geometry.h"
 #include "memory.h"
 #include "picture.h"
 #include "progress.h"
-#include "writer.h"
 
 namespace tool {
 

@@ -4,12 +4,12 @@
 #include <cstring>
 
 #include "commands.h"
+#include "formats/writer.h"
 #include "geometry.h"
 #include "match_colors.h"
 #include "memory.h"
 #include "picture.h"
 #include "progress.h"
-#include "writer.h"
 
 namespace tool {
 

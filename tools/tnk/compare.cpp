@@ -23,11 +23,8 @@ struct Side {
 
     int width() const { return picture.bitmap->Width; }
     int height() const { return picture.bitmap->Height; }
-    int bitsPerPixel() const {
-        const int bits = picture.headers.bitsPerPixel;
-        return bits ? bits : picture.channels * picture.bitsPerChannel;
-    }
-    bool isGray() const { return picture.channels <= 2; }
+    int bitsPerPixel() const { return picture.headers.bitsPerPixel; }
+    bool isGray() const { return picture.headers.channels <= 2; }
 };
 
 Side read(const std::string& file, uint32_t request) {
@@ -55,7 +52,7 @@ struct Difference {
 // Colours are compared where a picture has them, alpha where one has it.
 Difference commonForm(const Side& a, const Side& b) {
     const bool alpha = hasAlpha(a.picture.bitmap) || hasAlpha(b.picture.bitmap), gray = a.isGray() && b.isGray();
-    const int bits = std::max(a.picture.bitsPerChannel, b.picture.bitsPerChannel) > 8 ? 16 : 8;
+    const int bits = std::max(a.picture.headers.bitsPerChannel, b.picture.headers.bitsPerChannel) > 8 ? 16 : 8;
     Difference out = {{alpha ? 4 : gray ? 1 : 3, bits}, {}};
     if (gray) {
         out.channels = {{"gray", 0}};
@@ -103,7 +100,7 @@ double meanOf(const Channel& channel, int64_t pixels) {
 
 void tell(const Side& side) {
     std::printf("%s: %d x %d pixels, %d bits a pixel (%d of %d bits)\n", side.file.c_str(), side.width(), side.height(),
-                side.bitsPerPixel(), side.picture.channels, side.picture.bitsPerChannel);
+                side.bitsPerPixel(), side.picture.headers.channels, side.picture.headers.bitsPerChannel);
 }
 
 void tell(const Difference& difference, int64_t pixels, int tolerance) {
@@ -129,8 +126,8 @@ Json jsonOf(const Side& side) {
             {"width", side.width()},
             {"height", side.height()},
             {"bitsPerPixel", side.bitsPerPixel()},
-            {"channels", side.picture.channels},
-            {"bitsPerChannel", side.picture.bitsPerChannel}};
+            {"channels", side.picture.headers.channels},
+            {"bitsPerChannel", side.picture.headers.bitsPerChannel}};
 }
 
 void addJson(Json& out, const Difference& difference, int64_t pixels) {

@@ -196,7 +196,7 @@ Page Converter::read(const std::string& file) const {
     page.file = file;
     page.resolution = picture.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit;
     page.bitmap = std::move(picture.bitmap);
-    page.grayWithAlpha = picture.channels == 2;
+    page.grayWithAlpha = picture.headers.channels == 2;
     if (!options_.gray) {
         page.depth = picture.depth;
         page.palette = std::move(picture.palette);

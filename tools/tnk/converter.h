@@ -6,8 +6,8 @@
 
 #include "bitmap_list.h"
 #include "commands.h"
+#include "formats/writer.h"
 #include "picture.h"
-#include "writer.h"
 
 namespace tool {
 

@@ -23,16 +23,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::string systemReason(int number) { return std::error_code(number, std::generic_category()).message(); }
-
-std::FILE* openToRead(const fs::path& path) {
-#if defined(_WIN32)
-    return _wfopen(path.c_str(), L"rb");
-#else
-    return std::fopen(path.c_str(), "rb");
-#endif
-}
-
 // Null with EEXIST in errno when there is such a file already.
 std::FILE* createNew(const fs::path& path) {
 #if defined(_WIN32)
@@ -59,6 +49,8 @@ fs::path writeTarget(const std::string& name) {
 
 }  // namespace
 
+std::string systemReason(int number) { return std::error_code(number, std::generic_category()).message(); }
+
 fs::path pathOf(const std::string& name) {
 #if defined(_WIN32)
     return fs::path(std::u8string(name.begin(), name.end()));
@@ -75,40 +67,6 @@ std::string extensionOf(const std::string& name) {
         if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
     }
     return extension;
-}
-
-std::vector<uint8_t> readWholeFile(const std::string& name) {
-    const fs::path path = pathOf(name);
-    std::error_code error;
-    if (fs::is_directory(path, error)) throw fileFailure(name, "is a folder");
-    std::FILE* file = openToRead(path);
-    if (!file) throw fileFailure(name, systemReason(errno));
-
-    // A pipe has no size: then the buffer grows as it comes.
-    const uintmax_t known = fs::file_size(path, error);
-    std::vector<uint8_t> data;
-    size_t have = 0;
-    int reason = 0;
-    try {
-        if (!error && known <= kMaxBytes) data.resize(static_cast<size_t>(known) + 1);
-        for (;;) {
-            if (have == data.size()) data.resize(std::max<size_t>(have + have / 2, size_t{1} << 16));
-            const size_t got = std::fread(data.data() + have, 1, data.size() - have, file);
-            have += got;
-            if (got == 0 || have > kMaxBytes || interrupted()) break;
-        }
-        if (std::ferror(file)) reason = errno;
-    } catch (...) {
-        std::fclose(file);
-        throw;
-    }
-    std::fclose(file);
-    if (interrupted()) throw interruptedFailure();
-    if (reason) throw fileFailure(name, systemReason(reason));
-    if (have > kMaxBytes) throw fileFailure(name, "the file is too large (the limit is 1 GB)");
-    data.resize(have);
-    if (data.empty()) throw fileFailure(name, "the file is empty");
-    return data;
 }
 
 OutputFile::OutputFile(const std::string& name) : name_(name), target_(writeTarget(name)) {

@@ -14,11 +14,8 @@ std::filesystem::path pathOf(const std::string& name);
 // The extension in lower case, with its dot.
 std::string extensionOf(const std::string& name);
 
-// Files above this size are refused; so are pictures with more bytes of pixels.
-constexpr uint64_t kMaxBytes = uint64_t{1} << 30;
-constexpr const char* kTooManyPixels = "the picture is too large (the limit is 1 GB of pixels)";
-
-std::vector<uint8_t> readWholeFile(const std::string& name);
+// A value of errno in words.
+std::string systemReason(int number);
 
 // A file that appears under its name only when commit() has it whole: until then it has a temporary name in the same
 // folder, and without a commit it vanishes.

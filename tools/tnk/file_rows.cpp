@@ -29,9 +29,9 @@ const uint8_t* FileRows::get(int row) {
     const bool same = bitmap_->BitsPerPixel == bits_ && (bits_ <= 8 || bitmap_->Order == order_);
     if (!same) {
         // Above 8 bits a palette would be taken for a table of gray values.
-        const PaletteEntry* palette = bits_ <= 8 ? palette_.data() : nullptr;
+        const auto palette = [this](int bits) { return bits <= 8 ? palette_.data() : nullptr; };
         const int32_t result = T_ConvertBuffer(buffer_.data(), bitmap_->Width, bitmap_->BitsPerPixel, bits_,
-                                               bitmap_->Order, order_, palette, palette);
+                                               bitmap_->Order, order_, palette(bitmap_->BitsPerPixel), palette(bits_));
         if (result != T_SUCCESS) throw fileFailure(file_, describeResult(result));
     }
     return buffer_.data();

@@ -75,7 +75,7 @@ void info(const std::string& file, const std::string& memory) {
     Picture picture = readPicture(file, GrayAlpha::kAsColor, request);
     Bitmap& bitmap = picture.bitmap;
     const Headers& headers = picture.headers;
-    const int pixelBits = headers.bitsPerPixel ? headers.bitsPerPixel : picture.channels * picture.bitsPerChannel;
+    const int pixelBits = headers.bitsPerPixel;
 
     std::printf("%s\n", file.c_str());
     std::printf("  format      %s\n", headers.format);
@@ -84,8 +84,8 @@ void info(const std::string& file, const std::string& memory) {
                 headers.orientation >= LEFT_TOP ? onItsSide.c_str() : "");
     std::printf("  orientation %s\n", kOrientations[headers.orientation]);
     std::printf("  depth       %s a pixel\n", inBits(pixelBits).c_str());
-    std::printf("  channels    %d of %d bits: %s\n", picture.channels, picture.bitsPerChannel,
-                channelNames(picture.channels));
+    std::printf("  channels    %d of %d bits: %s\n", headers.channels, headers.bitsPerChannel,
+                channelNames(headers.channels));
     if (headers.xResolution > 0) {
         std::printf("  resolution  %d x %d dots per inch\n", headers.xResolution, headers.yResolution);
     } else {

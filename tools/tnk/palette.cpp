@@ -2,11 +2,11 @@
 
 #include "bitmap_list.h"
 #include "commands.h"
+#include "formats/writer.h"
 #include "memory.h"
 #include "palette_file.h"
 #include "picture.h"
 #include "progress.h"
-#include "writer.h"
 
 namespace tool {
 

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 #include "bytes.h"
 #include "failure.h"
-#include "headers.h"
-#include "read_bmp.h"
+#include "formats/decoder.h"
 
 namespace tool {
 
@@ -73,31 +73,28 @@ Entries colorTableEntries(const std::vector<uint8_t>& data) {
     return entries;
 }
 
-Entries pictureEntries(const std::string& file, const std::vector<uint8_t>& data) {
-    switch (kindOf(data)) {
-        case FileKind::kPng:
-            return readPngHeaders(file, data).palette;
-        case FileKind::kBmp:
-            return readBmpHeaders(file, data).palette;
-        case FileKind::kJpeg:
-        case FileKind::kPnm:
-            return {};
-        case FileKind::kUnknown:
-            break;
-    }
-    throw fileFailure(file, "neither a palette (.gpl, .pal, .act) nor a picture with one (PNG, BMP)");
-}
-
-FilePalette readEntries(const std::string& file, const std::vector<uint8_t>& data) {
-    std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
-    if (text.starts_with("GIMP Palette")) {
+FilePalette readEntries(const std::string& file) {
+    InputFile input(file);
+    const std::string head(input.head());
+    const auto starts = [&head](size_t at, const char* words) {
+        return head.compare(at, std::strlen(words), words) == 0;
+    };
+    if (starts(0, "GIMP Palette") || starts(0, "JASC-PAL")) {
+        const std::vector<uint8_t> data = input.rest();
+        std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+        if (starts(0, "JASC-PAL")) return {jascEntries(file, text)};
         nextLine(text);
         return {textEntries(file, text, false)};
     }
-    if (text.starts_with("JASC-PAL")) return {jascEntries(file, text)};
-    if (text.size() >= 12 && text.starts_with("RIFF") && text.substr(8, 4) == "PAL ") return {riffEntries(file, data)};
-    if (extensionOf(file) == ".act" && (data.size() == 768 || data.size() == 772)) return {colorTableEntries(data)};
-    return {pictureEntries(file, data), true};
+    if (head.size() >= 12 && starts(0, "RIFF") && starts(8, "PAL ")) return {riffEntries(file, input.rest())};
+    if (extensionOf(file) == ".act") {
+        const std::vector<uint8_t> data = input.rest();
+        if (data.size() == 768 || data.size() == 772) return {colorTableEntries(data)};
+        input = InputFile(file);
+    }
+    const bool picture = isPicture(input);
+    if (!picture) throw fileFailure(file, "neither a palette (.gpl, .pal, .act) nor a picture with one");
+    return {openPicture(std::move(input), {})->headers().palette, true};
 }
 
 std::string formatted(const char* format, unsigned a, unsigned b, unsigned c) {
@@ -136,7 +133,7 @@ std::string colorTable(const Entries& entries) {
 }  // namespace
 
 FilePalette findPalette(const std::string& file) {
-    FilePalette palette = readEntries(file, readWholeFile(file));
+    FilePalette palette = readEntries(file);
     if (palette.entries.size() > 256) throw fileFailure(file, "has more than 256 colours");
     return palette;
 }

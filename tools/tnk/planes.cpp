@@ -4,11 +4,11 @@
 #include "alpha.h"
 #include "commands.h"
 #include "converter.h"
+#include "formats/writer.h"
 #include "geometry.h"
 #include "memory.h"
 #include "picture.h"
 #include "progress.h"
-#include "writer.h"
 
 namespace tool {
 

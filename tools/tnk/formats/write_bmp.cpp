@@ -2,10 +2,10 @@
 #include <cstring>
 
 #include "bytes.h"
-#include "dib_block.h"
 #include "file_rows.h"
+#include "formats/dib_block.h"
+#include "formats/writer.h"
 #include "progress.h"
-#include "writer.h"
 
 namespace tool {
 
@@ -49,26 +49,30 @@ void completeHeader(std::vector<uint8_t>& header, bool alpha, Resolution resolut
     }
 }
 
-}  // namespace
+class BmpEncoder final : public PictureEncoder {
+  public:
+    using PictureEncoder::PictureEncoder;
+    void add(Bitmap& bitmap, const Writing& writing) override;
+};
 
-void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution, BmpHeader wanted) {
-    const std::string& file = output.name();
+void BmpEncoder::add(Bitmap& bitmap, const Writing& writing) {
+    const std::string& name = file();
     std::vector<PaletteEntry> palette;
-    if (bitmap->BitsPerPixel <= 8) palette = filePalette(bitmap, file);
-    const Progress progress("writing", file);
+    if (bitmap->BitsPerPixel <= 8) palette = filePalette(bitmap, name);
+    const Progress progress("writing", name);
     const int height = bitmap->Height;
     const bool alpha = bitmap->BitsPerPixel == 32;
     if (uint64_t{bitmap->BytesPerLine} * static_cast<uint32_t>(height) > 0xFFFF0000) {
-        throw fileFailure(file, "too large for a BMP file (4 GB)");
+        throw fileFailure(name, "too large for a BMP file (4 GB)");
     }
     // The rows go into the file as they lie.
     bitmap->ViewPerspective = TOP_LEFT;
-    const DibBlock block(T_ChangeToDIB(bitmap.get(), headerType(wanted, alpha)), file);
+    const DibBlock block(T_ChangeToDIB(bitmap.get(), headerType(writing.header, alpha)), name);
     const uint8_t* const dib = block.data();
     std::vector<uint8_t> header(dib, dib + little32(dib));
     const uint8_t* const rows = dib + header.size() + 4 * little32(dib + kColors);
     const size_t rowBytes = (size_t{little32(dib + 4)} * little16(dib + 14) + 31) / 32 * 4;
-    completeHeader(header, alpha, resolution, palette.size());
+    completeHeader(header, alpha, writing.resolution, palette.size());
 
     std::vector<uint8_t> out = {'B', 'M'};
     const size_t offset = kFileHeader + header.size() + 4 * palette.size();
@@ -77,11 +81,15 @@ void writeBmp(Bitmap& bitmap, OutputFile& output, Resolution resolution, BmpHead
     putLittle(out, static_cast<uint32_t>(offset), 4);
     out.insert(out.end(), header.begin(), header.end());
     for (const PaletteEntry& entry : palette) out.insert(out.end(), {entry.Blue, entry.Green, entry.Red, 0});
-    output.write(out.data(), out.size());
+    output_.write(out.data(), out.size());
     for (int y = 0; y < height; y++) {
         Progress::rowDone(y, height);
-        output.write(rows + static_cast<size_t>(y) * rowBytes, rowBytes);
+        output_.write(rows + static_cast<size_t>(y) * rowBytes, rowBytes);
     }
 }
+
+}  // namespace
+
+std::unique_ptr<PictureEncoder> makeBmpEncoder(OutputFile& output) { return std::make_unique<BmpEncoder>(output); }
 
 }  // namespace tool

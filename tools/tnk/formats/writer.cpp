@@ -1,4 +1,4 @@
-#include "writer.h"
+#include "formats/writer.h"
 
 namespace tool {
 
@@ -18,12 +18,14 @@ std::string whyNot(FileFormat format, int bits, bool gray) {
 
 uint32_t orderOf(FileFormat format) { return format == FileFormat::kPng ? ORDER_RGB : ORDER_BGR; }
 
+std::unique_ptr<PictureEncoder> makeEncoder(FileFormat format, OutputFile& output) {
+    return format == FileFormat::kPng ? makePngEncoder(output) : makeBmpEncoder(output);
+}
+
 void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, const Writing& writing) {
-    if (format == FileFormat::kPng) {
-        writePng(bitmap, output, writing.resolution, writing.ramp);
-    } else {
-        writeBmp(bitmap, output, writing.resolution, writing.header);
-    }
+    const std::unique_ptr<PictureEncoder> encoder = makeEncoder(format, output);
+    encoder->add(bitmap, writing);
+    encoder->finish();
 }
 
 }  // namespace tool

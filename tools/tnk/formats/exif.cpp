@@ -1,4 +1,4 @@
-#include "exif.h"
+#include "formats/exif.h"
 
 #include <cstring>
 

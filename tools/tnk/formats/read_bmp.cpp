@@ -1,15 +1,13 @@
-#include "read_bmp.h"
-
+// BMP files, through the library's device-independent bitmaps.
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
 
-#include "bitmap.h"
 #include "bytes.h"
-#include "dib_block.h"
 #include "failure.h"
-#include "file.h"
+#include "formats/decoder.h"
+#include "formats/dib_block.h"
 #include "progress.h"
 
 namespace tool {
@@ -72,7 +70,6 @@ void readFields(const std::string& file, const std::vector<uint8_t>& data, uint3
     // The sizes of the longer headers are signed.
     const int64_t width = static_cast<int32_t>(bmp.core ? little16(p + 18) : little32(p + 18));
     const int64_t height = static_cast<int32_t>(bmp.core ? little16(p + 20) : little32(p + 22));
-    constexpr int64_t kMostPixels = 1000000;
     if (width <= 0 || height == 0 || std::max(width, std::abs(height)) > kMostPixels) {
         throw fileFailure(file, "the file is damaged (impossible size)");
     }
@@ -225,61 +222,94 @@ Bitmap takeBitmap(const std::string& file, std::vector<uint8_t> data, const BmpF
     return bitmap;
 }
 
-// Alpha that is 0 throughout is padding, whatever the masks say.
-void dropEmptyAlpha(Pixels& pixels) {
-    const size_t count = static_cast<size_t>(pixels.width) * pixels.height;
-    uint8_t* const all = pixels.data.get();
-    for (size_t i = 0; i < count; i++) {
-        if (all[4 * i + 3] != 0) return;
+class BmpDecoder final : public PictureDecoder {
+  public:
+    explicit BmpDecoder(InputFile input);
+
+    void decode(Bitmap& into) override;
+
+  private:
+    void take();
+    const uint8_t* row(int y);
+    bool hasAlpha();
+
+    std::vector<uint8_t> data_;
+    BmpFile bmp_;
+    Bitmap bitmap_;  // as the library makes it
+    std::vector<PaletteEntry> palette_;
+    std::vector<uint8_t> row_;
+};
+
+BmpDecoder::BmpDecoder(InputFile input) : PictureDecoder(std::move(input)), data_(input_.rest()) {
+    bmp_ = readBmpFile(file(), data_);
+    headers_.format = "BMP";
+    headers_.width = static_cast<int>(bmp_.width);
+    headers_.height = static_cast<int>(bmp_.height);
+    headers_.bitsPerPixel = static_cast<int>(bmp_.bits);
+    headers_.bitsPerChannel = 8;
+    headers_.indexed = bmp_.isIndexed();
+    headers_.palette = bmp_.palette;
+    setResolution(headers_, bmp_.perMetre[0], bmp_.perMetre[1]);
+    // Without a mask the fourth byte is padding.
+    const bool alpha = bmp_.masks[3] != 0 && hasAlpha();
+    const bool fiveBits = bmp_.bits == 16 && bmp_.hasPlainRows() && !widens(bmp_);
+    headers_.channels = alpha ? 4 : 3;
+    headers_.bits = headers_.indexed ? headers_.bitsPerPixel : fiveBits ? 16 : alpha ? 32 : 24;
+}
+
+void BmpDecoder::take() {
+    if (bitmap_->BitsPerPixel) return;
+    bitmap_ = takeBitmap(file(), std::move(data_), bmp_);
+    // Indexes without an entry are black.
+    palette_ = bmp_.palette;
+    palette_.resize(256, PaletteEntry{0, 0, 0, 0});
+}
+
+// In the form of the headers; before there is one, with alpha.
+const uint8_t* BmpDecoder::row(int y) {
+    const int from = bitmap_->BitsPerPixel, to = headers_.bits ? headers_.bits : 32;
+    row_.resize(std::max({bitmap_->BytesPerLine, T_CalcConvertSize(bitmap_->Width, from, bitmap_->Width, to)}));
+    bitmap_.getRow(file(), row_.data(), bitmap_->ViewPerspective == TOP_LEFT ? y : headers_.height - 1 - y);
+    if (to == 2) {
+        for (size_t i = 0; i < row_.size(); i += 2) {
+            const auto two = [](uint8_t byte) { return (byte >> 2 & 0xC) | (byte & 3); };
+            row_[i / 2] = static_cast<uint8_t>(two(row_[i]) << 4 | two(i + 1 < row_.size() ? row_[i + 1] : 0));
+        }
+        return row_.data();
     }
-    for (size_t i = 0; i < count; i++) std::memmove(all + 3 * i, all + 4 * i, 3);
-    pixels.channels = pixels.fileChannels = 3;
+    if (from == to && (to <= 8 || bitmap_->Order == ORDER_RGB)) return row_.data();
+    const PaletteEntry* const palette = from <= 8 ? palette_.data() : nullptr;
+    require(T_ConvertBuffer(row_.data(), bitmap_->Width, from, to, bitmap_->Order, ORDER_RGB, palette, palette),
+            file());
+    return row_.data();
+}
+
+// Alpha that is 0 throughout is padding, whatever the masks say.
+bool BmpDecoder::hasAlpha() {
+    take();
+    for (int y = 0; y < headers_.height; y++) {
+        if (interrupted()) throw interruptedFailure();
+        const uint8_t* const pixels = row(y);
+        for (int x = 0; x < headers_.width; x++) {
+            if (pixels[4 * x + 3] != 0) return true;
+        }
+    }
+    return false;
+}
+
+void BmpDecoder::decode(Bitmap& into) {
+    take();
+    for (int y = 0; y < headers_.height; y++) {
+        Progress::rowDone(y, headers_.height);
+        into.putRow(file(), row(y), y,
+                    (static_cast<size_t>(headers_.width) * static_cast<size_t>(headers_.bits) + 7) / 8);
+    }
 }
 
 }  // namespace
 
-Headers readBmpHeaders(const std::string& file, const std::vector<uint8_t>& data) {
-    const BmpFile bmp = readBmpFile(file, data);
-    Headers headers;
-    headers.format = "BMP";
-    headers.bitsPerPixel = static_cast<int>(bmp.bits);
-    headers.indexed = bmp.isIndexed();
-    headers.fiveBitChannels = bmp.bits == 16 && bmp.hasPlainRows() && !widens(bmp);
-    headers.palette = bmp.palette;
-    setResolution(headers, bmp.perMetre[0], bmp.perMetre[1]);
-    return headers;
-}
-
-Pixels decodeBmp(const std::string& file, std::vector<uint8_t> data) {
-    const BmpFile bmp = readBmpFile(file, data);
-    Pixels out;
-    out.width = static_cast<int>(bmp.width);
-    out.height = static_cast<int>(bmp.height);
-    // Without a mask the fourth byte is padding.
-    const bool alpha = bmp.masks[3] != 0;
-    out.channels = out.fileChannels = alpha ? 4 : 3;
-    out.bitsPerChannel = 8;
-    const uint64_t bytes = uint64_t{out.rowBytes()} * bmp.height;
-    if (bytes > kMaxBytes) throw fileFailure(file, kTooManyPixels);
-    Bitmap bitmap = takeBitmap(file, std::move(data), bmp);
-    out.data.reset(static_cast<uint8_t*>(std::malloc(static_cast<size_t>(bytes))));
-    if (!out.data) throw fileFailure(file, "not enough memory");
-
-    // Indexes without an entry are black.
-    std::vector<PaletteEntry> palette = bmp.palette;
-    palette.resize(256, PaletteEntry{0, 0, 0, 0});
-    const int bits = bitmap->BitsPerPixel;
-    std::vector<uint8_t> row(std::max<size_t>(bitmap->BytesPerLine, out.rowBytes()));
-    for (int y = 0; y < out.height; y++) {
-        if (interrupted()) throw interruptedFailure();
-        bitmap.getRow(file, row.data(), bitmap->ViewPerspective == TOP_LEFT ? y : out.height - 1 - y);
-        require(T_ConvertBuffer(row.data(), out.width, bits, alpha ? 32 : 24, bitmap->Order, ORDER_RGB,
-                                bits <= 8 ? palette.data() : nullptr, nullptr),
-                file);
-        std::memcpy(out.data.get() + y * out.rowBytes(), row.data(), out.rowBytes());
-    }
-    if (alpha) dropEmptyAlpha(out);
-    return out;
+std::unique_ptr<PictureDecoder> openBmp(InputFile input, const Opening&) {
+    return std::make_unique<BmpDecoder>(std::move(input));
 }
 
 }  // namespace tool

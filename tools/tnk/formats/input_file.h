@@ -1,0 +1,48 @@
+// A file that is read from its start on, or standard input.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tool {
+
+constexpr const char* kStandard = "-";  // the name of standard input and output
+
+class InputFile {
+  public:
+    // Throws a Failure for files that cannot be opened and for empty ones.
+    explicit InputFile(const std::string& name);
+
+    const std::string& name() const { return name_; }
+    // The first bytes, 16 where there are as many; they stay to be read.
+    std::string_view head() const { return {head_, headBytes_}; }
+
+    // Bytes that were read; fewer only at the end, or where reading failed or the user stopped it. Throws nothing: decoders
+    // that are written in C call it.
+    size_t read(void* to, size_t bytes) noexcept;
+    // Whatever read() met that is not the end of the file.
+    void check() const;
+
+    // All that was not read yet. What standard input holds is limited by memory alone.
+    std::vector<uint8_t> rest();
+
+  private:
+    struct Closer {
+        void operator()(std::FILE* file) const {
+            if (file != stdin) std::fclose(file);
+        }
+    };
+
+    std::string name_;
+    std::unique_ptr<std::FILE, Closer> file_;
+    char head_[16];
+    size_t headBytes_ = 0;
+    size_t headRead_ = 0;
+    int error_ = 0;
+};
+
+}  // namespace tool

@@ -1,0 +1,70 @@
+// Bitmaps into picture files.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "bitmap.h"
+#include "file.h"
+#include "formats/headers.h"
+
+namespace tool {
+
+enum class FileFormat { kPng, kBmp };
+
+// By the extension; a usage failure for others, which names `more` extensions that the caller takes.
+FileFormat formatOf(const std::string& file, const char* more = "");
+
+// Why a format cannot hold a result of this depth, or nothing when it can.
+std::string whyNot(FileFormat format, int bits, bool gray);
+
+// The order in which a format holds colours.
+uint32_t orderOf(FileFormat format);
+
+enum class Resolution { kWrite, kOmit };
+
+// What becomes of a palette that is PNG's own ramp of grays, which needs no palette.
+enum class GrayRamp { kAsGrays, kAsPalette };
+
+// The header of a BMP file; the shortest that fits is V4 for pictures with alpha, else INFO.
+enum class BmpHeader { kFitting, kInfo, kV4, kV5 };
+
+// What is written beside the pixels, and how; each format takes what it has a place for.
+struct Writing {
+    Resolution resolution = Resolution::kOmit;
+    GrayRamp ramp = GrayRamp::kAsGrays;
+    BmpHeader header = BmpHeader::kFitting;
+    Metadata metadata = {};
+    std::vector<uint8_t> alpha = {};  // of the first entries of the palette, the others are opaque
+};
+
+// A file that is being written; the caller of the encoder commits it.
+class PictureEncoder {
+  public:
+    explicit PictureEncoder(OutputFile& output) : output_(output) {}
+    virtual ~PictureEncoder() = default;
+    PictureEncoder(const PictureEncoder&) = delete;
+    PictureEncoder& operator=(const PictureEncoder&) = delete;
+
+    // The picture behind those that the file has; the only one of formats that hold one. May use the bitmap up.
+    virtual void add(Bitmap& bitmap, const Writing& writing) = 0;
+    // After the last one.
+    virtual void finish() {}
+
+  protected:
+    const std::string& file() const { return output_.name(); }
+
+    OutputFile& output_;
+};
+
+std::unique_ptr<PictureEncoder> makeEncoder(FileFormat format, OutputFile& output);
+
+// A file of one picture.
+void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, const Writing& writing);
+
+// Of each format.
+std::unique_ptr<PictureEncoder> makePngEncoder(OutputFile& output);
+std::unique_ptr<PictureEncoder> makeBmpEncoder(OutputFile& output);
+
+}  // namespace tool
