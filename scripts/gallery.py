@@ -52,7 +52,7 @@ the whole picture. {intro}{compared}</p>
 INTRO = """Times are those of <code>T_ColorResBitmap</code> for the whole picture, as measured in that run. Optimized palettes
 are shown beside those of {peers}, native programs, with all their times for the whole picture. The figure before the time is the
 mean colour difference (CIE76, in CIELAB) from the original, both blurred by {sigma} pixels: less is better.
-<a href="geometry.html">The second page</a> shows turns and sizes."""
+<a href="geometry.html">The second page</a> shows turns and sizes, <a href="combining.html">the third</a> combinations."""
 FIGURE = """<figure><a class="view" href="{link}"><img src="{crop}" alt="{name}" loading="lazy"></a>
 <figcaption>{name}<span>{note}</span></figcaption></figure>
 """

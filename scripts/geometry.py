@@ -17,7 +17,7 @@ SLANT = math.tan(math.radians(10))
 INTRO = """Ours stands left, Pillow's result of the same operation right. Times are those of the operation alone, once, as measured
 in that run; ours in a 32-bit program, Pillow's in a native one. The figure before Pillow's time is the mean difference of our result
 from its own, in levels of 255 over all channels and pixels (where sizes differ, of the middle that both have).
-<a href="index.html">The first page</a> shows colour reduction."""
+<a href="index.html">The first page</a> shows colour reduction, <a href="combining.html">the third</a> combinations."""
 
 
 def moved(how):
