@@ -1,152 +1,109 @@
-// Images for device-independent bitmaps: JPEG, and the frames of motion JPEG, which often leave out their Huffman tables.
-#include <climits>
-#include <cstdlib>
-#include <cstring>
-#include <memory>
-#include <utility>
+// Images for device-independent bitmaps: JPEG, and the frames of motion JPEG, which often leave out their Huffman tables:
+// libjpeg-turbo then takes those of ITU-T T.81, Annex K.
+#include <csetjmp>
+#include <cstdio>
 
-#include "stb_setup.h"
+#include <jpeglib.h>  // needs <cstdio>
+// Needs jpeglib.h.
+#include <jerror.h>
+
 #include "tnkrn_codec.h"
 
 namespace tfcmp {
 namespace {
 
-struct Free {
-    void operator()(uint8_t* block) const { std::free(block); }
+struct Decoder {
+    jpeg_decompress_struct info;
+    jpeg_error_mgr errors;
+    std::jmp_buf escape;
+    int32_t failure;
+    bool manyScans;
 };
-using Block = std::unique_ptr<uint8_t[], Free>;
 
-// ---- the Huffman tables of ITU-T T.81, Annex K ----
-
-// Tables K.3 to K.6 as a DHT segment has them, without their first byte: codes by length, then values.
-constexpr uint8_t kLumaDc[] = {0, 1, 5, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
-constexpr uint8_t kChromaDc[] = {0, 3, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11};
-constexpr uint8_t kLumaAc[] = {
-    0x00, 0x02, 0x01, 0x03, 0x03, 0x02, 0x04, 0x03, 0x05, 0x05, 0x04, 0x04, 0x00, 0x00, 0x01, 0x7D,  //
-    0x01, 0x02, 0x03, 0x00, 0x04, 0x11, 0x05, 0x12, 0x21, 0x31, 0x41, 0x06, 0x13, 0x51, 0x61, 0x07, 0x22, 0x71,
-    0x14, 0x32, 0x81, 0x91, 0xA1, 0x08, 0x23, 0x42, 0xB1, 0xC1, 0x15, 0x52, 0xD1, 0xF0, 0x24, 0x33, 0x62, 0x72,
-    0x82, 0x09, 0x0A, 0x16, 0x17, 0x18, 0x19, 0x1A, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2A, 0x34, 0x35, 0x36, 0x37,
-    0x38, 0x39, 0x3A, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49, 0x4A, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58, 0x59,
-    0x5A, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69, 0x6A, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7A, 0x83,
-    0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8A, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9A, 0xA2, 0xA3,
-    0xA4, 0xA5, 0xA6, 0xA7, 0xA8, 0xA9, 0xAA, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6, 0xB7, 0xB8, 0xB9, 0xBA, 0xC2, 0xC3,
-    0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xCA, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7, 0xD8, 0xD9, 0xDA, 0xE1, 0xE2,
-    0xE3, 0xE4, 0xE5, 0xE6, 0xE7, 0xE8, 0xE9, 0xEA, 0xF1, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8, 0xF9, 0xFA};
-constexpr uint8_t kChromaAc[] = {
-    0x00, 0x02, 0x01, 0x02, 0x04, 0x04, 0x03, 0x04, 0x07, 0x05, 0x04, 0x04, 0x00, 0x01, 0x02, 0x77,  //
-    0x00, 0x01, 0x02, 0x03, 0x11, 0x04, 0x05, 0x21, 0x31, 0x06, 0x12, 0x41, 0x51, 0x07, 0x61, 0x71, 0x13, 0x22,
-    0x32, 0x81, 0x08, 0x14, 0x42, 0x91, 0xA1, 0xB1, 0xC1, 0x09, 0x23, 0x33, 0x52, 0xF0, 0x15, 0x62, 0x72, 0xD1,
-    0x0A, 0x16, 0x24, 0x34, 0xE1, 0x25, 0xF1, 0x17, 0x18, 0x19, 0x1A, 0x26, 0x27, 0x28, 0x29, 0x2A, 0x35, 0x36,
-    0x37, 0x38, 0x39, 0x3A, 0x43, 0x44, 0x45, 0x46, 0x47, 0x48, 0x49, 0x4A, 0x53, 0x54, 0x55, 0x56, 0x57, 0x58,
-    0x59, 0x5A, 0x63, 0x64, 0x65, 0x66, 0x67, 0x68, 0x69, 0x6A, 0x73, 0x74, 0x75, 0x76, 0x77, 0x78, 0x79, 0x7A,
-    0x82, 0x83, 0x84, 0x85, 0x86, 0x87, 0x88, 0x89, 0x8A, 0x92, 0x93, 0x94, 0x95, 0x96, 0x97, 0x98, 0x99, 0x9A,
-    0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8, 0xA9, 0xAA, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6, 0xB7, 0xB8, 0xB9, 0xBA,
-    0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xC7, 0xC8, 0xC9, 0xCA, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xD7, 0xD8, 0xD9, 0xDA,
-    0xE2, 0xE3, 0xE4, 0xE5, 0xE6, 0xE7, 0xE8, 0xE9, 0xEA, 0xF2, 0xF3, 0xF4, 0xF5, 0xF6, 0xF7, 0xF8, 0xF9, 0xFA};
-
-constexpr uint32_t kTables = 4;  // of either class, 0 DC and 1 AC
-constexpr uint32_t kSegmentBytes =
-    4 + kTables / 2 * (4 + sizeof kLumaDc + sizeof kChromaDc + sizeof kLumaAc + sizeof kChromaAc);
-
-uint8_t* putTable(uint8_t* out, uint32_t name, const uint8_t* table, size_t bytes) {
-    *out++ = static_cast<uint8_t>(name);
-    std::memcpy(out, table, bytes);
-    return out + bytes;
+// The library goes on after an error unless it is left: by a jump over its frames and decodeRows, which own nothing.
+[[noreturn]] void leave(j_common_ptr info) {
+    Decoder& decoder = *static_cast<Decoder*>(info->client_data);
+    const int code = decoder.errors.msg_code;
+    const bool memory = code == JERR_OUT_OF_MEMORY || code == JERR_NO_BACKING_STORE;
+    decoder.failure = memory ? T_FAILURE : T_ERROR_INVALID_DIB;
+    std::longjmp(decoder.escape, 1);
 }
 
-// A segment that defines every table that a scan can name: luma's for the even ones, chroma's for the odd ones. stb reads
-// tables that nobody defined as they happen to lie in memory, past their ends.
-void putTables(uint8_t* out) {
-    *out++ = 0xFF;
-    *out++ = 0xC4;
-    *out++ = static_cast<uint8_t>((kSegmentBytes - 2) >> 8);
-    *out++ = static_cast<uint8_t>((kSegmentBytes - 2) & 0xFF);
-    for (uint32_t i = 0; i < kTables; i += 2) {
-        out = putTable(out, i, kLumaDc, sizeof kLumaDc);
-        out = putTable(out, i + 1, kChromaDc, sizeof kChromaDc);
-        out = putTable(out, 0x10 + i, kLumaAc, sizeof kLumaAc);
-        out = putTable(out, 0x10 + i + 1, kChromaAc, sizeof kChromaAc);
+// Warnings that tell of lost pixels. Without its end marker a frame may still be whole, unless it has more scans than one;
+// where rows are missing another warning comes.
+bool losesPixels(const Decoder& decoder) {
+    switch (decoder.errors.msg_code) {
+        case JWRN_HIT_MARKER:
+        case JWRN_HUFF_BAD_CODE:
+        case JWRN_ARITH_BAD_CODE:
+        case JWRN_MUST_RESYNC:
+            return true;
+        case JWRN_JPEG_EOF:
+            return decoder.manyScans;
+        default:
+            return false;
     }
 }
 
-// ---- checks that stb does not make ----
-
-// No table of the segment claims more than the 256 values that stb has room for.
-bool tablesFit(const uint8_t* tables, size_t bytes) {
-    while (bytes >= 17) {
-        size_t values = 0;
-        for (uint32_t i = 1; i <= 16; ++i) values += tables[i];
-        if (values > 256 || 17 + values > bytes) return false;
-        tables += 17 + values;
-        bytes -= 17 + values;
-    }
-    return bytes == 0;
+void message(j_common_ptr info, int level) {
+    if (level < 0 && losesPixels(*static_cast<Decoder*>(info->client_data))) leave(info);
 }
 
-// Goes from marker to marker, past coded data and what else lies between them.
-bool isSound(const uint8_t* image, size_t bytes) {
-    if (bytes < 4 || image[0] != 0xFF || image[1] != 0xD8) return false;
-    for (size_t at = 2; at + 1 < bytes;) {
-        const uint8_t marker = image[at + 1];
-        if (image[at] != 0xFF || marker == 0xFF) {
-            ++at;
-            continue;
-        }
-        at += 2;
-        if (marker == 0xD9) return true;
-        const bool alone = marker <= 1 || (marker >= 0xD0 && marker <= 0xD8);
-        if (alone) continue;
-        if (bytes - at < 2) return true;  // stb finds the end
-        const size_t length = static_cast<size_t>(image[at] << 8 | image[at + 1]);
-        if (length < 2 || length > bytes - at) return false;
-        if (marker == 0xC4 && !tablesFit(image + at + 2, length - 2)) return false;
-        at += length;
+void noOutput(j_common_ptr) {}
+
+// Rows of cyan, magenta, yellow and black to blue, green and red in place. As all readers take it, 255 is no ink.
+void inksToColors(uint8_t* row, int32_t width) {
+    const uint8_t* in = row;
+    for (int32_t x = 0; x < width; ++x, in += 4, row += 3) {
+        const uint8_t inks[] = {in[2], in[1], in[0]};
+        const uint32_t light = in[3];
+        for (int32_t i = 0; i < 3; ++i) row[i] = static_cast<uint8_t>((inks[i] * light + 127) / 255);
     }
-    return true;
+}
+
+int32_t decodeRows(Decoder& decoder, const CodecImage& image, const uint8_t* packed, uint32_t packedBytes,
+                   CodecRowRoutine takeRow, void* user) {
+    if (setjmp(decoder.escape) != 0) return decoder.failure;
+    jpeg_decompress_struct& info = decoder.info;
+    jpeg_create_decompress(&info);
+    jpeg_mem_src(&info, packed, packedBytes);
+    jpeg_read_header(&info, TRUE);
+    if (info.image_width != static_cast<JDIMENSION>(image.Width) ||
+        info.image_height != static_cast<JDIMENSION>(image.Height)) {
+        return T_ERROR_INVALID_DIB;
+    }
+    decoder.manyScans = jpeg_has_multiple_scans(&info) != FALSE;
+    const bool inks = info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
+    info.out_color_space = inks ? JCS_CMYK : JCS_EXT_BGR;
+    jpeg_start_decompress(&info);
+    const JDIMENSION samples = info.output_width * static_cast<JDIMENSION>(info.output_components);
+    const JSAMPARRAY rows = info.mem->alloc_sarray(reinterpret_cast<j_common_ptr>(&info), JPOOL_IMAGE, samples, 1);
+    for (int32_t y = 0; y < image.Height; ++y) {
+        jpeg_read_scanlines(&info, rows, 1);
+        if (inks) inksToColors(rows[0], image.Width);
+        const int32_t taken = takeRow(user, y, rows[0]);
+        if (taken != T_SUCCESS) return taken;
+    }
+    return T_SUCCESS;
+}
+
+int32_t decode(const CodecImage& image, const uint8_t* packed, uint32_t packedBytes, CodecRowRoutine takeRow,
+               void* user) {
+    Decoder decoder = {};
+    decoder.info.err = jpeg_std_error(&decoder.errors);
+    decoder.info.client_data = &decoder;
+    decoder.errors.error_exit = leave;
+    decoder.errors.emit_message = message;
+    decoder.errors.output_message = noOutput;
+    const int32_t result = decodeRows(decoder, image, packed, packedBytes, takeRow, user);
+    jpeg_destroy_decompress(&decoder.info);
+    return result;
 }
 
 int32_t checkImage(const CodecImage* image, const void* packed, CodecRowRoutine row) {
     if (image == nullptr || packed == nullptr || row == nullptr) return T_ERROR_INVALID_PARAMETER;
     if (image->StructSize != sizeof(CodecImage)) return T_ERROR_STRUCT_SIZE;
     return image->Width > 0 && image->Height > 0 ? T_SUCCESS : T_ERROR_INVALID_PARAMETER;
-}
-
-bool hasSize(const uint8_t* jpeg, int bytes, const CodecImage& image) {
-    int width = 0;
-    int height = 0;
-    int channels = 0;
-    return stbi_info_from_memory(jpeg, bytes, &width, &height, &channels) != 0 && width == image.Width &&
-           height == image.Height;
-}
-
-int32_t decode(const CodecImage& image, const uint8_t* packed, uint32_t packedBytes, CodecRowRoutine takeRow,
-               void* user) {
-    if (packedBytes > INT_MAX - kSegmentBytes || !isSound(packed, packedBytes)) return T_ERROR_INVALID_DIB;
-    // The tables go before all segments: those that the image has replace them.
-    const size_t bytes = size_t{packedBytes} + kSegmentBytes;
-    const Block jpeg(static_cast<uint8_t*>(std::malloc(bytes)));
-    if (jpeg == nullptr) return T_FAILURE;
-    std::memcpy(jpeg.get(), packed, 2);
-    putTables(jpeg.get() + 2);
-    std::memcpy(jpeg.get() + 2 + kSegmentBytes, packed + 2, packedBytes - 2);
-    if (!hasSize(jpeg.get(), static_cast<int>(bytes), image)) return T_ERROR_INVALID_DIB;
-
-    int width = 0;
-    int height = 0;
-    int channels = 0;
-    const Block pixels(stbi_load_from_memory(jpeg.get(), static_cast<int>(bytes), &width, &height, &channels, 3));
-    if (pixels == nullptr) {
-        const char* const reason = stbi_failure_reason();
-        return reason != nullptr && std::strcmp(reason, "outofmem") == 0 ? T_FAILURE : T_ERROR_INVALID_DIB;
-    }
-    uint8_t* row = pixels.get();
-    for (int32_t y = 0; y < height; ++y) {
-        uint8_t* const start = row;
-        for (int32_t x = 0; x < width; ++x, row += 3) std::swap(row[0], row[2]);
-        const int32_t taken = takeRow(user, y, start);
-        if (taken != T_SUCCESS) return taken;
-    }
-    return T_SUCCESS;
 }
 
 }  // namespace

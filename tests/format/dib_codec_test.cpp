@@ -97,6 +97,9 @@ TEST(CodedImage, DecodesJpegWithAndWithoutTables) {
         at = at[0] == 0xFF && at[1] == 0xC4 ? bare.erase(at, at + 2 + at[2] * 256 + at[3]) : at + 1;
     EXPECT_LT(bare.size() + 400, jpeg.size());
     EXPECT_EQ(decoded(bare), rows);
+    // Nor need they have an end marker; data that ends before the last rows is damaged.
+    EXPECT_EQ(decoded({jpeg.begin(), jpeg.end() - 2}), rows);
+    EXPECT_TRUE(decoded({jpeg.begin(), jpeg.end() - 40}).empty());
     for (const Bytes& none : {decoded(jpeg, 47), decoded(jpeg, 48, 31), decoded({}), decoded(Bytes(1000, 0x55))})
         EXPECT_TRUE(none.empty());
     // What a damaged image looks like is open; the sanitizers see the rest.
