@@ -1,5 +1,5 @@
 # Compares the exported T_ names of a built library with the committed list; scripts/update-exports rewrites the list.
-# In: LIBRARY, NM, OBJDUMP, BASELINE, HEADER, SANITIZED. With UPDATE the list is written instead.
+# In: LIBRARY, NM, OBJDUMP, BASELINE, HEADER, SANITIZED, NODE. With UPDATE the list is written instead.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -11,11 +11,19 @@ if(LIBRARY MATCHES "\\.dll$")
 else()
     execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE dump COMMAND_ERROR_IS_FATAL ANY)
     string(REGEX MATCHALL "[A-Za-z] [^\n ]+\n" rows "${dump}")
-    list(TRANSFORM rows REPLACE "^. ([^\n@]+).*" "\\1")
     if(SANITIZED)
-        # Sanitizers export names of their own.
-        list(FILTER rows INCLUDE REGEX "^T_")
+        # Sanitizers export names of their own, and versions are left out.
+        list(FILTER rows INCLUDE REGEX "^. T_")
+    else()
+        # The version node itself is listed as an absolute symbol.
+        list(FILTER rows EXCLUDE REGEX "^A ${NODE}")
+        foreach(row IN LISTS rows)
+            if(NOT row MATCHES "@@${NODE}\n$")
+                message(SEND_ERROR "not an export of version ${NODE}: ${row}")
+            endif()
+        endforeach()
     endif()
+    list(TRANSFORM rows REPLACE "^. ([^\n@]+).*" "\\1")
 endif()
 list(SORT rows)
 list(JOIN rows "\n" built)

@@ -55,6 +55,8 @@ if(WIN32)
         DEPENDS tnkrn_static ${PROJECT_SOURCE_DIR}/cmake/make_def.cmake
         VERBATIM)
     target_sources(tnkrn PRIVATE ${def} ${PROJECT_SOURCE_DIR}/src/platform/win32/version.rc)
+    set_source_files_properties(${PROJECT_SOURCE_DIR}/src/platform/win32/version.rc PROPERTIES COMPILE_DEFINITIONS
+        "MAJOR=${PROJECT_VERSION_MAJOR};MINOR=${PROJECT_VERSION_MINOR};PATCH=${PROJECT_VERSION_PATCH}")
     target_link_options(tnkrn PRIVATE -Wl,--kill-at)
     set_target_properties(tnkrn PROPERTIES PREFIX "" IMPORT_PREFIX lib)
     # Replaces the import library that the linker wrote: its names are undecorated and no stdcall caller could use it.
@@ -77,8 +79,23 @@ if(WIN32)
         VERBATIM)
     add_custom_target(tnkrn_msvc_library ALL DEPENDS ${TNK_MSVC_LIBRARY})
 else()
-    set_target_properties(tnkrn PROPERTIES OUTPUT_NAME tnkrn15u INSTALL_RPATH "")
+    set_target_properties(tnkrn PROPERTIES OUTPUT_NAME tnkrn15u INSTALL_RPATH ""
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
     if(NOT TNK_SANITIZE)
-        target_link_options(tnkrn PRIVATE -Wl,-z,defs -Wl,--as-needed)
+        # All exports carry the version node of the soname, so that two releases in one process never share a name.
+        set(exports_map ${PROJECT_BINARY_DIR}/tnkrn.map)
+        file(STRINGS ${PROJECT_SOURCE_DIR}/tests/exports.baseline exports)
+        set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/tests/exports.baseline)
+        list(JOIN exports ";\n        " exports)
+        file(CONFIGURE OUTPUT ${exports_map} @ONLY CONTENT [[
+TNKRN_@PROJECT_VERSION_MAJOR@ {
+    global:
+        @exports@;
+    local:
+        *;
+};
+]])
+        target_link_options(tnkrn PRIVATE -Wl,-z,defs -Wl,--as-needed -Wl,--version-script=${exports_map})
+        set_property(TARGET tnkrn APPEND PROPERTY LINK_DEPENDS ${exports_map})
     endif()
 endif()

@@ -136,6 +136,7 @@ add_test(NAME exports
     COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:tnkrn> -DNM=${CMAKE_NM} -DOBJDUMP=${CMAKE_OBJDUMP}
             -DBASELINE=${PROJECT_SOURCE_DIR}/tests/exports.baseline
             -DHEADER=${PROJECT_SOURCE_DIR}/include/tnkrn.h -DSANITIZED=${TNK_SANITIZE}
+            -DNODE=TNKRN_${PROJECT_VERSION_MAJOR}
             -P ${PROJECT_SOURCE_DIR}/cmake/check_exports.cmake)
 if(WIN32)
     set(shipped $<TARGET_FILE:tnkrn>)
@@ -179,7 +180,8 @@ if(NOT TNK_SANITIZE)
     add_test(NAME package
         COMMAND ${CMAKE_COMMAND} -DBUILD=${PROJECT_BINARY_DIR} -DSOURCE=${PROJECT_SOURCE_DIR}/tests/consumer/package
                 -DTOOLCHAIN=${CMAKE_TOOLCHAIN_FILE} "-DEMULATOR=${CMAKE_CROSSCOMPILING_EMULATOR}"
-                -DC_COMPILER=${CMAKE_C_COMPILER} -P ${PROJECT_SOURCE_DIR}/cmake/check_package.cmake)
+                -DC_COMPILER=${CMAKE_C_COMPILER} -DVERSION=${PROJECT_VERSION}
+                -P ${PROJECT_SOURCE_DIR}/cmake/check_package.cmake)
     if(WIN32)
         set_tests_properties(package PROPERTIES FIXTURES_REQUIRED wine)
     endif()

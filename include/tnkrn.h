@@ -39,6 +39,17 @@
 #define TNK_API __attribute__((visibility("default")))
 #endif
 
+/* The release that this header belongs to: names the packages, the soname and what T_GetLibraryVersion answers. TNK_VERSION
+ * is one number for comparisons, TNK_VERSION_STRING the three joined by points. */
+#define TNK_VERSION_MAJOR 15
+#define TNK_VERSION_MINOR 0
+#define TNK_VERSION_PATCH 0
+#define TNK_MAKE_VERSION(major, minor, patch) ((major)*10000 + (minor)*100 + (patch))
+#define TNK_VERSION TNK_MAKE_VERSION(TNK_VERSION_MAJOR, TNK_VERSION_MINOR, TNK_VERSION_PATCH)
+#define TNK_QUOTE_(text) #text
+#define TNK_QUOTE_VERSION_(major, minor, patch) TNK_QUOTE_(major.minor.patch)
+#define TNK_VERSION_STRING TNK_QUOTE_VERSION_(TNK_VERSION_MAJOR, TNK_VERSION_MINOR, TNK_VERSION_PATCH)
+
 /* Wide characters have 16 bits on every target. */
 #if defined(_WIN32)
 #include <stddef.h>
@@ -111,6 +122,15 @@ typedef intptr_t T_HANDLE;
 #define ERROR_DISK_FULL T_ERROR_DISK_FULL
 #endif
 #endif
+
+/*
+ * What a result says, in English, for messages and logs: lower case, without a period. Every code above has a text of its
+ * own; positive results (success, a count, a handle) share that of success; 0 and negative values that are no codes, which
+ * callbacks may return, have texts that say so. Never null, never freed; any thread may ask at any time. The plain form is
+ * ASCII.
+ */
+TNK_API const char* TNK_CALL T_GetErrorText(int32_t Result);
+TNK_API const T_WCHAR* TNK_CALL T_GetErrorTextW(int32_t Result);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Records and constants
@@ -660,6 +680,10 @@ TNK_API int32_t TNK_CALL T_CopyPlaybackParms(BitmapHandle* Destination, const Bi
 
 /* Fills the record: version 15.0. Codes: -13 null, -789 Size is not sizeof(VersionRecord). */
 TNK_API int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size);
+
+/* TNK_VERSION of the header that the library was built with: not less than the caller's own TNK_VERSION, and of the same
+ * TNK_VERSION_MAJOR, where the two go together. */
+TNK_API uint32_t TNK_CALL T_GetLibraryVersion(void);
 
 /* ------------------------------------------------------------------------------------------------------------
  * Display dispatch table

@@ -2,8 +2,8 @@
  * tnkrn_codec.h - interface of the optional codec modules behind super-compressed bitmaps and coded images.
  *
  * A codec module is a shared library that packs rows of pixels without loss. The kernel looks for it beside itself,
- * then where the system looks, when a super-compressed bitmap is allocated, and keeps it loaded while the bitmap has its
- * storage:
+ * outside Windows also in the folder tnkrn15u there, then where the system looks, when a super-compressed bitmap is
+ * allocated, and keeps it loaded while the bitmap has its storage:
  *
  *     bits per pixel   modules, in the order in which they are tried
  *     1                TFFAX15U.DLL, then TFCMP15U.DLL

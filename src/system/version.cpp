@@ -1,4 +1,4 @@
-// The version record.
+// The version record, which never changes, and the version of this release.
 #include <cstring>
 
 #include "base/result.h"
@@ -31,3 +31,5 @@ extern "C" int32_t TNK_CALL T_VersionInfo(VersionRecord* Record, uint32_t Size) 
     *Record = version;
     return SUCCESS;
 }
+
+extern "C" uint32_t TNK_CALL T_GetLibraryVersion(void) { return TNK_VERSION; }

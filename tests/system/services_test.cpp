@@ -1,7 +1,10 @@
 // Thread slots, text, module loaders and the library's coming and going.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <cstring>
+#include <fstream>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -77,6 +80,27 @@ TEST(Text, GoesThereAndBackAndIsCutBetweenCharacters) {
     failing.failFrom(1, kLocalFailures);
     EXPECT_EQ(static_cast<const T_WCHAR*>(T_A2W(longText.c_str())), nullptr);
     EXPECT_EQ(failing.live(), LiveObjects{});
+}
+
+// Every code of the header has a text of its own, in both forms; what is no code has one that is no code's.
+TEST(ErrorText, TellsAllCodesOfTheHeaderApart) {
+    std::vector<int32_t> codes = {0, INT32_MIN};
+    std::ifstream header(TNK_TEST_DATA "/../../../include/tnkrn.h");
+    for (std::string line; std::getline(header, line);) {
+        char name[64];
+        int code;
+        if (std::sscanf(line.c_str(), "#define T_%63[A-Z_] %*[(]%d)", name, &code) == 2) codes.push_back(code);
+    }
+    EXPECT_EQ(codes.size(), 22u);
+    codes.push_back(SUCCESS);
+    std::set<std::string> texts;
+    for (const int32_t code : codes) {
+        const std::string text = T_GetErrorText(code);
+        EXPECT_TRUE(texts.insert(text).second && !text.empty()) << code << ": " << text;
+        EXPECT_EQ(WideString(T_GetErrorTextW(code)), wide(text));
+    }
+    for (const int32_t value : {2, INT32_MAX}) EXPECT_EQ(T_GetErrorText(value), T_GetErrorText(SUCCESS));
+    for (const int32_t value : {-6, -2000}) EXPECT_EQ(T_GetErrorTextW(value), T_GetErrorTextW(INT32_MIN));
 }
 
 #ifdef _WIN32

@@ -14,6 +14,8 @@ namespace tnk::native {
 namespace {
 
 constexpr size_t kPathBytes = 4096;
+// Installed modules lie below the library: a system's folder of libraries is for those that programs link to.
+constexpr const char* kFolders[] = {"", "tnkrn15u/"};
 
 // The file of the module that this code is part of, as the kernel mapped it.
 bool mappedFile(char (&path)[kPathBytes]) {
@@ -32,8 +34,9 @@ bool mappedFile(char (&path)[kPathBytes]) {
     return found;
 }
 
-// The path of `name` in the folder of the module that this code is part of.
-bool besideLibrary(const char* name, char (&path)[kPathBytes]) {
+// The path of `name` in the folder of the module that this code is part of, or in the one below it that `folder` names with
+// a slash.
+bool besideLibrary(const char* folder, const char* name, char (&path)[kPathBytes]) {
     Dl_info self{};
     if (dladdr(reinterpret_cast<const void*>(&besideLibrary), &self) == 0 || self.dli_fname == nullptr) return false;
     if (self.dli_fname[0] == '/') {
@@ -46,11 +49,8 @@ bool besideLibrary(const char* name, char (&path)[kPathBytes]) {
     }
     char* slash = std::strrchr(path, '/');
     if (slash == nullptr) return false;
-    const size_t folder = static_cast<size_t>(slash - path) + 1;
-    const size_t length = std::strlen(name) + 1;
-    if (folder + length > kPathBytes) return false;
-    std::memcpy(path + folder, name, length);
-    return true;
+    const size_t room = kPathBytes - static_cast<size_t>(slash + 1 - path);
+    return static_cast<size_t>(std::snprintf(slash + 1, room, "%s%s", folder, name)) < room;
 }
 
 // Gives a name without an ending the usual one; false when it does not fit.
@@ -73,7 +73,8 @@ constinit const ModuleTable moduleTable = {
         char text[kPathBytes];
         char path[kPathBytes];
         if (!toUtf8(name, text, sizeof text) || !addEnding(text)) return 0;
-        if (std::strchr(text, '/') == nullptr && besideLibrary(text, path)) {
+        for (const char* folder : kFolders) {
+            if (std::strchr(text, '/') != nullptr || !besideLibrary(folder, text, path)) break;
             if (const T_HANDLE module = open(path); module != 0) return module;
         }
         return open(text);
