@@ -12,7 +12,7 @@ import sys
 
 INCLUDE = pathlib.Path(__file__).parent.parent / "include"
 HEADERS = "\n".join(path.read_text(encoding="utf-8") for path in sorted(INCLUDE.glob("*.h")))
-HIDDEN = {"TNKRN_H", "TNKRN_CODEC_H", "TNK_API", "TNK_CALL", "TNK_CODEC_API"}
+HIDDEN = {"TNKRN_H", "TNKRN_CODEC_H", "TNK_API", "TNK_CALL", "TNK_CODEC_API", "TNK_QUOTE_", "TNK_QUOTE_VERSION_"}
 NAMES = set(re.findall(r"^TNK_\w*API .*?\b(\w+)\(", HEADERS, re.M)) | set(re.findall(r"^#define (\w+)", HEADERS, re.M))
 NAMES |= set(re.findall(r"^} (\w+);", HEADERS, re.M)) | set(re.findall(r"TNK_CALL\* (\w+)\)", HEADERS))
 NAMES -= HIDDEN
