@@ -3,14 +3,14 @@
 #include <stdlib.h>
 #include "tnkrn.h"
 
-/* A light page, darker to the right, with a line of text every 40 rows. */
+/* A light page, darker to the right, with a line of faint text every 40 rows. */
 static int32_t makePage(BitmapHandle* page) {
     uint8_t row[1240];
     int32_t result = T_CreateBitmap(page, sizeof *page, MEM_CONVENTIONAL, 1240, 1754, 0, 0, NULL, 1, NULL, 0);
     for (int32_t y = 0; result >= SUCCESS && y < page->Height; ++y) {
         for (int32_t x = 0; x < page->Width; ++x) {
             int ink = y % 40 < 16 && x % 24 < 4;
-            row[x] = (uint8_t)(ink ? 60 : 240 - x / 20);
+            row[x] = (uint8_t)(ink ? 140 : 240 - x / 20);
         }
         result = T_PutBitmapRow(page, row, y, sizeof row);
     }
@@ -19,9 +19,14 @@ static int32_t makePage(BitmapHandle* page) {
 
 int main(void) {
     BitmapHandle page, bits;
+    PaletteEntry sides[256] = {{0, 0, 0, 0}};
     if (makePage(&page) < SUCCESS) return EXIT_FAILURE;
 
-    /* Text stays sharp with the nearer of black and white; DITHER_FLOYD_STEINBERG suits photographs. */
+    /* White from level 160 on: the page's levels are indexes, and its palette says what they look like. */
+    for (int level = 160; level < 256; ++level) sides[level].Blue = sides[level].Green = sides[level].Red = 255;
+    T_SetBitmapNewPalette(&page, sides, 256);
+
+    /* Text stays sharp without dithering; DITHER_FLOYD_STEINBERG, and no palette of two colours, suits photographs. */
     int32_t result = T_ColorResBitmap(&page, &bits, sizeof bits, 1, CRF_FIXEDPALETTE | CRF_DITHER_METHOD(DITHER_NONE),
                                       NULL, 0, 0, NULL, NULL);
     if (result == SUCCESS) {

@@ -15,6 +15,7 @@ HEADERS = "\n".join(path.read_text(encoding="utf-8") for path in sorted(INCLUDE.
 HIDDEN = {"TNKRN_H", "TNKRN_CODEC_H", "TNK_API", "TNK_CALL", "TNK_CODEC_API", "TNK_QUOTE_", "TNK_QUOTE_VERSION_"}
 NAMES = set(re.findall(r"^TNK_\w*API .*?\b(\w+)\(", HEADERS, re.M)) | set(re.findall(r"^#define (\w+)", HEADERS, re.M))
 NAMES |= set(re.findall(r"^} (\w+);", HEADERS, re.M)) | set(re.findall(r"TNK_CALL\* (\w+)\)", HEADERS))
+NAMES |= set(re.findall(r"^typedef \w+ (\w+);", HEADERS, re.M))
 NAMES -= HIDDEN
 CODES = {number: name for name, number in re.findall(r"^#define (T_\w+) \((-\d+)\)", HEADERS, re.M)}
 TITLES = {"tnkrn.h": "Conventions", "tnkrn_codec.h": "Codec modules"}  # of what the headers begin with
