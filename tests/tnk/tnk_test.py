@@ -127,6 +127,8 @@ class Reading(ToolTest):
             for out in ("out.png", "out.bmp"):
                 self.convert(name, out)
                 colors = pictures.palette(self.read(out))
+                if name == "fewkey.png":  # the entry stays transparent where the format has a place for it
+                    kept = 13 if out == "out.png" else "RGBA"
                 self.assertEqual(len(colors) if isinstance(kept, int) else self.image(out).mode, kept, name)
                 self.assertTrue(not name.startswith("core") or colors == [*three, (0, 0, 0)])
                 if name == "words.bmp" and out == "out.bmp":  # the reader widens five bits in its own way

@@ -22,7 +22,7 @@ std::string sizeOf(const Bitmap& bitmap) {
 }  // namespace
 
 Picture readMask(const std::string& maskFile, const Bitmap& bitmap, const std::string& file, uint32_t request) {
-    Picture mask = readPicture(maskFile, GrayAlpha::kDrop, request);
+    Picture mask = readWide(maskFile, GrayAlpha::kDrop, request);
     bringUpright(mask.bitmap, maskFile);
     if (sizeOf(mask.bitmap) != sizeOf(bitmap)) {
         throw fileFailure(maskFile, sizeOf(mask.bitmap) + " pixels, but " + file + " has " + sizeOf(bitmap));
@@ -62,7 +62,7 @@ void layOver(Bitmap& bitmap, const std::string& file, uint32_t color, uint32_t r
 
 void alpha(const AlphaOptions& options) {
     const FileFormat format = formatOf(options.out);
-    Picture picture = readPicture(options.in, GrayAlpha::kAsColor, memoryRequest(options.memory));
+    Picture picture = readWide(options.in, GrayAlpha::kAsColor, memoryRequest(options.memory));
     const int bits = picture.bitmap->BitsPerPixel;
     if (!hasAlpha(picture.bitmap)) throw fileFailure(options.in, "has no alpha channel");
     const std::string why = whyNot(format, bits == 64 ? 16 : 8, true);

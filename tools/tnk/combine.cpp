@@ -6,7 +6,6 @@
 #include "commands.h"
 #include "formats/writer.h"
 #include "geometry.h"
-#include "match_colors.h"
 #include "memory.h"
 #include "picture.h"
 #include "progress.h"
@@ -23,20 +22,18 @@ Picture readUpright(const std::string& file, uint32_t request) {
     return picture;
 }
 
+bool hasPaletteAlone(const Picture& picture) {
+    return picture.bitmap->BitsPerPixel <= 8 && picture.headers.alpha.empty();
+}
+
 bool isGray(const Picture& picture) { return picture.bitmap->BitsPerPixel <= 8 || picture.bitmap->Order == ORDER_GRAY; }
 
-// Whether the file's own depth is another one than that of the bitmap.
-bool hasOwnPalette(const Picture& picture) {
-    return picture.depth != 0 && picture.depth <= 8 && picture.depth != picture.bitmap->BitsPerPixel;
-}
-
+// One palette without alpha: then their indexes combine.
 bool haveSamePalette(const Picture& a, const Picture& b) {
-    return a.depth == b.depth && a.palette.size() == b.palette.size() &&
-           std::memcmp(a.palette.data(), b.palette.data(), a.palette.size() * sizeof(PaletteEntry)) == 0;
-}
-
-void takeOwnPalette(Picture& picture, const std::string& file, uint32_t request) {
-    picture.bitmap = matchColors(picture.bitmap, file, picture.depth, picture.palette, request);
+    const std::vector<PaletteEntry>&first = a.palette, &second = b.palette;
+    return hasPaletteAlone(a) && hasPaletteAlone(b) && a.bitmap->BitsPerPixel == b.bitmap->BitsPerPixel &&
+           first.size() == second.size() &&
+           std::memcmp(first.data(), second.data(), first.size() * sizeof(PaletteEntry)) == 0;
 }
 
 // Grays that colours are to be put into.
@@ -102,11 +99,10 @@ void combine(const CombineOptions& options) {
     formatOf(options.out);
     const uint32_t request = memoryRequest(options.memory);
     Picture first = readUpright(options.in, request), second = readUpright(options.with, request);
-    if (hasOwnPalette(first) && hasOwnPalette(second) && haveSamePalette(first, second)) {
-        takeOwnPalette(first, options.in, request);
-        takeOwnPalette(second, options.with, request);
-    } else if (isGray(first) && !isGray(second)) {
-        makeColors(first.bitmap, options.in);
+    if (!haveSamePalette(first, second)) {
+        widen(first.bitmap, first.headers, options.in, request);
+        widen(second.bitmap, second.headers, options.with, request);
+        if (isGray(first) && !isGray(second)) makeColors(first.bitmap, options.in);
     }
     Bitmap& target = first.bitmap;
     Bitmap& source = second.bitmap;
@@ -131,7 +127,7 @@ void warp(const WarpOptions& options) {
     const uint32_t request = memoryRequest(options.memory);
     Picture picture = readUpright(options.in, request);
     const bool nearest = options.filter == "nearest";
-    if (nearest && hasOwnPalette(picture)) takeOwnPalette(picture, options.in, request);
+    if (!nearest || !hasPaletteAlone(picture)) widen(picture.bitmap, picture.headers, options.in, request);
     Bitmap& source = picture.bitmap;
     const Corners from = options.from.empty() ? wholePicture(source->Width, source->Height) : cornersOf(options.from);
     const Corners to = options.to.empty() ? wholePicture(width, height) : cornersOf(options.to);
@@ -155,7 +151,9 @@ void warp(const WarpOptions& options) {
 
 void scramble(const ScrambleOptions& options) {
     formatOf(options.out);
-    Picture picture = readUpright(options.in, memoryRequest(options.memory));
+    const uint32_t request = memoryRequest(options.memory);
+    Picture picture = readUpright(options.in, request);
+    widen(picture.bitmap, picture.headers, options.in, request);
     const std::vector<int>& box = options.rect;
     {
         const Progress progress("scrambling", options.in);

@@ -29,6 +29,7 @@ struct Side {
 
 Side read(const std::string& file, uint32_t request) {
     Side side = {file, readPicture(file, GrayAlpha::kAsColor, request)};
+    if (!side.picture.headers.alpha.empty()) widen(side.picture.bitmap, side.picture.headers, file, request);
     const Progress progress("preparing", file);
     bringUpright(side.picture.bitmap, file);
     return side;

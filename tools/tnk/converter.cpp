@@ -196,12 +196,21 @@ Page Converter::read(const std::string& file) const {
     page.file = file;
     page.resolution = picture.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit;
     page.bitmap = std::move(picture.bitmap);
-    page.grayWithAlpha = picture.headers.channels == 2;
-    if (!options_.gray) {
-        page.depth = picture.depth;
-        page.palette = std::move(picture.palette);
-    }
+    page.headers = std::move(picture.headers);
+    if (!options_.gray) page.palette = std::move(picture.palette);
+    // Alpha of palettes stays where nothing asks for pixels of another form.
+    if (!alpha) page.headers.alpha.clear();
+    if (!page.headers.alpha.empty() && (!options_.bits.empty() || !holdsAlphaPalettes(format_) ||
+                                        !options_.geometry.background.empty() || !onlyMoves(options_.geometry)))
+        widen(page);
     return page;
+}
+
+void Converter::widen(Page& page) const {
+    const int bits = page.bitmap->BitsPerPixel;
+    tool::widen(page.bitmap, page.headers, page.file, request_);
+    if (bits != page.bitmap->BitsPerPixel && page.headers.alpha.empty()) page.depth = bits;
+    page.headers.alpha.clear();
 }
 
 void Converter::prepare(Page& page) const {
@@ -210,13 +219,14 @@ void Converter::prepare(Page& page) const {
     Bitmap& bitmap = page.bitmap;
     if (!options_.geometry.keepView) bringUpright(bitmap, page.file);
     if (!options_.alpha.empty()) {
+        widen(page);
         putAlpha(bitmap, page.file, options_.alpha, request_);
         page.depth = 0;
     }
     if (!options_.crop.empty()) cropBitmap(bitmap, options_.crop, page.file);
     if (!options_.geometry.background.empty() && hasAlpha(bitmap)) layOver(page);
     if (!options_.geometry.steps.empty()) {
-        takeOwnDepth(page);
+        if (blends(page)) widen(page);
         const Stopwatch stepwatch(page.moving);
         applySteps(bitmap, options_.geometry, page.file);
     }
@@ -230,7 +240,7 @@ void Converter::layOver(Page& page) const {
     page.depth = 0;
     page.palette.clear();
     const bool gray = (color & 0xFF) == (color >> 8 & 0xFF) && (color & 0xFF) == color >> 16;
-    if (page.grayWithAlpha && gray) require(T_GrayScaleBitmap(page.bitmap.get(), bits), page.file);
+    if (page.headers.channels == 2 && gray) require(T_GrayScaleBitmap(page.bitmap.get(), bits), page.file);
 }
 
 namespace {
@@ -239,7 +249,7 @@ Result resultOf(const Page& page, const Job& job, int bits, std::string out) {
     replaceAll(out, "{bits}", std::to_string(bits));
     replaceAll(out, "{dither}", kDitherNames[job.method]);
     return {std::move(out),
-            {page.file, page.resolution, page.milliseconds, page.moving, {}, 0, {}},
+            {page.file, page.resolution, page.milliseconds, page.moving, {}, 0, {}, page.headers},
             kDitherNames[job.method]};
 }
 
@@ -255,8 +265,8 @@ Result Converter::make(Page& page, const Job& job, std::string out) const {
     {
         const Progress progress("converting", result.out);
         const Stopwatch stopwatch(result.page.milliseconds);
-        result.page.bitmap =
-            options_.threshold.empty() ? reduce(page, {bits, job.method}) : parted(page, result.method);
+        result.page.bitmap = options_.threshold.empty() ? reduce(page, {bits, job.method}, &job == &jobs_.back())
+                                                        : parted(page, result.method);
     }
     return result;
 }
@@ -327,13 +337,10 @@ Bitmap Converter::matched(Page& page, int bits, const std::vector<PaletteEntry>&
     return placed(matchColors(page.bitmap, page.file, bits, palette, request), page.file);
 }
 
-// Steps of geometry find no colours that the palette lacks where a result keeps it; elsewhere they may blend.
-void Converter::takeOwnDepth(Page& page) const {
-    const bool kept =
-        std::any_of(jobs_.begin(), jobs_.end(), [&](const Job& job) { return keepsPalette(page, depthOf(page, job)); });
-    if (kept && page.depth && page.depth != page.bitmap->BitsPerPixel) {
-        page.bitmap = matched(page, page.depth, page.palette);
-    }
+// Not where a result keeps the palette: then they must find no colours that it lacks.
+bool Converter::blends(const Page& page) const {
+    const auto keeps = [&](const Job& job) { return keepsPalette(page, depthOf(page, job)); };
+    return !onlyMoves(options_.geometry) && std::none_of(jobs_.begin(), jobs_.end(), keeps);
 }
 
 Bitmap Converter::parted(Page& page, std::string& method) const {
@@ -343,9 +350,11 @@ Bitmap Converter::parted(Page& page, std::string& method) const {
     return placed(applyThreshold(page.bitmap, page.file, level, request), page.file);
 }
 
-Bitmap Converter::reduce(Page& page, const Job& job) const {
-    const bool asItIs = options_.bits.empty() && job.bits == page.bitmap->BitsPerPixel;
-    if (asItIs || job.bits == options_.gray) return copyTo(request_, page.bitmap, page.file);
+Bitmap Converter::reduce(Page& page, const Job& job, bool last) const {
+    const bool asItIs = options_.bits.empty() || job.bits == options_.gray || keepsPalette(page, job.bits);
+    if (asItIs && job.bits == page.bitmap->BitsPerPixel) {
+        return last ? placed(std::move(page.bitmap), page.file) : copyTo(request_, page.bitmap, page.file);
+    }
     if (const std::vector<PaletteEntry> palette = exactPalette(page, job); !palette.empty()) {
         return matched(page, job.bits, palette);
     }
@@ -367,7 +376,9 @@ void Converter::write(Result& result, OutputFile& output) const {
     if (format_ == FileFormat::kBmp && bitmap->ViewPerspective != TOP_LEFT) {
         std::fprintf(stderr, "tnk: note: %s: a BMP file cannot say how its rows are to be seen\n", result.out.c_str());
     }
-    writePicture(format_, bitmap, output, {.resolution = result.page.resolution, .header = header_});
+    Writing writing = {.resolution = result.page.resolution, .header = header_};
+    if (bitmap->BitsPerPixel <= 8) writing.alpha = result.page.headers.alpha;
+    writePicture(format_, bitmap, output, writing);
 }
 
 std::string Converter::report(Result& result) const {

@@ -18,9 +18,9 @@ struct Page {
     double milliseconds = 0;  // spent on it by the library
     double moving = 0;        // of these in steps of geometry
     Bitmap bitmap;
-    int depth = 0;                      // that keeps every pixel, 0: the bitmap's
+    int depth = 0;                      // that keeps every pixel, where the bitmap was widened; 0: the bitmap's
     std::vector<PaletteEntry> palette;  // in which every pixel has its colour
-    bool grayWithAlpha = false;         // in the file; the bitmap has colours
+    Headers headers;
 };
 
 struct Job {
@@ -48,7 +48,7 @@ class Converter {
     Page read(const std::string& file) const;
     // The part that was asked for, moved as was asked for, and its grays.
     void prepare(Page& page) const;
-    // `out` with {bits} and {dither} filled in.
+    // `out` with {bits} and {dither} filled in. `job` is one of jobs(), and the last one of them uses the page up.
     Result make(Page& page, const Job& job, std::string out) const;
     // The same of all pages, with one optimized palette for them. Their bitmaps are in `list`, in order.
     std::vector<Result> makeTogether(BitmapList list, const std::vector<Page>& pages, const Job& job,
@@ -80,8 +80,12 @@ class Converter {
     Reduction reductionFor(const Job& job) const;
     // In black and white by the threshold; `method` says which it is.
     Bitmap parted(Page& page, std::string& method) const;
-    Bitmap reduce(Page& page, const Job& job) const;
-    void takeOwnDepth(Page& page) const;
+    // The last job may use the page up.
+    Bitmap reduce(Page& page, const Job& job, bool last) const;
+    // Makes colours or bytes of gray of it.
+    void widen(Page& page) const;
+    // Whether steps of geometry have to find colours that lie between those of the picture.
+    bool blends(const Page& page) const;
     Bitmap matched(Page& page, int bits, const std::vector<PaletteEntry>& palette) const;
     bool packed() const { return (request_ & (MEM_COMPRESSED | MEM_SUPERCOMPRESSED)) != 0; }
     Bitmap placed(Bitmap result, const std::string& file) const;

@@ -141,6 +141,14 @@ void cropBitmap(Bitmap& bitmap, const std::vector<int>& box, const std::string& 
     require(T_TrimBitmap(bitmap.get(), part.Left, part.Top, part.Right - part.Left, part.Bottom - part.Top), file);
 }
 
+bool onlyMoves(const GeometryOptions& options) {
+    using Step = GeometryStep;
+    return std::all_of(options.steps.begin(), options.steps.end(), [](const Step& step) {
+        const bool quarters = step.kind == Step::kRotate && step.angle % 9000 == 0 && !step.keepSize;
+        return quarters || step.kind == Step::kFlip || step.kind == Step::kMirror || step.kind == Step::kOrient;
+    });
+}
+
 void bringUpright(Bitmap& bitmap, const std::string& file) {
     if (bitmap->ViewPerspective == TOP_LEFT) return;
     require(T_ChangeBitmapViewPerspective(nullptr, bitmap.get(), sizeof(BitmapHandle), TOP_LEFT), file);

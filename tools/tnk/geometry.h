@@ -38,6 +38,9 @@ void checkGeometry(const GeometryOptions& options);
 // A part of the picture as it is seen, clipped to it.
 void cropBitmap(Bitmap& bitmap, const std::vector<int>& box, const std::string& file);
 
+// Whether steps bring in no colours, between those of two pixels or of the background.
+bool onlyMoves(const GeometryOptions& options);
+
 // Moves the pixels so that rows are stored from the top and start at the left.
 void bringUpright(Bitmap& bitmap, const std::string& file);
 

@@ -98,13 +98,8 @@ void info(const std::string& file, const std::string& memory) {
                     describePalette(headers.palette).c_str());
     }
     std::printf("  in use      %s\n", countColors(bitmap, file).c_str());
-    if (memory == "compressed") {
-        if (pixelBits != 1) throw fileFailure(file, "only pictures of 1 bit a pixel are held compressed");
-        Bitmap bits;
-        require(T_ColorResBitmap(bitmap.get(), bits.get(), sizeof(BitmapHandle), 1, CRF_FIXEDPALETTE, nullptr, 0, 0,
-                                 nullptr, nullptr),
-                file);
-        bitmap = copyTo(request, bits, file);
+    if (memory == "compressed" && bitmap->BitsPerPixel != 1) {
+        throw fileFailure(file, "only pictures of 1 bit a pixel are held compressed");
     }
     std::printf("  bitmap      %s (%s), %u bytes a row\n", inBits(bitmap->BitsPerPixel).c_str(), orderName(bitmap),
                 bitmap->BytesPerLine);

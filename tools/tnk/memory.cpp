@@ -8,12 +8,15 @@ uint32_t memoryRequest(const std::string& kind) {
     if (kind == "disk") return MEM_NOCONVENTIONAL;
     if (kind == "compressed") return MEM_COMPRESSED | MEM_CONVENTIONAL;
     if (kind == "super") return MEM_SUPERCOMPRESSED | MEM_CONVENTIONAL;
+    // Each tile that is not in memory has an open file; many small ones would leave none for the results.
+    constexpr int32_t kMegabyte = 1 << 20, kLarge = (sizeof(void*) > 4 ? 256 : 64) * kMegabyte;
+    constexpr uint32_t kWhich = 1u << 1 | 1u << 2 | 1u << 3;
     if (kind == "tiled") {
         // Nothing is small enough for one block, and few tiles are in memory at a time: larger pictures are paged.
-        // Each tile that is not in memory has an open file; many small ones would leave none for the results.
-        constexpr int32_t kLargestBlock = 0, kTileBytes = 1 << 20, kTilesBytes = 2 << 20;
-        constexpr uint32_t kWhich = 1u << 1 | 1u << 2 | 1u << 3;
-        T_SetMemoryThresholds(0, kLargestBlock, kTileBytes, kTilesBytes, 0, kWhich);
+        T_SetMemoryThresholds(0, 0, kMegabyte, 2 * kMegabyte, 0, kWhich);
+    } else {
+        // Tiles of the library's own size for what is large.
+        T_SetMemoryThresholds(0, kLarge, 0, kLarge, 0, kWhich);
     }
     return MEM_CONVENTIONAL;
 }

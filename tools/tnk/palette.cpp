@@ -39,7 +39,7 @@ Entries paletteOf(const PaletteOptions& options) {
         own.entries.resize(std::min(own.entries.size(), wanted));
         return own.entries;
     }
-    Picture picture = readPicture(options.in, GrayAlpha::kDrop, memoryRequest(options.memory));
+    Picture picture = readWide(options.in, GrayAlpha::kDrop, memoryRequest(options.memory));
     return optimizedPalette(picture, options.in, wanted);
 }
 

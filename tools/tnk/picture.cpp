@@ -13,32 +13,24 @@ namespace {
 
 bool isBlack(const PaletteEntry& entry) { return (entry.Red | entry.Green | entry.Blue) == 0; }
 
-// The depth that keeps every pixel, and the palette: behind the entries of the file black, if pixels need it.
-void setDepth(Picture& picture, const std::string& file) {
+// Behind the entries of the file black, if pixels need it.
+std::vector<PaletteEntry> wholePalette(Picture& picture, const std::string& file) {
     const Headers& headers = picture.headers;
-    const bool gray = headers.channels <= 2;
-    if (headers.indexed) {
-        picture.palette = headers.palette;
-        const bool whole = filePalette(picture.bitmap, file).size() <= picture.palette.size();
-        if (!whole && std::none_of(picture.palette.begin(), picture.palette.end(), isBlack)) {
-            picture.palette.push_back({0, 0, 0, 0});
-        }
-    } else if (gray && headers.bitsPerChannel <= 8) {
-        const int bits = headers.bits <= 8 ? headers.bits : 8;
-        picture.palette = grayRamp(bits);
-    }
-    const bool alpha = !headers.alpha.empty() || headers.bits == 32 || headers.bits == 64;
-    if (headers.bits <= 16 && headers.order != ORDER_GRAY && !alpha) picture.depth = headers.bits;
-    if (headers.bits <= 8 && !alpha) picture.depth = headers.bits;
+    const bool grays = headers.channels <= 2 && headers.bitsPerChannel == 8;
+    if (!headers.indexed) return grays ? grayRamp(std::min(headers.bitsPerPixel, 8)) : std::vector<PaletteEntry>();
+    std::vector<PaletteEntry> palette = headers.palette;
+    const bool whole = filePalette(picture.bitmap, file).size() <= palette.size();
+    if (!whole && std::none_of(palette.begin(), palette.end(), isBlack)) palette.push_back({0, 0, 0, 0});
+    return palette;
 }
 
-// Colours, with alpha if entries have it.
-Bitmap colorsOf(Picture& picture, const std::string& file, uint32_t request) {
-    const std::vector<uint8_t>& alpha = picture.headers.alpha;
-    Bitmap& bitmap = picture.bitmap;
+Bitmap colorsOf(Bitmap& bitmap, const std::vector<uint8_t>& alpha, const std::string& file, uint32_t request) {
     const int bits = alpha.empty() ? 24 : 32, width = bitmap->Width;
     Bitmap out;
     out.create(file, request, width, bitmap->Height, bits, ORDER_RGB);
+    out->XResolution = bitmap->XResolution;
+    out->YResolution = bitmap->YResolution;
+    out->ViewPerspective = bitmap->ViewPerspective;
     FileRows colors(bitmap, file, bits, ORDER_RGB), indexes(bitmap, file, 8, ORDER_RGB);
     std::vector<uint8_t> row(colors.bytes());
     for (int y = 0; y < bitmap->Height; y++) {
@@ -53,23 +45,14 @@ Bitmap colorsOf(Picture& picture, const std::string& file, uint32_t request) {
     return out;
 }
 
-void widen(Picture& picture, const std::string& file, uint32_t request) {
-    const Headers& headers = picture.headers;
-    if (headers.bits > 8 && !(headers.bits == 16 && headers.order != ORDER_GRAY)) return;
-    if (!headers.indexed && headers.bits <= 8) {
-        require(T_GrayScaleBitmap(picture.bitmap.get(), 8), file);
-    } else {
-        picture.bitmap = colorsOf(picture, file, request);
-    }
-}
-
 Bitmap emptyBitmap(const Headers& headers, const std::string& file, uint32_t request) {
     Bitmap bitmap;
     bitmap.create(file, request, headers.width, headers.height, headers.bits, headers.order);
     if (headers.bits > 8) return bitmap;
-    PaletteEntry* const end = std::copy(headers.palette.begin(), headers.palette.end(), bitmap->Palette);
+    const std::vector<PaletteEntry> palette = headers.indexed ? headers.palette : grayRamp(headers.bits);
+    PaletteEntry* const end = std::copy(palette.begin(), palette.end(), bitmap->Palette);
     std::fill(end, bitmap->Palette + (size_t{1} << headers.bits), PaletteEntry{0, 0, 0, 0});
-    bitmap->ColorCount = static_cast<uint32_t>(headers.palette.size());
+    bitmap->ColorCount = static_cast<uint32_t>(palette.size());
     return bitmap;
 }
 
@@ -82,8 +65,7 @@ Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t reque
     picture.bitmap = emptyBitmap(decoder->headers(), file, request);
     decoder->decode(picture.bitmap);
     picture.headers = decoder->headers();
-    setDepth(picture, file);
-    widen(picture, file, request);
+    picture.palette = wholePalette(picture, file);
     if (interrupted()) throw interruptedFailure();
     if (picture.headers.xResolution > 0) {
         picture.bitmap->XResolution = picture.headers.xResolution;
@@ -92,6 +74,21 @@ Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t reque
     if (picture.headers.orientation) {
         picture.bitmap->ViewPerspective = static_cast<uint32_t>(picture.headers.orientation);
     }
+    return picture;
+}
+
+void widen(Bitmap& bitmap, const Headers& headers, const std::string& file, uint32_t request) {
+    const int bits = bitmap->BitsPerPixel;
+    if (bits <= 8 && !headers.indexed) {
+        require(T_GrayScaleBitmap(bitmap.get(), 8), file);
+    } else if (bits <= 8 || (bits == 16 && bitmap->Order != ORDER_GRAY)) {
+        bitmap = colorsOf(bitmap, headers.alpha, file, request);
+    }
+}
+
+Picture readWide(const std::string& file, GrayAlpha grayAlpha, uint32_t request) {
+    Picture picture = readPicture(file, grayAlpha, request);
+    widen(picture.bitmap, picture.headers, file, request);
     return picture;
 }
 

@@ -34,7 +34,7 @@ Put parsePut(const std::string& text) {
 }
 
 Picture readGrays(const PlanesOptions& options) {
-    Picture picture = readPicture(options.in, GrayAlpha::kDrop, memoryRequest(options.memory));
+    Picture picture = readWide(options.in, GrayAlpha::kDrop, memoryRequest(options.memory));
     Bitmap& bitmap = picture.bitmap;
     const Progress progress("preparing", options.in);
     bringUpright(bitmap, options.in);

@@ -25,11 +25,12 @@ struct Headers {
     int width = 0;
     int height = 0;
 
-    // The bitmap that a decoder fills: 1, 2, 4 or 8 bits with a palette, 16 (grays, or five bits a channel), 24, 32, 48 or 64.
+    // The bitmap that a decoder fills: 1 to 8 bits with the palette, or the ramp of grays where pixels are no indexes; 16 (grays,
+    // or five bits a channel), 24, 32, 48 or 64.
     int bits = 0;
     uint32_t order = ORDER_RGB;  // above 8 bits
     std::vector<PaletteEntry>
-        palette;  // at most 2^bits entries, indexes behind them are black; above 8 bits what a file suggests
+        palette;                 // at most 2^bits entries, indexes behind them are black; of colours a suggestion
     std::vector<uint8_t> alpha;  // of the first entries of the palette, the others are opaque
 
     // In the file.

@@ -157,7 +157,6 @@ void JpegDecoder::readShape() {
         jpeg_.out_color_space = JCS_GRAYSCALE;
         headers_.bits = 8;
         headers_.order = ORDER_GRAY;
-        headers_.palette = grayRamp(8);
         return;
     }
     if (components != 3 && components != 4) {

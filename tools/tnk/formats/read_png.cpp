@@ -98,10 +98,7 @@ void PngDecoder::readShape(GrayAlpha grayAlpha) {
     }
     const int channelBits = std::max(depth, 8);
     headers_.bits = !gray || wanted ? channelBits * (wanted ? 4 : 3) : depth;
-    if (gray && !wanted) {
-        headers_.order = ORDER_GRAY;
-        if (depth <= 8) headers_.palette = grayRamp(depth);
-    }
+    if (gray && !wanted) headers_.order = ORDER_GRAY;
     run([&] {
         if (depth == 16) png_set_swap(png_);
         if (alpha && !wanted) png_set_strip_alpha(png_);

@@ -101,7 +101,6 @@ PnmDecoder::PnmDecoder(InputFile input) : PictureDecoder(std::move(input)) {
     headers_.bits = oneBit_ ? 1 : headers_.bitsPerChannel * headers_.channels;
     headers_.bitsPerPixel = headers_.bits;
     if (!color) headers_.order = ORDER_GRAY;
-    if (headers_.bits <= 8) headers_.palette = grayRamp(headers_.bits);
     full_ = deep ? 65535 : 255;
     samples_ = size_t{width} * static_cast<size_t>(headers_.channels);
     row_.resize((size_t{width} * static_cast<size_t>(headers_.bits) + 7) / 8);

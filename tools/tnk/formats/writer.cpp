@@ -16,6 +16,8 @@ std::string whyNot(FileFormat format, int bits, bool gray) {
     return {};
 }
 
+bool holdsAlphaPalettes(FileFormat format) { return format == FileFormat::kPng; }
+
 uint32_t orderOf(FileFormat format) { return format == FileFormat::kPng ? ORDER_RGB : ORDER_BGR; }
 
 std::unique_ptr<PictureEncoder> makeEncoder(FileFormat format, OutputFile& output) {

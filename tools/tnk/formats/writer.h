@@ -19,6 +19,9 @@ FileFormat formatOf(const std::string& file, const char* more = "");
 // Why a format cannot hold a result of this depth, or nothing when it can.
 std::string whyNot(FileFormat format, int bits, bool gray);
 
+// Palettes whose entries have alpha.
+bool holdsAlphaPalettes(FileFormat format);
+
 // The order in which a format holds colours.
 uint32_t orderOf(FileFormat format);
 
