@@ -36,13 +36,15 @@ struct PictureOptions {
 struct ConvertOptions : PictureOptions {
     std::string in;
     std::string out;  // {bits} and {dither} stand for the values of a result
+    int page = 0;     // from 1; 0: the first
 };
 
 struct PagesOptions : PictureOptions {
     std::vector<std::string> in;
-    std::string out;                  // {page} too
+    std::string out;                  // {page} and {name} too
     std::vector<std::string> select;  // numbers and ranges, from 1; empty: all in order
     bool sharedPalette = false;       // one optimized palette for all
+    int jobs = 0;                     // at a time; 0: as many as there are processors
 };
 
 struct PaletteOptions {
@@ -121,7 +123,7 @@ void alpha(const AlphaOptions& options);
 // Bit planes of grays as pictures of 1 bit, and back.
 void planes(const PlanesOptions& options);
 
-// All or nothing: results appear under their names when every one of them is written.
+// Several pictures, in several threads. With a shared palette results appear when every one of them is written.
 void pages(const PagesOptions& options);
 
 void info(const std::string& file, const std::string& memory);

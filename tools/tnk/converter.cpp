@@ -92,6 +92,12 @@ std::vector<PaletteEntry> grayLevels(int bits) {
     return palette;
 }
 
+std::string nameOf(std::string out, const Job& job, int bits) {
+    replaceAll(out, "{bits}", std::to_string(bits));
+    replaceAll(out, "{dither}", kDitherNames[job.method]);
+    return out;
+}
+
 // Adds the time of its life to a sum.
 class Stopwatch {
   public:
@@ -186,14 +192,30 @@ void Converter::readPalette() {
     }
 }
 
-Page Converter::read(const std::string& file) const {
+std::vector<size_t> Converter::wantedJobs(const std::string& out, bool& kept) const {
+    std::vector<size_t> wanted;
+    for (size_t i = 0; i < jobs_.size(); i++) {
+        // Without --bits the picture decides what {bits} stands for.
+        const bool known = jobs_[i].bits || out.find("{bits}") == out.npos;
+        if (known && isKept(nameOf(out, jobs_[i], jobs_[i].bits))) {
+            complain(nameOf(out, jobs_[i], jobs_[i].bits) + ": " + kKept);
+            kept = true;
+        } else {
+            wanted.push_back(i);
+        }
+    }
+    return wanted;
+}
+
+Page Converter::read(const std::string& file, int number) const {
     if (interrupted()) throw interruptedFailure();
     const bool alpha = !options_.geometry.background.empty() || std::any_of(jobs_.begin(), jobs_.end(), [](Job job) {
         return job.bits == 0 || job.bits == 32 || job.bits == 64;
     });
-    Picture picture = readPicture(file, alpha ? GrayAlpha::kAsColor : GrayAlpha::kDrop, request_);
+    Picture picture = readPicture(file, alpha ? GrayAlpha::kAsColor : GrayAlpha::kDrop, request_, number);
     Page page;
-    page.file = file;
+    page.file = number ? file + " (page " + std::to_string(number + 1) + ")" : file;
+    page.pages = picture.pages;
     page.resolution = picture.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit;
     page.bitmap = std::move(picture.bitmap);
     page.headers = std::move(picture.headers);
@@ -240,15 +262,13 @@ void Converter::layOver(Page& page) const {
     page.depth = 0;
     page.palette.clear();
     const bool gray = (color & 0xFF) == (color >> 8 & 0xFF) && (color & 0xFF) == color >> 16;
-    if (page.headers.channels == 2 && gray) require(T_GrayScaleBitmap(page.bitmap.get(), bits), page.file);
+    if (page.headers.channels <= 2 && gray) require(T_GrayScaleBitmap(page.bitmap.get(), bits), page.file);
 }
 
 namespace {
 
-Result resultOf(const Page& page, const Job& job, int bits, std::string out) {
-    replaceAll(out, "{bits}", std::to_string(bits));
-    replaceAll(out, "{dither}", kDitherNames[job.method]);
-    return {std::move(out),
+Result resultOf(const Page& page, const Job& job, int bits, const std::string& out) {
+    return {nameOf(out, job, bits),
             {page.file, page.resolution, page.milliseconds, page.moving, {}, 0, {}, page.headers},
             kDitherNames[job.method]};
 }
@@ -371,14 +391,13 @@ Bitmap Converter::placed(Bitmap result, const std::string& file) const {
     return packed() ? copyTo(request_, result, file) : std::move(result);
 }
 
-void Converter::write(Result& result, OutputFile& output) const {
-    Bitmap& bitmap = result.page.bitmap;
-    if (format_ == FileFormat::kBmp && bitmap->ViewPerspective != TOP_LEFT) {
-        std::fprintf(stderr, "tnk: note: %s: a BMP file cannot say how its rows are to be seen\n", result.out.c_str());
+Writing Converter::writingOf(const Result& result) const {
+    if (format_ == FileFormat::kBmp && result.page.bitmap->ViewPerspective != TOP_LEFT) {
+        complain("note: " + result.out + ": a BMP file cannot say how its rows are to be seen");
     }
     Writing writing = {.resolution = result.page.resolution, .header = header_};
-    if (bitmap->BitsPerPixel <= 8) writing.alpha = result.page.headers.alpha;
-    writePicture(format_, bitmap, output, writing);
+    if (result.page.bitmap->BitsPerPixel <= 8) writing.alpha = result.page.headers.alpha;
+    return writing;
 }
 
 std::string Converter::report(Result& result) const {

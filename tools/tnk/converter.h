@@ -21,6 +21,7 @@ struct Page {
     int depth = 0;                      // that keeps every pixel, where the bitmap was widened; 0: the bitmap's
     std::vector<PaletteEntry> palette;  // in which every pixel has its colour
     Headers headers;
+    int pages = 1;  // that the file has
 };
 
 struct Job {
@@ -45,7 +46,12 @@ class Converter {
     // What to make of each picture.
     const std::vector<Job>& jobs() const { return jobs_; }
 
-    Page read(const std::string& file) const;
+    // Positions of the jobs whose results are not to be kept as they are; those that are, are told, and `kept` set.
+    std::vector<size_t> wantedJobs(const std::string& out, bool& kept) const;
+
+    FileFormat format() const { return format_; }
+
+    Page read(const std::string& file, int page) const;
     // The part that was asked for, moved as was asked for, and its grays.
     void prepare(Page& page) const;
     // `out` with {bits} and {dither} filled in. `job` is one of jobs(), and the last one of them uses the page up.
@@ -53,7 +59,8 @@ class Converter {
     // The same of all pages, with one optimized palette for them. Their bitmaps are in `list`, in order.
     std::vector<Result> makeTogether(BitmapList list, const std::vector<Page>& pages, const Job& job,
                                      const std::vector<std::string>& outs) const;
-    void write(Result& result, OutputFile& output) const;
+    // How it is written; tells the user what gets lost.
+    Writing writingOf(const Result& result) const;
     // A line for the user; empty unless it was asked for.
     std::string report(Result& result) const;
 

@@ -10,6 +10,8 @@ void require(int32_t result, const std::string& file) {
     if (result != T_SUCCESS) throw fileFailure(file, describeResult(result));
 }
 
+void complain(const std::string& why) { tell(stderr, "tnk: " + why + "\n"); }
+
 std::string describeResult(int32_t result) {
     const char* text = T_GetErrorText(result);
     if (text != T_GetErrorText(INT32_MIN)) return text;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 
@@ -29,6 +31,30 @@ inline Failure fileFailure(const std::string& file, const std::string& why) {
 inline Failure usageFailure(const std::string& why) { return Failure(why, kExitUsage); }
 
 inline Failure interruptedFailure() { return Failure("interrupted", kExitInterrupted); }
+
+// Something was told to the user already, and the rest was done.
+inline Failure toldFailure() { return Failure("", kExitFailed); }
+
+// A line for the user.
+void complain(const std::string& why);
+
+// The exit code of the work; a failure is told here, of `file` where the failure does not name one.
+template <class Work>
+int guarded(const Work& work, const std::string& file = "") {
+    const std::string of = file.empty() ? "" : file + ": ";
+    try {
+        work();
+        return kExitOk;
+    } catch (const Failure& failure) {
+        if (failure.what()[0]) complain(failure.what());
+        return failure.code();
+    } catch (const std::bad_alloc&) {
+        complain(of + "not enough memory");
+    } catch (const std::exception& error) {
+        complain(of + error.what());
+    }
+    return kExitFailed;
+}
 
 // Result codes of the library in words.
 std::string describeResult(int32_t result);

@@ -13,6 +13,8 @@
 #if defined(_WIN32)
 #include <io.h>
 #include <process.h>
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
 #else
 #include <unistd.h>
 #endif
@@ -22,6 +24,27 @@ namespace tool {
 namespace fs = std::filesystem;
 
 namespace {
+
+bool keepExisting = false;
+
+// A new name, in one step where the file system can: EEXIST when there is such a file already.
+std::error_code renameToNew(const fs::path& from, const fs::path& to) {
+    std::error_code error;
+#if defined(_WIN32)
+    if (!MoveFileExW(from.c_str(), to.c_str(), 0))
+        error.assign(static_cast<int>(GetLastError()), std::system_category());
+#else
+    fs::create_hard_link(from, to, error);
+    if (!error) {
+        fs::remove(from, error);
+    } else if (error != std::errc::file_exists) {
+        std::error_code ignored;
+        if (fs::exists(fs::symlink_status(to, ignored))) return std::make_error_code(std::errc::file_exists);
+        fs::rename(from, to, error);
+    }
+#endif
+    return error;
+}
 
 // Null with EEXIST in errno when there is such a file already.
 std::FILE* createNew(const fs::path& path) {
@@ -69,7 +92,15 @@ std::string extensionOf(const std::string& name) {
     return extension;
 }
 
+void keepExistingFiles() { keepExisting = true; }
+
+bool isKept(const std::string& name) {
+    std::error_code error;
+    return keepExisting && fs::exists(fs::symlink_status(pathOf(name), error));
+}
+
 OutputFile::OutputFile(const std::string& name) : name_(name), target_(writeTarget(name)) {
+    if (isKept(name)) throw fileFailure(name, kKept);
 #if defined(_WIN32)
     const int process = _getpid();
 #else
@@ -108,7 +139,12 @@ void OutputFile::commit() {
     if (interrupted()) throw interruptedFailure();
     finish();
     std::error_code error;
-    fs::rename(temporary_, target_, error);
+    if (keepExisting) {
+        error = renameToNew(temporary_, target_);
+        if (error == std::errc::file_exists) throw fileFailure(name_, kKept);
+    } else {
+        fs::rename(temporary_, target_, error);
+    }
     if (error) throw fileFailure(name_, error.message());
     temporary_.clear();
 }

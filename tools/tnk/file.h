@@ -17,6 +17,12 @@ std::string extensionOf(const std::string& name);
 // A value of errno in words.
 std::string systemReason(int number);
 
+// From here on no file is overwritten: opening and naming one that exists is a failure. Called before threads begin.
+void keepExistingFiles();
+// Whether a file of this name stays as it is.
+bool isKept(const std::string& name);
+constexpr const char* kKept = "exists already, and --keep overwrites nothing";
+
 // A file that appears under its name only when commit() has it whole: until then it has a temporary name in the same
 // folder, and without a commit it vanishes.
 class OutputFile {

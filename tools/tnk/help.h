@@ -151,12 +151,19 @@ inline constexpr const char* kConvertExamples =
     "  tnk convert photo.jpg cut.png --alpha mask.png            white stays, black is transparent\n"
     "  tnk convert logo.png flat.png --background white          no alpha any more\n"
     "  tnk convert old.bmp new.bmp --bmp-header v5\n"
-    "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all";
+    "  tnk convert photo.jpg photo-{bits}-{dither}.png --bits 1,2,4,8 --dither all\n"
+    "  tnk convert photo.jpg photo.png --keep                    only if photo.png is not there yet";
 
 inline constexpr const char* kPagesExamples =
-    "Results appear when all of them are written: a picture that fails leaves none behind.\n"
+    "Each result appears when it is written; a picture that fails is told, the others are made, and the exit code is "
+    "1.\n"
+    "With --shared-palette results appear when all of them are written: a picture that fails leaves none behind.\n"
+    "{page} counts the results, with leading zeros; names that two pictures would share are refused before any work.\n"
+    "At most --jobs pictures are in memory at a time, with --shared-palette all of them.\n"
     "\n"
     "Examples:\n"
+    "  tnk pages *.jpg --out small/{name}.png --fit 800x600      names stay, in a folder that is there\n"
+    "  tnk pages *.jpg --out {name}.png --jobs 2 --keep          only those that are not there yet\n"
     "  tnk pages scan*.png --out page-{page}.png --bits 1 --dither none\n"
     "  tnk pages a.jpg b.jpg c.jpg --out {page}-{bits}.png --bits 1,8 --select 3,1-2\n"
     "  tnk pages frame*.png --out {page}.png --bits 8 --palette optimized --shared-palette";

@@ -2,13 +2,13 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <new>
 #include <string>
 #include <vector>
 
 #include "build_id.h"
 #include "commands.h"
 #include "failure.h"
+#include "file.h"
 #include "geometry_options.h"
 #include "help.h"
 #include "memory.h"
@@ -31,15 +31,17 @@ class CommandLine {
 
   private:
     static void addMemoryOption(CLI::App& command, std::string& memory);
+    void addKeepFlag(CLI::App& command);
     static void addColorsOption(CLI::App& command, int& colors, const char* what);
     static CLI::Option* addNumbers(CLI::App& command, const char* name, std::vector<int>& numbers, int count,
                                    char between, const char* what);
-    static void addInAndOut(CLI::App& command, std::string& in, std::string& out);
+    void addInAndOut(CLI::App& command, std::string& in, std::string& out);
     void addCombinations();
     void addPlanes();
     void addComparison();
     int runComparison();
-    static void addPictureOptions(CLI::App& command, PictureOptions& options);
+    void addPictureOptions(CLI::App& command, PictureOptions& options);
+    void addPages();
 
     CLI::App app_{"Pictures through the imaging library: what is in them, and their reduction to fewer bits.", "tnk"};
     CLI::App* info_;
@@ -55,6 +57,7 @@ class CommandLine {
     CLI::App* compare_;
     std::vector<std::string> files_;
     std::string memory_ = "plain";
+    bool keep_ = false;
     ConvertOptions convertOptions_;
     PagesOptions pagesOptions_;
     PaletteOptions paletteOptions_;
@@ -86,6 +89,10 @@ void CommandLine::addMemoryOption(CLI::App& command, std::string& memory) {
         .add_option("-m,--memory", memory,
                     "Where bitmaps are held: plain (the default), tiled, disk, compressed, super")
         ->check(CLI::IsMember(std::vector<std::string>(kMemoryNames.begin(), kMemoryNames.end())));
+}
+
+void CommandLine::addKeepFlag(CLI::App& command) {
+    command.add_flag("--keep", keep_, "Overwrite nothing: a result whose file exists already is a failure");
 }
 
 void CommandLine::addColorsOption(CLI::App& command, int& colors, const char* what) {
@@ -127,6 +134,7 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
                     "Header of a BMP: info (the default), v4 (the default with alpha, for which info has no place), v5")
         ->check(CLI::IsMember({"info", "v4", "v5"}));
     addMemoryOption(command, options.memory);
+    addKeepFlag(command);
     command.add_flag("-v,--verbose", options.verbose, "Print a line for each result, with the time of conversion");
 }
 
@@ -138,6 +146,7 @@ CLI::Option* CommandLine::addNumbers(CLI::App& command, const char* name, std::v
 void CommandLine::addInAndOut(CLI::App& command, std::string& in, std::string& out) {
     command.add_option("IN", in, "The picture (PNG, JPEG, BMP, PNM)")->required();
     command.add_option("OUT", out, "The result (.png or .bmp)")->required();
+    addKeepFlag(command);
 }
 
 void CommandLine::addPlanes() {
@@ -155,6 +164,7 @@ void CommandLine::addPlanes() {
         ->allow_extra_args(false);
     planes_->add_option("-g,--gray", planesOptions_.gray, "Make grays of 8, 12 or 16 bits of the picture first")
         ->check(CLI::IsMember({8, 12, 16}));
+    addKeepFlag(*planes_);
     addMemoryOption(*planes_, planesOptions_.memory);
     planes_->footer(kPlanesExamples);
 }
@@ -168,6 +178,7 @@ void CommandLine::addCombinations() {
         ->check(CLI::IsMember(std::vector<std::string>(kCombineNames.begin(), kCombineNames.end())));
     addNumbers(*combine_, "--at", combineOptions_.at, 2, ',', "Where B's top left corner goes: X,Y in A (default 0,0)");
     combine_->add_option("--channels", combineOptions_.channels, "Only these channels of A change: letters of RGBA");
+    addKeepFlag(*combine_);
     addMemoryOption(*combine_, combineOptions_.memory);
     combine_->footer(kCombineExamples);
 
@@ -212,6 +223,28 @@ void CommandLine::addComparison() {
     compare_->footer(kCompareExamples);
 }
 
+void CommandLine::addPages() {
+    pages_ = app_.add_subcommand("pages", "Convert several pictures at once");
+    pages_->add_option("IN", pagesOptions_.in, "The pictures (PNG, JPEG, BMP, PNM), with all their pages")->required();
+    pages_
+        ->add_option(
+            "-o,--out", pagesOptions_.out,
+            "The results (.png or .bmp); {page}, {name} (of the picture's file, without extension), {bits} and\n"
+            "{dither} stand for their values")
+        ->required();
+    pages_
+        ->add_option("-s,--select", pagesOptions_.select,
+                     "Pages to take, in this order: numbers and ranges from 1, counted over all pictures")
+        ->delimiter(',')
+        ->allow_extra_args(false);
+    pages_->add_flag("--shared-palette", pagesOptions_.sharedPalette, "One optimized palette for all pictures");
+    pages_->add_option("-j,--jobs", pagesOptions_.jobs, "Pictures at a time (default: as many as there are processors)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 256));
+    addPictureOptions(*pages_, pagesOptions_);
+    pages_->footer(std::string(kNotes) + kPagesExamples);
+}
+
 CommandLine::CommandLine() {
     app_.require_subcommand(1);
     // "/usr/share/photo.jpg" is a name, on Windows too.
@@ -232,22 +265,13 @@ CommandLine::CommandLine() {
         ->required();
     convert_->add_option("--alpha", convertOptions_.alpha,
                          "A picture of the same size whose grays become the alpha channel (before crop and geometry)");
+    convert_->add_option("--page", convertOptions_.page, "The page of a file that has several (default the first)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1000000));
     addPictureOptions(*convert_, convertOptions_);
     convert_->footer(std::string(kNotes) + kConvertExamples);
 
-    pages_ = app_.add_subcommand("pages", "Convert several pictures at once");
-    pages_->add_option("IN", pagesOptions_.in, "The pictures (PNG, JPEG, BMP, PNM)")->required();
-    pages_
-        ->add_option("-o,--out", pagesOptions_.out,
-                     "The results (.png or .bmp); {page}, {bits} and {dither} stand for their values")
-        ->required();
-    pages_
-        ->add_option("-s,--select", pagesOptions_.select, "Pictures to take, in this order: numbers and ranges from 1")
-        ->delimiter(',')
-        ->allow_extra_args(false);
-    pages_->add_flag("--shared-palette", pagesOptions_.sharedPalette, "One optimized palette for all pictures");
-    addPictureOptions(*pages_, pagesOptions_);
-    pages_->footer(std::string(kNotes) + kPagesExamples);
+    addPages();
 
     count_ = app_.add_subcommand("count", "Count the different colours of pictures (PNG, JPEG, BMP, PNM)");
     count_->add_option("FILE", files_, "Pictures")->required();
@@ -260,36 +284,19 @@ CommandLine::CommandLine() {
     palette_->add_option("OUT", paletteOptions_.out, "The palette: .gpl, .pal (JASC), .act, or swatches: .png, .bmp")
         ->required();
     addColorsOption(*palette_, paletteOptions_.colors, "At most N colours (default 256)");
+    addKeepFlag(*palette_);
     addMemoryOption(*palette_, paletteOptions_.memory);
     palette_->footer(kPaletteExamples);
 
     alpha_ = app_.add_subcommand("alpha", "Write the alpha channel of a picture as a picture of grays");
     alpha_->add_option("IN", alphaOptions_.in, "The picture (PNG, BMP)")->required();
     alpha_->add_option("-o,--out", alphaOptions_.out, "The mask (.png or .bmp)")->required();
+    addKeepFlag(*alpha_);
     addMemoryOption(*alpha_, alphaOptions_.memory);
     alpha_->footer(kAlphaExamples);
     addCombinations();
     addPlanes();
     addComparison();
-}
-
-void complain(const std::string& why) { std::fprintf(stderr, "tnk: %s\n", why.c_str()); }
-
-// The exit code; a failure is told here.
-template <class Work>
-int guarded(Work work) {
-    try {
-        work();
-        return kExitOk;
-    } catch (const Failure& failure) {
-        complain(failure.what());
-        return failure.code();
-    } catch (const std::bad_alloc&) {
-        complain("not enough memory");
-    } catch (const std::exception& error) {
-        complain(error.what());
-    }
-    return kExitFailed;
 }
 
 int CommandLine::runComparison() {
@@ -317,6 +324,7 @@ int CommandLine::run(std::vector<std::string> arguments) {
     }
 
     catchInterrupts();
+    if (keep_) keepExistingFiles();
     if (convert_->parsed()) return guarded([this] { convert(convertOptions_); });
     if (pages_->parsed()) return guarded([this] { pages(pagesOptions_); });
     if (palette_->parsed()) return guarded([this] { palette(paletteOptions_); });

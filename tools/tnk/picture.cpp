@@ -58,10 +58,16 @@ Bitmap emptyBitmap(const Headers& headers, const std::string& file, uint32_t req
 
 }  // namespace
 
-Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t request) {
+Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t request, int page) {
     const Progress progress("reading", file);
-    const std::unique_ptr<PictureDecoder> decoder = openPicture(InputFile(file), {.grayAlpha = grayAlpha});
+    const std::unique_ptr<PictureDecoder> decoder =
+        openPicture(InputFile(file), {.grayAlpha = grayAlpha, .page = page});
     Picture picture;
+    picture.pages = decoder->pages();
+    if (page >= picture.pages) {
+        throw fileFailure(file, "has " + std::to_string(picture.pages) + (picture.pages == 1 ? " page" : " pages") +
+                                    ", not " + std::to_string(page + 1));
+    }
     picture.bitmap = emptyBitmap(decoder->headers(), file, request);
     decoder->decode(picture.bitmap);
     picture.headers = decoder->headers();
@@ -91,5 +97,7 @@ Picture readWide(const std::string& file, GrayAlpha grayAlpha, uint32_t request)
     widen(picture.bitmap, picture.headers, file, request);
     return picture;
 }
+
+int pagesIn(const std::string& file) { return file == kStandard ? 1 : openPicture(InputFile(file), {})->pages(); }
 
 }  // namespace tool

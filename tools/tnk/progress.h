@@ -1,7 +1,9 @@
 // The progress bar, and the user's wish to stop.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <string>
 
 #include "tnkrn.h"
@@ -11,6 +13,26 @@ namespace tool {
 // Ctrl-C from here on only sets a flag, which long work looks at.
 void catchInterrupts();
 bool interrupted();
+
+// A whole line, or several, for the user; a bar on the terminal makes room. From any thread.
+void tell(std::FILE* stream, const std::string& lines);
+
+// One bar for work on many pictures, in any number of threads: while it lives, there is no other. One at a time; made and
+// destroyed while no thread works.
+class SharedProgress {
+  public:
+    SharedProgress(const char* doing, size_t pictures);
+    ~SharedProgress();
+    SharedProgress(const SharedProgress&) = delete;
+    SharedProgress& operator=(const SharedProgress&) = delete;
+
+    void pictureDone();
+
+  private:
+    std::string doing_;
+    size_t pictures_;
+    size_t done_ = 0;
+};
 
 // While it lives a terminal says what is being done to which file, with a bar as soon as a status callback of the library
 // or rowDone() tells how far it is. Ctrl-C ends an operation of the library with kStopped.

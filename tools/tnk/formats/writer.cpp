@@ -17,6 +17,7 @@ std::string whyNot(FileFormat format, int bits, bool gray) {
 }
 
 bool holdsAlphaPalettes(FileFormat format) { return format == FileFormat::kPng; }
+bool holdsPages(FileFormat) { return false; }
 
 uint32_t orderOf(FileFormat format) { return format == FileFormat::kPng ? ORDER_RGB : ORDER_BGR; }
 

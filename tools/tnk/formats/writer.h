@@ -22,6 +22,9 @@ std::string whyNot(FileFormat format, int bits, bool gray);
 // Palettes whose entries have alpha.
 bool holdsAlphaPalettes(FileFormat format);
 
+// Whether a file can hold several pictures.
+bool holdsPages(FileFormat format);
+
 // The order in which a format holds colours.
 uint32_t orderOf(FileFormat format);
 
