@@ -22,6 +22,8 @@ int main(void) {
     if (result == SUCCESS) {
         printf("%d x %d, %u colours\n", (int)reduced.Width, (int)reduced.Height, (unsigned)reduced.ColorCount);
         T_FreeBitmap(&reduced);
+    } else {
+        printf("%s\n", T_GetErrorText(result));
     }
     T_FreeBitmap(&photo);
     return result == SUCCESS ? 0 : 1;

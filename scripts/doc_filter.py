@@ -32,6 +32,10 @@ def marked(text, codes=False):
     return re.sub(r"(?<![\w.\"^])-\d+\b(?!\^)", lambda m: f'@ref {CODES[m[0]]} "{m[0]}"' if m[0] in CODES else m[0], text)
 
 
+def slug(title):
+    return re.sub(r"\W+", "_", title.lower()).strip("_")
+
+
 def body(comment):
     """The lines of a comment without its decoration."""
     lines = comment.strip().removeprefix("/*").removesuffix("*/").splitlines()
@@ -120,9 +124,8 @@ class Header:
     def section(self, lines):
         self.close()
         head, _, rest = lines[0].partition(". ")
-        slug = re.sub(r"\W+", "_", head.lower()).strip("_")
         lines = [rest, *lines[1:]]
-        self.out.append(f"/** @defgroup {slug} {head.rstrip('.')}\n{prose(lines)}\n\n")
+        self.out.append(f"/** @defgroup {slug(head)} {head.rstrip('.')}\n{prose(lines)}\n\n")
         self.opening, self.open = len(self.out), True
         self.out.append("@{ */")
         self.doc = [f"See the head of section {head.rstrip('.')}."]
@@ -249,7 +252,9 @@ class Header:
 
 
 def linked(text):
-    """Markdown whose `T_Names` lead to their description."""
+    """Markdown whose `T_Names` lead to their description, and which shows the programs that it links to."""
+    text = re.sub(r"^\[\S+\]\([./]+/(\w[\w/]+\.c)\)$", r"\\include \1", text, flags=re.M)
+    text = re.sub(r"\[(\w+)\]\([./]+/include/tnkrn.h\)", lambda m: f'@ref {slug(m[1])} "{m[1]}"', text)
     parts = re.split(r"(^```.*?^```)", text, flags=re.M | re.S)
     for i in range(0, len(parts), 2):
         parts[i] = re.sub(r"`(\w+)`", lambda m: f'@ref {m[1]} "{m[1]}"' if m[1] in NAMES else m[0], parts[i])

@@ -12,6 +12,9 @@ Opener openerOf(std::string_view head) {
     if (head.starts_with("\x89PNG\r\n\x1A\n")) return openPng;
     if (head.starts_with("\xFF\xD8\xFF")) return openJpeg;
     if (head.starts_with("BM")) return openBmp;
+    for (const char* order : {"II*\0", "MM\0*", "II+\0", "MM\0+"}) {
+        if (head.starts_with({order, 4})) return openTiff;
+    }
     const bool anyMap = head.size() >= 3 && head[0] == 'P' && head[1] >= '1' && head[1] <= '6';
     if (anyMap && std::string_view("# \t\r\n\v\f").find(head[2]) != head.npos) return openPnm;
     return nullptr;
@@ -23,7 +26,7 @@ bool isPicture(const InputFile& input) { return openerOf(input.head()) != nullpt
 
 std::unique_ptr<PictureDecoder> openPicture(InputFile input, const Opening& opening) {
     const Opener open = openerOf(input.head());
-    if (!open) throw fileFailure(input.name(), "not a PNG, JPEG, BMP or PNM picture");
+    if (!open) throw fileFailure(input.name(), "not a PNG, JPEG, TIFF, BMP or PNM picture");
     return open(std::move(input), opening);
 }
 

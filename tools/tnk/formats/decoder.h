@@ -51,6 +51,7 @@ std::unique_ptr<PictureDecoder> openPicture(InputFile input, const Opening& open
 std::unique_ptr<PictureDecoder> openPng(InputFile input, const Opening& opening);
 std::unique_ptr<PictureDecoder> openJpeg(InputFile input, const Opening& opening);
 std::unique_ptr<PictureDecoder> openBmp(InputFile input, const Opening& opening);
+std::unique_ptr<PictureDecoder> openTiff(InputFile input, const Opening& opening);
 std::unique_ptr<PictureDecoder> openPnm(InputFile input, const Opening& opening);
 
 }  // namespace tool

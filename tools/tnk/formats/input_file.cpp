@@ -20,6 +20,14 @@ namespace fs = std::filesystem;
 
 namespace {
 
+bool seekFile(std::FILE* file, uint64_t offset, int whence) {
+#if defined(_WIN32)
+    return _fseeki64(file, static_cast<int64_t>(offset), whence) == 0;
+#else
+    return fseeko(file, static_cast<off_t>(offset), whence) == 0;
+#endif
+}
+
 std::FILE* openToRead(const std::string& name) {
     if (name == kStandard) {
 #if defined(_WIN32)
@@ -79,6 +87,34 @@ std::vector<uint8_t> InputFile::rest() {
     check();
     data.resize(have);
     return data;
+}
+
+uint64_t InputFile::readAnywhere() {
+#if defined(_WIN32)
+    const auto end = [this] { return static_cast<uint64_t>(_ftelli64(file_.get())); };
+#else
+    const auto end = [this] { return static_cast<uint64_t>(ftello(file_.get())); };
+#endif
+    // Standard input may be a file, but then it need not stand at its start.
+    if (name_ != kStandard && seekFile(file_.get(), 0, SEEK_END)) return end();
+    memory_ = rest();
+    return memory_.size();
+}
+
+size_t InputFile::readAt(uint64_t at, void* to, size_t bytes) noexcept {
+    if (error_ || interrupted()) return 0;
+    if (!memory_.empty()) {
+        const size_t start = static_cast<size_t>(std::min<uint64_t>(at, memory_.size()));
+        const size_t got = std::min(bytes, memory_.size() - start);
+        std::memcpy(to, memory_.data() + start, got);
+        return got;
+    }
+    // Positioning throws the buffer away.
+    if (at != position_ && (at > INT64_MAX || !seekFile(file_.get(), at, SEEK_SET))) return 0;
+    const size_t got = std::fread(to, 1, bytes, file_.get());
+    position_ = at + got;
+    if (got < bytes && std::ferror(file_.get())) error_ = errno;
+    return got;
 }
 
 }  // namespace tool

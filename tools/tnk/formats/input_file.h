@@ -27,6 +27,11 @@ class InputFile {
     // Whatever read() met that is not the end of the file.
     void check() const;
 
+    // From then on bytes are read anywhere instead; the number of them. What cannot be positioned is taken into memory for it.
+    uint64_t readAnywhere();
+    // The same promises as read().
+    size_t readAt(uint64_t at, void* to, size_t bytes) noexcept;
+
     // All that was not read yet. What standard input holds is limited by memory alone.
     std::vector<uint8_t> rest();
 
@@ -43,6 +48,8 @@ class InputFile {
     size_t headBytes_ = 0;
     size_t headRead_ = 0;
     int error_ = 0;
+    std::vector<uint8_t> memory_;  // all of it, where it cannot be positioned
+    uint64_t position_ = UINT64_MAX;
 };
 
 }  // namespace tool
