@@ -679,8 +679,8 @@ class Working(ToolTest):
 class Failing(ToolTest):
     def test_usage(self):
         cases = {
-            "": "subcommand", "frobnicate in.ppm": "'frobnicate'", "convert in.ppm": "OUT", "convert in.ppm {bits}.gif --bits 8": ".png or .bmp",
-            "palette in.ppm out.gif": "must end in .act, .gpl, .pal, .png or .bmp", "palette in.ppm out.gpl --colors 257": "--colors",
+            "": "subcommand", "frobnicate in.ppm": "'frobnicate'", "convert in.ppm": "OUT", "convert in.ppm {bits}.gif --bits 8": ".png, .tif or .bmp",
+            "palette in.ppm out.gif": "must end in .act, .gpl, .pal, .png, .tif or .bmp", "palette in.ppm out.gpl --colors 257": "--colors",
             "pages in.ppm in.ppm --out out.png": "{page}", "pages in.ppm --out out.png --select 1-2": "from 1 to 1",
             "pages in.ppm --out out.png --bits 8 --shared-palette": "--palette optimized",
         } | {"convert in.ppm out.png " + options: words for options, words in {

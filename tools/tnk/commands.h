@@ -29,6 +29,7 @@ struct PictureOptions {
     bool optimizes() const { return palette == "optimized" || palette == "prescribed"; }
     std::string order;      // empty: that of the file
     std::string bmpHeader;  // info, v4 or v5; empty: what fits
+    std::string compression;  // of TIFF; empty: what fits
     std::string memory = "plain";
     bool verbose = false;
 };

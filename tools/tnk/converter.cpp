@@ -133,6 +133,11 @@ Converter::Converter(const PictureOptions& options, const std::string& out)
                   : options.bmpHeader == "v4" ? BmpHeader::kV4
                                               : BmpHeader::kV5;
     }
+    if (!options.compression.empty()) {
+        if (format_ != FileFormat::kTiff) throw usageFailure("--compression goes with results in .tif");
+        const auto found = std::find(kCompressionNames.begin(), kCompressionNames.end(), options.compression);
+        compression_ = static_cast<Compression>(found - kCompressionNames.begin() + 1);
+    }
     if (!options.threshold.empty()) threshold_ = thresholdOf(options.threshold);
     const std::vector<uint32_t> methods = methodsOf(options.dithers);
     std::vector<int> depths = options.bits;
@@ -395,7 +400,7 @@ Writing Converter::writingOf(const Result& result) const {
     if (format_ == FileFormat::kBmp && result.page.bitmap->ViewPerspective != TOP_LEFT) {
         complain("note: " + result.out + ": a BMP file cannot say how its rows are to be seen");
     }
-    Writing writing = {.resolution = result.page.resolution, .header = header_};
+    Writing writing = {.resolution = result.page.resolution, .header = header_, .compression = compression_};
     if (result.page.bitmap->BitsPerPixel <= 8) writing.alpha = result.page.headers.alpha;
     return writing;
 }

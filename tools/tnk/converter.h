@@ -100,6 +100,7 @@ class Converter {
     const PictureOptions& options_;
     FileFormat format_;
     BmpHeader header_ = BmpHeader::kFitting;
+    Compression compression_ = Compression::kFitting;
     uint32_t request_;    // of memory
     int threshold_ = -1;  // -1: the best of each picture
     std::vector<Job> jobs_;

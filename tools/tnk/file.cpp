@@ -49,11 +49,11 @@ std::error_code renameToNew(const fs::path& from, const fs::path& to) {
 // Null with EEXIST in errno when there is such a file already.
 std::FILE* createNew(const fs::path& path) {
 #if defined(_WIN32)
-    const int file = _wopen(path.c_str(), _O_CREAT | _O_EXCL | _O_WRONLY | _O_BINARY, _S_IREAD | _S_IWRITE);
-    return file < 0 ? nullptr : _fdopen(file, "wb");
+    const int file = _wopen(path.c_str(), _O_CREAT | _O_EXCL | _O_RDWR | _O_BINARY, _S_IREAD | _S_IWRITE);
+    return file < 0 ? nullptr : _fdopen(file, "w+b");
 #else
-    const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0666);
-    return file < 0 ? nullptr : fdopen(file, "wb");
+    const int file = open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0666);
+    return file < 0 ? nullptr : fdopen(file, "w+b");
 #endif
 }
 
@@ -126,6 +126,34 @@ void OutputFile::fail() { throw fileFailure(name_, systemReason(errno)); }
 void OutputFile::write(const void* data, size_t bytes) {
     if (interrupted()) throw interruptedFailure();
     if (bytes && std::fwrite(data, 1, bytes, file_) != bytes) fail();
+}
+
+// Positioning empties the buffer; between reading and writing it must be.
+void OutputFile::moveTo(uint64_t at, bool reading) {
+    if (interrupted()) throw interruptedFailure();
+    if (at == position_ && reading == reading_) return;
+#if defined(_WIN32)
+    const bool moved = _fseeki64(file_, static_cast<int64_t>(at), SEEK_SET) == 0;
+#else
+    const bool moved = fseeko(file_, static_cast<off_t>(at), SEEK_SET) == 0;
+#endif
+    if (!moved) fail();
+    position_ = at;
+    reading_ = reading;
+}
+
+void OutputFile::writeAt(uint64_t at, const void* data, size_t bytes) {
+    moveTo(at, false);
+    if (bytes && std::fwrite(data, 1, bytes, file_) != bytes) fail();
+    position_ += bytes;
+}
+
+size_t OutputFile::readAt(uint64_t at, void* to, size_t bytes) {
+    moveTo(at, true);
+    const size_t got = std::fread(to, 1, bytes, file_);
+    if (got < bytes && std::ferror(file_)) fail();
+    position_ += got;
+    return got;
 }
 
 void OutputFile::finish() {

@@ -35,17 +35,24 @@ class OutputFile {
     const std::string& name() const { return name_; }
 
     void write(const void* data, size_t bytes);
+    // Anywhere; not together with write().
+    void writeAt(uint64_t at, const void* data, size_t bytes);
+    // Of what was written; fewer bytes at its end.
+    size_t readAt(uint64_t at, void* to, size_t bytes);
     // The file is whole, but has its temporary name still.
     void finish();
     void commit();
 
   private:
     [[noreturn]] void fail();
+    void moveTo(uint64_t at, bool reading);
 
     std::string name_;
     std::filesystem::path target_;
     std::filesystem::path temporary_;
     std::FILE* file_ = nullptr;
+    uint64_t position_ = 0;  // of writeAt() and readAt()
+    bool reading_ = false;
 };
 
 }  // namespace tool

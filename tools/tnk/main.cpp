@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "file.h"
+#include "formats/writer.h"
 #include "geometry_options.h"
 #include "help.h"
 #include "memory.h"
@@ -133,6 +134,8 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
         .add_option("--bmp-header", options.bmpHeader,
                     "Header of a BMP: info (the default), v4 (the default with alpha, for which info has no place), v5")
         ->check(CLI::IsMember({"info", "v4", "v5"}));
+    command.add_option("--compression", options.compression, "Of TIFF (default g4 for black and white, else lzw)")
+        ->check(CLI::IsMember(std::vector<std::string>(kCompressionNames.begin(), kCompressionNames.end())));
     addMemoryOption(command, options.memory);
     addKeepFlag(command);
     command.add_flag("-v,--verbose", options.verbose, "Print a line for each result, with the time of conversion");
@@ -144,17 +147,17 @@ CLI::Option* CommandLine::addNumbers(CLI::App& command, const char* name, std::v
 }
 
 void CommandLine::addInAndOut(CLI::App& command, std::string& in, std::string& out) {
-    command.add_option("IN", in, "The picture (PNG, JPEG, BMP, PNM)")->required();
-    command.add_option("OUT", out, "The result (.png or .bmp)")->required();
+    command.add_option("IN", in, "The picture (PNG, JPEG, TIFF, BMP, PNM)")->required();
+    command.add_option("OUT", out, "The result (.png, .tif or .bmp)")->required();
     addKeepFlag(command);
 }
 
 void CommandLine::addPlanes() {
     planes_ = app_.add_subcommand("planes", "Take bit planes of grays out as pictures of 1 bit, or put them in");
-    planes_->add_option("IN", planesOptions_.in, "The picture, of grays (PNG, JPEG, BMP, PNM)")->required();
+    planes_->add_option("IN", planesOptions_.in, "The picture, of grays (PNG, JPEG, TIFF, BMP, PNM)")->required();
     planes_
         ->add_option("-o,--out", planesOptions_.out,
-                     "The planes (.png or .bmp), {plane} stands for the number; with --put the picture")
+                     "The planes (.png, .tif or .bmp), {plane} stands for the number; with --put the picture")
         ->required();
     planes_->add_option("--planes", planesOptions_.planes, "Planes to take out: numbers from 0 (default all)")
         ->delimiter(',')
@@ -171,9 +174,9 @@ void CommandLine::addPlanes() {
 
 void CommandLine::addCombinations() {
     combine_ = app_.add_subcommand("combine", "Put one picture over another, or combine them in other ways");
-    combine_->add_option("A", combineOptions_.in, "The picture below (PNG, JPEG, BMP, PNM)")->required();
+    combine_->add_option("A", combineOptions_.in, "The picture below (PNG, JPEG, TIFF, BMP, PNM)")->required();
     combine_->add_option("B", combineOptions_.with, "The picture that is put there")->required();
-    combine_->add_option("OUT", combineOptions_.out, "The result (.png or .bmp)")->required();
+    combine_->add_option("OUT", combineOptions_.out, "The result (.png, .tif or .bmp)")->required();
     combine_->add_option("--mode", combineOptions_.mode, "How two pixels become one")
         ->check(CLI::IsMember(std::vector<std::string>(kCombineNames.begin(), kCombineNames.end())));
     addNumbers(*combine_, "--at", combineOptions_.at, 2, ',', "Where B's top left corner goes: X,Y in A (default 0,0)");
@@ -211,7 +214,7 @@ void CommandLine::addCombinations() {
 
 void CommandLine::addComparison() {
     compare_ = app_.add_subcommand("compare", "Tell whether two pictures are equal, and how far apart they are");
-    compare_->add_option("A", compareOptions_.a, "A picture (PNG, JPEG, BMP, PNM)")->required();
+    compare_->add_option("A", compareOptions_.a, "A picture (PNG, JPEG, TIFF, BMP, PNM)")->required();
     compare_->add_option("B", compareOptions_.b, "Another one")->required();
     compare_
         ->add_option("-t,--tolerance", compareOptions_.tolerance,
@@ -225,11 +228,12 @@ void CommandLine::addComparison() {
 
 void CommandLine::addPages() {
     pages_ = app_.add_subcommand("pages", "Convert several pictures at once");
-    pages_->add_option("IN", pagesOptions_.in, "The pictures (PNG, JPEG, BMP, PNM), with all their pages")->required();
+    pages_->add_option("IN", pagesOptions_.in, "The pictures (PNG, JPEG, TIFF, BMP, PNM), with all their pages")
+        ->required();
     pages_
         ->add_option(
             "-o,--out", pagesOptions_.out,
-            "The results (.png or .bmp); {page}, {name} (of the picture's file, without extension), {bits} and\n"
+            "The results (.png, .tif or .bmp); {page}, {name} (of the picture's file, without extension), {bits} and\n"
             "{dither} stand for their values")
         ->required();
     pages_
@@ -252,16 +256,16 @@ CommandLine::CommandLine() {
     app_.set_version_flag("--version", versionText, "Print the version and exit");
     app_.footer(kExamples);
 
-    info_ = app_.add_subcommand("info", "Tell what is in picture files (PNG, JPEG, BMP, PNM)");
+    info_ = app_.add_subcommand("info", "Tell what is in picture files (PNG, JPEG, TIFF, BMP, PNM)");
     info_->add_option("FILE", files_, "Pictures")->required();
     addMemoryOption(*info_, memory_);
     info_->footer(kInfoExamples);
 
-    convert_ = app_.add_subcommand("convert", "Convert a picture to another depth, into a PNG or BMP file");
-    convert_->add_option("IN", convertOptions_.in, "The picture (PNG, JPEG, BMP, PNM)")->required();
+    convert_ = app_.add_subcommand("convert", "Convert a picture to another depth, into a PNG, TIFF or BMP file");
+    convert_->add_option("IN", convertOptions_.in, "The picture (PNG, JPEG, TIFF, BMP, PNM)")->required();
     convert_
         ->add_option("OUT", convertOptions_.out,
-                     "The result (.png or .bmp); {bits} and {dither} stand for their values")
+                     "The result (.png, .tif or .bmp); {bits} and {dither} stand for their values")
         ->required();
     convert_->add_option("--alpha", convertOptions_.alpha,
                          "A picture of the same size whose grays become the alpha channel (before crop and geometry)");
@@ -273,13 +277,14 @@ CommandLine::CommandLine() {
 
     addPages();
 
-    count_ = app_.add_subcommand("count", "Count the different colours of pictures (PNG, JPEG, BMP, PNM)");
+    count_ = app_.add_subcommand("count", "Count the different colours of pictures (PNG, JPEG, TIFF, BMP, PNM)");
     count_->add_option("FILE", files_, "Pictures")->required();
     addMemoryOption(*count_, memory_);
     count_->footer(kCountExamples);
 
     palette_ = app_.add_subcommand("palette", "Write the palette of a picture, or of a palette file in another form");
-    palette_->add_option("IN", paletteOptions_.in, "A picture (PNG, JPEG, BMP, PNM) or a palette (.gpl, .pal, .act)")
+    palette_
+        ->add_option("IN", paletteOptions_.in, "A picture (PNG, JPEG, TIFF, BMP, PNM) or a palette (.gpl, .pal, .act)")
         ->required();
     palette_->add_option("OUT", paletteOptions_.out, "The palette: .gpl, .pal (JASC), .act, or swatches: .png, .bmp")
         ->required();
@@ -290,7 +295,7 @@ CommandLine::CommandLine() {
 
     alpha_ = app_.add_subcommand("alpha", "Write the alpha channel of a picture as a picture of grays");
     alpha_->add_option("IN", alphaOptions_.in, "The picture (PNG, BMP)")->required();
-    alpha_->add_option("-o,--out", alphaOptions_.out, "The mask (.png or .bmp)")->required();
+    alpha_->add_option("-o,--out", alphaOptions_.out, "The mask (.png, .tif or .bmp)")->required();
     addKeepFlag(*alpha_);
     addMemoryOption(*alpha_, alphaOptions_.memory);
     alpha_->footer(kAlphaExamples);

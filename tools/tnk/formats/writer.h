@@ -1,6 +1,7 @@
 // Bitmaps into picture files.
 #pragma once
 
+#include <array>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,7 +12,7 @@
 
 namespace tool {
 
-enum class FileFormat { kPng, kBmp };
+enum class FileFormat { kPng, kTiff, kBmp };
 
 // By the extension; a usage failure for others, which names `more` extensions that the caller takes.
 FileFormat formatOf(const std::string& file, const char* more = "");
@@ -36,11 +37,19 @@ enum class GrayRamp { kAsGrays, kAsPalette };
 // The header of a BMP file; the shortest that fits is V4 for pictures with alpha, else INFO.
 enum class BmpHeader { kFitting, kInfo, kV4, kV5 };
 
+// Of TIFF files; what fits is G4 for black and white, else LZW.
+enum class Compression { kFitting, kNone, kPackBits, kLzw, kDeflate, kG3, kG4, kJpeg };
+
+// Their names in options, in this order without the first.
+constexpr std::array<const char*, 7> kCompressionNames = {"none", "packbits", "lzw", "deflate", "g3", "g4", "jpeg"};
+
 // What is written beside the pixels, and how; each format takes what it has a place for.
 struct Writing {
     Resolution resolution = Resolution::kOmit;
     GrayRamp ramp = GrayRamp::kAsGrays;
     BmpHeader header = BmpHeader::kFitting;
+    Compression compression = Compression::kFitting;
+    int quality = 90;  // of JPEG, 1-100
     Metadata metadata = {};
     std::vector<uint8_t> alpha = {};  // of the first entries of the palette, the others are opaque
 };
@@ -71,6 +80,7 @@ void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, const W
 
 // Of each format.
 std::unique_ptr<PictureEncoder> makePngEncoder(OutputFile& output);
+std::unique_ptr<PictureEncoder> makeTiffEncoder(OutputFile& output);
 std::unique_ptr<PictureEncoder> makeBmpEncoder(OutputFile& output);
 
 }  // namespace tool
