@@ -555,6 +555,30 @@ class Working(ToolTest):
         for arguments in (("in.ppm", "gone.png"), ("in.ppm",), ("in.ppm", "in.ppm", "--tolerance", "-1")):
             self.assertIn("tnk: ", self.tnk("compare", *arguments, code=2)[1])
 
+    def test_info_as_json(self):
+        turned = self.write("żółw ☃.png", pictures.with_exif(self.read(self.save("a.png", self.rgba, dpi=(300, 200))), pictures.exif(6)))
+        few = self.save("few.png", self.rgb.quantize(13))
+        self.write("deep.pgm", pictures.pnm(5, 1, 65535, [0, 700, 65535]))
+        names = ["gone.png", turned, few, "deep.pgm", self.write("bad.bmp", b"BM"), self.save("pages.tif", self.rgb, save_all=True, append_images=[self.gray, self.rgba])]
+        odd = [] if WINDOWS or os.name != "posix" else [b'"\\\n.ppm', b"\xff\xc3.ppm"]
+        for name in odd:
+            shutil.copy(self.place / "in.ppm", os.fsencode(self.place) + b"/" + name)
+        out, err = self.tnk("info", "--json", *names, *odd, code=1)
+        told = json.loads(out)
+        self.assertEqual((err, [entry["file"] for entry in told]), ("", [*names, *[name.decode(errors="replace") for name in odd]]))
+        self.assertEqual([list(entry) for entry in told if "error" in entry], [["file", "error"]] * 2)
+        self.assertIn("o such file", told[0]["error"])
+        keys = "format pages width height orientation seenWidth seenHeight bitsPerPixel channels bitsPerChannel resolution palette colorsInUse".split()
+        rgba, colors = ["red", "green", "blue", "alpha"], len(set(self.pixels))
+        for i, values in {1: ("PNG", 1, 61, 37, 6, 37, 61, 32, rgba, 8, {"x": 300, "y": 200}, None, colors),
+                          2: ("PNG", 1, 61, 37, None, 61, 37, 4, rgba[:3], 8, None, {"colors": 13, "kind": "colours of its own"}, 13),
+                          3: ("PNM", 1, 3, 1, None, 3, 1, 16, ["gray"], 16, None, None, 3),
+                          5: ("TIFF", 3, 61, 37, None, 61, 37, 24, rgba[:3], 8, None, None, colors)}.items():
+            self.assertEqual([told[i][key] for key in keys], list(values), names[i])
+        large = json.loads(self.tnk("info", self.large(), "--json", "--memory", "tiled")[0])[0]["bitmap"]
+        self.assertEqual((large["memory"], large["bytesPerRow"], large["order"]), ("tiled", 16 * WIDTH * 3, "rgb"))
+        self.assertGreaterEqual(large["tiles"]["count"] * large["tiles"]["bytes"], 32 * HEIGHT * large["bytesPerRow"])
+
     def test_shear(self):
         for options, turn in (("--shear 20", None), ("--shear 20 --vertical", Image.Transpose.TRANSPOSE)):
             self.save("in.png", self.rgb.transpose(turn) if turn else self.rgb)

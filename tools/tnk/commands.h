@@ -128,6 +128,8 @@ void planes(const PlanesOptions& options);
 void pages(const PagesOptions& options);
 
 void info(const std::string& file, const std::string& memory);
+// An object for each file in an array; of a file that fails it has the reason.
+void infoAsJson(const std::vector<std::string>& files, const std::string& memory);
 // True when the pictures have the same size and, within the tolerance, the same pixels, as seen.
 bool compare(const CompareOptions& options);
 

@@ -127,7 +127,7 @@ Json jsonOf(const Side& side) {
             {"width", side.width()},
             {"height", side.height()},
             {"bitsPerPixel", side.bitsPerPixel()},
-            {"channels", side.picture.headers.channels},
+            {"channels", channelNames(side.picture.headers.channels)},
             {"bitsPerChannel", side.picture.headers.bitsPerChannel}};
 }
 

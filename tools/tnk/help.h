@@ -18,9 +18,18 @@ inline constexpr const char* kExamples =
     "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C; compare has its own.";
 
 inline constexpr const char* kInfoExamples =
+    "With --json: file, format, pages, width, height (as stored), orientation (1-8 as in EXIF, or null), seenWidth,\n"
+    "seenHeight, bitsPerPixel, channels (names), bitsPerChannel, resolution (x, y in dots per inch, or null), palette\n"
+    "(colors, kind; or null), colorsInUse, metadata (exifBytes, profileBytes, xmpBytes, texts (key, text), gamma), "
+    "and\n"
+    "bitmap (bitsPerPixel, order, bytesPerRow, memory, bytes, tiles). Of a file that fails: file, error; the exit code "
+    "is "
+    "1.\n"
+    "\n"
     "Examples:\n"
     "  tnk info photo.jpg\n"
     "  tnk info *.png\n"
+    "  tnk info *.png --json\n"
     "  tnk info photo.jpg --memory tiled                         what it takes in tiles";
 
 inline constexpr const char* kCountExamples =
@@ -81,7 +90,8 @@ inline constexpr const char* kCompareExamples =
     "differences are in these units. Grays count as colours where the other picture has colours, and pictures without\n"
     "alpha as opaque. Positions count from 0,0 at the top left.\n"
     "\n"
-    "With --json: a and b (file, width, height, bitsPerPixel, channels, bitsPerChannel), tolerance, equal; where the "
+    "With --json: a and b (file, width, height, bitsPerPixel, channels (names), bitsPerChannel), tolerance, equal; "
+    "where the "
     "sizes\n"
     "are the same also bits (8 or 16), pixels, pixelsDifferent, first (x, y, or null), and differences, each with "
     "name,\n"

@@ -2,6 +2,7 @@
 
 #include "commands.h"
 #include "count.h"
+#include "json.h"
 #include "memory.h"
 #include "picture.h"
 
@@ -9,17 +10,10 @@ namespace tool {
 
 namespace {
 
-const char* channelNames(int channels) {
-    switch (channels) {
-        case 1:
-            return "gray";
-        case 2:
-            return "gray and alpha";
-        case 3:
-            return "red, green, blue";
-        default:
-            return "red, green, blue, alpha";
-    }
+std::string joined(const std::vector<std::string>& words) {
+    std::string out;
+    for (const std::string& word : words) out += (out.empty() ? "" : ", ") + word;
+    return out;
 }
 
 // By view perspective; 0 where the file does not say.
@@ -68,24 +62,118 @@ std::string describePalette(const std::vector<PaletteEntry>& palette) {
     return "colours of its own";
 }
 
+// A picture as it was read, and what there is to count.
+struct Facts {
+    Picture picture;
+    uint32_t colors;
+};
+
+Facts factsOf(const std::string& file, const std::string& memory) {
+    Facts facts = {readPicture(file, GrayAlpha::kAsColor, memoryRequest(memory)), 0};
+    Bitmap& bitmap = facts.picture.bitmap;
+    if (memory == "compressed" && bitmap->BitsPerPixel != 1) {
+        throw fileFailure(file, "only pictures of 1 bit a pixel are held compressed");
+    }
+    facts.colors = colorCount(bitmap, file);
+    return facts;
+}
+
+std::string describeMetadata(const Metadata& metadata) {
+    std::vector<std::string> parts;
+    const auto addBytes = [&parts](const char* what, size_t bytes) {
+        if (bytes) parts.push_back(what + (" of " + std::to_string(bytes)) + " bytes");
+    };
+    addBytes("EXIF", metadata.exif.size());
+    addBytes("a colour profile", metadata.profile.size());
+    addBytes("XMP", metadata.xmp.size());
+    for (const auto& [key, text] : metadata.texts) parts.push_back(key);
+    if (metadata.gamma) parts.push_back("gamma " + std::to_string(metadata.gamma / 1e5).substr(0, 7));
+    return parts.empty() ? "none" : joined(parts);
+}
+
+Json jsonOf(const Metadata& metadata) {
+    Json out = {{"exifBytes", metadata.exif.size()},
+                {"profileBytes", metadata.profile.size()},
+                {"xmpBytes", metadata.xmp.size()},
+                {"texts", Json::array()},
+                {"gamma", nullptr}};
+    for (const auto& [key, text] : metadata.texts) out["texts"].push_back({{"key", key}, {"text", text}});
+    if (metadata.gamma) out["gamma"] = metadata.gamma / 1e5;
+    return out;
+}
+
+Json jsonOf(Bitmap& bitmap) {
+    const MemoryUse use = memoryUse(bitmap);
+    const char* order = bitmap->BitsPerPixel <= 8     ? "indexes"
+                        : bitmap->Order == ORDER_GRAY ? "gray"
+                        : bitmap->Order == ORDER_RGB  ? "rgb"
+                                                      : "bgr";
+    Json out = {{"bitsPerPixel", bitmap->BitsPerPixel},
+                {"order", order},
+                {"bytesPerRow", bitmap->BytesPerLine},
+                {"memory", use.kind},
+                {"bytes", use.bytes},
+                {"tiles", nullptr}};
+    if (use.tiles) {
+        out["tiles"] = {{"count", use.tiles},
+                        {"bytes", use.tileBytes},
+                        {"inMemory", use.tilesInMemory},
+                        {"mostBytesInMemory", use.mostBytesInMemory},
+                        {"leastInMemory", use.leastTilesInMemory}};
+    }
+    return out;
+}
+
+Json jsonOf(const std::string& file, const std::string& memory) {
+    Facts facts = factsOf(file, memory);
+    const Headers& headers = facts.picture.headers;
+    const bool onItsSide = headers.orientation >= LEFT_TOP;
+    Json out = {{"file", file},
+                {"format", headers.format},
+                {"pages", facts.picture.pages},
+                {"width", headers.width},
+                {"height", headers.height},
+                {"orientation", nullptr},
+                {"seenWidth", onItsSide ? headers.height : headers.width},
+                {"seenHeight", onItsSide ? headers.width : headers.height},
+                {"bitsPerPixel", headers.bitsPerPixel},
+                {"channels", channelNames(headers.channels)},
+                {"bitsPerChannel", headers.bitsPerChannel},
+                {"resolution", nullptr},
+                {"palette", nullptr},
+                {"colorsInUse", facts.colors},
+                {"metadata", jsonOf(headers.metadata)},
+                {"bitmap", jsonOf(facts.picture.bitmap)}};
+    if (headers.orientation) out["orientation"] = headers.orientation;
+    if (headers.xResolution > 0) out["resolution"] = {{"x", headers.xResolution}, {"y", headers.yResolution}};
+    if (!headers.palette.empty()) {
+        out["palette"] = {{"colors", headers.palette.size()}, {"kind", describePalette(headers.palette)}};
+    }
+    return out;
+}
+
+Json errorOf(const std::string& file, const std::string& why) {
+    const std::string prefix = file + ": ";
+    return {{"file", file}, {"error", why.starts_with(prefix) ? why.substr(prefix.size()) : why}};
+}
+
 }  // namespace
 
 void info(const std::string& file, const std::string& memory) {
-    const uint32_t request = memoryRequest(memory);
-    Picture picture = readPicture(file, GrayAlpha::kAsColor, request);
-    Bitmap& bitmap = picture.bitmap;
-    const Headers& headers = picture.headers;
-    const int pixelBits = headers.bitsPerPixel;
+    Facts facts = factsOf(file, memory);
+    Bitmap& bitmap = facts.picture.bitmap;
+    const Headers& headers = facts.picture.headers;
 
     std::printf("%s\n", file.c_str());
     std::printf("  format      %s\n", headers.format);
+    if (facts.picture.pages > 1) std::printf("  pages       %d; this is the first\n", facts.picture.pages);
     const std::string onItsSide = ", seen as " + std::to_string(bitmap->Height) + " x " + std::to_string(bitmap->Width);
     std::printf("  size        %d x %d pixels%s\n", bitmap->Width, bitmap->Height,
                 headers.orientation >= LEFT_TOP ? onItsSide.c_str() : "");
     std::printf("  orientation %s\n", kOrientations[headers.orientation]);
-    std::printf("  depth       %s a pixel\n", inBits(pixelBits).c_str());
+    std::printf("  depth       %s a pixel\n", inBits(headers.bitsPerPixel).c_str());
     std::printf("  channels    %d of %d bits: %s\n", headers.channels, headers.bitsPerChannel,
-                channelNames(headers.channels));
+                joined(channelNames(headers.channels)).c_str());
     if (headers.xResolution > 0) {
         std::printf("  resolution  %d x %d dots per inch\n", headers.xResolution, headers.yResolution);
     } else {
@@ -97,13 +185,32 @@ void info(const std::string& file, const std::string& memory) {
         std::printf("  palette     %zu colours: %s\n", headers.palette.size(),
                     describePalette(headers.palette).c_str());
     }
-    std::printf("  in use      %s\n", countColors(bitmap, file).c_str());
-    if (memory == "compressed" && bitmap->BitsPerPixel != 1) {
-        throw fileFailure(file, "only pictures of 1 bit a pixel are held compressed");
-    }
+    std::printf("  in use      %s\n", describeCount(bitmap, facts.colors).c_str());
+    std::printf("  metadata    %s\n", describeMetadata(headers.metadata).c_str());
     std::printf("  bitmap      %s (%s), %u bytes a row\n", inBits(bitmap->BitsPerPixel).c_str(), orderName(bitmap),
                 bitmap->BytesPerLine);
     std::printf("  held        %s\n", describeMemory(bitmap).c_str());
+}
+
+void infoAsJson(const std::vector<std::string>& files, const std::string& memory) {
+    Json all = Json::array();
+    bool failed = false;
+    for (const std::string& file : files) {
+        std::string why;
+        try {
+            all.push_back(jsonOf(file, memory));
+        } catch (const std::bad_alloc&) {
+            why = "not enough memory";
+        } catch (const Failure& failure) {
+            if (failure.code() == kExitInterrupted) throw;
+            why = failure.what();
+        }
+        if (why.empty()) continue;
+        all.push_back(errorOf(file, why));
+        failed = true;
+    }
+    printJson(all);
+    if (failed) throw toldFailure();
 }
 
 }  // namespace tool

@@ -59,6 +59,7 @@ class CommandLine {
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     bool keep_ = false;
+    bool json_ = false;
     ConvertOptions convertOptions_;
     PagesOptions pagesOptions_;
     PaletteOptions paletteOptions_;
@@ -258,6 +259,7 @@ CommandLine::CommandLine() {
 
     info_ = app_.add_subcommand("info", "Tell what is in picture files (PNG, JPEG, TIFF, BMP, PNM)");
     info_->add_option("FILE", files_, "Pictures")->required();
+    info_->add_flag("--json", json_, "Tell it as a JSON array with an object for each picture");
     addMemoryOption(*info_, memory_);
     info_->footer(kInfoExamples);
 
@@ -339,6 +341,7 @@ int CommandLine::run(std::vector<std::string> arguments) {
     if (scramble_->parsed()) return guarded([this] { scramble(scrambleOptions_); });
     if (planes_->parsed()) return guarded([this] { planes(planesOptions_); });
     if (compare_->parsed()) return runComparison();
+    if (info_->parsed() && json_) return guarded([this] { infoAsJson(files_, memory_); });
     const auto tell = count_->parsed() ? count : info;
     int code = kExitOk;
     for (const std::string& file : files_) {

@@ -27,30 +27,38 @@ Bitmap copyTo(uint32_t request, Bitmap& source, const std::string& file) {
     return copy;
 }
 
-std::string describeMemory(Bitmap& bitmap) {
-    uint32_t kind = 0, tileBytes = 0, tiles = 0, inMemory = 0, mostBytes = 0, leastTiles = 0;
-    if (T_GetBitmapMemoryInfo(bitmap.get(), &kind, &tileBytes, &tiles, &inMemory, &mostBytes, &leastTiles) !=
-            T_SUCCESS ||
+MemoryUse memoryUse(Bitmap& bitmap) {
+    MemoryUse use;
+    uint32_t kind = 0;
+    if (T_GetBitmapMemoryInfo(bitmap.get(), &kind, &use.tileBytes, &use.tiles, &use.tilesInMemory,
+                              &use.mostBytesInMemory, &use.leastTilesInMemory) != T_SUCCESS ||
         T_UpdateBitmapSize(bitmap.get()) != T_SUCCESS) {
-        return "nowhere";
+        return {};
     }
-    const std::string bytes = std::to_string(bitmap->Size) + " bytes ";
-    switch (kind) {
-        case MEMKIND_MEMORY:
-            return bytes + "in memory";
-        case MEMKIND_DISK:
-            return bytes + "in a temporary file";
-        case MEMKIND_TILED:
-            return bytes + "in tiles: " + std::to_string(tiles) + " of " + std::to_string(tileBytes) + " bytes, " +
-                   std::to_string(inMemory) + " in memory (at most " + std::to_string(mostBytes) + " bytes, at least " +
-                   std::to_string(leastTiles) + ")";
-        default:
-            break;
+    use.bytes = bitmap->Size;
+    use.kind = kind == MEMKIND_MEMORY       ? "plain"
+               : kind == MEMKIND_DISK       ? "disk"
+               : kind == MEMKIND_TILED      ? "tiled"
+               : kind == MEMKIND_COMPRESSED ? "compressed"
+                                            : "super";
+    return use;
+}
+
+std::string describeMemory(Bitmap& bitmap) {
+    const MemoryUse use = memoryUse(bitmap);
+    const std::string kind = use.kind, bytes = std::to_string(use.bytes) + " bytes ";
+    if (kind.empty()) return "nowhere";
+    if (kind == "plain") return bytes + "in memory";
+    if (kind == "disk") return bytes + "in a temporary file";
+    if (kind == "tiled") {
+        return bytes + "in tiles: " + std::to_string(use.tiles) + " of " + std::to_string(use.tileBytes) + " bytes, " +
+               std::to_string(use.tilesInMemory) + " in memory (at most " + std::to_string(use.mostBytesInMemory) +
+               " bytes, at least " + std::to_string(use.leastTilesInMemory) + ")";
     }
     const double plain = static_cast<double>(bitmap->BytesPerLine) * bitmap->Height;
     char share[32];
-    std::snprintf(share, sizeof share, ", %.1f %% of plain rows", 100 * bitmap->Size / plain);
-    return bytes + (kind == MEMKIND_COMPRESSED ? "compressed" : "super-compressed") + share;
+    std::snprintf(share, sizeof share, ", %.1f %% of plain rows", 100 * static_cast<double>(use.bytes) / plain);
+    return bytes + (kind == "compressed" ? kind : "super-compressed") + share;
 }
 
 }  // namespace tool

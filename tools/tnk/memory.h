@@ -18,7 +18,20 @@ uint32_t memoryRequest(const std::string& kind);
 // A copy of `source` held as requested.
 Bitmap copyTo(uint32_t request, Bitmap& source, const std::string& file);
 
-// The kind of storage, and what it takes, in words.
+// Where a bitmap is, and what it takes.
+struct MemoryUse {
+    const char* kind = "";  // a name of a kind of memory; empty: nowhere
+    uint64_t bytes = 0;
+    // Of tiles.
+    uint32_t tiles = 0;
+    uint32_t tileBytes = 0;
+    uint32_t tilesInMemory = 0;
+    uint32_t mostBytesInMemory = 0;
+    uint32_t leastTilesInMemory = 0;
+};
+MemoryUse memoryUse(Bitmap& bitmap);
+
+// The same in words.
 std::string describeMemory(Bitmap& bitmap);
 
 }  // namespace tool

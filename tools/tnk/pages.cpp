@@ -21,6 +21,9 @@ void makeOne(const PagesOptions& options, const Converter& converter, const Entr
     const std::vector<size_t> jobs = converter.wantedJobs(entry.out, kept);
     if (!jobs.empty() && !results.isLost(number)) {
         Page page = converter.read(entry.file, entry.page);
+        if (entry.file == kStandard && page.pages > 1) {
+            complain("note: only the first of " + std::to_string(page.pages) + " pages comes from standard input");
+        }
         converter.prepare(page);
         for (const size_t job : jobs) {
             Result result = converter.make(page, converter.jobs()[job], entry.out);

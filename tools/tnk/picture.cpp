@@ -64,10 +64,7 @@ Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t reque
         openPicture(InputFile(file), {.grayAlpha = grayAlpha, .page = page});
     Picture picture;
     picture.pages = decoder->pages();
-    if (page >= picture.pages) {
-        throw fileFailure(file, "has " + std::to_string(picture.pages) + (picture.pages == 1 ? " page" : " pages") +
-                                    ", not " + std::to_string(page + 1));
-    }
+    if (page >= picture.pages) throw noSuchPage(file, picture.pages, page);
     picture.bitmap = emptyBitmap(decoder->headers(), file, request);
     decoder->decode(picture.bitmap);
     picture.headers = decoder->headers();
@@ -96,6 +93,14 @@ Picture readWide(const std::string& file, GrayAlpha grayAlpha, uint32_t request)
     Picture picture = readPicture(file, grayAlpha, request);
     widen(picture.bitmap, picture.headers, file, request);
     return picture;
+}
+
+std::vector<std::string> channelNames(int channels) {
+    if (channels <= 2)
+        return channels == 1 ? std::vector<std::string>{"gray"} : std::vector<std::string>{"gray", "alpha"};
+    std::vector<std::string> names = {"red", "green", "blue"};
+    if (channels == 4) names.push_back("alpha");
+    return names;
 }
 
 int pagesIn(const std::string& file) { return file == kStandard ? 1 : openPicture(InputFile(file), {})->pages(); }

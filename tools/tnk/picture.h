@@ -20,6 +20,9 @@ struct Picture {
 // The bitmap is held as `request`, a memory request of the library, says.
 Picture readPicture(const std::string& file, GrayAlpha grayAlpha, uint32_t request, int page = 0);
 
+// What the channels of a file are.
+std::vector<std::string> channelNames(int channels);
+
 // How many pictures are in a file; of standard input the first one alone can be had.
 int pagesIn(const std::string& file);
 

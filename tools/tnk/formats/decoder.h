@@ -18,6 +18,12 @@ struct Opening {
     int page = 0;  // of a file that has several
 };
 
+// `page` from 0.
+inline Failure noSuchPage(const std::string& file, int pages, int page) {
+    return fileFailure(
+        file, "has " + std::to_string(pages) + (pages == 1 ? " page" : " pages") + ", not " + std::to_string(page + 1));
+}
+
 // An open file whose headers are read. Objects of their own may work in several threads.
 class PictureDecoder {
   public:

@@ -71,7 +71,11 @@ void TiffDecoder::open(std::unique_ptr<TiffHandle>& tiff) const {
     TiffBytes& bytes = const_cast<TiffDecoder&>(*this);
     tiff = std::make_unique<TiffHandle>(file(), "rm", bytes);
     require(*tiff, tiff->get() != nullptr);
-    if (page_) require(*tiff, TIFFSetDirectory(tiff->get(), static_cast<tdir_t>(page_)) != 0);
+    if (page_ == 0 || TIFFSetDirectory(tiff->get(), static_cast<tdir_t>(page_))) return;
+    if (const int have = static_cast<int>(TIFFNumberOfDirectories(tiff->get())); page_ >= have) {
+        throw noSuchPage(file(), have, page_);
+    }
+    giveUp(*tiff);
 }
 
 TiffDecoder::TiffDecoder(InputFile input, const Opening& opening)
