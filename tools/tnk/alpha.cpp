@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "commands.h"
-#include "formats/writer.h"
+#include "formats/metadata.h"
 #include "geometry.h"
 #include "memory.h"
 #include "picture.h"
@@ -61,7 +61,7 @@ void layOver(Bitmap& bitmap, const std::string& file, uint32_t color, uint32_t r
 }
 
 void alpha(const AlphaOptions& options) {
-    const FileFormat format = formatOf(options.out);
+    const FileFormat format = formatOf(options.out, options.output);
     Picture picture = readWide(options.in, GrayAlpha::kAsColor, memoryRequest(options.memory));
     const int bits = picture.bitmap->BitsPerPixel;
     if (!hasAlpha(picture.bitmap)) throw fileFailure(options.in, "has no alpha channel");
@@ -74,8 +74,7 @@ void alpha(const AlphaOptions& options) {
         require(T_GetBitmapAlpha(picture.bitmap.get(), mask.get(), sizeof(BitmapHandle)), options.in);
     }
     OutputFile output(options.out);
-    const bool known = picture.headers.xResolution > 0;
-    writePicture(format, mask, output, {.resolution = known ? Resolution::kWrite : Resolution::kOmit});
+    writePicture(format, mask, output, writingOf(picture.headers, options.output));
     output.commit();
 }
 

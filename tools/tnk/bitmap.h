@@ -48,4 +48,11 @@ class Bitmap {
     BitmapHandle record_;
 };
 
+// Grays, or a palette of nothing else.
+inline bool isGray(const Bitmap& bitmap) {
+    const int bits = bitmap->BitsPerPixel;
+    if (bits > 8) return bits == 12 || bitmap->Order == ORDER_GRAY;
+    return T_IsGrayScalePalette(bitmap->Palette, bitmap->ColorCount) != GRAYSCALE_NO;
+}
+
 }  // namespace tool

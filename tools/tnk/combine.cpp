@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "commands.h"
+#include "formats/metadata.h"
 #include "formats/writer.h"
 #include "geometry.h"
 #include "memory.h"
@@ -44,13 +45,13 @@ void makeColors(Bitmap& bitmap, const std::string& file) {
         file);
 }
 
-void write(const Picture& like, Bitmap& bitmap, const std::string& out) {
-    const FileFormat format = formatOf(out);
-    const std::string why = whyNot(format, bitmap->BitsPerPixel, bitmap->Order == ORDER_GRAY);
+void write(const Picture& like, const std::string& in, Bitmap& bitmap, const std::string& out,
+           const OutputOptions& options) {
+    const FileFormat format = formatOf(out, options);
+    const std::string why = whyNot(format, bitmap->BitsPerPixel, isGray(bitmap));
     if (!why.empty()) throw fileFailure(out, why);
     OutputFile output(out);
-    const bool known = like.headers.xResolution > 0;
-    writePicture(format, bitmap, output, {.resolution = known ? Resolution::kWrite : Resolution::kOmit});
+    writePicture(format, bitmap, output, writingOf(like.headers, in, bitmap, format, out, options));
     output.commit();
 }
 
@@ -96,7 +97,7 @@ void combine(const CombineOptions& options) {
     const auto name = std::find(kCombineNames.begin(), kCombineNames.end(), options.mode);
     const auto mode = static_cast<uint32_t>(name - kCombineNames.begin());
     const uint32_t flags = mode | channelFlags(options, mode);
-    formatOf(options.out);
+    formatOf(options.out, options.output);
     const uint32_t request = memoryRequest(options.memory);
     Picture first = readUpright(options.in, request), second = readUpright(options.with, request);
     if (!haveSamePalette(first, second)) {
@@ -116,14 +117,14 @@ void combine(const CombineOptions& options) {
         require(T_CombineBitmapKrn(target.get(), left, top, source->Width, source->Height, source.get(), 0, 0, flags),
                 options.in);
     }
-    write(first, target, options.out);
+    write(first, options.in, target, options.out, options.output);
 }
 
 void warp(const WarpOptions& options) {
     int width = 0, height = 0;
     settleSize(options, width, height);
     const uint32_t background = colorOf(options.background);
-    formatOf(options.out);
+    formatOf(options.out, options.output);
     const uint32_t request = memoryRequest(options.memory);
     Picture picture = readUpright(options.in, request);
     const bool nearest = options.filter == "nearest";
@@ -146,11 +147,11 @@ void warp(const WarpOptions& options) {
         }
         require(warped, options.in);
     }
-    write(picture, result, options.out);
+    write(picture, options.in, result, options.out, options.output);
 }
 
 void scramble(const ScrambleOptions& options) {
-    formatOf(options.out);
+    formatOf(options.out, options.output);
     const uint32_t request = memoryRequest(options.memory);
     Picture picture = readUpright(options.in, request);
     widen(picture.bitmap, picture.headers, options.in, request);
@@ -159,7 +160,7 @@ void scramble(const ScrambleOptions& options) {
         const Progress progress("scrambling", options.in);
         require(T_ScrambleBitmap(picture.bitmap.get(), box[0], box[1], box[2], box[3], options.key), options.in);
     }
-    write(picture, picture.bitmap, options.out);
+    write(picture, options.in, picture.bitmap, options.out, options.output);
 }
 
 }  // namespace tool

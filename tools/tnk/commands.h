@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/writer.h"
 #include "geometry.h"
 
 namespace tool {
@@ -27,10 +28,11 @@ struct PictureOptions {
     bool reserveSystem = false;        // in optimized palettes
     // By the picture's colours, with full precision or as colour resolution does without flags.
     bool optimizes() const { return palette == "optimized" || palette == "prescribed"; }
-    std::string order;      // empty: that of the file
-    std::string bmpHeader;  // info, v4 or v5; empty: what fits
+    std::string order;        // empty: that of the file
+    std::string bmpHeader;    // info, v4 or v5; empty: what fits
     std::string compression;  // of TIFF; empty: what fits
     std::string memory = "plain";
+    OutputOptions output;
     bool verbose = false;
 };
 
@@ -53,12 +55,14 @@ struct PaletteOptions {
     std::string out;
     int colors = 0;  // at most; 0: 256
     std::string memory = "plain";
+    OutputOptions output;
 };
 
 struct AlphaOptions {
     std::string in;
     std::string out;
     std::string memory = "plain";
+    OutputOptions output;
 };
 
 // Names of the ways to combine; the position is the library's number.
@@ -74,6 +78,7 @@ struct CombineOptions {
     std::vector<int> at;   // left, top, as seen; empty: 0, 0
     std::string channels;  // letters of RGBA; empty: what suits the mode
     std::string memory = "plain";
+    OutputOptions output;
 };
 
 struct WarpOptions {
@@ -85,6 +90,7 @@ struct WarpOptions {
     std::string background;
     std::string filter = "linear";
     std::string memory = "plain";
+    OutputOptions output;
 };
 
 struct ScrambleOptions {
@@ -93,6 +99,7 @@ struct ScrambleOptions {
     std::vector<int> rect;  // left, top, width, height, as seen
     uint32_t key = 0;
     std::string memory = "plain";
+    OutputOptions output;
 };
 
 struct PlanesOptions {
@@ -102,6 +109,7 @@ struct PlanesOptions {
     std::vector<std::string> put;  // PLANE=FILE; empty: planes are taken out
     int gray = 0;                  // bits of the grays that the picture becomes first; 0: it has grays
     std::string memory = "plain";
+    OutputOptions output;
 };
 
 struct CompareOptions {

@@ -23,7 +23,7 @@ void convert(const ConvertOptions& options) {
             OutputFile output(result.out);
             writePicture(converter.format(), result.page.bitmap, output, converter.writingOf(result));
             output.commit();
-            tell(stdout, report);
+            tell(output.reports(), report);
         }
     }
     if (kept) throw toldFailure();

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "alpha.h"
+#include "formats/metadata.h"
 #include "match_colors.h"
 #include "memory.h"
 #include "palette_file.h"
@@ -125,7 +126,7 @@ bool replaceAll(std::string& text, const std::string& placeholder, const std::st
 }
 
 Converter::Converter(const PictureOptions& options, const std::string& out)
-    : options_(options), format_(formatOf(out)), request_(memoryRequest(options.memory)) {
+    : options_(options), format_(formatOf(out, options.output)), request_(memoryRequest(options.memory)) {
     checkOptions(options);
     if (!options.bmpHeader.empty()) {
         if (format_ != FileFormat::kBmp) throw usageFailure("--bmp-header goes with results in .bmp");
@@ -283,7 +284,8 @@ Result resultOf(const Page& page, const Job& job, int bits, const std::string& o
 Result Converter::make(Page& page, const Job& job, std::string out) const {
     if (interrupted()) throw interruptedFailure();
     const int bits = depthOf(page, job);
-    const std::string why = whyNot(format_, bits, options_.gray || page.bitmap->Order == ORDER_GRAY);
+    const std::string why =
+        whyNot(format_, bits, options_.gray || (isGray(page.bitmap) && (bits <= 8 || page.bitmap->BitsPerPixel > 8)));
     if (!why.empty()) throw fileFailure(page.file, why);
     Result result = resultOf(page, job, bits, std::move(out));
     if (bits > 8 || bits == options_.gray || keepsPalette(page, bits)) result.method = "exact";
@@ -397,11 +399,10 @@ Bitmap Converter::placed(Bitmap result, const std::string& file) const {
 }
 
 Writing Converter::writingOf(const Result& result) const {
-    if (format_ == FileFormat::kBmp && result.page.bitmap->ViewPerspective != TOP_LEFT) {
-        complain("note: " + result.out + ": a BMP file cannot say how its rows are to be seen");
-    }
-    Writing writing = {.resolution = result.page.resolution, .header = header_, .compression = compression_};
-    if (result.page.bitmap->BitsPerPixel <= 8) writing.alpha = result.page.headers.alpha;
+    const Page& page = result.page;
+    Writing writing = tool::writingOf(page.headers, page.file, page.bitmap, format_, result.out, options_.output);
+    writing.header = header_;
+    writing.compression = compression_;
     return writing;
 }
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <system_error>
 
 #include "failure.h"
@@ -96,10 +97,18 @@ void keepExistingFiles() { keepExisting = true; }
 
 bool isKept(const std::string& name) {
     std::error_code error;
-    return keepExisting && fs::exists(fs::symlink_status(pathOf(name), error));
+    return keepExisting && name != kStandard && fs::exists(fs::symlink_status(pathOf(name), error));
 }
 
-OutputFile::OutputFile(const std::string& name) : name_(name), target_(writeTarget(name)) {
+OutputFile::OutputFile(const std::string& name) : name_(name) {
+    if (name == kStandard) {
+#if defined(_WIN32)
+        _setmode(_fileno(stdout), _O_BINARY);
+#endif
+        file_ = stdout;
+        return;
+    }
+    target_ = writeTarget(name);
     if (isKept(name)) throw fileFailure(name, kKept);
 #if defined(_WIN32)
     const int process = _getpid();
@@ -116,7 +125,7 @@ OutputFile::OutputFile(const std::string& name) : name_(name), target_(writeTarg
 }
 
 OutputFile::~OutputFile() {
-    if (file_) std::fclose(file_);
+    if (file_ && file_ != stdout) std::fclose(file_);
     std::error_code ignored;
     if (!temporary_.empty()) fs::remove(temporary_, ignored);
 }
@@ -143,12 +152,24 @@ void OutputFile::moveTo(uint64_t at, bool reading) {
 }
 
 void OutputFile::writeAt(uint64_t at, const void* data, size_t bytes) {
+    if (file_ == stdout) {
+        const size_t start = static_cast<size_t>(at);
+        held_.resize(std::max(held_.size(), start + bytes));
+        if (bytes) std::memcpy(&held_[start], data, bytes);
+        return;
+    }
     moveTo(at, false);
     if (bytes && std::fwrite(data, 1, bytes, file_) != bytes) fail();
     position_ += bytes;
 }
 
 size_t OutputFile::readAt(uint64_t at, void* to, size_t bytes) {
+    if (file_ == stdout) {
+        const size_t start = static_cast<size_t>(std::min<uint64_t>(at, held_.size()));
+        const size_t count = std::min(bytes, held_.size() - start);
+        if (count) std::memcpy(to, &held_[start], count);
+        return count;
+    }
     moveTo(at, true);
     const size_t got = std::fread(to, 1, bytes, file_);
     if (got < bytes && std::ferror(file_)) fail();
@@ -157,15 +178,17 @@ size_t OutputFile::readAt(uint64_t at, void* to, size_t bytes) {
 }
 
 void OutputFile::finish() {
+    if (file_ == stdout) write(held_.data(), held_.size());
     std::FILE* file = file_;
     file_ = nullptr;
     // A full disk may show only here.
-    if (file && std::fclose(file) != 0) fail();
+    if (file && (file == stdout ? std::fflush(file) : std::fclose(file)) != 0) fail();
 }
 
 void OutputFile::commit() {
     if (interrupted()) throw interruptedFailure();
     finish();
+    if (temporary_.empty()) return;
     std::error_code error;
     if (keepExisting) {
         error = renameToNew(temporary_, target_);

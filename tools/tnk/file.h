@@ -14,6 +14,8 @@ std::filesystem::path pathOf(const std::string& name);
 // The extension in lower case, with its dot.
 std::string extensionOf(const std::string& name);
 
+constexpr const char* kStandard = "-";  // standard input or output
+
 // A value of errno in words.
 std::string systemReason(int number);
 
@@ -24,7 +26,7 @@ bool isKept(const std::string& name);
 constexpr const char* kKept = "exists already, and --keep overwrites nothing";
 
 // A file that appears under its name only when commit() has it whole: until then it has a temporary name in the same
-// folder, and without a commit it vanishes.
+// folder, and without a commit it vanishes. Standard output takes the bytes as they come.
 class OutputFile {
   public:
     explicit OutputFile(const std::string& name);
@@ -33,6 +35,8 @@ class OutputFile {
     OutputFile& operator=(const OutputFile&) = delete;
 
     const std::string& name() const { return name_; }
+    // Where lines about the result go: never between its bytes.
+    std::FILE* reports() const { return name_ == kStandard ? stderr : stdout; }
 
     void write(const void* data, size_t bytes);
     // Anywhere; not together with write().
@@ -53,6 +57,7 @@ class OutputFile {
     std::FILE* file_ = nullptr;
     uint64_t position_ = 0;  // of writeAt() and readAt()
     bool reading_ = false;
+    std::vector<uint8_t> held_;  // of standard output, which has no places, until it is whole
 };
 
 }  // namespace tool

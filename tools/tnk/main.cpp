@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "failure.h"
 #include "file.h"
+#include "formats/decoder.h"
 #include "formats/writer.h"
 #include "geometry_options.h"
 #include "help.h"
@@ -37,6 +38,7 @@ class CommandLine {
     static CLI::Option* addNumbers(CLI::App& command, const char* name, std::vector<int>& numbers, int count,
                                    char between, const char* what);
     void addInAndOut(CLI::App& command, std::string& in, std::string& out);
+    void addOutputOptions(CLI::App& command, OutputOptions& options);
     void addCombinations();
     void addPlanes();
     void addComparison();
@@ -138,7 +140,7 @@ void CommandLine::addPictureOptions(CLI::App& command, PictureOptions& options) 
     command.add_option("--compression", options.compression, "Of TIFF (default g4 for black and white, else lzw)")
         ->check(CLI::IsMember(std::vector<std::string>(kCompressionNames.begin(), kCompressionNames.end())));
     addMemoryOption(command, options.memory);
-    addKeepFlag(command);
+    addOutputOptions(command, options.output);
     command.add_flag("-v,--verbose", options.verbose, "Print a line for each result, with the time of conversion");
 }
 
@@ -147,18 +149,32 @@ CLI::Option* CommandLine::addNumbers(CLI::App& command, const char* name, std::v
     return command.add_option(name, numbers, what)->delimiter(between)->expected(count)->allow_extra_args(false);
 }
 
-void CommandLine::addInAndOut(CLI::App& command, std::string& in, std::string& out) {
-    command.add_option("IN", in, "The picture (PNG, JPEG, TIFF, BMP, PNM)")->required();
-    command.add_option("OUT", out, "The result (.png, .tif or .bmp)")->required();
+void CommandLine::addOutputOptions(CLI::App& command, OutputOptions& options) {
     addKeepFlag(command);
+    // A warp has another use for the shorter name.
+    const std::string names = &command == warp_ ? "--format" : "--to,--format";
+    command.add_option(names, options.to, "Format of the result, whatever its name is")
+        ->check(CLI::IsMember(formatNames()));
+    command
+        .add_option("--quality", options.quality,
+                    "Of a JPEG: 1-100 (default 90); below 90 with colours of half the resolution")
+        ->check(CLI::Range(1, 100));
+    command.add_flag("--progressive", options.progressive, "Write a JPEG in scans from coarse to fine");
+    command.add_flag("--strip", options.strip, "Leave out profiles, EXIF data, texts and the like");
+}
+
+void CommandLine::addInAndOut(CLI::App& command, std::string& in, std::string& out) {
+    command.add_option("IN", in, std::string("The picture ") + kReadable)->required();
+    command.add_option("OUT", out, std::string("The result (") + kWritable + ")")->required();
 }
 
 void CommandLine::addPlanes() {
     planes_ = app_.add_subcommand("planes", "Take bit planes of grays out as pictures of 1 bit, or put them in");
-    planes_->add_option("IN", planesOptions_.in, "The picture, of grays (PNG, JPEG, TIFF, BMP, PNM)")->required();
+    planes_->add_option("IN", planesOptions_.in, std::string("The picture, of grays ") + kReadable)->required();
     planes_
-        ->add_option("-o,--out", planesOptions_.out,
-                     "The planes (.png, .tif or .bmp), {plane} stands for the number; with --put the picture")
+        ->add_option(
+            "-o,--out", planesOptions_.out,
+            std::string("The planes (") + kWritable + "), {plane} stands for the number; with --put the picture")
         ->required();
     planes_->add_option("--planes", planesOptions_.planes, "Planes to take out: numbers from 0 (default all)")
         ->delimiter(',')
@@ -168,22 +184,22 @@ void CommandLine::addPlanes() {
         ->allow_extra_args(false);
     planes_->add_option("-g,--gray", planesOptions_.gray, "Make grays of 8, 12 or 16 bits of the picture first")
         ->check(CLI::IsMember({8, 12, 16}));
-    addKeepFlag(*planes_);
     addMemoryOption(*planes_, planesOptions_.memory);
+    addOutputOptions(*planes_, planesOptions_.output);
     planes_->footer(kPlanesExamples);
 }
 
 void CommandLine::addCombinations() {
     combine_ = app_.add_subcommand("combine", "Put one picture over another, or combine them in other ways");
-    combine_->add_option("A", combineOptions_.in, "The picture below (PNG, JPEG, TIFF, BMP, PNM)")->required();
+    combine_->add_option("A", combineOptions_.in, std::string("The picture below ") + kReadable)->required();
     combine_->add_option("B", combineOptions_.with, "The picture that is put there")->required();
-    combine_->add_option("OUT", combineOptions_.out, "The result (.png, .tif or .bmp)")->required();
+    combine_->add_option("OUT", combineOptions_.out, std::string("The result (") + kWritable + ")")->required();
     combine_->add_option("--mode", combineOptions_.mode, "How two pixels become one")
         ->check(CLI::IsMember(std::vector<std::string>(kCombineNames.begin(), kCombineNames.end())));
     addNumbers(*combine_, "--at", combineOptions_.at, 2, ',', "Where B's top left corner goes: X,Y in A (default 0,0)");
     combine_->add_option("--channels", combineOptions_.channels, "Only these channels of A change: letters of RGBA");
-    addKeepFlag(*combine_);
     addMemoryOption(*combine_, combineOptions_.memory);
+    addOutputOptions(*combine_, combineOptions_.output);
     combine_->footer(kCombineExamples);
 
     warp_ = app_.add_subcommand("warp", "Stretch four corners of a picture to four other places");
@@ -202,6 +218,7 @@ void CommandLine::addCombinations() {
         if (to->empty() && size->empty()) throw usageFailure("warp takes --to, or --size, or both");
     });
     addMemoryOption(*warp_, warpOptions_.memory);
+    addOutputOptions(*warp_, warpOptions_.output);
     warp_->footer(kWarpExamples);
 
     scramble_ = app_.add_subcommand("scramble", "Make a part of a picture unrecognisable, or bring it back");
@@ -210,12 +227,13 @@ void CommandLine::addCombinations() {
         ->required();
     scramble_->add_option("--key", scrambleOptions_.key, "The number that hides it and brings it back")->required();
     addMemoryOption(*scramble_, scrambleOptions_.memory);
+    addOutputOptions(*scramble_, scrambleOptions_.output);
     scramble_->footer(kScrambleExamples);
 }
 
 void CommandLine::addComparison() {
     compare_ = app_.add_subcommand("compare", "Tell whether two pictures are equal, and how far apart they are");
-    compare_->add_option("A", compareOptions_.a, "A picture (PNG, JPEG, TIFF, BMP, PNM)")->required();
+    compare_->add_option("A", compareOptions_.a, std::string("A picture ") + kReadable)->required();
     compare_->add_option("B", compareOptions_.b, "Another one")->required();
     compare_
         ->add_option("-t,--tolerance", compareOptions_.tolerance,
@@ -229,13 +247,13 @@ void CommandLine::addComparison() {
 
 void CommandLine::addPages() {
     pages_ = app_.add_subcommand("pages", "Convert several pictures at once");
-    pages_->add_option("IN", pagesOptions_.in, "The pictures (PNG, JPEG, TIFF, BMP, PNM), with all their pages")
+    pages_->add_option("IN", pagesOptions_.in, std::string("The pictures ") + kReadable + ", with all their pages")
         ->required();
     pages_
-        ->add_option(
-            "-o,--out", pagesOptions_.out,
-            "The results (.png, .tif or .bmp); {page}, {name} (of the picture's file, without extension), {bits} and\n"
-            "{dither} stand for their values")
+        ->add_option("-o,--out", pagesOptions_.out,
+                     std::string("The results (") + kWritable +
+                         "); {page}, {name} (of the picture's file, without extension), {bits} and\n"
+                         "{dither} stand for their values")
         ->required();
     pages_
         ->add_option("-s,--select", pagesOptions_.select,
@@ -257,17 +275,17 @@ CommandLine::CommandLine() {
     app_.set_version_flag("--version", versionText, "Print the version and exit");
     app_.footer(kExamples);
 
-    info_ = app_.add_subcommand("info", "Tell what is in picture files (PNG, JPEG, TIFF, BMP, PNM)");
+    info_ = app_.add_subcommand("info", std::string("Tell what is in picture files ") + kReadable);
     info_->add_option("FILE", files_, "Pictures")->required();
     info_->add_flag("--json", json_, "Tell it as a JSON array with an object for each picture");
     addMemoryOption(*info_, memory_);
     info_->footer(kInfoExamples);
 
-    convert_ = app_.add_subcommand("convert", "Convert a picture to another depth, into a PNG, TIFF or BMP file");
-    convert_->add_option("IN", convertOptions_.in, "The picture (PNG, JPEG, TIFF, BMP, PNM)")->required();
+    convert_ = app_.add_subcommand("convert", "Convert a picture to another depth or format");
+    convert_->add_option("IN", convertOptions_.in, std::string("The picture ") + kReadable)->required();
     convert_
         ->add_option("OUT", convertOptions_.out,
-                     "The result (.png, .tif or .bmp); {bits} and {dither} stand for their values")
+                     std::string("The result (") + kWritable + "); {bits} and {dither} stand for their values")
         ->required();
     convert_->add_option("--alpha", convertOptions_.alpha,
                          "A picture of the same size whose grays become the alpha channel (before crop and geometry)");
@@ -279,27 +297,28 @@ CommandLine::CommandLine() {
 
     addPages();
 
-    count_ = app_.add_subcommand("count", "Count the different colours of pictures (PNG, JPEG, TIFF, BMP, PNM)");
+    count_ = app_.add_subcommand("count", std::string("Count the different colours of pictures ") + kReadable);
     count_->add_option("FILE", files_, "Pictures")->required();
     addMemoryOption(*count_, memory_);
     count_->footer(kCountExamples);
 
     palette_ = app_.add_subcommand("palette", "Write the palette of a picture, or of a palette file in another form");
     palette_
-        ->add_option("IN", paletteOptions_.in, "A picture (PNG, JPEG, TIFF, BMP, PNM) or a palette (.gpl, .pal, .act)")
+        ->add_option("IN", paletteOptions_.in,
+                     std::string("A picture ") + kReadable + " or a palette (.gpl, .pal, .act)")
         ->required();
-    palette_->add_option("OUT", paletteOptions_.out, "The palette: .gpl, .pal (JASC), .act, or swatches: .png, .bmp")
+    palette_->add_option("OUT", paletteOptions_.out, "The palette: .gpl, .pal (JASC), .act, or swatches: a picture")
         ->required();
     addColorsOption(*palette_, paletteOptions_.colors, "At most N colours (default 256)");
-    addKeepFlag(*palette_);
     addMemoryOption(*palette_, paletteOptions_.memory);
+    addOutputOptions(*palette_, paletteOptions_.output);
     palette_->footer(kPaletteExamples);
 
     alpha_ = app_.add_subcommand("alpha", "Write the alpha channel of a picture as a picture of grays");
-    alpha_->add_option("IN", alphaOptions_.in, "The picture (PNG, BMP)")->required();
-    alpha_->add_option("-o,--out", alphaOptions_.out, "The mask (.png, .tif or .bmp)")->required();
-    addKeepFlag(*alpha_);
+    alpha_->add_option("IN", alphaOptions_.in, std::string("The picture ") + kReadable)->required();
+    alpha_->add_option("-o,--out", alphaOptions_.out, std::string("The mask (") + kWritable + ")")->required();
     addMemoryOption(*alpha_, alphaOptions_.memory);
+    addOutputOptions(*alpha_, alphaOptions_.output);
     alpha_->footer(kAlphaExamples);
     addCombinations();
     addPlanes();

@@ -96,7 +96,7 @@ void PageResults::complete(size_t entry, Waiting waiting) {
         return;
     }
     waiting.output->commit();
-    tell(stdout, waiting.report);
+    tell(waiting.output->reports(), waiting.report);
 }
 
 void PageResults::finish() {
@@ -112,7 +112,7 @@ void PageResults::finish() {
                           std::to_string(waiting_.size()) + " results are in place)",
                       failure.code());
     }
-    for (const Waiting& file : waiting_) tell(stdout, file.report);
+    for (const Waiting& file : waiting_) tell(file.output->reports(), file.report);
     for (const auto& [name, book] : books_) {
         if (book.lost) complain(name.first + ": not written, since one of its pages failed");
     }

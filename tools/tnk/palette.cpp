@@ -66,14 +66,15 @@ Bitmap swatches(const Entries& entries, const std::string& file) {
 
 void palette(const PaletteOptions& options) {
     const bool paletteFile = isPaletteFile(options.out);
-    const FileFormat format = paletteFile ? FileFormat::kPng : formatOf(options.out, ".act, .gpl, .pal, ");
+    const FileFormat format =
+        paletteFile ? FileFormat::kPng : formatOf(options.out, options.output, ".act, .gpl, .pal, ");
     const Entries entries = paletteOf(options);
     OutputFile output(options.out);
     if (paletteFile) {
         writePaletteFile(entries, output);
     } else {
         Bitmap bitmap = swatches(entries, options.out);
-        writePicture(format, bitmap, output, {.ramp = GrayRamp::kAsPalette});
+        writePicture(format, bitmap, output, {.ramp = GrayRamp::kAsPalette, .quality = options.output.quality});
     }
     output.commit();
 }

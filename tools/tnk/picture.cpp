@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "file.h"
 #include "file_rows.h"
 #include "formats/decoder.h"
 #include "progress.h"

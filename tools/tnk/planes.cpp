@@ -4,7 +4,7 @@
 #include "alpha.h"
 #include "commands.h"
 #include "converter.h"
-#include "formats/writer.h"
+#include "formats/metadata.h"
 #include "geometry.h"
 #include "memory.h"
 #include "picture.h"
@@ -57,7 +57,7 @@ void bindPlane(Bitmap& bitmap, int plane, const std::string& file) {
     require(T_SetOverlayAttributes(bitmap.get(), kOverlay, &attributes, OVERLAY_PLANE), file);
 }
 
-void takeOut(Picture& picture, const PlanesOptions& options, FileFormat format, Resolution resolution) {
+void takeOut(Picture& picture, const PlanesOptions& options, FileFormat format) {
     std::vector<int> planes = options.planes;
     if (planes.empty()) {
         planes.resize(static_cast<size_t>(picture.bitmap->BitsPerPixel));
@@ -76,7 +76,7 @@ void takeOut(Picture& picture, const PlanesOptions& options, FileFormat format, 
                     options.in);
         }
         OutputFile output(name);
-        writePicture(format, bits, output, {.resolution = resolution});
+        writePicture(format, bits, output, writingOf(picture.headers, options.output));
         output.commit();
     }
 }
@@ -95,7 +95,7 @@ void putIn(Bitmap& bitmap, const Put& put, const PlanesOptions& options) {
 }  // namespace
 
 void planes(const PlanesOptions& options) {
-    const FileFormat format = formatOf(options.out);
+    const FileFormat format = formatOf(options.out, options.output);
     const bool several = options.planes.size() != 1;
     if (options.put.empty() && several && options.out.find(kPlane) == options.out.npos) {
         throw usageFailure("several planes need {plane} in " + options.out);
@@ -105,13 +105,12 @@ void planes(const PlanesOptions& options) {
     for (const std::string& text : options.put) puts.push_back(parsePut(text));
 
     Picture picture = readGrays(options);
-    const Resolution resolution = picture.headers.xResolution > 0 ? Resolution::kWrite : Resolution::kOmit;
-    if (puts.empty()) return takeOut(picture, options, format, resolution);
+    if (puts.empty()) return takeOut(picture, options, format);
     const std::string why = whyNot(format, picture.bitmap->BitsPerPixel, true);
     if (!why.empty()) throw fileFailure(options.out, why);
     for (const Put& put : puts) putIn(picture.bitmap, put, options);
     OutputFile output(options.out);
-    writePicture(format, picture.bitmap, output, {.resolution = resolution});
+    writePicture(format, picture.bitmap, output, writingOf(picture.headers, options.output));
     output.commit();
 }
 

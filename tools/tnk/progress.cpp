@@ -87,6 +87,8 @@ void catchInterrupts() {
 #else
     std::signal(SIGINT, onSignal);
     std::signal(SIGTERM, onSignal);
+    // A reader that went away is a failure of writing.
+    std::signal(SIGPIPE, SIG_IGN);
 #endif
 }
 

@@ -15,7 +15,7 @@ Opener openerOf(std::string_view head) {
     for (const char* order : {"II*\0", "MM\0*", "II+\0", "MM\0+"}) {
         if (head.starts_with({order, 4})) return openTiff;
     }
-    const bool anyMap = head.size() >= 3 && head[0] == 'P' && head[1] >= '1' && head[1] <= '6';
+    const bool anyMap = head.size() >= 3 && head[0] == 'P' && head[1] >= '1' && head[1] <= '7';
     if (anyMap && std::string_view("# \t\r\n\v\f").find(head[2]) != head.npos) return openPnm;
     return nullptr;
 }
@@ -26,7 +26,7 @@ bool isPicture(const InputFile& input) { return openerOf(input.head()) != nullpt
 
 std::unique_ptr<PictureDecoder> openPicture(InputFile input, const Opening& opening) {
     const Opener open = openerOf(input.head());
-    if (!open) throw fileFailure(input.name(), "not a PNG, JPEG, TIFF, BMP or PNM picture");
+    if (!open) throw fileFailure(input.name(), std::string("not a picture that can be read ") + kReadable);
     return open(std::move(input), opening);
 }
 

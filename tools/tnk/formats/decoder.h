@@ -13,6 +13,9 @@ namespace tool {
 // What becomes of the alpha channel of a gray picture: no bitmap holds gray with alpha.
 enum class GrayAlpha { kDrop, kAsColor };
 
+// In the words of messages.
+constexpr const char* kReadable = "(PNG, JPEG, TIFF, BMP, PNM, PAM)";
+
 struct Opening {
     GrayAlpha grayAlpha = GrayAlpha::kAsColor;
     int page = 0;  // of a file that has several

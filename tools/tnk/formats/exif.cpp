@@ -12,27 +12,54 @@ constexpr size_t kHeader = 8;  // byte order, version, place of the first direct
 constexpr size_t kEntry = 12;  // tag, type, count, value
 constexpr uint32_t kOrientation = 0x0112, kShort = 3;
 
+// The first directory.
+struct Directory {
+    bool little = false;
+    uint32_t count = 0;
+    size_t tag = 0;  // where the entry of the orientation is; 0: nowhere
+};
+
+// A sound one, or one without entries.
+Directory directoryOf(const std::vector<uint8_t>& exif) {
+    if (exif.size() < kHeader) return {};
+    const uint8_t* const data = exif.data();
+    Directory out = {std::memcmp(data, "II*\0", 4) == 0};
+    if (!out.little && std::memcmp(data, "MM\0*", 4) != 0) return {};
+    const auto get16 = out.little ? little16 : big16;
+    const size_t start = (out.little ? little32 : big32)(data + 4);
+    if (start > exif.size() || exif.size() - start < 2) return {};
+    out.count = get16(data + start);
+    if ((exif.size() - start - 2) / kEntry < out.count) return {};
+    for (uint32_t i = 0; i < out.count && out.tag == 0; i++) {
+        const size_t at = start + 2 + i * kEntry;
+        if (get16(data + at) == kOrientation) out.tag = at;
+    }
+    return out;
+}
+
 }  // namespace
 
-int exifOrientation(const uint8_t* data, size_t bytes) {
-    if (bytes < kHeader) return 0;
-    const bool little = std::memcmp(data, "II*\0", 4) == 0;
-    if (!little && std::memcmp(data, "MM\0*", 4) != 0) return 0;
-    const auto get16 = little ? little16 : big16;
-    const auto get32 = little ? little32 : big32;
+int exifOrientation(const std::vector<uint8_t>& exif) {
+    const Directory directory = directoryOf(exif);
+    if (directory.tag == 0) return 0;
+    const auto get16 = directory.little ? little16 : big16;
+    const uint8_t* const entry = &exif[directory.tag];
+    const uint32_t value = get16(entry + 8);
+    const bool sound = get16(entry + 2) == kShort && (directory.little ? little32 : big32)(entry + 4) == 1;
+    return sound && value >= 1 && value <= 8 ? static_cast<int>(value) : 0;
+}
 
-    const size_t start = get32(data + 4);
-    if (start > bytes || bytes - start < 2) return 0;
-    const uint32_t count = get16(data + start);
-    const uint8_t* entry = data + start + 2;
-    if ((bytes - start - 2) / kEntry < count) return 0;
-    for (uint32_t i = 0; i < count; i++, entry += kEntry) {
-        if (get16(entry) != kOrientation) continue;
-        const uint32_t value = get16(entry + 8);
-        const bool sound = get16(entry + 2) == kShort && get32(entry + 4) == 1 && value >= 1 && value <= 8;
-        return sound ? static_cast<int>(value) : 0;
-    }
-    return 0;
+bool setExifOrientation(std::vector<uint8_t>& exif, int orientation) {
+    const Directory directory = directoryOf(exif);
+    if (directory.tag == 0) return orientation == 1;
+    if (exifOrientation(exif) == 0) return false;
+    exif[directory.tag + (directory.little ? 8 : 9)] = static_cast<uint8_t>(orientation);
+    return true;
+}
+
+bool isOrientationAlone(const std::vector<uint8_t>& exif) {
+    const Directory directory = directoryOf(exif);
+    return directory.count == 1 && directory.tag != 0;
 }
 
 std::vector<uint8_t> exifOf(int orientation) {

@@ -10,8 +10,6 @@
 
 namespace tool {
 
-constexpr const char* kStandard = "-";  // the name of standard input and output
-
 class InputFile {
   public:
     // Throws a Failure for files that cannot be opened and for empty ones.

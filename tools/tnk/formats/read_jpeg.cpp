@@ -12,15 +12,12 @@
 #include "formats/attempt.h"
 #include "formats/decoder.h"
 #include "formats/exif.h"
+#include "formats/jpeg_markers.h"
 #include "progress.h"
 
 namespace tool {
 
 namespace {
-
-constexpr const char* kExifName = "Exif\0";
-constexpr size_t kExifNameBytes = 6;
-constexpr std::string_view kXmpName("http://ns.adobe.com/xap/1.0/\0", 29);
 
 class JpegDecoder final : public PictureDecoder {
   public:
@@ -176,13 +173,13 @@ void JpegDecoder::readMetadata() {
         const std::string_view data(reinterpret_cast<const char*>(marker->data), marker->data_length);
         if (marker->marker == JPEG_COM) metadata.texts.emplace_back("Comment", data);
         if (marker->marker != JPEG_APP0 + 1) continue;
-        if (data.starts_with(std::string_view(kExifName, kExifNameBytes)) && metadata.exif.empty()) {
-            metadata.exif.assign(marker->data + kExifNameBytes, marker->data + data.size());
+        if (data.starts_with(kExifName) && metadata.exif.empty()) {
+            metadata.exif.assign(marker->data + kExifName.size(), marker->data + data.size());
         } else if (data.starts_with(kXmpName)) {
             metadata.xmp = data.substr(kXmpName.size());
         }
     }
-    headers_.orientation = exifOrientation(metadata.exif.data(), metadata.exif.size());
+    headers_.orientation = exifOrientation(metadata.exif);
     JOCTET* profile = nullptr;
     unsigned bytes = 0;
     run([&] { jpeg_read_icc_profile(&jpeg_, &profile, &bytes); });

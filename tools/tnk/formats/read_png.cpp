@@ -14,6 +14,16 @@ namespace tool {
 
 namespace {
 
+std::string utf8OfLatin(const std::string& latin) {
+    std::string text;
+    for (const char letter : latin) {
+        const auto code = static_cast<uint8_t>(letter);
+        if (code >= 0x80) text += static_cast<char>(0xC0 | code >> 6);
+        text += static_cast<char>(code >= 0x80 ? 0x80 | (code & 0x3F) : code);
+    }
+    return text;
+}
+
 class PngDecoder final : public PictureDecoder {
   public:
     PngDecoder(InputFile input, const Opening& opening);
@@ -129,7 +139,7 @@ void PngDecoder::readMetadata() {
     if (png_get_pHYs(png_, info_, &x, &y, &unit) && unit == PNG_RESOLUTION_METER) setResolution(headers_, x, y);
     png_bytep data = nullptr;
     if (png_get_eXIf_1(png_, info_, &bytes, &data)) metadata.exif.assign(data, data + bytes);
-    headers_.orientation = exifOrientation(metadata.exif.data(), metadata.exif.size());
+    headers_.orientation = exifOrientation(metadata.exif);
     png_charp name = nullptr;
     if (png_get_iCCP(png_, info_, &name, &count, &data, &bytes)) metadata.profile.assign(data, data + bytes);
     if (png_get_sRGB(png_, info_, &intent)) metadata.intent = intent;
@@ -141,6 +151,7 @@ void PngDecoder::readMetadata() {
     for (int i = 0; texts && i < count; i++) {
         const size_t length = texts[i].compression > 0 ? texts[i].itxt_length : texts[i].text_length;
         std::string text(texts[i].text ? texts[i].text : "", texts[i].text ? length : 0);
+        if (texts[i].compression <= 0) text = utf8OfLatin(text);
         if (std::strcmp(texts[i].key, "XML:com.adobe.xmp") == 0) {
             metadata.xmp = std::move(text);
         } else {

@@ -1,5 +1,6 @@
-// Portable any-maps, P1 to P6.
+// Portable any-maps, P1 to P6, and arbitrary maps, P7.
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 
 #include "failure.h"
@@ -12,7 +13,7 @@ namespace {
 
 class PnmDecoder final : public PictureDecoder {
   public:
-    explicit PnmDecoder(InputFile input);
+    PnmDecoder(InputFile input, GrayAlpha grayAlpha);
 
     void decode(Bitmap& into) override;
 
@@ -24,15 +25,20 @@ class PnmDecoder final : public PictureDecoder {
     uint32_t number();
     uint32_t bit();
     uint32_t scaled(uint32_t sample) const;
+    void readArbitraryHeader(uint32_t& width, uint32_t& height, uint32_t& channels);
     void readTextRow();
     void readRow();
+    const std::vector<uint8_t>& arranged();
 
+    bool arbitrary_ = false;  // P7
     bool text_ = false;
     bool oneBit_ = false;
     uint32_t max_ = 1;
     uint32_t full_ = 255;  // of the bitmap's samples
     size_t samples_ = 0;   // of a row
+    int channels_ = 0;     // of the bitmap
     std::vector<uint8_t> row_;
+    std::vector<uint8_t> out_;
 };
 
 void PnmDecoder::damaged(const char* why) const {
@@ -82,28 +88,61 @@ uint32_t PnmDecoder::scaled(uint32_t sample) const {
     return static_cast<uint32_t>((uint64_t{sample} * full_ + max_ / 2) / max_);
 }
 
-PnmDecoder::PnmDecoder(InputFile input) : PictureDecoder(std::move(input)) {
+PnmDecoder::PnmDecoder(InputFile input, GrayAlpha grayAlpha) : PictureDecoder(std::move(input)) {
     take();
     const int type = take() - '0';
     text_ = type <= 3;
-    oneBit_ = type == 1 || type == 4;
-    const uint32_t width = number(), height = number();
-    if (!oneBit_) max_ = number();
+    uint32_t width = 0, height = 0, channels = type == 3 || type == 6 ? 3 : 1;
+    if (type == 7) {
+        readArbitraryHeader(width, height, channels);
+    } else {
+        width = number();
+        height = number();
+        oneBit_ = type == 1 || type == 4;
+        if (!oneBit_) max_ = number();
+    }
     if (width == 0 || height == 0) damaged("the picture has no pixels");
     if (width > kMostPixels || height > kMostPixels) damaged("the picture is too large");
     if (max_ == 0 || max_ > 65535) damaged("the file is damaged (impossible largest value)");
-    const bool color = type == 3 || type == 6, deep = max_ > 255;
-    headers_.format = "PNM";
+    full_ = max_ > 255 ? 65535 : 255;
+    headers_.format = type == 7 ? "PAM" : "PNM";
     headers_.width = static_cast<int>(width);
     headers_.height = static_cast<int>(height);
-    headers_.channels = color ? 3 : 1;
-    headers_.bitsPerChannel = deep ? 16 : 8;
-    headers_.bits = oneBit_ ? 1 : headers_.bitsPerChannel * headers_.channels;
-    headers_.bitsPerPixel = headers_.bits;
-    if (!color) headers_.order = ORDER_GRAY;
-    full_ = deep ? 65535 : 255;
-    samples_ = size_t{width} * static_cast<size_t>(headers_.channels);
-    row_.resize((size_t{width} * static_cast<size_t>(headers_.bits) + 7) / 8);
+    headers_.channels = static_cast<int>(channels);
+    headers_.bitsPerChannel = max_ > 255 ? 16 : 8;
+    channels_ = channels != 2 ? headers_.channels : grayAlpha == GrayAlpha::kAsColor ? 4 : 1;
+    headers_.bits = oneBit_ ? 1 : headers_.bitsPerChannel * channels_;
+    headers_.bitsPerPixel = oneBit_ ? 1 : headers_.bitsPerChannel * headers_.channels;
+    if (channels_ == 1) headers_.order = ORDER_GRAY;
+    samples_ = size_t{width} * channels;
+    const size_t bytes = max_ > 255 ? 2 : 1;
+    row_.resize(type == 1 || type == 4 ? (size_t{width} + 7) / 8 : samples_ * bytes);
+    out_.resize(type == 7 ? (size_t{width} * static_cast<size_t>(headers_.bits) + 7) / 8 : 0);
+}
+
+// Lines of a word and what it says, in any order.
+void PnmDecoder::readArbitraryHeader(uint32_t& width, uint32_t& height, uint32_t& channels) {
+    channels = 0;
+    for (size_t lines = 0;; lines++) {
+        constexpr size_t kMostLines = 1000, kLongest = 1000;
+        std::string line;
+        for (char letter; (letter = static_cast<char>(take())) != '\n';) {
+            if (line.size() < kLongest) line += letter;
+        }
+        char word[32] = "";
+        unsigned value = 0;
+        const int found = std::sscanf(line.c_str(), "%31s %u", word, &value);
+        if (std::strcmp(word, "ENDHDR") == 0) break;
+        if (lines > kMostLines) damaged("the file is damaged (its header has no end)");
+        if (found < 2) continue;
+        for (const auto& [name, target] :
+             {std::pair{"WIDTH", &width}, {"HEIGHT", &height}, {"DEPTH", &channels}, {"MAXVAL", &max_}}) {
+            if (std::strcmp(word, name) == 0) *target = value;
+        }
+    }
+    if (channels < 1 || channels > 4) damaged("PAM pictures of other than 1 to 4 channels cannot be read");
+    arbitrary_ = true;
+    oneBit_ = channels == 1 && max_ == 1;
 }
 
 void PnmDecoder::readTextRow() {
@@ -120,8 +159,10 @@ void PnmDecoder::readTextRow() {
 
 void PnmDecoder::readRow() {
     if (input_.read(row_.data(), row_.size()) < row_.size()) damaged(kTruncated);
-    if (oneBit_) {
+    if (oneBit_ && !arbitrary_) {
         for (uint8_t& byte : row_) byte = static_cast<uint8_t>(~byte);
+    } else if (oneBit_) {
+        for (const uint8_t byte : row_) scaled(byte);
     } else if (full_ > 255) {
         for (size_t i = 0; i < row_.size(); i += 2) {
             const auto sample = static_cast<uint16_t>(scaled(static_cast<uint32_t>(row_[i]) << 8 | row_[i + 1]));
@@ -132,18 +173,37 @@ void PnmDecoder::readRow() {
     }
 }
 
+// Bits packed, and grays with alpha as the bitmap has them.
+const std::vector<uint8_t>& PnmDecoder::arranged() {
+    if (!arbitrary_ || (!oneBit_ && channels_ == headers_.channels)) return row_;
+    if (oneBit_) std::fill(out_.begin(), out_.end(), uint8_t{0});
+    const size_t bytes = full_ > 255 ? 2 : 1, width = static_cast<size_t>(headers_.width);
+    for (size_t x = 0; x < width; x++) {
+        if (oneBit_) {
+            out_[x / 8] = static_cast<uint8_t>(out_[x / 8] | row_[x] << (7 - x % 8));
+            continue;
+        }
+        for (size_t i = 0; i < static_cast<size_t>(channels_); i++) {
+            std::memcpy(&out_[(x * static_cast<size_t>(channels_) + i) * bytes], &row_[(2 * x + (i == 3)) * bytes],
+                        bytes);
+        }
+    }
+    return out_;
+}
+
 void PnmDecoder::decode(Bitmap& into) {
     for (int y = 0; y < headers_.height; y++) {
         Progress::rowDone(y, headers_.height);
         text_ ? readTextRow() : readRow();
-        into.putRow(file(), row_.data(), y, row_.size());
+        const std::vector<uint8_t>& row = arranged();
+        into.putRow(file(), row.data(), y, row.size());
     }
 }
 
 }  // namespace
 
-std::unique_ptr<PictureDecoder> openPnm(InputFile input, const Opening&) {
-    return std::make_unique<PnmDecoder>(std::move(input));
+std::unique_ptr<PictureDecoder> openPnm(InputFile input, const Opening& opening) {
+    return std::make_unique<PnmDecoder>(std::move(input), opening.grayAlpha);
 }
 
 }  // namespace tool

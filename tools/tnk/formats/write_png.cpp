@@ -8,7 +8,6 @@
 
 #include "file_rows.h"
 #include "formats/attempt.h"
-#include "formats/exif.h"
 #include "formats/writer.h"
 #include "progress.h"
 
@@ -66,6 +65,7 @@ class PngEncoder final : public PictureEncoder {
     }
     void setUp(const Bitmap& bitmap, const Layout& layout, const std::vector<PaletteEntry>& palette,
                const Writing& writing);
+    void setMetadata(const Metadata& data);
 
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
@@ -104,9 +104,9 @@ void PngEncoder::setUp(const Bitmap& bitmap, const Layout& layout, const std::ve
     for (const PaletteEntry& entry : palette) colors.push_back({entry.Red, entry.Green, entry.Blue});
     const int perMetre[] = {static_cast<int>(std::lround(bitmap->XResolution / 0.0254)),
                             static_cast<int>(std::lround(bitmap->YResolution / 0.0254))};
-    std::vector<uint8_t> exif;
-    if (bitmap->ViewPerspective != TOP_LEFT) exif = exifOf(static_cast<int>(bitmap->ViewPerspective));
     run([&] {
+        // What the library finds fault with in metadata is left out.
+        png_set_benign_errors(png_, 1);
         png_set_write_fn(png_, this, onWrite, [](png_structp) {});
         png_set_user_limits(png_, kMostPixels, kMostPixels);
         png_set_IHDR(png_, info_, static_cast<uint32_t>(bitmap->Width), static_cast<uint32_t>(bitmap->Height),
@@ -120,9 +120,40 @@ void PngEncoder::setUp(const Bitmap& bitmap, const Layout& layout, const std::ve
         if (writing.resolution == Resolution::kWrite) {
             png_set_pHYs(png_, info_, perMetre[0], perMetre[1], PNG_RESOLUTION_METER);
         }
-        if (!exif.empty()) png_set_eXIf_1(png_, info_, static_cast<uint32_t>(exif.size()), exif.data());
+    });
+    setMetadata(writing.metadata);
+    run([&] {
         png_write_info(png_, info_);
         if (layout.channelBits == 16) png_set_swap(png_);
+    });
+}
+
+void PngEncoder::setMetadata(const Metadata& data) {
+    std::vector<png_text> texts;
+    const auto add = [&texts](const std::string& key, const std::string& text, bool utf8) {
+        png_text& out = texts.emplace_back();
+        out.compression = utf8 ? PNG_ITXT_COMPRESSION_NONE : PNG_TEXT_COMPRESSION_NONE;
+        out.key = const_cast<png_charp>(key.c_str());
+        out.text = const_cast<png_charp>(text.c_str());
+        out.text_length = utf8 ? 0 : text.size();
+        out.itxt_length = utf8 ? text.size() : 0;
+    };
+    const auto isAscii = [](char letter) { return static_cast<uint8_t>(letter) < 0x80; };
+    const std::string xmp = "XML:com.adobe.xmp";
+    for (const auto& [key, text] : data.texts) add(key, text, !std::all_of(text.begin(), text.end(), isAscii));
+    if (!data.xmp.empty()) add(xmp, data.xmp, true);
+    std::vector<uint8_t> exif = data.exif;
+    const auto bytes = [](const auto& block) { return static_cast<uint32_t>(block.size()); };
+    run([&] {
+        if (!exif.empty()) png_set_eXIf_1(png_, info_, bytes(exif), exif.data());
+        if (!data.profile.empty()) {
+            png_set_iCCP(png_, info_, "ICC profile", PNG_COMPRESSION_TYPE_BASE, data.profile.data(),
+                         bytes(data.profile));
+        } else if (data.intent >= 0) {
+            png_set_sRGB(png_, info_, data.intent);
+        }
+        if (data.gamma > 0) png_set_gAMA_fixed(png_, info_, data.gamma);
+        if (!texts.empty()) png_set_text(png_, info_, texts.data(), static_cast<int>(texts.size()));
     });
 }
 

@@ -12,10 +12,25 @@
 
 namespace tool {
 
-enum class FileFormat { kPng, kTiff, kBmp };
+// In the order of the table in writer.cpp.
+enum class FileFormat { kPng, kJpeg, kTiff, kBmp, kPnm, kPam };
 
-// By the extension; a usage failure for others, which names `more` extensions that the caller takes.
-FileFormat formatOf(const std::string& file, const char* more = "");
+// In the words of messages.
+constexpr const char* kWritable = ".png, .jpg, .tif, .bmp, .pnm (.pbm, .pgm, .ppm) or .pam";
+
+// What is asked for of all results.
+struct OutputOptions {
+    std::string to;  // a name of a format; empty: the extension says it
+    int quality = 90;
+    bool progressive = false;
+    bool strip = false;  // pixels, resolution and how they are seen alone
+};
+
+// The names of --to.
+std::vector<std::string> formatNames();
+
+// By --to or the extension; a usage failure for others, which names `more` extensions that the caller takes.
+FileFormat formatOf(const std::string& file, const OutputOptions& options, const std::string& more = "");
 
 // Why a format cannot hold a result of this depth, or nothing when it can.
 std::string whyNot(FileFormat format, int bits, bool gray);
@@ -25,6 +40,9 @@ bool holdsAlphaPalettes(FileFormat format);
 
 // Whether a file can hold several pictures.
 bool holdsPages(FileFormat format);
+
+// How the rows are to be seen.
+bool holdsViews(FileFormat format);
 
 // The order in which a format holds colours.
 uint32_t orderOf(FileFormat format);
@@ -52,6 +70,7 @@ struct Writing {
     int quality = 90;  // of JPEG, 1-100
     Metadata metadata = {};
     std::vector<uint8_t> alpha = {};  // of the first entries of the palette, the others are opaque
+    bool progressive = false;
 };
 
 // A file that is being written; the caller of the encoder commits it.
@@ -81,6 +100,9 @@ void writePicture(FileFormat format, Bitmap& bitmap, OutputFile& output, const W
 // Of each format.
 std::unique_ptr<PictureEncoder> makePngEncoder(OutputFile& output);
 std::unique_ptr<PictureEncoder> makeTiffEncoder(OutputFile& output);
+std::unique_ptr<PictureEncoder> makeJpegEncoder(OutputFile& output);
 std::unique_ptr<PictureEncoder> makeBmpEncoder(OutputFile& output);
+std::unique_ptr<PictureEncoder> makePnmEncoder(OutputFile& output);
+std::unique_ptr<PictureEncoder> makePamEncoder(OutputFile& output);
 
 }  // namespace tool
