@@ -52,6 +52,36 @@ def bmp(height, bits, rows, palette=(), header=40, compression=0, masks=(), widt
     return b"BM" + struct.pack("<III", start + len(data), 0, place) + fields + table + b"\xee" * gap + data
 
 
+def packed(values, bits, order=">"):
+    """A row of samples, the highest bit first."""
+    if bits == 16:
+        return struct.pack(f"{order}{len(values)}H", *values)
+    row = "".join(f"{value:0{bits}b}" for value in values)
+    row += "0" * (-len(row) % 8)
+    return int(row, 2).to_bytes(len(row) // 8, "big")
+
+
+def turned(data):
+    """Bytes whose lowest bit comes first."""
+    return bytes(int(f"{byte:08b}"[::-1], 2) for byte in data)
+
+
+def tiff(height, bits, photometric, blocks, tags=(), samples=1, order="<", width=WIDTH):
+    """A strip a row, or tiles where `tags` say their size, uncompressed; all numbers are of four bytes."""
+    tags = {256: [width], 257: [height], 258: [bits] * samples, 262: [photometric], 277: [samples], 278: [1]} | dict(tags)
+    data = b"".join(blocks) + b"\0" * (sum(map(len, blocks)) % 2)
+    places = [8 + sum(map(len, blocks[:i])) for i in range(len(blocks))]
+    tags |= dict(zip((324, 325) if 322 in tags else (273, 279), (places, list(map(len, blocks)))))
+    entries, more, end = b"", b"", 8 + len(data) + 6 + 12 * len(tags)
+    for tag, values in sorted(tags.items()):
+        body = struct.pack(f"{order}{len(values)}I", *values)
+        entries += struct.pack(order + "HHI", tag, 4, len(values))
+        entries += body if len(values) == 1 else struct.pack(order + "I", end + len(more))
+        more += body if len(values) > 1 else b""
+    head = (b"II" if order == "<" else b"MM") + struct.pack(order + "HI", 42, 8 + len(data))
+    return head + data + struct.pack(order + "H", len(tags)) + entries + bytes(4) + more
+
+
 def exif(orientation, order=">", kind=3, count=1, entries=2, at=8):
     """A directory with the orientation as its second entry."""
     head = struct.pack(order + "2sHI", b"II" if order == "<" else b"MM", 42, at)

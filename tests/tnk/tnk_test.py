@@ -181,6 +181,84 @@ class Reading(ToolTest):
             difference = ImageChops.difference(self.image("out.png"), self.image("small.png"))
             self.assertLess(max(high for _, high in difference.getextrema()), 8)  # the module has a decoder of its own
 
+    def test_tiff_of_every_form(self):
+        """As Pillow reads it, or where it does not, as the samples say."""
+        few, gray16 = self.rgb.quantize(13), Image.frombytes("I;16", (WIDTH, HEIGHT), struct.pack(f"<{WIDTH * HEIGHT}H", *(p[0] * 251 for p in self.pixels)))
+        ga = Image.merge("LA", (self.gray, self.rgb.getchannel(1)))
+        for compression in ("raw", "tiff_lzw", "packbits", "tiff_adobe_deflate", "group3", "group4", "jpeg"):
+            for image in (self.gray.convert("1"), self.gray, few, self.rgb, self.rgba, ga, self.rgb.convert("CMYK"), gray16):
+                if (image.mode == "1" or "group" not in compression) and (image.mode in ("L", "RGB", "CMYK") or compression != "jpeg"):
+                    self.save("in.tif", image, compression=compression, dpi=(300, 150))
+                    self.convert("in.tif", "out.png")
+                    mode = "I" if image is gray16 else "RGBA"
+                    self.same("out.png", self.image("in.tif").convert("I" if image is gray16 else "RGBA" if "A" in image.mode else "RGB"), mode)
+                    self.assertAlmostEqual(self.image("out.png").info["dpi"][1], 150, delta=0.1)
+
+        samples, size = [p[0] * 257 for p in self.pixels], range(HEIGHT)
+        for bits in (1, 2, 3, 4, 6, 8, 9, 12, 16):
+            most, full = (1 << bits) - 1, 255 if bits <= 8 else 65535
+            for white, order in ((0, "<"), (1, ">")):  # 1: zero is black
+                values = [v >> 16 - bits for v in samples]
+                rows = [pictures.packed(values[y * WIDTH : (y + 1) * WIDTH], bits, order) for y in size]
+                turn = 2 if bits < 8 and white else 1
+                self.write("in.tif", pictures.tiff(HEIGHT, bits, white, [pictures.turned(r) for r in rows] if turn == 2 else rows, {266: [turn], 274: [3]}, 1, order))
+                self.convert("in.tif", "out.png")
+                expected = [((v if white else most - v) * full * 2 + most) // (2 * most) for v in values]
+                self.assertEqual(list(self.image("out.png").convert("L" if bits <= 8 else "I").getdata()), expected[::-1], (bits, white))
+
+        # Planes, tiles over the edges, colours that alpha is multiplied into, colour maps of 8 bits.
+        planes = [[min(p[c], p[1]) for p in self.pixels] for c in range(3)] + [[p[1] for p in self.pixels]]
+        strips = [bytes(plane[y * WIDTH : (y + 1) * WIDTH]) for plane in planes for y in size]
+        rows = [[tuple(plane[y * WIDTH + x] if x < WIDTH and y < HEIGHT else 9 for plane in planes) for x in range(64)] for y in range(32 * (HEIGHT // 32 + 1))]
+        tiles = [[rows[y + j][x + i] for j in range(32) for i in range(32)] for y in range(0, len(rows), 32) for x in range(0, 64, 32)]
+        square, whole = {322: [32], 323: [32]}, [tuple(plane[i] for plane in planes) for i in range(WIDTH * HEIGHT)]
+        bright = [(*(min(v * 255 // p[3], 255) if p[3] else 0 for v in p[:3]), p[3]) for p in whole]
+        colors = self.rgb.quantize(4).getpalette()[:12]
+        for name, data, expected in (
+                ("separate", pictures.tiff(HEIGHT, 8, 2, strips, {284: [2], 338: [2]}, 4), whole), ("associated", pictures.tiff(HEIGHT, 8, 2, strips, {284: [2], 338: [1]}, 4), bright),
+                ("tiles", pictures.tiff(HEIGHT, 8, 2, [bytes(sum(tile, ())) for tile in tiles], {338: [2]} | square, 4), whole),
+                ("tile planes", pictures.tiff(HEIGHT, 8, 2, [bytes(p[c] for p in tile) for c in range(4) for tile in tiles], {338: [2], 284: [2]} | square, 4), whole),
+                ("inks", pictures.tiff(HEIGHT, 8, 5, strips, {284: [2]}, 4), [(*(((255 - v) * (255 - p[3]) + 127) // 255 for v in p[:3]), 255) for p in whole]),
+                ("bit tiles", pictures.tiff(HEIGHT, 1, 0, [b"".join(pictures.packed([p[1] & 1 for p in tile[j * 32 : j * 32 + 32]], 1) for j in range(32)) for tile in tiles], square),
+                 [(0, 0, 0, 255) if p[1] & 1 else (255,) * 4 for p in whole]),
+                ("old map", pictures.tiff(HEIGHT, 2, 3, [pictures.packed([v & 3 for v in planes[1][y * WIDTH : (y + 1) * WIDTH]], 2) for y in size], {320: [*colors[::3], *colors[1::3], *colors[2::3]]}),
+                 [(*colors[3 * (p[1] & 3) :][:3], 255) for p in whole])):
+            self.write("in.tif", data)
+            self.convert("in.tif", "out.png")
+            self.assertEqual(list(self.image("out.png").convert("RGBA").getdata()), expected, name)
+
+    def test_tiff_is_written_as_asked_for(self):
+        codes = dict(zip(("none", "g3", "g4", "lzw", "jpeg", "deflate", "packbits"), (1, 3, 4, 5, 7, 8, 32773)))
+        samples = [v * 257 - v % 3 for p in self.pixels[:WIDTH] for v in p]
+        deep = self.write("deep.ppm", pictures.pnm(6, 1, 65535, samples))
+        shallow = [self.save("bits.png", self.gray.convert("1"), dpi=(300, 300)), self.save("few.png", self.rgb.quantize(13)), self.save("gray.png", self.gray), "in.ppm"]
+        for name in (*shallow, self.save("alpha.png", self.rgba), deep):
+            for compression in ("", *codes):
+                fax, lossy = compression in ("g3", "g4"), compression == "jpeg"
+                possible = name == "bits.png" if fax else name in shallow if lossy else True
+                _, err = self.convert(name, "out.tif", "--compression " * bool(compression) + compression, code=0 if possible else 1)
+                if not possible:
+                    self.assertIn("compression", err)
+                    continue
+                self.convert("out.tif", "again.png")
+                self.assertLess(max(ImageStat.Stat(ImageChops.difference(*(self.image(n).convert("RGBA") for n in ("out.tif", "again.png")))).sum), 1)
+                tags = self.image("out.tif").tag_v2
+                self.assertEqual(tags[259], codes[compression or ("g4" if name == "bits.png" else "lzw")], (name, compression))
+                self.assertEqual((tags[262] == 0, tags.get(282)), (fax or not compression and name == "bits.png", 300) if name == "bits.png" else (False, None))
+                if not lossy and name != deep:
+                    self.same("again.png", self.image(name), "RGBA")
+        self.convert(deep, "out.tif")
+        self.convert("out.tif", "again.png")
+        self.assertEqual(pictures.samples16(self.read("again.png")), samples)
+        # One file for all pages, the same bytes every time; --page takes one of them.
+        for out in ("all.tif", "again.tif"):
+            self.tnk("pages", *shallow, "--out", out, "--rotate", "90", "--jobs", "2")
+        self.assertEqual(self.read("all.tif"), self.read("again.tif"))
+        for page, name in enumerate(shallow, 1):
+            self.convert("all.tif", "out.png", f"--page {page}")
+            self.same("out.png", self.image(name).convert("RGB").transpose(Image.Transpose.ROTATE_270))
+        self.assertIn("--compression goes", self.convert("in.ppm", "out.png", "--compression lzw", code=2)[1])
+
     def test_sixteen_bits_a_channel_stay_exact(self):
         color = [(x * 2711 + c * 17) & 0xFFFF for x in range(WIDTH) for c in range(3)]
         gray, key = color[::3], (b"tRNS", struct.pack(">3H", *color[6:9]))
@@ -731,7 +809,7 @@ class Failing(ToolTest):
 
     def test_damaged_pictures(self):
         """Files that end early, or whose checksum or numbers are wrong; every one is told in a line of its own."""
-        whole = {name: self.read(self.save(name, self.rgb)) for name in ("a.png", "b.bmp", "d.ppm")} | {"c.jpg": SMALL_JPEG.read_bytes()}
+        whole = {name: self.read(self.save(name, self.rgb)) for name in ("a.png", "b.bmp", "d.ppm", "e.tif")} | {"c.jpg": SMALL_JPEG.read_bytes()}
         bad = {f"cut{cut}-{name}": data[:cut] for name, data in whole.items() for cut in (1, 2, 3, 5, 12, 30, 54, len(data) // 2, len(data) - 1)}
         png, wide = bytearray(whole["a.png"]), bytearray(whole["b.bmp"])
         png[len(png) // 2] ^= 4
@@ -739,6 +817,9 @@ class Failing(ToolTest):
         lowest = pictures.bmp(-(2**31), 1, [])
         # A table of more codes than there are: decoders have written past their memory for it.
         codes = b"\xff\xd8\xff\xc4\x07\xd3\x00" + b"\x7c" * 16 + bytes(1984) + whole["c.jpg"][whole["c.jpg"].index(b"\xff\xc4") :]
+        strip = [bytes(4 * WIDTH)] * HEIGHT
+        bad |= {"deep.tif": pictures.tiff(HEIGHT, 32, 1, strip), "float.tif": pictures.tiff(HEIGHT, 32, 1, strip, {339: [3]}), "map.tif": pictures.tiff(HEIGHT, 4, 3, strip),
+                "mask.tif": pictures.tiff(HEIGHT, 1, 4, strip), "tall.tif": pictures.tiff(HEIGHT, 8, 1, strip, {322: [1 << 20], 323: [1 << 20]})}
         bad |= {"flip.png": bytes(png), "wide.bmp": bytes(wide), "lowest.bmp": lowest, "codes.jpg": codes,
                 "huge.ppm": b"P6\n1000000000 1000000000\n255\n" + b"x" * 100, "huge.pgm": b"P2\n4000000000 1\n255\n1",
                 "zero.pgm": b"P5\n0 5\n255\n", "range.pgm": b"P2\n2 1\n9\n3 10\n", "text.png": b"not a picture", "empty.png": b"",
@@ -751,7 +832,7 @@ class Failing(ToolTest):
         out, err = self.tnk("info", *bad, "in.ppm", code=1)
         self.assertEqual([line.split(": ")[1] for line in err.splitlines()], list(bad))
         self.assertIn("in.ppm\n", out)
-        for words in ('png.bmp: BMP pictures of compression 5', 'video.bmp: BMP pictures coded as "XVID" of 61 x 1', 'odd.bmp: BMP pictures coded as "YUY2"',
+        for words in ("deep.tif: TIFF pictures of 32 bits", "float.tif: TIFF pictures of floating", "map.tif: the file is damaged", "mask.tif: TIFF pictures of this kind", "tall.tif: the ", 'png.bmp: BMP pictures of compression 5', 'video.bmp: BMP pictures coded as "XVID" of 61 x 1', 'odd.bmp: BMP pictures coded as "YUY2"',
                       "short.bmp: the file ends", "fax.bmp: BMP pictures coded as faxes", "short header.bmp: BMP headers of 16 bytes",
                       "jpeg.bmp: " + ("the picture in the file is damaged, or of another size" if SUPER else 'pictures coded as "JPEG" need'),
                       "dmb1.bmp: " + ('how this picture ("dmb1") is coded' if SUPER else 'pictures coded as "dmb1" need')):
@@ -762,7 +843,8 @@ class Failing(ToolTest):
         # Random damage is told, or gives a picture; it never ends the program.
         self.save("p.bmp", self.rgb.quantize(13))
         self.save("progressive.jpg", self.rgb, progressive=True)
-        sources = [self.read("p.bmp"), self.read("progressive.jpg"), whole["c.jpg"], self.read("in.ppm")]
+        self.save("fax.tif", self.gray.convert("1"), compression="group4")
+        sources = [self.read("p.bmp"), self.read("progressive.jpg"), whole["c.jpg"], self.read("in.ppm"), whole["e.tif"], self.read("fax.tif")]
         generator, names = random.Random(7), []
         for i in range(80):
             data = bytearray(sources[i % len(sources)])
