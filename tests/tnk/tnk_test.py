@@ -777,6 +777,61 @@ class Working(ToolTest):
             self.assertRegex(self.tnk("pages", *arguments.split(), code=2)[1], words)
         self.assertIn("has 1 page, not 2", self.convert("1.png", "none.png", "--page 2", code=1)[1])
 
+    def test_files_of_several_pages(self):
+        sources = [self.rgb, self.gray.crop((0, 0, 9, 30)), self.rgba, self.rgb.quantize(7), self.gray.convert("1")]
+        self.save("in.tif", sources[0], save_all=True, append_images=sources[1:3])
+        singles = [self.save(f"{i}.png", image) for i, image in enumerate(sources[3:])]
+
+        def sizes(name):
+            with Image.open(self.place / name) as file:
+                return [(file.seek(i), file.size)[1] for i in range(file.n_frames)]
+
+        def frames(name):
+            for i in range(len(sizes(name))):  # opened anew: Pillow takes a palette along to the next page
+                with Image.open(self.place / name) as file:
+                    file.seek(i)
+                    yield file.convert("RGBA")
+
+        def hold(name, expected):
+            self.assertEqual([(f.size, f.tobytes()) for f in frames(name)], [(f.size, f.tobytes()) for f in (e.convert("RGBA") for e in expected)], name)
+
+        for jobs in ("1", "3"):
+            self.tnk("pages", "in.tif", *singles, "--out", "all.tif", "--jobs", jobs)
+            hold("all.tif", sources)
+            self.tnk("pages", "all.tif", "in.tif", "--out", "p{page}.png", "--select", "8,2-1", "--jobs", jobs)
+            for name, expected in zip(("p1.png", "p2.png", "p3.png"), (sources[2], sources[1], sources[0])):
+                self.same(name, expected, "RGBA")
+            self.tnk("pages", "all.tif", singles[0], "--out", "{name}-{bits}.tif", "--bits", "24,8", "--jobs", jobs)
+            hold("all-24.tif", [image.convert("RGB") for image in sources])
+            self.assertEqual([len(sizes(name)) for name in ("all-8.tif", "0-24.tif", "0-8.tif")], [5, 1, 1])
+            self.tnk("pages", "all.tif", "--out", "all.tif", "--mirror", "--jobs", jobs)
+            hold("all.tif", map(ImageOps.mirror, sources))
+        for page, options in ((0, ""), (2, "--page 3")):
+            told = self.convert("in.tif", "out.png", options)[1]
+            self.assertEqual("note: in.tif: the first of 3 pages" in told, page == 0)
+            self.same("out.png", sources[page], "RGBA")
+        self.assertIn("in.tif: has 3 pages, not 4", self.convert("in.tif", "none.png", "--page 4", code=1)[1])
+        self.tnk("pages", "in.tif", *singles, "--out", "shared.tif", *"--bits 8 --palette optimized --colors 9 --shared-palette".split())
+        self.assertEqual(sizes("shared.tif"), [image.size for image in sources])
+
+        # A file is whole or absent, whatever fails and wherever; others are made.
+        before = self.names()
+        for inputs in (("in.tif", "gone.png", "1.png"), ("gone.png", "in.tif"), ("in.tif", "1.png", "gone.png")):
+            for out, made in (("none.tif", []), ("new-{name}.tif", [f"new-{name[:-4]}.tif" for name in inputs if name != "gone.png"])):
+                err = self.tnk("pages", *inputs, "--out", out, "--jobs", "2", code=1)[1]
+                self.assertRegex(err, r"gone.png: [^:]*\n.*tnk: (none|new-gone).tif: not written")
+                self.assertEqual(self.names(), sorted(before + made))
+                for name in made:
+                    (self.place / name).unlink()
+        self.assertIn("in.tif (page 2): the part to crop", self.tnk("pages", "in.tif", "--out", "none{page}.png", "--crop", "20,0,5,5", code=1)[1])
+        (self.place / "none1.png").unlink()
+        (self.place / "none3.png").unlink()
+        old = self.read("all-8.tif")
+        self.assertIn("all-8.tif: exists already", self.tnk("pages", *singles, "--out", "all-{bits}.tif", "--bits", "8,4", "--keep", code=1)[1])
+        self.assertEqual((self.read("all-8.tif"), len(sizes("all-4.tif"))), (old, 2))
+        for out in ("{name}.png", "all-{bits}.tif"):
+            self.assertRegex(self.tnk("pages", "in.tif", "--out", out, code=2)[1], "several pages of in.tif|needs --bits")
+
 
 class Failing(ToolTest):
     def test_usage(self):

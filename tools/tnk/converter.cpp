@@ -198,13 +198,18 @@ void Converter::readPalette() {
     }
 }
 
+bool Converter::keeps(const std::string& out, size_t job) const {
+    const int bits = jobs_[job].bits;
+    const std::string name = nameOf(out, jobs_[job], bits);
+    if ((!bits && out.find("{bits}") != out.npos) || !isKept(name)) return false;
+    complain(name + ": " + kKept);
+    return true;
+}
+
 std::vector<size_t> Converter::wantedJobs(const std::string& out, bool& kept) const {
     std::vector<size_t> wanted;
     for (size_t i = 0; i < jobs_.size(); i++) {
-        // Without --bits the picture decides what {bits} stands for.
-        const bool known = jobs_[i].bits || out.find("{bits}") == out.npos;
-        if (known && isKept(nameOf(out, jobs_[i], jobs_[i].bits))) {
-            complain(nameOf(out, jobs_[i], jobs_[i].bits) + ": " + kKept);
+        if (keeps(out, i)) {
             kept = true;
         } else {
             wanted.push_back(i);

@@ -46,7 +46,10 @@ class Converter {
     // What to make of each picture.
     const std::vector<Job>& jobs() const { return jobs_; }
 
-    // Positions of the jobs whose results are not to be kept as they are; those that are, are told, and `kept` set.
+    // Whether the result of a job is there and stays as it is, which is told. Without --bits the picture may decide its name:
+    // then nobody knows yet.
+    bool keeps(const std::string& out, size_t job) const;
+    // Positions of the other jobs; `kept` is set where some are kept.
     std::vector<size_t> wantedJobs(const std::string& out, bool& kept) const;
 
     FileFormat format() const { return format_; }

@@ -1,5 +1,6 @@
 #include "page_results.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <utility>
@@ -24,6 +25,7 @@ PageResults::PageResults(const Converter& converter, const std::vector<Entry>& e
         sources_[placeOf(entries[i].file)].insert(entries[i].file);
         for (size_t job = 0; oneFile && job < converter.jobs().size(); job++) {
             Book& book = books_[{entries[i].out, job}];
+            if (book.entries.empty()) book.kept = converter.keeps(entries[i].out, job);
             book.entries.push_back(i);
             booksOf_[i].push_back(&book);
         }
@@ -40,6 +42,7 @@ void PageResults::add(size_t entry, size_t job, Result& result) {
 }
 
 void PageResults::addToBook(Book& book, size_t entry, Result& result) {
+    if (book.kept) return;
     std::unique_lock lock(lock_);
     while (!book.lost && book.entries[book.written] != entry) {
         turned_.wait_for(lock, std::chrono::milliseconds(50));
@@ -75,10 +78,8 @@ bool PageResults::isLost(size_t entry) const {
     const std::lock_guard lock(lock_);
     const auto books = booksOf_.find(entry);
     if (books == booksOf_.end()) return false;
-    for (const Book* book : books->second) {
-        if (book->lost) return true;
-    }
-    return false;
+    return std::all_of(books->second.begin(), books->second.end(),
+                       [](const Book* book) { return book->lost || book->kept; });
 }
 
 // Whether another picture is yet to be read from the file that a result replaces.
@@ -113,9 +114,12 @@ void PageResults::finish() {
                       failure.code());
     }
     for (const Waiting& file : waiting_) tell(file.output->reports(), file.report);
+    bool kept = false;
     for (const auto& [name, book] : books_) {
-        if (book.lost) complain(name.first + ": not written, since one of its pages failed");
+        kept |= book.kept;
+        if (book.lost && !book.kept) complain(name.first + ": not written, since one of its pages failed");
     }
+    if (kept) throw toldFailure();
 }
 
 }  // namespace tool

@@ -24,14 +24,17 @@ class PageResults {
     // When `oneFile`, pages with the same name and job go to one file, in the order of the entries.
     PageResults(const Converter& converter, const std::vector<Entry>& entries, bool oneFile, Naming naming);
 
+    bool goToOneFile() const { return !books_.empty(); }
+
     // Writes the result of a job. Where pages go to one file it waits for those before it, which are to be begun already, and
     // does nothing when one of them is lost.
     void add(size_t entry, size_t job, Result& result);
     // An entry that failed: files that it should be in are not made.
     void lose(size_t entry);
+    // Nothing is left to do for an entry: all files that it should be in are lost or kept.
     bool isLost(size_t entry) const;
 
-    // Names what still has none, and tells what was lost.
+    // Names what still has none, and tells what was lost. A failure when files were kept as they are.
     void finish();
 
   private:
@@ -45,6 +48,7 @@ class PageResults {
         std::vector<size_t> entries;
         size_t written = 0;
         bool lost = false;
+        bool kept = false;
         Waiting file;
         std::unique_ptr<PictureEncoder> encoder;  // ends before the file
     };

@@ -1,4 +1,5 @@
 #include <atomic>
+#include <numeric>
 #include <utility>
 
 #include "commands.h"
@@ -18,7 +19,13 @@ void makeOne(const PagesOptions& options, const Converter& converter, const Entr
              PageResults& results) {
     memoryRequest(options.memory);
     bool kept = false;
-    const std::vector<size_t> jobs = converter.wantedJobs(entry.out, kept);
+    std::vector<size_t> jobs;
+    if (results.goToOneFile()) {  // which looked already
+        jobs.resize(converter.jobs().size());
+        std::iota(jobs.begin(), jobs.end(), size_t{0});
+    } else {
+        jobs = converter.wantedJobs(entry.out, kept);
+    }
     if (!jobs.empty() && !results.isLost(number)) {
         Page page = converter.read(entry.file, entry.page);
         if (entry.file == kStandard && page.pages > 1) {
