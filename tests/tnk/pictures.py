@@ -27,13 +27,23 @@ def pnm(kind, height, largest, samples):
     return head + struct.pack(">%d%s" % (len(samples), "H" if largest > 255 else "B"), *samples)
 
 
+def pam(kind, depth, largest, samples):
+    """Of HEIGHT rows of samples of a byte."""
+    head = f"P7\n# a comment\nTUPLTYPE {kind}\nDEPTH {depth}\nMAXVAL {largest}\nHEIGHT {HEIGHT}\nWIDTH {WIDTH}\nENDHDR\n"
+    return head.encode() + samples
+
+
 def chunk(kind, body):
     return struct.pack(">I", len(body)) + kind + body + struct.pack(">I", zlib.crc32(kind + body))
 
 
-def png(bits, kind, rows, *chunks):
-    """A PNG of unfiltered rows of bytes, WIDTH pixels each; `chunks` stand before them."""
-    head = b"IHDR", struct.pack(">IIBBBBB", WIDTH, len(rows), bits, kind, 0, 0, 0)
+def png(bits, kind, rows, *chunks, interlaced=0):
+    """A PNG of unfiltered rows of bytes, WIDTH pixels each; `chunks` stand before them. Interlaced pixels are whole bytes."""
+    head = b"IHDR", struct.pack(">IIBBBBB", WIDTH, len(rows), bits, kind, 0, 0, int(interlaced > 0))
+    if interlaced:  # by its bytes a pixel
+        passes = (0, 0, 8, 8), (4, 0, 8, 8), (0, 4, 4, 8), (2, 0, 4, 4), (0, 2, 2, 4), (1, 0, 2, 2), (0, 1, 1, 2)
+        rows = [b"".join(row[x * interlaced : (x + 1) * interlaced] for x in range(left, WIDTH, right))
+                for left, top, right, down in passes for row in rows[top::down]]
     data = b"IDAT", zlib.compress(b"".join(b"\0" + row for row in rows))
     return b"\x89PNG\r\n\x1a\n" + b"".join(chunk(*parts) for parts in (head, *chunks, data, (b"IEND", b"")))
 
