@@ -1,6 +1,6 @@
 # Installs into a fresh folder and moves it, then configures, builds and runs a project that knows of it only by
 # CMAKE_PREFIX_PATH; natively also by pkg-config and a plain compiler.
-# In: BUILD, SOURCE, TOOLCHAIN, EMULATOR, C_COMPILER, VERSION.
+# In: BUILD, SOURCE, TOOLCHAIN, EMULATOR, C_COMPILER, VERSION, LIBDIR.
 
 cmake_minimum_required(VERSION 3.25)
 
@@ -29,12 +29,12 @@ endif()
 execute_process(COMMAND ${place}/build/consumer ${VERSION} COMMAND_ERROR_IS_FATAL ANY)
 
 find_program(PKG_CONFIG NAMES pkg-config pkgconf REQUIRED)
-set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
 execute_process(COMMAND ${PKG_CONFIG} --modversion tnkrn OUTPUT_VARIABLE version OUTPUT_STRIP_TRAILING_WHITESPACE
                 COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${PKG_CONFIG} --cflags --libs tnkrn OUTPUT_VARIABLE flags OUTPUT_STRIP_TRAILING_WHITESPACE
                 COMMAND_ERROR_IS_FATAL ANY)
 separate_arguments(flags UNIX_COMMAND "${flags}")
 execute_process(COMMAND ${C_COMPILER} -o ${place}/by_pkg_config ${SOURCE}/main.c ${flags} COMMAND_ERROR_IS_FATAL ANY)
-set(ENV{LD_LIBRARY_PATH} ${prefix}/lib)
+set(ENV{LD_LIBRARY_PATH} ${prefix}/${LIBDIR})
 execute_process(COMMAND ${place}/by_pkg_config ${version} COMMAND_ERROR_IS_FATAL ANY)

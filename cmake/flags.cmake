@@ -13,8 +13,10 @@ add_compile_options(-ffp-contract=off)
 set(CMAKE_C_FLAGS_DEBUG "-O1 -g")
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
 # The library asks for -O3 itself; tests and tools gain nothing from it but compile time.
-set(CMAKE_C_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
-set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "-O2 -g1 -DNDEBUG")
+# This is what is packaged: the same bytes wherever the tree lies.
+set(release_flags "-O2 -g1 -DNDEBUG -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+set(CMAKE_C_FLAGS_RELWITHDEBINFO "${release_flags}")
+set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "${release_flags}")
 
 if(TNK_SANITIZE)
     add_compile_options(-fsanitize=${TNK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
@@ -25,7 +27,7 @@ if(TNK_FUZZ)
 endif()
 if(WIN32)
     # The compiler's runtime libraries are linked in: what is built imports system modules only.
-    add_link_options(-static -static-libgcc -static-libstdc++)
+    add_link_options(-static -static-libgcc -static-libstdc++ -Wl,--no-insert-timestamp)
 endif()
 
 # Warnings for our own code; third-party sources that are built here do not get them.

@@ -51,3 +51,5 @@ install(FILES ${PROJECT_BINARY_DIR}/tnkrn.pc DESTINATION ${pkg_config_place} COM
 if(TARGET tnk)
     install(TARGETS tnk RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
 endif()
+
+include(cmake/package.cmake)
