@@ -15,6 +15,7 @@ namespace {
 struct Decoder {
     jpeg_decompress_struct info;
     jpeg_error_mgr errors;
+    jpeg_progress_mgr progress;
     std::jmp_buf escape;
     int32_t failure;
     bool manyScans;
@@ -51,6 +52,12 @@ void message(j_common_ptr info, int level) {
 
 void noOutput(j_common_ptr) {}
 
+// A file of a few bytes a scan may ask for more scans of a large image than anybody waits for.
+void limitScans(j_common_ptr info) {
+    constexpr int kMostScans = 500;
+    if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > kMostScans) leave(info);
+}
+
 // Rows of cyan, magenta, yellow and black to blue, green and red in place. As all readers take it, 255 is no ink.
 void inksToColors(uint8_t* row, int32_t width) {
     const uint8_t* in = row;
@@ -66,6 +73,7 @@ int32_t decodeRows(Decoder& decoder, const CodecImage& image, const uint8_t* pac
     if (setjmp(decoder.escape) != 0) return decoder.failure;
     jpeg_decompress_struct& info = decoder.info;
     jpeg_create_decompress(&info);
+    info.progress = &decoder.progress;
     jpeg_mem_src(&info, packed, packedBytes);
     jpeg_read_header(&info, TRUE);
     if (info.image_width != static_cast<JDIMENSION>(image.Width) ||
@@ -95,6 +103,7 @@ int32_t decode(const CodecImage& image, const uint8_t* packed, uint32_t packedBy
     decoder.errors.error_exit = leave;
     decoder.errors.emit_message = message;
     decoder.errors.output_message = noOutput;
+    decoder.progress.progress_monitor = limitScans;
     const int32_t result = decodeRows(decoder, image, packed, packedBytes, takeRow, user);
     jpeg_destroy_decompress(&decoder.info);
     return result;
