@@ -13,8 +13,11 @@ add_compile_options(-ffp-contract=off)
 set(CMAKE_C_FLAGS_DEBUG "-O1 -g")
 set(CMAKE_CXX_FLAGS_DEBUG "-O1 -g")
 # The library asks for -O3 itself; tests and tools gain nothing from it but compile time.
-# This is what is packaged: the same bytes wherever the tree lies.
-set(release_flags "-O2 -g1 -DNDEBUG -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.")
+# This is what is packaged: the same bytes wherever the tree lies, also when ccache makes its paths relative (base_dir).
+file(RELATIVE_PATH to_source ${PROJECT_BINARY_DIR} ${PROJECT_SOURCE_DIR})
+string(REGEX REPLACE "/$" "" to_source "${to_source}")
+set(release_flags "-O2 -g1 -gno-record-gcc-switches -DNDEBUG")
+string(APPEND release_flags " -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${to_source}=.")
 set(CMAKE_C_FLAGS_RELWITHDEBINFO "${release_flags}")
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "${release_flags}")
 
