@@ -59,9 +59,10 @@ if(WIN32)
         "MAJOR=${PROJECT_VERSION_MAJOR};MINOR=${PROJECT_VERSION_MINOR};PATCH=${PROJECT_VERSION_PATCH}")
     target_link_options(tnkrn PRIVATE -Wl,--kill-at)
     set_target_properties(tnkrn PROPERTIES PREFIX "" IMPORT_PREFIX lib)
-    # Replaces the import library that the linker wrote: its names are undecorated and no stdcall caller could use it.
+    # Replaces the import library that the linker wrote: its names are undecorated and no stdcall caller could use it. Its members
+    # are named for the prefix, which else is the path of the library.
     add_custom_command(TARGET tnkrn POST_BUILD
-        COMMAND ${CMAKE_DLLTOOL} -k -d ${def} -D $<TARGET_FILE_NAME:tnkrn> -l $<TARGET_LINKER_FILE:tnkrn>
+        COMMAND ${CMAKE_DLLTOOL} -k -t Tnkrn15u -d ${def} -D $<TARGET_FILE_NAME:tnkrn> -l $<TARGET_LINKER_FILE:tnkrn>
         VERBATIM)
 
     # clang, lld-link and llvm-dlltool stand for the compilers of the MSVC ABI.
