@@ -60,9 +60,10 @@ if(WIN32)
     target_link_options(tnkrn PRIVATE -Wl,--kill-at)
     set_target_properties(tnkrn PROPERTIES PREFIX "" IMPORT_PREFIX lib)
     # Replaces the import library that the linker wrote: its names are undecorated and no stdcall caller could use it. Its members
-    # are named for the prefix, which else is the path of the library.
+    # and hidden symbols are named for the prefix and the library as they are given, so without their path.
     add_custom_command(TARGET tnkrn POST_BUILD
-        COMMAND ${CMAKE_DLLTOOL} -k -t Tnkrn15u -d ${def} -D $<TARGET_FILE_NAME:tnkrn> -l $<TARGET_LINKER_FILE:tnkrn>
+        COMMAND ${CMAKE_DLLTOOL} -k -t Tnkrn15u -d ${def} -D $<TARGET_FILE_NAME:tnkrn> -l $<TARGET_LINKER_FILE_NAME:tnkrn>
+        WORKING_DIRECTORY ${PROJECT_BINARY_DIR}
         VERBATIM)
 
     # clang, lld-link and llvm-dlltool stand for the compilers of the MSVC ABI.

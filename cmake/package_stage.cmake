@@ -63,7 +63,7 @@ function(stage_windows root)
     file(REMOVE_RECURSE ${debug})
     file(MAKE_DIRECTORY ${debug})
     foreach(file Tnkrn15u.dll TFCMP15U.DLL tnk.exe)
-        execute_process(COMMAND ${CPACK_TNK_OBJCOPY} --only-keep-debug ${root}/bin/${file} ${debug}/${file}.debug
+        execute_process(COMMAND ${CPACK_TNK_OBJCOPY} -p --only-keep-debug ${root}/bin/${file} ${debug}/${file}.debug
                         COMMAND_ERROR_IS_FATAL ANY)
         execute_process(COMMAND ${CPACK_TNK_STRIP} -p --strip-all ${root}/bin/${file} COMMAND_ERROR_IS_FATAL ANY)
         execute_process(COMMAND ${CPACK_TNK_OBJCOPY} -p --add-gnu-debuglink=${debug}/${file}.debug ${root}/bin/${file}
