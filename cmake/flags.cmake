@@ -22,6 +22,9 @@ set(CMAKE_C_FLAGS_RELWITHDEBINFO "${release_flags}")
 set(CMAKE_CXX_FLAGS_RELWITHDEBINFO "${release_flags}")
 
 if(TNK_SANITIZE)
+    # Line numbers do for reports, and cost a third less time of the compiler's than all of -g.
+    string(REPLACE "-g" "-g1" CMAKE_C_FLAGS_DEBUG "${CMAKE_C_FLAGS_DEBUG}")
+    string(REPLACE "-g" "-g1" CMAKE_CXX_FLAGS_DEBUG "${CMAKE_CXX_FLAGS_DEBUG}")
     add_compile_options(-fsanitize=${TNK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
     add_link_options(-fsanitize=${TNK_SANITIZE})
 endif()

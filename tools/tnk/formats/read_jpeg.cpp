@@ -125,7 +125,8 @@ void JpegDecoder::setUp() {
         progress_.progress_monitor = onProgress;
         jpeg_.progress = &progress_;
         // Progressive files keep their coefficients in memory until the last scan.
-        jpeg_.mem->max_memory_to_use = sizeof(void*) > 4 ? 1L << 31 : 1L << 29;
+        constexpr int64_t kMostBytes = sizeof(void*) > 4 ? int64_t{4} << 30 : int64_t{1} << 29;
+        jpeg_.mem->max_memory_to_use = static_cast<long>(kMostBytes);
         for (int marker : {JPEG_COM, JPEG_APP0 + 1, JPEG_APP0 + 2}) jpeg_save_markers(&jpeg_, marker, 0xFFFF);
         jpeg_read_header(&jpeg_, TRUE);
     });

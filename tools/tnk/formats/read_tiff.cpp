@@ -178,7 +178,13 @@ void TiffDecoder::readSamples(GrayAlpha grayAlpha) {
     checkSamples();
     const int bits = layout_.bits, deep = bits > 8 ? 16 : 8;
     uint16_t extras = 0, *kinds = nullptr;
-    TIFFGetFieldDefaulted(tiff_->get(), TIFFTAG_EXTRASAMPLES, &extras, &kinds);
+    // A fourth sample of colours without the tag is what libtiff's own interface takes it for.
+    uint16_t unexplained = EXTRASAMPLE_ASSOCALPHA;
+    if (!TIFFGetField(tiff_->get(), TIFFTAG_EXTRASAMPLES, &extras, &kinds) && pixels_ == Pixels::kColor &&
+        layout_.samples == 4) {
+        extras = 1;
+        kinds = &unexplained;
+    }
     const bool alpha = (gray || pixels_ == Pixels::kColor) && layout_.samples > colors_ && extras > 0 &&
                        (kinds[0] == EXTRASAMPLE_ASSOCALPHA || kinds[0] == EXTRASAMPLE_UNASSALPHA);
     associated_ = alpha && kinds[0] == EXTRASAMPLE_ASSOCALPHA;
