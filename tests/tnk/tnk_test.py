@@ -688,10 +688,11 @@ class Working(ToolTest):
         turned = pictures.with_exif(self.read(self.save("turned.png", other.transpose(Image.Transpose.ROTATE_90))), pictures.exif(6))
         self.write("turned.png", turned)
         self.save("few.png", self.rgb.quantize(9))
+        holes = self.save("holes.png", self.rgb.quantize(9), transparency=3)
         colors = self.save("colors.png", self.gray.convert("RGB"))
         small = self.save("small.bmp", self.rgb.crop((0, 0, 9, 9)))
         for a, b, mode, options in (("in.ppm", "turned.png", "RGB", ""), ("few.png", "in.ppm", "RGB", "--tolerance 40 --memory tiled"), ("gray.png", "in.ppm", "RGB", ""),
-                                    ("rgba.png", "in.ppm", "RGBA", ""), ("in.ppm", "rgba.png", "RGBA", "--tolerance 255"), ("gray.png", colors, "RGB", "")):
+                                    ("rgba.png", "in.ppm", "RGBA", ""), ("in.ppm", "rgba.png", "RGBA", "--tolerance 255"), (holes, "in.ppm", "RGBA", ""), ("gray.png", colors, "RGB", "")):
             sides = [(other if name == "turned.png" else self.image(name)).convert(mode) for name in (a, b)]
             limit = int(options.split()[1]) if options else 0
             found = [[abs(v - w) for v, w in zip(p, q)] for p, q in zip(*(side.getdata() for side in sides))]

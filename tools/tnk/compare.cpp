@@ -31,7 +31,9 @@ Side read(const std::string& file, uint32_t request) {
     Side side = {file, readPicture(file, GrayAlpha::kAsColor, request)};
     if (!side.picture.headers.alpha.empty()) widen(side.picture.bitmap, side.picture.headers, file, request);
     const Progress progress("preparing", file);
-    bringUpright(side.picture.bitmap, file);
+    Picture& picture = side.picture;
+    if (!picture.headers.alpha.empty()) widen(picture.bitmap, picture.headers, file, request);
+    bringUpright(picture.bitmap, file);
     return side;
 }
 

@@ -32,8 +32,12 @@ bool keepExisting = false;
 std::error_code renameToNew(const fs::path& from, const fs::path& to) {
     std::error_code error;
 #if defined(_WIN32)
-    if (!MoveFileExW(from.c_str(), to.c_str(), 0))
-        error.assign(static_cast<int>(GetLastError()), std::system_category());
+    if (MoveFileExW(from.c_str(), to.c_str(), 0)) return error;
+    const DWORD reason = GetLastError();
+    if (reason == ERROR_ALREADY_EXISTS || reason == ERROR_FILE_EXISTS) {
+        return std::make_error_code(std::errc::file_exists);
+    }
+    error.assign(static_cast<int>(reason), std::system_category());
 #else
     fs::create_hard_link(from, to, error);
     if (!error) {
