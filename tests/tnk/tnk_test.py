@@ -1019,7 +1019,7 @@ class OnPosix(ToolTest):
         for arguments, name in (("convert in.ppm old.png", "old.png"), ("convert in.ppm new.bmp", "new.bmp"),
                                 ("pages in.ppm in.ppm --out new{page}.bmp", "new1.bmp")):
             _, err = self.tnk(*arguments.split(), code=1, preexec_fn=small_files)
-            self.assertRegex(err, rf"^tnk: {name}: .+")
+            self.assertRegex(err, rf"(?m)^tnk: {name}: .+")
         self.assertEqual((self.names(), self.read("old.png")), (["in.ppm", "old.png"], b"precious"))
         os.mkfifo(self.place / "pipe.png")
         self.assertIn("not a regular file", self.convert("in.ppm", "pipe.png", code=1)[1])

@@ -1,7 +1,6 @@
-// Numbers in the byte orders of files, and the checksum of PNG chunks.
+// Numbers in the byte orders of files.
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -18,20 +17,6 @@ inline void putLittle(std::vector<uint8_t>& out, uint32_t value, int bytes) {
 }
 inline void putBig32(std::vector<uint8_t>& out, uint32_t value) {
     for (int shift = 24; shift >= 0; shift -= 8) out.push_back(static_cast<uint8_t>(value >> shift));
-}
-
-inline uint32_t crc32(const uint8_t* data, size_t bytes, uint32_t crc = 0) {
-    static constexpr auto kTable = [] {
-        std::array<uint32_t, 256> table{};
-        for (uint32_t i = 0; i < 256; i++) {
-            table[i] = i;
-            for (int bit = 0; bit < 8; bit++) table[i] = table[i] >> 1 ^ (table[i] & 1 ? 0xEDB88320u : 0);
-        }
-        return table;
-    }();
-    crc = ~crc;
-    for (size_t i = 0; i < bytes; i++) crc = crc >> 8 ^ kTable[(crc ^ data[i]) & 0xFF];
-    return ~crc;
 }
 
 }  // namespace tool
