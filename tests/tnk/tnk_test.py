@@ -389,6 +389,11 @@ class Writing(ToolTest):
         info.add_itxt("XML:com.adobe.xmp", "<x/>")
         exif.update({0x112: 6, 0x131: "camera"})
         self.save("in.png", self.rgb, icc_profile=profile, exif=exif, pnginfo=info)
+        for unit, dots in ((2, (300, 150)), (3, (762, 381))):  # a JPEG without a density of its own
+            exif.update({0x11A: 300.0, 0x11B: 150.0, 0x128: unit})
+            self.save("dots.jpg", self.rgb, exif=exif)
+            self.convert("dots.jpg", "dots.png", "--keep-view --strip")
+            self.assertEqual(tuple(round(dot) for dot in self.image("dots.png").info["dpi"]), dots)
         def carried(name):
             found = self.image(name)
             return found.info.get("icc_profile") == profile, dict(found.getexif()).get(0x131), dict(found.getexif()).get(0x112), b"<x/>" in self.read(name)

@@ -1,4 +1,4 @@
-// How a picture lies, in the words of EXIF.
+// How a picture lies and how large it is, in the words of EXIF.
 #pragma once
 
 #include <cstdint>
@@ -8,6 +8,13 @@ namespace tool {
 
 // The orientation tag, 1 to 8; 0 where there is none, or none that is sound.
 int exifOrientation(const std::vector<uint8_t>& exif);
+
+// Zeros where there is none, or none that is sound.
+struct DotsPerInch {
+    double x = 0;
+    double y = 0;
+};
+DotsPerInch exifResolution(const std::vector<uint8_t>& exif);
 
 // False where the data has no place for it and says another one, which is 1 without a tag.
 bool setExifOrientation(std::vector<uint8_t>& exif, int orientation);

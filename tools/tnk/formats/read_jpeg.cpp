@@ -181,6 +181,10 @@ void JpegDecoder::readMetadata() {
         }
     }
     headers_.orientation = exifOrientation(metadata.exif);
+    if (headers_.xResolution == 0) {
+        const DotsPerInch dots = exifResolution(metadata.exif);
+        setDotsPerInch(headers_, dots.x, dots.y);
+    }
     JOCTET* profile = nullptr;
     unsigned bytes = 0;
     run([&] { jpeg_read_icc_profile(&jpeg_, &profile, &bytes); });
