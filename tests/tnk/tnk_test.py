@@ -396,6 +396,7 @@ class Writing(ToolTest):
             self.assertEqual(tuple(round(dot) for dot in self.image("dots.png").info["dpi"]), dots)
         def carried(name):
             found = self.image(name)
+            self.assertLess(self.read(name).count(b"eXIf"), 2)
             return found.info.get("icc_profile") == profile, dict(found.getexif()).get(0x131), dict(found.getexif()).get(0x112), b"<x/>" in self.read(name)
 
         for out, options, wanted, note in (

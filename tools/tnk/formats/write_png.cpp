@@ -169,7 +169,8 @@ void PngEncoder::add(Bitmap& bitmap, const Writing& writing) {
         const uint8_t* const row = rows.get(y);
         run([&] { png_write_row(png_, row); });
     }
-    run([&] { png_write_end(png_, info_); });
+    // Without the information: libpng would write EXIF data a second time.
+    run([&] { png_write_end(png_, nullptr); });
 }
 
 }  // namespace
