@@ -9,7 +9,7 @@
 namespace tool {
 
 size_t defaultJobs() {
-    // A picture may take 1 GB, and a 32-bit program has 4 at most.
+    // Pictures of up to 64 MB and their copies lie in memory, larger ones in tiles; a 32-bit program has 4 GB at most.
     const size_t most = sizeof(void*) < 8 ? 4 : 64;
     return std::clamp<size_t>(std::thread::hardware_concurrency(), 1, most);
 }
