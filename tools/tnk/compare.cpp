@@ -5,13 +5,13 @@
 #include <cstdlib>
 
 #include "alpha.h"
+#include "bitmap_rows.h"
 #include "commands.h"
 #include "geometry.h"
 #include "json.h"
 #include "memory.h"
 #include "picture.h"
 #include "progress.h"
-#include "sample_rows.h"
 
 namespace tool {
 
@@ -29,7 +29,6 @@ struct Side {
 
 Side read(const std::string& file, uint32_t request) {
     Side side = {file, readPicture(file, GrayAlpha::kAsColor, request)};
-    if (!side.picture.headers.alpha.empty()) widen(side.picture.bitmap, side.picture.headers, file, request);
     const Progress progress("preparing", file);
     Picture& picture = side.picture;
     if (!picture.headers.alpha.empty()) widen(picture.bitmap, picture.headers, file, request);
@@ -39,13 +38,14 @@ Side read(const std::string& file, uint32_t request) {
 
 struct Channel {
     const char* name;
-    int sample;  // of a pixel in the common form
+    int sample;  // which one of a pixel
     int largest = 0;
     uint64_t sum = 0;
 };
 
 struct Difference {
-    SampleForm form;
+    int samples;  // of a pixel in the common form
+    int bits;     // of each
     std::vector<Channel> channels;
     int64_t pixels = 0;  // that differ by more than the tolerance
     int firstX = -1;
@@ -56,7 +56,7 @@ struct Difference {
 Difference commonForm(const Side& a, const Side& b) {
     const bool alpha = hasAlpha(a.picture.bitmap) || hasAlpha(b.picture.bitmap), gray = a.isGray() && b.isGray();
     const int bits = std::max(a.picture.headers.bitsPerChannel, b.picture.headers.bitsPerChannel) > 8 ? 16 : 8;
-    Difference out = {{alpha ? 4 : gray ? 1 : 3, bits}, {}};
+    Difference out = {alpha ? 4 : gray ? 1 : 3, bits, {}};
     if (gray) {
         out.channels = {{"gray", 0}};
     } else {
@@ -69,7 +69,7 @@ Difference commonForm(const Side& a, const Side& b) {
 template <class Sample>
 void compareRow(const uint8_t* rowA, const uint8_t* rowB, int y, int width, int tolerance, Difference& out) {
     const Sample *a = reinterpret_cast<const Sample*>(rowA), *b = reinterpret_cast<const Sample*>(rowB);
-    for (int x = 0; x < width; x++, a += out.form.channels, b += out.form.channels) {
+    for (int x = 0; x < width; x++, a += out.samples, b += out.samples) {
         bool differs = false;
         for (Channel& channel : out.channels) {
             const int distance = std::abs(a[channel.sample] - b[channel.sample]);
@@ -87,12 +87,13 @@ void compareRow(const uint8_t* rowA, const uint8_t* rowB, int y, int width, int 
 Difference comparePixels(Side& a, Side& b, int tolerance) {
     const Progress progress("comparing", a.file);
     Difference out = commonForm(a, b);
-    SampleRows rowsA(a.picture.bitmap, a.file, out.form), rowsB(b.picture.bitmap, b.file, out.form);
+    const RowForm form = samplesOf(out.samples, out.bits);
+    BitmapRows rowsA(a.picture.bitmap, a.file, form), rowsB(b.picture.bitmap, b.file, form);
     const int width = a.width(), height = a.height();
     for (int y = 0; y < height; y++) {
         Progress::rowDone(y, height);
-        (out.form.bits == 8 ? compareRow<uint8_t> : compareRow<uint16_t>)(rowsA.get(y), rowsB.get(y), y, width,
-                                                                          tolerance, out);
+        (out.bits == 8 ? compareRow<uint8_t> : compareRow<uint16_t>)(rowsA.get(y), rowsB.get(y), y, width, tolerance,
+                                                                     out);
     }
     return out;
 }
@@ -109,7 +110,7 @@ void tell(const Side& side) {
 void tell(const Difference& difference, int64_t pixels, int tolerance) {
     if (difference.pixels == 0) {
         std::printf("%s", "equal");
-        if (tolerance) std::printf(" within %d of %d", tolerance, (1 << difference.form.bits) - 1);
+        if (tolerance) std::printf(" within %d of %d", tolerance, (1 << difference.bits) - 1);
         std::printf("\n");
     } else {
         std::printf("different: %lld of %lld pixels (%.3g %%), the first at %d,%d\n",
@@ -120,7 +121,7 @@ void tell(const Difference& difference, int64_t pixels, int tolerance) {
     for (const Channel& channel : difference.channels) {
         if (channel.sum == 0) continue;
         std::printf("  %-7s largest %d, mean %.4g of %d\n", channel.name, channel.largest, meanOf(channel, pixels),
-                    (1 << difference.form.bits) - 1);
+                    (1 << difference.bits) - 1);
     }
 }
 
@@ -134,7 +135,7 @@ Json jsonOf(const Side& side) {
 }
 
 void addJson(Json& out, const Difference& difference, int64_t pixels) {
-    out["bits"] = difference.form.bits;
+    out["bits"] = difference.bits;
     out["pixels"] = pixels;
     out["pixelsDifferent"] = difference.pixels;
     out["first"] = nullptr;

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "bitmap_rows.h"
 #include "file.h"
-#include "file_rows.h"
 #include "formats/decoder.h"
 #include "progress.h"
 
@@ -32,16 +32,15 @@ Bitmap colorsOf(Bitmap& bitmap, const std::vector<uint8_t>& alpha, const std::st
     out->XResolution = bitmap->XResolution;
     out->YResolution = bitmap->YResolution;
     out->ViewPerspective = bitmap->ViewPerspective;
-    FileRows colors(bitmap, file, bits, ORDER_RGB), indexes(bitmap, file, 8, ORDER_RGB);
-    std::vector<uint8_t> row(colors.bytes());
+    BitmapRows colors(bitmap, file, {bits, ORDER_RGB}), indexes(bitmap, file, {8, ORDER_RGB});
     for (int y = 0; y < bitmap->Height; y++) {
         Progress::rowDone(y, bitmap->Height);
-        std::copy_n(colors.get(y), row.size(), row.begin());
+        uint8_t* const row = colors.get(y);
         const uint8_t* const index = alpha.empty() ? nullptr : indexes.get(y);
         for (int x = 0; index && x < width; x++) {
             row[static_cast<size_t>(x) * 4 + 3] = index[x] < alpha.size() ? alpha[index[x]] : 255;
         }
-        out.putRow(file, row.data(), y, row.size());
+        out.putRow(file, row, y, colors.bytes());
     }
     return out;
 }

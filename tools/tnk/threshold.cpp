@@ -3,16 +3,16 @@
 #include <array>
 #include <charconv>
 
+#include "bitmap_rows.h"
 #include "match_colors.h"
 #include "progress.h"
-#include "sample_rows.h"
 
 namespace tool {
 
 namespace {
 
 constexpr int kLevels = 256;
-constexpr SampleForm kGrays = {1, 8};
+constexpr RowForm kGrays = samplesOf(1, 8);
 
 }  // namespace
 
@@ -29,7 +29,7 @@ int thresholdOf(const std::string& text) {
 
 int bestThreshold(Bitmap& bitmap, const std::string& file) {
     std::array<uint64_t, kLevels> histogram = {};
-    SampleRows rows(bitmap, file, kGrays);
+    BitmapRows rows(bitmap, file, kGrays);
     for (int y = 0; y < bitmap->Height; y++) {
         Progress::rowDone(y, bitmap->Height);
         const uint8_t* row = rows.get(y);
@@ -60,15 +60,12 @@ Bitmap applyThreshold(Bitmap& bitmap, const std::string& file, int level, uint32
     // Levels become one of the two as if they were indexes.
     std::array<PaletteEntry, kLevels> table;
     for (int i = 0; i < kLevels; i++) table[i] = i < level ? kBlack : kWhite;
-    SampleRows rows(bitmap, file, kGrays);
-    std::vector<uint8_t> row(static_cast<size_t>(bitmap->Width));
+    BitmapRows rows(bitmap, file, kGrays);
     for (int y = 0; y < bitmap->Height; y++) {
         Progress::rowDone(y, bitmap->Height);
-        const uint8_t* levels = rows.get(y);
-        std::copy(levels, levels + row.size(), row.begin());
-        require(T_ConvertBuffer(row.data(), bitmap->Width, 8, 1, ORDER_RGB, ORDER_RGB, table.data(), result->Palette),
-                file);
-        result.putRow(file, row.data(), y, (row.size() + 7) / 8);
+        uint8_t* const row = rows.get(y);
+        require(T_ConvertBuffer(row, bitmap->Width, 8, 1, ORDER_RGB, ORDER_RGB, table.data(), result->Palette), file);
+        result.putRow(file, row, y, (rows.bytes() + 7) / 8);
     }
     return result;
 }

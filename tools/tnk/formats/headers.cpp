@@ -1,5 +1,6 @@
 #include "formats/headers.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace tool {
@@ -22,6 +23,14 @@ std::vector<PaletteEntry> grayRamp(int bits) {
         ramp.push_back({level, level, level, 0});
     }
     return ramp;
+}
+
+bool isGrayRamp(const std::vector<PaletteEntry>& palette, int bits) {
+    const std::vector<PaletteEntry> ramp = grayRamp(bits);
+    return palette.size() <= ramp.size() &&
+           std::equal(palette.begin(), palette.end(), ramp.begin(), [](const auto& a, const auto& b) {
+               return a.Red == b.Red && a.Green == b.Green && a.Blue == b.Blue;
+           });
 }
 
 }  // namespace tool

@@ -55,5 +55,7 @@ void setResolution(Headers& headers, uint32_t xPerMetre, uint32_t yPerMetre);
 
 // The palette of grays of 1 to 8 bits.
 std::vector<PaletteEntry> grayRamp(int bits);
+// Whether a palette is that one, as far as it goes.
+bool isGrayRamp(const std::vector<PaletteEntry>& palette, int bits);
 
 }  // namespace tool

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "bitmap_rows.h"
 #include "bytes.h"
 #include "failure.h"
 #include "formats/decoder.h"
@@ -230,14 +231,12 @@ class BmpDecoder final : public PictureDecoder {
 
   private:
     void take();
-    const uint8_t* row(int y);
+    uint8_t* row(BitmapRows& rows, int y);
     bool hasAlpha();
 
     std::vector<uint8_t> data_;
     BmpFile bmp_;
     Bitmap bitmap_;  // as the library makes it
-    std::vector<PaletteEntry> palette_;
-    std::vector<uint8_t> row_;
 };
 
 BmpDecoder::BmpDecoder(InputFile input) : PictureDecoder(std::move(input)), data_(input_.rest()) {
@@ -260,36 +259,26 @@ BmpDecoder::BmpDecoder(InputFile input) : PictureDecoder(std::move(input)), data
 void BmpDecoder::take() {
     if (bitmap_->BitsPerPixel) return;
     bitmap_ = takeBitmap(file(), std::move(data_), bmp_);
-    // Indexes without an entry are black.
-    palette_ = bmp_.palette;
-    palette_.resize(256, PaletteEntry{0, 0, 0, 0});
 }
 
-// In the form of the headers; before there is one, with alpha.
-const uint8_t* BmpDecoder::row(int y) {
-    const int from = bitmap_->BitsPerPixel, to = headers_.bits ? headers_.bits : 32;
-    row_.resize(std::max({bitmap_->BytesPerLine, T_CalcConvertSize(bitmap_->Width, from, bitmap_->Width, to)}));
-    bitmap_.getRow(file(), row_.data(), bitmap_->ViewPerspective == TOP_LEFT ? y : headers_.height - 1 - y);
-    if (to == 2) {
-        for (size_t i = 0; i < row_.size(); i += 2) {
-            const auto two = [](uint8_t byte) { return (byte >> 2 & 0xC) | (byte & 3); };
-            row_[i / 2] = static_cast<uint8_t>(two(row_[i]) << 4 | two(i + 1 < row_.size() ? row_[i + 1] : 0));
-        }
-        return row_.data();
+// In the form of the headers. The library has no bitmaps of 2 bits in such files: their indexes come in 4.
+uint8_t* BmpDecoder::row(BitmapRows& rows, int y) {
+    uint8_t* const row = rows.get(bitmap_->ViewPerspective == TOP_LEFT ? y : headers_.height - 1 - y);
+    for (size_t i = 0; headers_.bits == 2 && i < rows.bytes(); i++) {
+        const auto two = [](uint8_t byte) { return (byte >> 2 & 0xC) | (byte & 3); };
+        row[i / 2] = static_cast<uint8_t>(i % 2 ? row[i / 2] | two(row[i]) : two(row[i]) << 4);
     }
-    if (from == to && (to <= 8 || bitmap_->Order == ORDER_RGB)) return row_.data();
-    const PaletteEntry* const palette = from <= 8 ? palette_.data() : nullptr;
-    require(T_ConvertBuffer(row_.data(), bitmap_->Width, from, to, bitmap_->Order, ORDER_RGB, palette, palette),
-            file());
-    return row_.data();
+    return row;
 }
 
 // Alpha that is 0 throughout is padding, whatever the masks say.
 bool BmpDecoder::hasAlpha() {
     take();
+    if (bitmap_->BitsPerPixel != 32) return false;
+    BitmapRows rows(bitmap_, file(), {32, ORDER_RGB});
     for (int y = 0; y < headers_.height; y++) {
         if (interrupted()) throw interruptedFailure();
-        const uint8_t* const pixels = row(y);
+        const uint8_t* const pixels = rows.get(y);
         for (int x = 0; x < headers_.width; x++) {
             if (pixels[4 * x + 3] != 0) return true;
         }
@@ -299,10 +288,11 @@ bool BmpDecoder::hasAlpha() {
 
 void BmpDecoder::decode(Bitmap& into) {
     take();
+    BitmapRows rows(bitmap_, file(), {headers_.bits == 2 ? 4 : headers_.bits, ORDER_RGB});
+    const size_t bytes = (static_cast<size_t>(headers_.width) * static_cast<size_t>(headers_.bits) + 7) / 8;
     for (int y = 0; y < headers_.height; y++) {
         Progress::rowDone(y, headers_.height);
-        into.putRow(file(), row(y), y,
-                    (static_cast<size_t>(headers_.width) * static_cast<size_t>(headers_.bits) + 7) / 8);
+        into.putRow(file(), row(rows, y), y, bytes);
     }
 }
 

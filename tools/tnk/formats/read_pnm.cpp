@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "bytes.h"
 #include "failure.h"
 #include "formats/decoder.h"
 #include "progress.h"
@@ -24,21 +25,14 @@ class PnmDecoder final : public PictureDecoder {
     uint8_t skipBlanks();
     uint32_t number();
     uint32_t bit();
-    uint32_t scaled(uint32_t sample) const;
     void readArbitraryHeader(uint32_t& width, uint32_t& height, uint32_t& channels);
-    void readTextRow();
-    void readRow();
-    const std::vector<uint8_t>& arranged();
+    uint32_t nextSample(const uint8_t*& from);
+    void readSamples(const uint8_t* from, uint8_t* to);
 
-    bool arbitrary_ = false;  // P7
-    bool text_ = false;
+    int type_ = 0;  // the number behind the P
     bool oneBit_ = false;
     uint32_t max_ = 1;
-    uint32_t full_ = 255;  // of the bitmap's samples
-    size_t samples_ = 0;   // of a row
-    int channels_ = 0;     // of the bitmap
-    std::vector<uint8_t> row_;
-    std::vector<uint8_t> out_;
+    int channels_ = 0;  // of the bitmap
 };
 
 void PnmDecoder::damaged(const char* why) const {
@@ -83,29 +77,22 @@ uint32_t PnmDecoder::bit() {
     return digit == '0';
 }
 
-uint32_t PnmDecoder::scaled(uint32_t sample) const {
-    if (sample > max_) damaged("the file is damaged (a sample is above the largest value)");
-    return static_cast<uint32_t>((uint64_t{sample} * full_ + max_ / 2) / max_);
-}
-
 PnmDecoder::PnmDecoder(InputFile input, GrayAlpha grayAlpha) : PictureDecoder(std::move(input)) {
     take();
-    const int type = take() - '0';
-    text_ = type <= 3;
-    uint32_t width = 0, height = 0, channels = type == 3 || type == 6 ? 3 : 1;
-    if (type == 7) {
+    type_ = take() - '0';
+    uint32_t width = 0, height = 0, channels = type_ == 3 || type_ == 6 ? 3 : 1;
+    if (type_ == 7) {
         readArbitraryHeader(width, height, channels);
     } else {
         width = number();
         height = number();
-        oneBit_ = type == 1 || type == 4;
+        oneBit_ = type_ == 1 || type_ == 4;
         if (!oneBit_) max_ = number();
     }
     if (width == 0 || height == 0) damaged("the picture has no pixels");
     if (width > kMostPixels || height > kMostPixels) damaged("the picture is too large");
     if (max_ == 0 || max_ > 65535) damaged("the file is damaged (impossible largest value)");
-    full_ = max_ > 255 ? 65535 : 255;
-    headers_.format = type == 7 ? "PAM" : "PNM";
+    headers_.format = type_ == 7 ? "PAM" : "PNM";
     headers_.width = static_cast<int>(width);
     headers_.height = static_cast<int>(height);
     headers_.channels = static_cast<int>(channels);
@@ -114,10 +101,6 @@ PnmDecoder::PnmDecoder(InputFile input, GrayAlpha grayAlpha) : PictureDecoder(st
     headers_.bits = oneBit_ ? 1 : headers_.bitsPerChannel * channels_;
     headers_.bitsPerPixel = oneBit_ ? 1 : headers_.bitsPerChannel * headers_.channels;
     if (channels_ == 1) headers_.order = ORDER_GRAY;
-    samples_ = size_t{width} * channels;
-    const size_t bytes = max_ > 255 ? 2 : 1;
-    row_.resize(type == 1 || type == 4 ? (size_t{width} + 7) / 8 : samples_ * bytes);
-    out_.resize(type == 7 ? (size_t{width} * static_cast<size_t>(headers_.bits) + 7) / 8 : 0);
 }
 
 // Lines of a word and what it says, in any order.
@@ -141,61 +124,57 @@ void PnmDecoder::readArbitraryHeader(uint32_t& width, uint32_t& height, uint32_t
         }
     }
     if (channels < 1 || channels > 4) damaged("PAM pictures of other than 1 to 4 channels cannot be read");
-    arbitrary_ = true;
     oneBit_ = channels == 1 && max_ == 1;
 }
 
-void PnmDecoder::readTextRow() {
-    if (oneBit_) std::fill(row_.begin(), row_.end(), uint8_t{0});
-    for (size_t i = 0; i < samples_; i++) {
-        if (oneBit_) {
-            row_[i / 8] = static_cast<uint8_t>(row_[i / 8] | bit() << (7 - i % 8));
-            continue;
-        }
-        const uint32_t sample = scaled(number());
-        std::memcpy(&row_[i * (full_ > 255 ? 2 : 1)], &sample, full_ > 255 ? 2 : 1);
+uint32_t PnmDecoder::nextSample(const uint8_t*& from) {
+    if (type_ == 1) return bit();
+    const bool deep = max_ > 255;
+    uint32_t sample = 0;
+    if (type_ <= 3) {
+        sample = number();
+    } else {
+        sample = deep ? big16(from) : *from;
+        from += deep ? 2 : 1;
     }
+    if (sample > max_) damaged("the file is damaged (a sample is above the largest value)");
+    if (oneBit_) return sample;
+    return (sample * (deep ? 65535u : 255u) + max_ / 2) / max_;
 }
 
-void PnmDecoder::readRow() {
-    if (input_.read(row_.data(), row_.size()) < row_.size()) damaged(kTruncated);
-    if (oneBit_ && !arbitrary_) {
-        for (uint8_t& byte : row_) byte = static_cast<uint8_t>(~byte);
-    } else if (oneBit_) {
-        for (const uint8_t byte : row_) scaled(byte);
-    } else if (full_ > 255) {
-        for (size_t i = 0; i < row_.size(); i += 2) {
-            const auto sample = static_cast<uint16_t>(scaled(static_cast<uint32_t>(row_[i]) << 8 | row_[i + 1]));
-            std::memcpy(&row_[i], &sample, 2);
-        }
-    } else if (max_ != 255) {
-        for (uint8_t& byte : row_) byte = static_cast<uint8_t>(scaled(byte));
-    }
-}
-
-// Bits packed, and grays with alpha as the bitmap has them.
-const std::vector<uint8_t>& PnmDecoder::arranged() {
-    if (!arbitrary_ || (!oneBit_ && channels_ == headers_.channels)) return row_;
-    if (oneBit_) std::fill(out_.begin(), out_.end(), uint8_t{0});
-    const size_t bytes = full_ > 255 ? 2 : 1, width = static_cast<size_t>(headers_.width);
-    for (size_t x = 0; x < width; x++) {
-        if (oneBit_) {
-            out_[x / 8] = static_cast<uint8_t>(out_[x / 8] | row_[x] << (7 - x % 8));
-            continue;
-        }
-        for (size_t i = 0; i < static_cast<size_t>(channels_); i++) {
-            std::memcpy(&out_[(x * static_cast<size_t>(channels_) + i) * bytes], &row_[(2 * x + (i == 3)) * bytes],
-                        bytes);
+// A row of the file, unless it comes as text, to one of the bitmap: zeroed bits, or samples of whole bytes.
+void PnmDecoder::readSamples(const uint8_t* from, uint8_t* to) {
+    const size_t bytes = headers_.bitsPerChannel / 8u;
+    for (int x = 0; x < headers_.width; x++) {
+        for (int channel = 0; channel < headers_.channels; channel++) {
+            const uint32_t sample = nextSample(from);
+            const bool alpha = channel == 1 && headers_.channels == 2;
+            // Gray with alpha becomes three equal colours and it.
+            const int copies = alpha ? channels_ == 4 : headers_.channels == 2 && channels_ == 4 ? 3 : 1;
+            for (int i = 0; i < copies && !oneBit_; i++, to += bytes) std::memcpy(to, &sample, bytes);
+            if (oneBit_) to[x / 8] = static_cast<uint8_t>(to[x / 8] | sample << (7 - x % 8));
         }
     }
-    return out_;
 }
 
 void PnmDecoder::decode(Bitmap& into) {
+    const auto bytesOf = [this](int bits) {
+        return (static_cast<size_t>(headers_.width) * static_cast<size_t>(bits) + 7) / 8;
+    };
+    const bool text = type_ <= 3, packed = type_ == 4;
+    const bool same = packed || (!text && max_ == 255 && channels_ == headers_.channels);
+    const int fileBits = type_ == 7 ? headers_.bitsPerChannel * headers_.channels : headers_.bitsPerPixel;
+    std::vector<uint8_t> line(text ? 0 : bytesOf(fileBits)), samples(same ? 0 : bytesOf(headers_.bits));
     for (int y = 0; y < headers_.height; y++) {
         Progress::rowDone(y, headers_.height);
-        text_ ? readTextRow() : readRow();
-        const std::vector<uint8_t>& row = arranged();
+        if (!text && input_.read(line.data(), line.size()) < line.size()) damaged(kTruncated);
+        if (!same) {
+            std::fill(samples.begin(), samples.end(), uint8_t{0});
+            readSamples(line.data(), samples.data());
+        } else if (packed) {
+            invertBits(line.data(), static_cast<size_t>(headers_.width));
+        }
+        const std::vector<uint8_t>& row = same ? line : samples;
         into.putRow(file(), row.data(), y, row.size());
     }
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bytes.h"
 #include "failure.h"
 #include "formats/decoder.h"
 #include "formats/tiff.h"
@@ -274,17 +275,10 @@ void TiffDecoder::decode(Bitmap& into) {
 
 void TiffDecoder::decodePlain(Bitmap& into, TiffRows& rows) {
     const size_t bits = size_t{layout_.width} * static_cast<size_t>(headers_.bits), rowBytes = (bits + 7) / 8;
-    const uint8_t last = bits % 8 ? static_cast<uint8_t>(0xFF00 >> bits % 8) : 0xFF;
-    std::vector<uint8_t> turned(whiteIsZero_ ? rowBytes : 0);
     for (int y = 0; y < headers_.height; y++) {
         Progress::rowDone(y, headers_.height);
-        const uint8_t* row = rows.get(static_cast<uint32_t>(y), 0);
-        if (whiteIsZero_) {
-            std::transform(row, row + rowBytes, turned.begin(),
-                           [](uint8_t byte) { return static_cast<uint8_t>(~byte); });
-            turned.back() &= last;
-            row = turned.data();
-        }
+        uint8_t* const row = rows.get(static_cast<uint32_t>(y), 0);
+        if (whiteIsZero_) invertBits(row, bits);
         into.putRow(file(), row, y, rowBytes);
     }
 }

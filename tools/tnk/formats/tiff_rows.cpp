@@ -35,7 +35,7 @@ TiffRows::TiffRows(const std::string& file, const std::vector<std::unique_ptr<Ti
     bands_.assign(planes.size(), std::vector<uint8_t>(static_cast<size_t>(wanted)));
 }
 
-const uint8_t* TiffRows::get(uint32_t y, size_t plane) {
+uint8_t* TiffRows::get(uint32_t y, size_t plane) {
     const TiffHandle& tiff = *planes_[plane];
     std::vector<uint8_t>& band = bands_[plane];
     if (tiled_) {

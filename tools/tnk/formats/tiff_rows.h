@@ -28,8 +28,8 @@ class TiffRows {
     TiffRows(const std::string& file, const std::vector<std::unique_ptr<TiffHandle>>& planes, const TiffLayout& layout,
              std::function<void(const TiffHandle&)> fail);
 
-    // In order; valid until the next call for this plane.
-    const uint8_t* get(uint32_t y, size_t plane);
+    // In order; valid until the next call for this plane, and the caller's until then.
+    uint8_t* get(uint32_t y, size_t plane);
 
   private:
     void readTiles(uint32_t y, size_t plane);

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "bitmap_rows.h"
 #include "bytes.h"
-#include "file_rows.h"
 #include "formats/dib_block.h"
 #include "formats/writer.h"
 #include "progress.h"

@@ -9,11 +9,11 @@
 #include <exception>
 #include <string_view>
 
+#include "bitmap_rows.h"
 #include "formats/attempt.h"
 #include "formats/jpeg_markers.h"
 #include "formats/writer.h"
 #include "progress.h"
-#include "sample_rows.h"
 
 namespace tool {
 
@@ -142,11 +142,11 @@ void JpegEncoder::add(Bitmap& bitmap, const Writing& writing) {
     const bool gray = isGray(bitmap);
     start(bitmap, gray, writing);
     writeMetadata(writing.metadata);
-    SampleRows rows(bitmap, file(), {gray ? 1 : 3, 8});
+    BitmapRows rows(bitmap, file(), samplesOf(gray ? 1 : 3, 8));
     const Progress progress("writing", file());
     for (int y = 0; y < bitmap->Height; y++) {
         Progress::rowDone(y, bitmap->Height);
-        auto* row = const_cast<JSAMPLE*>(rows.get(y));
+        JSAMPLE* row = rows.get(y);
         run([&] { jpeg_write_scanlines(&jpeg_, &row, 1); });
     }
     run([this] { jpeg_finish_compress(&jpeg_); });

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <exception>
 
-#include "file_rows.h"
+#include "bitmap_rows.h"
 #include "formats/attempt.h"
 #include "formats/writer.h"
 #include "progress.h"
@@ -17,33 +17,26 @@ namespace {
 
 // How a bitmap stands in a PNG file.
 struct Layout {
-    int bits;        // of the rows, as the library counts
-    uint32_t order;  // of the rows
+    RowForm rows;
     int channelBits;
     int type;
 };
-
-// A palette that is PNG's own gray ramp needs no palette.
-bool isGrayRamp(const std::vector<PaletteEntry>& palette, int bits) {
-    const std::vector<PaletteEntry> ramp = grayRamp(bits);
-    return std::equal(ramp.begin(), ramp.end(), palette.begin(), palette.end(), [](const auto& a, const auto& b) {
-        return a.Red == b.Red && a.Green == b.Green && a.Blue == b.Blue;
-    });
-}
 
 Layout layoutOf(const Bitmap& bitmap, const std::vector<PaletteEntry>& palette, const Writing& writing) {
     const int bits = bitmap->BitsPerPixel;
     if (bits <= 8) {
         const int channelBits = bits > 4 ? 8 : bits == 3 ? 4 : bits;
+        // A shorter palette stays one: a reader would see more grays than there were.
+        const bool whole = palette.size() == size_t{1} << channelBits;
         const bool gray =
-            writing.ramp == GrayRamp::kAsGrays && writing.alpha.empty() && isGrayRamp(palette, channelBits);
-        return {channelBits, ORDER_RGB, channelBits, gray ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_PALETTE};
+            writing.ramp == GrayRamp::kAsGrays && writing.alpha.empty() && whole && isGrayRamp(palette, channelBits);
+        return {{channelBits, ORDER_RGB}, channelBits, gray ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_PALETTE};
     }
-    if (bitmap->Order == ORDER_GRAY) return {16, ORDER_GRAY, 16, PNG_COLOR_TYPE_GRAY};
+    if (bitmap->Order == ORDER_GRAY) return {samplesOf(1, 16), 16, PNG_COLOR_TYPE_GRAY};
     const bool alpha = bits == 32 || bits == 64;
     const int type = alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB;
     // 16 bits become 24: PNG has no channels of 5 bits.
-    return {std::max(bits, 24), ORDER_RGB, bits >= 48 ? 16 : 8, type};
+    return {{std::max(bits, 24), ORDER_RGB}, bits >= 48 ? 16 : 8, type};
 }
 
 class PngEncoder final : public PictureEncoder {
@@ -162,7 +155,7 @@ void PngEncoder::add(Bitmap& bitmap, const Writing& writing) {
     if (bitmap->BitsPerPixel <= 8) palette = filePalette(bitmap, file());
     const Layout layout = layoutOf(bitmap, palette, writing);
     setUp(bitmap, layout, palette, writing);
-    FileRows rows(bitmap, file(), layout.bits, layout.order);
+    BitmapRows rows(bitmap, file(), layout.rows);
     const Progress progress("writing", file());
     for (int y = 0; y < bitmap->Height; y++) {
         Progress::rowDone(y, bitmap->Height);

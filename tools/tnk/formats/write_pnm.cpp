@@ -1,10 +1,10 @@
 // Portable any-maps: the smallest kind that holds the pixels, or the one that the name asks for; and portable arbitrary maps.
-#include <algorithm>
+#include <utility>
 
-#include "file_rows.h"
+#include "bitmap_rows.h"
+#include "bytes.h"
 #include "formats/writer.h"
 #include "progress.h"
-#include "sample_rows.h"
 
 namespace tool {
 
@@ -19,50 +19,44 @@ bool isTwoTone(const Bitmap& bitmap) {
 // How pixels stand in a file.
 struct Kind {
     char number;  // behind the P
-    SampleForm form;
+    int channels;
+    int bits;  // of a sample
     bool twoTone;
+
+    bool isPacked() const { return number == '4'; }
 };
 
 void writeHeader(OutputFile& output, const Kind& kind, const Bitmap& bitmap) {
     const std::string width = std::to_string(bitmap->Width), height = std::to_string(bitmap->Height);
-    const std::string most = std::to_string(kind.twoTone ? 1 : (1 << kind.form.bits) - 1);
+    const std::string most = std::to_string(kind.twoTone ? 1 : (1 << kind.bits) - 1);
     std::string text = std::string("P") + kind.number + "\n";
     if (kind.number == '7') {
-        const char* const type = kind.twoTone ? "BLACKANDWHITE" : kind.form.channels == 1 ? "GRAYSCALE" : "RGB";
-        text += "WIDTH " + width + "\nHEIGHT " + height + "\nDEPTH " + std::to_string(kind.form.channels) +
-                "\nMAXVAL " + most + "\nTUPLTYPE " + type + (kind.form.channels == 4 ? "_ALPHA" : "") + "\nENDHDR\n";
+        const char* const type = kind.twoTone ? "BLACKANDWHITE" : kind.channels == 1 ? "GRAYSCALE" : "RGB";
+        text += "WIDTH " + width + "\nHEIGHT " + height + "\nDEPTH " + std::to_string(kind.channels) + "\nMAXVAL " +
+                most + "\nTUPLTYPE " + type + (kind.channels == 4 ? "_ALPHA" : "") + "\nENDHDR\n";
     } else {
-        text += width + " " + height + "\n" + (kind.number == '4' ? "" : most + "\n");
+        text += width + " " + height + "\n" + (kind.isPacked() ? "" : most + "\n");
     }
     output.write(text.data(), text.size());
 }
 
-// A bit a pixel, 1 for black.
-void writeBits(Bitmap& bitmap, OutputFile& output) {
-    FileRows rows(bitmap, output.name(), 1, ORDER_RGB);
-    const uint8_t flip = bitmap->Palette[1].Red ? 0xFF : 0;
-    const auto padding = static_cast<uint8_t>(0xFF << (bitmap->Width % 8 ? 8 - bitmap->Width % 8 : 0));
-    std::vector<uint8_t> row(rows.bytes());
+void writeRows(OutputFile& output, const Kind& kind, Bitmap& bitmap) {
+    BitmapRows rows(bitmap, output.name(),
+                    kind.isPacked() ? RowForm{1, ORDER_RGB} : samplesOf(kind.channels, kind.bits));
+    const bool inverted = kind.isPacked() && bitmap->Palette[1].Red;  // 1 is black
+    const size_t bytes = rows.bytes();
     for (int y = 0; y < bitmap->Height; y++) {
         Progress::rowDone(y, bitmap->Height);
-        std::copy_n(rows.get(y), row.size(), row.begin());
-        for (uint8_t& byte : row) byte ^= flip;
-        row.back() &= padding;
-        output.write(row.data(), row.size());
-    }
-}
-
-void writeSamples(Bitmap& bitmap, OutputFile& output, const Kind& kind) {
-    SampleRows rows(bitmap, output.name(), kind.form);
-    const size_t bytes = static_cast<size_t>(kind.form.bits) / 8;
-    std::vector<uint8_t> row(static_cast<size_t>(bitmap->Width) * static_cast<size_t>(kind.form.channels) * bytes);
-    for (int y = 0; y < bitmap->Height; y++) {
-        Progress::rowDone(y, bitmap->Height);
-        std::copy_n(rows.get(y), row.size(), row.begin());
-        // High bytes stand first.
-        for (size_t i = 0; bytes == 2 && i < row.size(); i += 2) std::swap(row[i], row[i + 1]);
-        for (size_t i = 0; kind.twoTone && i < row.size(); i++) row[i] &= 1;
-        output.write(row.data(), row.size());
+        uint8_t* const row = rows.get(y);
+        if (kind.isPacked()) {
+            (inverted ? invertBits : clearBehind)(row, rows.bits());
+        } else if (kind.twoTone) {
+            for (size_t i = 0; i < bytes; i++) row[i] &= 1;
+        } else if (kind.bits == 16) {
+            // High bytes stand first.
+            for (size_t i = 0; i < bytes; i += 2) std::swap(row[i], row[i + 1]);
+        }
+        output.write(row, bytes);
     }
 }
 
@@ -96,11 +90,10 @@ void PnmEncoder::add(Bitmap& bitmap, const Writing&) {
     const char number = arbitrary_ ? '7' : numberOf(file(), twoTone, gray);
     const bool alpha = bits == 32 || bits == 64, deep = bits >= 48 || (gray && bits > 8);
     const int channels = number == '6' || !gray ? 3 : 1;
-    const Kind kind = {number, {alpha ? 4 : channels, deep ? 16 : 8}, number == '4' || (arbitrary_ && twoTone)};
+    const Kind kind = {number, alpha ? 4 : channels, deep ? 16 : 8, number == '4' || (arbitrary_ && twoTone)};
     const Progress progress("writing", file());
     writeHeader(output_, kind, bitmap);
-    if (number == '4') return writeBits(bitmap, output_);
-    writeSamples(bitmap, output_, kind);
+    writeRows(output_, kind, bitmap);
 }
 
 }  // namespace

@@ -4,12 +4,12 @@
 #include <exception>
 #include <utility>
 
+#include "bitmap_rows.h"
+#include "bytes.h"
 #include "failure.h"
-#include "file_rows.h"
 #include "formats/tiff.h"
 #include "formats/writer.h"
 #include "progress.h"
-#include "sample_rows.h"
 
 namespace tool {
 
@@ -17,8 +17,7 @@ namespace {
 
 // How a bitmap stands in a TIFF file.
 struct Layout {
-    int bits;        // of the rows, as the library counts
-    uint32_t order;  // of the rows
+    RowForm rows;
     uint16_t sampleBits;
     uint16_t samples;
     uint16_t photometric;
@@ -77,8 +76,7 @@ class TiffEncoder final : public PictureEncoder, private TiffBytes {
     void describe(const Bitmap& bitmap, const Layout& layout, const std::vector<PaletteEntry>& palette,
                   const Writing& writing);
     void describeMore(const Bitmap& bitmap, const Writing& writing);
-    template <class Rows>
-    void writeRows(const Bitmap& bitmap, const Layout& layout, Rows& rows);
+    void writeRows(Bitmap& bitmap, const Layout& layout);
 
     uint64_t size_ = 0;
     bool abandoned_ = false;
@@ -114,22 +112,14 @@ void TiffEncoder::require(bool done) {
     throw fileFailure(file(), "cannot be written (" + tiff_->error() + ")");
 }
 
-bool isRamp(const std::vector<PaletteEntry>& palette, int bits) {
-    const std::vector<PaletteEntry> ramp = grayRamp(bits);
-    return palette.size() <= ramp.size() &&
-           std::equal(palette.begin(), palette.end(), ramp.begin(), [](const auto& a, const auto& b) {
-               return a.Red == b.Red && a.Green == b.Green && a.Blue == b.Blue;
-           });
-}
-
 Layout TiffEncoder::indexesOf(const Bitmap& bitmap, const std::vector<PaletteEntry>& palette,
                               const Writing& writing) const {
     const int bits = bitmap->BitsPerPixel;
     // Not every reader takes indexes of 2 bits.
     const uint16_t wide = bits == 1 ? 1 : bits <= 4 ? 4 : 8;
-    const bool gray = writing.ramp == GrayRamp::kAsGrays && isRamp(palette, wide);
+    const bool gray = writing.ramp == GrayRamp::kAsGrays && isGrayRamp(palette, wide);
     const std::vector<PaletteEntry> turned(palette.rbegin(), palette.rend());
-    const bool negative = bits == 1 && palette.size() == 2 && isRamp(turned, 1);
+    const bool negative = bits == 1 && palette.size() == 2 && isGrayRamp(turned, 1);
     // Colours of 1 bit are no page.
     const uint16_t compression = codeOf(writing.compression, bits == 1 && (gray || negative));
     if (isFax(compression) && bits != 1) {
@@ -140,7 +130,7 @@ Layout TiffEncoder::indexesOf(const Bitmap& bitmap, const std::vector<PaletteEnt
     const uint16_t photometric = zeroIsWhite ? PHOTOMETRIC_MINISWHITE
                                  : gray      ? PHOTOMETRIC_MINISBLACK
                                              : PHOTOMETRIC_PALETTE;
-    return {wide, ORDER_RGB, wide, 1, photometric, compression, zeroIsWhite && !negative};
+    return {{wide, ORDER_RGB}, wide, 1, photometric, compression, zeroIsWhite && !negative};
 }
 
 Layout TiffEncoder::jpegOf(const Bitmap& bitmap, const std::vector<PaletteEntry>& palette) const {
@@ -154,7 +144,7 @@ Layout TiffEncoder::jpegOf(const Bitmap& bitmap, const std::vector<PaletteEntry>
     const auto isGray = [](const PaletteEntry& entry) { return entry.Red == entry.Green && entry.Red == entry.Blue; };
     const bool gray = bits <= 8 && std::all_of(palette.begin(), palette.end(), isGray);
     const uint16_t samples = gray ? 1 : 3, photometric = gray ? PHOTOMETRIC_MINISBLACK : PHOTOMETRIC_YCBCR;
-    return {gray ? 8 : 24, ORDER_RGB, 8, samples, photometric, COMPRESSION_JPEG};
+    return {samplesOf(samples, 8), 8, samples, photometric, COMPRESSION_JPEG};
 }
 
 Layout TiffEncoder::layoutOf(const Bitmap& bitmap, const std::vector<PaletteEntry>& palette,
@@ -164,10 +154,10 @@ Layout TiffEncoder::layoutOf(const Bitmap& bitmap, const std::vector<PaletteEntr
     if (bits <= 8) return indexesOf(bitmap, palette, writing);
     const uint16_t compression = codeOf(writing.compression, false);
     if (isFax(compression)) throw fileFailure(file(), "G3 and G4 compression are for pictures of 1 bit");
-    if (bitmap->Order == ORDER_GRAY) return {16, ORDER_GRAY, 16, 1, PHOTOMETRIC_MINISBLACK, compression};
+    if (bitmap->Order == ORDER_GRAY) return {samplesOf(1, 16), 16, 1, PHOTOMETRIC_MINISBLACK, compression};
     const uint16_t samples = bits == 32 || bits == 64 ? 4 : 3, deep = bits >= 48 ? 16 : 8;
     // 16 bits become 24: there are no samples of 5 bits that every reader takes.
-    return {samples * deep, ORDER_RGB, deep, samples, PHOTOMETRIC_RGB, compression};
+    return {samplesOf(samples, deep), deep, samples, PHOTOMETRIC_RGB, compression};
 }
 
 // Places in the first form of TIFF end at 4 GB. How far compression may miss is bounded, save that of faxes, whose worst
@@ -245,20 +235,15 @@ void TiffEncoder::describeMore(const Bitmap& bitmap, const Writing& writing) {
     }
 }
 
-template <class Rows>
-void TiffEncoder::writeRows(const Bitmap& bitmap, const Layout& layout, Rows& rows) {
-    const size_t bits = static_cast<size_t>(bitmap->Width) * static_cast<size_t>(layout.sampleBits) * layout.samples;
-    std::vector<uint8_t> row((bits + 7) / 8);
+void TiffEncoder::writeRows(Bitmap& bitmap, const Layout& layout) {
+    BitmapRows rows(bitmap, file(), layout.rows);
     const Progress progress("writing", file());
     for (int y = 0; y < bitmap->Height; y++) {
         Progress::rowDone(y, bitmap->Height);
-        std::copy_n(rows.get(y), row.size(), row.begin());
-        if (layout.inverted) {
-            for (uint8_t& byte : row) byte = static_cast<uint8_t>(~byte);
-        }
+        uint8_t* const row = rows.get(y);
         // The bits behind the last pixel are the same whatever the bitmap has there.
-        if (bits % 8) row.back() &= static_cast<uint8_t>(0xFF00 >> bits % 8);
-        require(TIFFWriteScanline(tiff_->get(), row.data(), static_cast<uint32_t>(y), 0) > 0);
+        (layout.inverted ? invertBits : clearBehind)(row, rows.bits());
+        require(TIFFWriteScanline(tiff_->get(), row, static_cast<uint32_t>(y), 0) > 0);
     }
 }
 
@@ -270,13 +255,7 @@ void TiffEncoder::add(Bitmap& bitmap, const Writing& writing) {
     describe(bitmap, layout, palette, writing);
     describeMore(bitmap, writing);
     require(true);
-    if (layout.compression == COMPRESSION_JPEG) {
-        SampleRows rows(bitmap, file(), {layout.samples, 8});
-        writeRows(bitmap, layout, rows);
-    } else {
-        FileRows rows(bitmap, file(), layout.bits, layout.order);
-        writeRows(bitmap, layout, rows);
-    }
+    writeRows(bitmap, layout);
     require(TIFFWriteDirectory(tiff_->get()) != 0);
 }
 
