@@ -20,7 +20,7 @@ def scene():
 
 def pnm(kind, height, largest, samples):
     """A binary or text any-map; samples of more than a byte are big-endian."""
-    head = b"P%d\n# a comment\n%d %d\n" % (kind, len(samples) // height // (3 if kind in (3, 6) else 1), height)
+    head = b"P%d\n# a comment\n%d %d# another\n" % (kind, len(samples) // height // (3 if kind in (3, 6) else 1), height)
     head += b"%d\n" % largest if kind > 1 else b""
     if kind <= 3:
         return head + b" ".join(b"%d" % s for s in samples) + b"\n"

@@ -22,6 +22,8 @@ class PnmDecoder final : public PictureDecoder {
     [[noreturn]] void damaged(const char* why) const;
     // The next byte; a Failure at the end.
     uint8_t take();
+    void skipComment(uint8_t& byte);
+    // The first byte behind blanks and comments.
     uint8_t skipBlanks();
     uint32_t number();
     uint32_t bit();
@@ -46,13 +48,19 @@ uint8_t PnmDecoder::take() {
     return byte;
 }
 
-// The first byte behind blanks and comments.
+// A comment counts as the end of its line, where it may end a number.
+void PnmDecoder::skipComment(uint8_t& byte) {
+    if (byte != '#') return;
+    while (byte != '\n' && byte != '\r') {
+        if (input_.read(&byte, 1) == 0) byte = '\n';
+    }
+}
+
 uint8_t PnmDecoder::skipBlanks() {
-    for (bool comment = false;;) {
-        const uint8_t byte = take();
-        if (byte == '\n' || byte == '\r') comment = false;
-        if (byte == '#') comment = true;
-        if (!comment && (byte == 0 || !std::strchr(" \t\r\n\v\f", byte))) return byte;
+    for (;;) {
+        uint8_t byte = take();
+        skipComment(byte);
+        if (byte == 0 || !std::strchr(" \t\r\n\v\f", byte)) return byte;
     }
 }
 
@@ -65,8 +73,9 @@ uint32_t PnmDecoder::number() {
         value = value * 10 + (byte - '0');
         if (value > 100000000) damaged("the file is damaged (a number is too large)");
         // The last number of a text may end with it.
-        if (input_.read(&byte, 1) == 0) break;
+        if (input_.read(&byte, 1) == 0) return value;
     }
+    skipComment(byte);
     return value;
 }
 
