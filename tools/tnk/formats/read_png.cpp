@@ -78,6 +78,8 @@ PngDecoder::PngDecoder(InputFile input, const Opening& opening) : PictureDecoder
         run([this] {
             png_set_user_limits(png_, kMostPixels, kMostPixels);
             png_set_read_fn(png_, this, onRead);
+            // Some files say a smaller window than they use.
+            png_set_option(png_, PNG_MAXIMUM_INFLATE_WINDOW, PNG_OPTION_ON);
             png_read_info(png_, info_);
         });
         readShape(opening.grayAlpha);
