@@ -703,7 +703,7 @@ class Working(ToolTest):
             limit = int(options.split()[1]) if options else 0
             found = [[abs(v - w) for v, w in zip(p, q)] for p, q in zip(*(side.getdata() for side in sides))]
             places = [i for i, values in enumerate(found) if max(values) > limit]
-            told = json.loads(self.tnk("compare", a, b, "--json", *options.split(), code=int(bool(places)))[0])
+            [told] = json.loads(self.tnk("compare", a, b, "--json", *options.split(), code=int(bool(places)))[0])
             self.assertEqual([told[key] for key in ("equal", "bits", "pixels", "pixelsDifferent", "first", "tolerance")],
                              [not places, 8, len(found), len(places), {"x": places[0] % WIDTH, "y": places[0] // WIDTH} if places else None, limit], (a, b))
             for i, channel in enumerate(told["differences"]):
@@ -711,12 +711,18 @@ class Working(ToolTest):
                 self.assertEqual((channel["name"], channel["largest"]), (("red", "green", "blue", "alpha")[i], max(values)))
                 self.assertAlmostEqual(channel["mean"], sum(values) / len(values))
             self.assertEqual(len(told["differences"]), len(mode))
-        told = json.loads(self.tnk("compare", "gray.png", "deep.pgm", "--json", code=1)[0])
+        [told] = json.loads(self.tnk("compare", "gray.png", "deep.pgm", "--json", code=1)[0])
         self.assertEqual((told["bits"], told["first"], told["differences"]), (16, {"x": 70 - WIDTH, "y": 1}, [{"name": "gray", "largest": 1, "mean": 1 / (WIDTH * HEIGHT)}]))
         self.assertEqual((told["b"]["file"], told["b"]["bitsPerPixel"], told["b"]["width"]), ("deep.pgm", 16, WIDTH))
         self.assertIn("equal within 1 of 65535\n  gray    largest 1, mean", self.tnk("compare", "gray.png", "deep.pgm", "--tolerance", "1")[0])
         self.assertIn("2 of 2257 pixels (0.0886 %), the first at 9,2", self.tnk("compare", "in.ppm", "turned.png", code=1)[0])
         self.assertIn("different: the sizes", self.tnk("compare", "in.ppm", small, code=1)[0])
+        pages = self.save("pages.tif", self.rgb, save_all=True, append_images=[self.gray, self.rgba])
+        less = self.save("less.tif", self.rgb, save_all=True, append_images=[other])
+        told = json.loads(self.tnk("compare", pages, less, "--json", code=1)[0])
+        self.assertEqual([(page["page"], page["equal"], page["b"] and page["b"]["file"]) for page in told], [(1, True, less), (2, False, less), (3, False, None)])
+        self.assertTrue(self.tnk("compare", pages, less, code=1)[0].endswith("different: pages.tif has 3 pages, less.tif has 2\n"))
+        self.assertEqual(self.tnk("compare", pages, pages)[0].count("equal\n"), 3)
         for arguments in (("in.ppm", "gone.png"), ("in.ppm",), ("in.ppm", "in.ppm", "--tolerance", "-1")):
             self.assertIn("tnk: ", self.tnk("compare", *arguments, code=2)[1])
 
@@ -740,6 +746,10 @@ class Working(ToolTest):
                           3: ("PNM", 1, 3, 1, None, 3, 1, 16, ["gray"], 16, None, None, 3),
                           5: ("TIFF", 3, 61, 37, None, 61, 37, 24, rgba[:3], 8, None, None, colors)}.items():
             self.assertEqual([told[i][key] for key in keys], list(values), names[i])
+        [second] = json.loads(self.tnk("info", "--json", "--page", "2", "pages.tif")[0])
+        self.assertEqual([second[key] for key in ("pages", "page", "channels")], [3, 2, ["gray"]])
+        self.assertIn("pages       3; this is page 3", self.tnk("info", "--page", "3", "pages.tif")[0])
+        self.assertIn("has 3 pages, not 4", self.tnk("info", "--page", "4", "pages.tif", code=1)[1])
         large = json.loads(self.tnk("info", self.large(), "--json", "--memory", "tiled")[0])[0]["bitmap"]
         self.assertEqual((large["memory"], large["bytesPerRow"], large["order"]), ("tiled", 16 * WIDTH * 3, "rgb"))
         self.assertGreaterEqual(large["tiles"]["count"] * large["tiles"]["bytes"], 32 * HEIGHT * large["bytesPerRow"])

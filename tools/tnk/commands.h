@@ -135,10 +135,11 @@ void planes(const PlanesOptions& options);
 // Several pictures, in several threads. With a shared palette results appear when every one of them is written.
 void pages(const PagesOptions& options);
 
-void info(const std::string& file, const std::string& memory);
+// `page` from 1.
+void info(const std::string& file, const std::string& memory, int page);
 // An object for each file in an array; of a file that fails it has the reason.
-void infoAsJson(const std::vector<std::string>& files, const std::string& memory);
-// True when the pictures have the same size and, within the tolerance, the same pixels, as seen.
+void infoAsJson(const std::vector<std::string>& files, const std::string& memory, int page);
+// True when the pictures, on all pages, have the same size and, within the tolerance, the same pixels, as seen.
 bool compare(const CompareOptions& options);
 
 void count(const std::string& file, const std::string& memory);

@@ -7,6 +7,7 @@
 #include "alpha.h"
 #include "bitmap_rows.h"
 #include "commands.h"
+#include "file.h"
 #include "geometry.h"
 #include "json.h"
 #include "memory.h"
@@ -27,13 +28,21 @@ struct Side {
     bool isGray() const { return picture.headers.channels <= 2; }
 };
 
-Side read(const std::string& file, uint32_t request) {
-    Side side = {file, readPicture(file, GrayAlpha::kAsColor, request)};
+Side read(const std::string& file, uint32_t request, int page) {
+    Side side = {file, readPicture(file, GrayAlpha::kAsColor, request, page)};
     const Progress progress("preparing", file);
     Picture& picture = side.picture;
     if (!picture.headers.alpha.empty()) widen(picture.bitmap, picture.headers, file, request);
     bringUpright(picture.bitmap, file);
     return side;
+}
+
+// Standard input cannot be read once more for its other pages.
+int pagesToCompare(const Side& side) {
+    const int pages = side.picture.pages;
+    if (pages == 1 || side.file != kStandard) return pages;
+    complain("note: " + side.file + ": the first of " + std::to_string(pages) + " pages");
+    return 1;
 }
 
 struct Channel {
@@ -152,26 +161,56 @@ void addJson(Json& out, const Difference& difference, int64_t pixels) {
 
 bool compare(const CompareOptions& options) {
     const uint32_t request = memoryRequest(options.memory);
-    Side a = read(options.a, request), b = read(options.b, request);
-    const bool sameSize = a.width() == b.width() && a.height() == b.height();
-    Difference difference = {};
-    if (sameSize) difference = comparePixels(a, b, options.tolerance);
-    const bool equal = sameSize && difference.pixels == 0;
-    const int64_t pixels = int64_t{a.width()} * a.height();
+    Json all = Json::array();
+    bool equal = true;
+    int pagesOfA = 1, pagesOfB = 1;
+    for (int page = 0; page < std::min(pagesOfA, pagesOfB); page++) {
+        Side a = read(options.a, request, page), b = read(options.b, request, page);
+        if (page == 0) {
+            pagesOfA = pagesToCompare(a);
+            pagesOfB = pagesToCompare(b);
+        }
+        const bool sameSize = a.width() == b.width() && a.height() == b.height();
+        Difference difference = {};
+        if (sameSize) difference = comparePixels(a, b, options.tolerance);
+        const bool same = sameSize && difference.pixels == 0;
+        equal &= same;
+        const int64_t pixels = int64_t{a.width()} * a.height();
+        if (options.json) {
+            Json out = {{"page", page + 1},
+                        {"a", jsonOf(a)},
+                        {"b", jsonOf(b)},
+                        {"tolerance", options.tolerance},
+                        {"equal", same}};
+            if (sameSize) addJson(out, difference, pixels);
+            all.push_back(out);
+            continue;
+        }
+        if (std::max(pagesOfA, pagesOfB) > 1) std::printf("page %d\n", page + 1);
+        tell(a);
+        tell(b);
+        if (sameSize) {
+            tell(difference, pixels, options.tolerance);
+        } else {
+            std::printf("different: the sizes\n");
+        }
+    }
+    for (int page = std::min(pagesOfA, pagesOfB); page < std::max(pagesOfA, pagesOfB); page++) {
+        const auto sideOf = [page](const std::string& file, int pages) {
+            return page < pages ? Json{{"file", file}} : Json(nullptr);
+        };
+        all.push_back({{"page", page + 1},
+                       {"a", sideOf(options.a, pagesOfA)},
+                       {"b", sideOf(options.b, pagesOfB)},
+                       {"equal", false}});
+    }
     if (options.json) {
-        Json out = {{"a", jsonOf(a)}, {"b", jsonOf(b)}, {"tolerance", options.tolerance}, {"equal", equal}};
-        if (sameSize) addJson(out, difference, pixels);
-        printJson(out);
-        return equal;
+        printJson(all);
+    } else if (pagesOfA != pagesOfB) {
+        std::printf("different: %s has %d pages, %s has %d\n", options.a.c_str(), pagesOfA, options.b.c_str(),
+                    pagesOfB);
     }
-    tell(a);
-    tell(b);
-    if (sameSize) {
-        tell(difference, pixels, options.tolerance);
-    } else {
-        std::printf("different: the sizes\n");
-    }
-    return equal;
+    return equal && pagesOfA == pagesOfB;
 }
 
 }  // namespace tool

@@ -18,7 +18,8 @@ inline constexpr const char* kExamples =
     "Exit codes: 0 done, 1 a file or a conversion failed, 2 wrong usage, 130 stopped by Ctrl-C; compare has its own.";
 
 inline constexpr const char* kInfoExamples =
-    "With --json: file, format, pages, width, height (as stored), orientation (1-8 as in EXIF, or null), seenWidth,\n"
+    "With --json: file, format, pages, page, width, height (as stored), orientation (1-8 as in EXIF, or null), "
+    "seenWidth,\n"
     "seenHeight, bitsPerPixel, channels (names), bitsPerChannel, resolution (x, y in dots per inch, or null), palette\n"
     "(colors, kind; or null), colorsInUse, metadata (exifBytes, profileBytes, xmpBytes, texts (key, text), gamma), "
     "and\n"
@@ -88,14 +89,13 @@ inline constexpr const char* kScrambleExamples =
 inline constexpr const char* kCompareExamples =
     "Pictures are compared as they are seen, in channels of 8 bits, or of 16 where one of them has more than 8:\n"
     "differences are in these units. Grays count as colours where the other picture has colours, and pictures without\n"
-    "alpha as opaque. Positions count from 0,0 at the top left.\n"
+    "alpha as opaque. Positions count from 0,0 at the top left. Files of several pages are compared page by page.\n"
     "\n"
-    "With --json: a and b (file, width, height, bitsPerPixel, channels (names), bitsPerChannel), tolerance, equal; "
-    "where the "
-    "sizes\n"
-    "are the same also bits (8 or 16), pixels, pixelsDifferent, first (x, y, or null), and differences, each with "
-    "name,\n"
-    "largest and mean.\n"
+    "With --json: page, a and b (file, width, height, bitsPerPixel, channels (names), bitsPerChannel), tolerance, "
+    "equal;\n"
+    "where the sizes are the same also bits (8 or 16), pixels, pixelsDifferent, first (x, y, or null), and "
+    "differences,\n"
+    "each with name, largest and mean. A page that one of the files lacks: page, a and b (file, or null), equal.\n"
     "\n"
     "Exit codes: 0 equal, 1 different, 2 a file failed or wrong usage, 130 stopped by Ctrl-C.\n"
     "\n"

@@ -68,8 +68,8 @@ struct Facts {
     uint32_t colors;
 };
 
-Facts factsOf(const std::string& file, const std::string& memory) {
-    Facts facts = {readPicture(file, GrayAlpha::kAsColor, memoryRequest(memory)), 0};
+Facts factsOf(const std::string& file, const std::string& memory, int page) {
+    Facts facts = {readPicture(file, GrayAlpha::kAsColor, memoryRequest(memory), page - 1), 0};
     Bitmap& bitmap = facts.picture.bitmap;
     if (memory == "compressed" && bitmap->BitsPerPixel != 1) {
         throw fileFailure(file, "only pictures of 1 bit a pixel are held compressed");
@@ -124,13 +124,14 @@ Json jsonOf(Bitmap& bitmap) {
     return out;
 }
 
-Json jsonOf(const std::string& file, const std::string& memory) {
-    Facts facts = factsOf(file, memory);
+Json jsonOf(const std::string& file, const std::string& memory, int page) {
+    Facts facts = factsOf(file, memory, page);
     const Headers& headers = facts.picture.headers;
     const bool onItsSide = headers.orientation >= LEFT_TOP;
     Json out = {{"file", file},
                 {"format", headers.format},
                 {"pages", facts.picture.pages},
+                {"page", page},
                 {"width", headers.width},
                 {"height", headers.height},
                 {"orientation", nullptr},
@@ -159,14 +160,14 @@ Json errorOf(const std::string& file, const std::string& why) {
 
 }  // namespace
 
-void info(const std::string& file, const std::string& memory) {
-    Facts facts = factsOf(file, memory);
+void info(const std::string& file, const std::string& memory, int page) {
+    Facts facts = factsOf(file, memory, page);
     Bitmap& bitmap = facts.picture.bitmap;
     const Headers& headers = facts.picture.headers;
 
     std::printf("%s\n", file.c_str());
     std::printf("  format      %s\n", headers.format);
-    if (facts.picture.pages > 1) std::printf("  pages       %d; this is the first\n", facts.picture.pages);
+    if (facts.picture.pages > 1) std::printf("  pages       %d; this is page %d\n", facts.picture.pages, page);
     const std::string onItsSide = ", seen as " + std::to_string(bitmap->Height) + " x " + std::to_string(bitmap->Width);
     std::printf("  size        %d x %d pixels%s\n", bitmap->Width, bitmap->Height,
                 headers.orientation >= LEFT_TOP ? onItsSide.c_str() : "");
@@ -192,13 +193,13 @@ void info(const std::string& file, const std::string& memory) {
     std::printf("  held        %s\n", describeMemory(bitmap).c_str());
 }
 
-void infoAsJson(const std::vector<std::string>& files, const std::string& memory) {
+void infoAsJson(const std::vector<std::string>& files, const std::string& memory, int page) {
     Json all = Json::array();
     bool failed = false;
     for (const std::string& file : files) {
         std::string why;
         try {
-            all.push_back(jsonOf(file, memory));
+            all.push_back(jsonOf(file, memory, page));
         } catch (const std::bad_alloc&) {
             why = "not enough memory";
         } catch (const Failure& failure) {

@@ -33,6 +33,7 @@ class CommandLine {
 
   private:
     static void addMemoryOption(CLI::App& command, std::string& memory);
+    static void addPageOption(CLI::App& command, int& page);
     void addKeepFlag(CLI::App& command);
     static void addColorsOption(CLI::App& command, int& colors, const char* what);
     static CLI::Option* addNumbers(CLI::App& command, const char* name, std::vector<int>& numbers, int count,
@@ -61,6 +62,7 @@ class CommandLine {
     std::vector<std::string> files_;
     std::string memory_ = "plain";
     bool keep_ = false;
+    int page_ = 1;
     bool json_ = false;
     ConvertOptions convertOptions_;
     PagesOptions pagesOptions_;
@@ -93,6 +95,12 @@ void CommandLine::addMemoryOption(CLI::App& command, std::string& memory) {
         .add_option("-m,--memory", memory,
                     "Where bitmaps are held: plain (the default), tiled, disk, compressed, super")
         ->check(CLI::IsMember(std::vector<std::string>(kMemoryNames.begin(), kMemoryNames.end())));
+}
+
+void CommandLine::addPageOption(CLI::App& command, int& page) {
+    command.add_option("--page", page, "The page of a file that has several (default the first)")
+        ->type_name("N")
+        ->check(CLI::Range(1, 1000000));
 }
 
 void CommandLine::addKeepFlag(CLI::App& command) {
@@ -240,7 +248,7 @@ void CommandLine::addComparison() {
                      "Differences of up to N in each channel count as none (default 0)")
         ->type_name("N")
         ->check(CLI::Range(0, 65535));
-    compare_->add_flag("--json", compareOptions_.json, "Tell it as a JSON object");
+    compare_->add_flag("--json", compareOptions_.json, "Tell it as a JSON array with an object for each page");
     addMemoryOption(*compare_, compareOptions_.memory);
     compare_->footer(kCompareExamples);
 }
@@ -278,6 +286,7 @@ CommandLine::CommandLine() {
     info_ = app_.add_subcommand("info", std::string("Tell what is in picture files ") + kReadable);
     info_->add_option("FILE", files_, "Pictures")->required();
     info_->add_flag("--json", json_, "Tell it as a JSON array with an object for each picture");
+    addPageOption(*info_, page_);
     addMemoryOption(*info_, memory_);
     info_->footer(kInfoExamples);
 
@@ -289,9 +298,7 @@ CommandLine::CommandLine() {
         ->required();
     convert_->add_option("--alpha", convertOptions_.alpha,
                          "A picture of the same size whose grays become the alpha channel (before crop and geometry)");
-    convert_->add_option("--page", convertOptions_.page, "The page of a file that has several (default the first)")
-        ->type_name("N")
-        ->check(CLI::Range(1, 1000000));
+    addPageOption(*convert_, convertOptions_.page);
     addPictureOptions(*convert_, convertOptions_);
     convert_->footer(std::string(kNotes) + kConvertExamples);
 
@@ -360,11 +367,11 @@ int CommandLine::run(std::vector<std::string> arguments) {
     if (scramble_->parsed()) return guarded([this] { scramble(scrambleOptions_); });
     if (planes_->parsed()) return guarded([this] { planes(planesOptions_); });
     if (compare_->parsed()) return runComparison();
-    if (info_->parsed() && json_) return guarded([this] { infoAsJson(files_, memory_); });
-    const auto tell = count_->parsed() ? count : info;
+    if (info_->parsed() && json_) return guarded([this] { infoAsJson(files_, memory_, page_); });
     int code = kExitOk;
     for (const std::string& file : files_) {
-        if (const int found = guarded([&] { tell(file, memory_); }); found != kExitOk) code = found;
+        const int result = guarded([&] { count_->parsed() ? count(file, memory_) : info(file, memory_, page_); });
+        if (result != kExitOk) code = result;
         if (code == kExitInterrupted) break;
     }
     return code;
