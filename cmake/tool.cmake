@@ -49,12 +49,14 @@ endif()
 find_program(TNK_PYTHON python3 PATHS /usr/bin NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
 find_program(TNK_PYTHON python3 NO_CMAKE_FIND_ROOT_PATH)
 if(TNK_TESTS AND TNK_PYTHON)
-    add_test(NAME tnk
-        COMMAND ${TNK_PYTHON} ${PROJECT_SOURCE_DIR}/tests/tnk/tnk_test.py ${CMAKE_CROSSCOMPILING_EMULATOR}
-                $<TARGET_FILE:tnk>)
-    if(WIN32)
-        set_tests_properties(tnk PROPERTIES FIXTURES_REQUIRED wine)
-    endif()
+    file(GLOB tool_tests CONFIGURE_DEPENDS tests/tnk/*_test.py)
+    foreach(file IN LISTS tool_tests)
+        get_filename_component(name ${file} NAME_WE)
+        add_test(NAME tnk.${name} COMMAND ${TNK_PYTHON} ${file} ${CMAKE_CROSSCOMPILING_EMULATOR} $<TARGET_FILE:tnk>)
+        if(WIN32)
+            set_tests_properties(tnk.${name} PROPERTIES FIXTURES_REQUIRED wine)
+        endif()
+    endforeach()
     if(NOT WIN32 AND NOT TNK_SANITIZE)
         # The commands that README.md and the guide show.
         add_test(NAME documents
