@@ -157,52 +157,56 @@ void addJson(Json& out, const Difference& difference, int64_t pixels) {
     out["differences"] = differences;
 }
 
+// Adds an object to `all`, or tells the user.
+bool comparePage(Side& a, Side& b, int page, const CompareOptions& options, Json& all) {
+    const bool sameSize = a.width() == b.width() && a.height() == b.height();
+    Difference difference = {};
+    if (sameSize) difference = comparePixels(a, b, options.tolerance);
+    const bool equal = sameSize && difference.pixels == 0;
+    const int64_t pixels = int64_t{a.width()} * a.height();
+    if (options.json) {
+        Json out = {
+            {"page", page + 1}, {"a", jsonOf(a)}, {"b", jsonOf(b)}, {"tolerance", options.tolerance}, {"equal", equal}};
+        if (sameSize) addJson(out, difference, pixels);
+        all.push_back(out);
+        return equal;
+    }
+    tell(a);
+    tell(b);
+    if (sameSize) {
+        tell(difference, pixels, options.tolerance);
+    } else {
+        std::printf("different: the sizes\n");
+    }
+    return equal;
+}
+
+// Of a page that one of the files lacks.
+Json jsonOfMissing(const CompareOptions& options, int page, bool inA) {
+    const auto sideOf = [](const std::string& file, bool there) {
+        return there ? Json{{"file", file}} : Json(nullptr);
+    };
+    return {{"page", page + 1}, {"a", sideOf(options.a, inA)}, {"b", sideOf(options.b, !inA)}, {"equal", false}};
+}
+
 }  // namespace
 
 bool compare(const CompareOptions& options) {
     const uint32_t request = memoryRequest(options.memory);
     Json all = Json::array();
     bool equal = true;
-    int pagesOfA = 1, pagesOfB = 1;
-    for (int page = 0; page < std::min(pagesOfA, pagesOfB); page++) {
+    int pagesOfA = 1, pagesOfB = 1, page = 0;
+    for (; page < std::min(pagesOfA, pagesOfB); page++) {
         Side a = read(options.a, request, page), b = read(options.b, request, page);
         if (page == 0) {
             pagesOfA = pagesToCompare(a);
             pagesOfB = pagesToCompare(b);
         }
-        const bool sameSize = a.width() == b.width() && a.height() == b.height();
-        Difference difference = {};
-        if (sameSize) difference = comparePixels(a, b, options.tolerance);
-        const bool same = sameSize && difference.pixels == 0;
-        equal &= same;
-        const int64_t pixels = int64_t{a.width()} * a.height();
-        if (options.json) {
-            Json out = {{"page", page + 1},
-                        {"a", jsonOf(a)},
-                        {"b", jsonOf(b)},
-                        {"tolerance", options.tolerance},
-                        {"equal", same}};
-            if (sameSize) addJson(out, difference, pixels);
-            all.push_back(out);
-            continue;
-        }
-        if (std::max(pagesOfA, pagesOfB) > 1) std::printf("page %d\n", page + 1);
-        tell(a);
-        tell(b);
-        if (sameSize) {
-            tell(difference, pixels, options.tolerance);
-        } else {
-            std::printf("different: the sizes\n");
-        }
+        if (!options.json && std::max(pagesOfA, pagesOfB) > 1) std::printf("page %d\n", page + 1);
+        equal &= comparePage(a, b, page, options, all);
     }
-    for (int page = std::min(pagesOfA, pagesOfB); page < std::max(pagesOfA, pagesOfB); page++) {
-        const auto sideOf = [page](const std::string& file, int pages) {
-            return page < pages ? Json{{"file", file}} : Json(nullptr);
-        };
-        all.push_back({{"page", page + 1},
-                       {"a", sideOf(options.a, pagesOfA)},
-                       {"b", sideOf(options.b, pagesOfB)},
-                       {"equal", false}});
+    for (; page < std::max(pagesOfA, pagesOfB); page++) {
+        all.push_back(jsonOfMissing(options, page, page < pagesOfA));
     }
     if (options.json) {
         printJson(all);

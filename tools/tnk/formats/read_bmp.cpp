@@ -264,7 +264,8 @@ void BmpDecoder::take() {
 // In the form of the headers. The library has no bitmaps of 2 bits in such files: their indexes come in 4.
 uint8_t* BmpDecoder::row(BitmapRows& rows, int y) {
     uint8_t* const row = rows.get(bitmap_->ViewPerspective == TOP_LEFT ? y : headers_.height - 1 - y);
-    for (size_t i = 0; headers_.bits == 2 && i < rows.bytes(); i++) {
+    if (headers_.bits != 2) return row;
+    for (size_t i = 0; i < rows.bytes(); i++) {
         const auto two = [](uint8_t byte) { return (byte >> 2 & 0xC) | (byte & 3); };
         row[i / 2] = static_cast<uint8_t>(i % 2 ? row[i / 2] | two(row[i]) : two(row[i]) << 4);
     }

@@ -147,21 +147,28 @@ uint32_t PnmDecoder::nextSample(const uint8_t*& from) {
         from += deep ? 2 : 1;
     }
     if (sample > max_) damaged("the file is damaged (a sample is above the largest value)");
-    if (oneBit_) return sample;
-    return (sample * (deep ? 65535u : 255u) + max_ / 2) / max_;
+    const uint32_t full = deep ? 65535 : 255;
+    if (oneBit_ || max_ == full) return sample;
+    return (sample * full + max_ / 2) / max_;
 }
 
 // A row of the file, unless it comes as text, to one of the bitmap: zeroed bits, or samples of whole bytes.
 void PnmDecoder::readSamples(const uint8_t* from, uint8_t* to) {
-    const size_t bytes = headers_.bitsPerChannel / 8u;
+    const bool deep = max_ > 255;
     for (int x = 0; x < headers_.width; x++) {
         for (int channel = 0; channel < headers_.channels; channel++) {
             const uint32_t sample = nextSample(from);
-            const bool alpha = channel == 1 && headers_.channels == 2;
-            // Gray with alpha becomes three equal colours and it.
-            const int copies = alpha ? channels_ == 4 : headers_.channels == 2 && channels_ == 4 ? 3 : 1;
-            for (int i = 0; i < copies && !oneBit_; i++, to += bytes) std::memcpy(to, &sample, bytes);
-            if (oneBit_) to[x / 8] = static_cast<uint8_t>(to[x / 8] | sample << (7 - x % 8));
+            if (oneBit_) {
+                to[x / 8] = static_cast<uint8_t>(to[x / 8] | sample << (7 - x % 8));
+                continue;
+            }
+            // Gray with alpha becomes three equal colours and it, or loses it.
+            const bool grayAlpha = headers_.channels == 2, colors = channels_ == 4;
+            const int copies = !grayAlpha ? 1 : channel == 1 ? colors : colors ? 3 : 1;
+            for (int i = 0; i < copies; i++) {
+                *to++ = static_cast<uint8_t>(sample);
+                if (deep) *to++ = static_cast<uint8_t>(sample >> 8);
+            }
         }
     }
 }
@@ -172,7 +179,7 @@ void PnmDecoder::decode(Bitmap& into) {
     };
     const bool text = type_ <= 3, packed = type_ == 4;
     const bool same = packed || (!text && max_ == 255 && channels_ == headers_.channels);
-    const int fileBits = type_ == 7 ? headers_.bitsPerChannel * headers_.channels : headers_.bitsPerPixel;
+    const int fileBits = packed ? 1 : headers_.bitsPerChannel * headers_.channels;
     std::vector<uint8_t> line(text ? 0 : bytesOf(fileBits)), samples(same ? 0 : bytesOf(headers_.bits));
     for (int y = 0; y < headers_.height; y++) {
         Progress::rowDone(y, headers_.height);
